@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTemporaryDir>
+
+namespace pxmtest {
+
+/// A temporary directory that lives as long as the test, with path helpers.
+class TempDir {
+public:
+    TempDir();
+    /// Absolute path of `name` inside the directory.
+    QString path(const QString& name = {}) const;
+    /// The same as local 8-bit text, as the platform's file functions take it.
+    std::string localPath(const QString& name) const;
+
+private:
+    QTemporaryDir m_dir;
+};
+
+/// The whole content of a file; empty when it cannot be read.
+QByteArray readFile(const QString& path);
+/// Writes `data` to `path`, replacing it; false on failure.
+bool writeFile(const QString& path, const QByteArray& data);
+
+} // namespace pxmtest
