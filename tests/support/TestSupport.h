@@ -2,6 +2,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QStringList>
+#include <ostream>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -26,3 +28,7 @@ QByteArray readFile(const QString& path);
 bool writeFile(const QString& path, const QByteArray& data);
 
 } // namespace pxmtest
+
+/// Lets GoogleTest print Qt strings readably in failure messages.
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+inline void PrintTo(const QStringList& l, std::ostream* os) { *os << '[' << l.join(", ").toStdString() << ']'; }

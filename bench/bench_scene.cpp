@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+// Rasterising label masks, flood fills, painting the mask item, and swapping volumes.
+#include "model/Label.h"
+#include "model/Project.h"
+#include "platform/CImage.h"
+#include "platform/Vandu.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/MaskFlood.h"
+#include "scene/MaskItem.h"
+#include "scene/Scene.h"
+
+#include <QApplication>
+#include <QGraphicsItem>
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QStyleOptionGraphicsItem>
+#include <benchmark/benchmark.h>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+using KYVO::CImage;
+using KYVO::CSize;
+
+/// A project with one W×H image and N shapes of 20 labels: rectangles, ellipses,
+/// 20-vertex polygons, lines and free-hand paths.
+struct ShapeProject {
+    pxm::Project project;
+    pxm::LabeledImage* image = nullptr;
+
+    ShapeProject(int w, int h, int shapes) {
+        for (int i = 0; i < 20; ++i)
+            project.createLabel();
+        image = new pxm::LabeledImage(&project);
+        image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(std::size_t(w), std::size_t(h), 1)), true);
+        project.addImage(image);
+        QRandomGenerator random(42);
+        pxm::Scene* scene = image->scene(0);
+        for (int i = 0; i < shapes; ++i) {
+            const pxm::Label* label = project.labels()[int(random.bounded(20))];
+            const double x = random.bounded(double(w)), y = random.bounded(double(h));
+            const double size = 10 + random.bounded(120.0);
+            QGraphicsItem* item = nullptr;
+            switch (i % 5) {
+            case 0:
+                item = new QGraphicsRectItem(x, y, size, size * 0.7);
+                break;
+            case 1:
+                item = new QGraphicsEllipseItem(x, y, size, size * 0.8);
+                break;
+            case 2: {
+                QPolygonF polygon;
+                for (int k = 0; k < 20; ++k) {
+                    const double a = 2 * M_PI * k / 20, r = size * (0.6 + 0.4 * random.generateDouble());
+                    polygon << QPointF(x + r * std::cos(a), y + r * std::sin(a));
+                }
+                item = new QGraphicsPolygonItem(polygon);
+                break;
+            }
+            case 3:
+                item = new QGraphicsLineItem(x, y, x + size, y + size / 2);
+                break;
+            default: {
+                QPainterPath path(QPointF(x, y));
+                for (int k = 1; k < 12; ++k)
+                    path.lineTo(x + k * size / 12, y + size / 4 * std::sin(k));
+                path.closeSubpath();
+                item = new QGraphicsPathItem(path);
+                break;
+            }
+            }
+            scene->addLabelItem(item, label);
+        }
+    }
+};
+
+void BM_CreateLabelMask(benchmark::State& state) {
+    ShapeProject p(8192, 8192, 10000);
+    for (auto _ : state) {
+        std::unique_ptr<CImage> mask(p.image->createLabelMask());
+        benchmark::DoNotOptimize(mask->data());
+    }
+}
+BENCHMARK(BM_CreateLabelMask)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// What QPainter alone costs for the same shapes, for comparison.
+void BM_QPainterAlone(benchmark::State& state) {
+    ShapeProject p(8192, 8192, 10000);
+    const QList<QGraphicsItem*> items = p.image->scene(0)->items();
+    for (auto _ : state) {
+        QImage layer(8192, 8192, QImage::Format_Grayscale8);
+        layer.fill(0);
+        QPainter painter(&layer);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Qt::white);
+        for (QGraphicsItem* item : items) {
+            painter.setTransform(item->sceneTransform());
+            if (auto* polygon = dynamic_cast<QGraphicsPolygonItem*>(item))
+                painter.drawPolygon(polygon->polygon());
+            else if (auto* rect = dynamic_cast<QGraphicsRectItem*>(item))
+                painter.drawRect(rect->rect());
+        }
+        benchmark::DoNotOptimize(layer.bits());
+    }
+}
+BENCHMARK(BM_QPainterAlone)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_FloodFill(benchmark::State& state) {
+    const int side = 4096;
+    const bool exact = state.range(0) != 0;
+    std::vector<uint8_t> mask(std::size_t(side) * side);
+    for (auto _ : state) {
+        state.PauseTiming();
+        // One connected region, away from the last row and column.
+        std::fill(mask.begin(), mask.end(), 0);
+        for (int y = 1; y < side - 1; ++y)
+            std::memset(mask.data() + std::size_t(y) * side + 1, 3, side - 2);
+        state.ResumeTiming();
+        pxm::maskflood::MaskData d{mask.data(), nullptr, mask.size(), side, side};
+        if (exact)
+            pxm::maskflood::floodExact(d, 10, 10, 3, 5);
+        else
+            pxm::maskflood::flood(d, 10, 10, 3, 5);
+        benchmark::DoNotOptimize(mask.data());
+    }
+}
+BENCHMARK(BM_FloodFill)->Arg(0)->Arg(1)->ArgName("exact")->Unit(benchmark::kMillisecond);
+
+/// A fully labelled 4096×4096 mask under 20 labels.
+struct MaskProject {
+    pxm::Project project;
+    pxm::LabeledImage* image = nullptr;
+    MaskProject() {
+        for (int i = 0; i < 20; ++i)
+            project.createLabel();
+        image = new pxm::LabeledImage(&project);
+        image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(4096, 4096, 1)), true);
+        auto* mask = new CImage(KYVO::IMAGE_GREY_8, CSize(4096, 4096, 1));
+        for (std::size_t i = 0; i < mask->byteCount(); ++i)
+            mask->data()[i] = uint8_t(1 + (i / 4096 / 64 + i % 4096 / 64) % 21); // 21: one value unused
+        image->setMask(mask, true, false);
+        project.addImage(image);
+    }
+};
+
+void BM_MaskItemPaint(benchmark::State& state) {
+    MaskProject p;
+    pxm::MaskItem item(p.image, 0);
+    QImage target(1920, 1080, QImage::Format_ARGB32_Premultiplied);
+    QStyleOptionGraphicsItem option;
+    option.exposedRect = QRectF(1000, 1000, 1920, 1080);
+    for (auto _ : state) {
+        QPainter painter(&target);
+        painter.translate(-1000, -1000);
+        item.paint(&painter, &option, nullptr);
+    }
+}
+BENCHMARK(BM_MaskItemPaint)->Unit(benchmark::kMillisecond);
+
+// The naive way, one fillRect per voxel, for the ratio.
+void BM_MaskPaintPerPixel(benchmark::State& state) {
+    MaskProject p;
+    QImage target(1920, 1080, QImage::Format_ARGB32_Premultiplied);
+    const uint8_t* mask = p.image->mask()->data();
+    for (auto _ : state) {
+        QPainter painter(&target);
+        painter.translate(-1000, -1000);
+        painter.setPen(Qt::NoPen);
+        for (int y = 1000; y < 2080; ++y)
+            for (int x = 1000; x < 2920; ++x) {
+                const uint8_t v = mask[std::size_t(x) + 4096 * std::size_t(y)];
+                const QList<pxm::Label*> labels = p.project.labelsByMaskId(v);
+                painter.setOpacity(labels.isEmpty() ? 0.5 : labels[0]->opacity());
+                painter.fillRect(QRectF(x, y, 1, 1),
+                                 labels.isEmpty() ? QColor(Qt::gray) : labels[0]->color());
+            }
+    }
+}
+BENCHMARK(BM_MaskPaintPerPixel)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void BM_SwapAndPin(benchmark::State& state) {
+    pxm::Project project;
+    project.createLabel();
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(512, 512, 256)), true);
+    image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(512, 512, 256)), true, false);
+    project.addImage(image);
+    image->eraseOverlay()->data()[12345] = 1;
+    for (auto _ : state) {
+        image->swap();
+        image->incUsage();
+        image->decUsage();
+        benchmark::DoNotOptimize(image->eraseOverlay());
+    }
+}
+BENCHMARK(BM_SwapAndPin)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    VanduInit(-1);
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    VanduExit();
+    return 0;
+}

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include "model/SettingsKeys.h"
+
+#include <QCoreApplication>
+
+namespace pxm {
+
+const char* const kDefaultStatusFormat =
+    QT_TRANSLATE_NOOP("pxm::Settings", "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
+const char* const kDefaultScriptPath = QT_TRANSLATE_NOOP("pxm::Settings", "KAROcmd %1 Otsu.ndp");
+
+const QVector<SettingKey>& settingKeys() {
+    static const QVector<SettingKey> keys = {
+        {"View.cameraMode", "main/Settings/View/CameraMode", SettingType::String, QString("perProject")},
+        {"ZoomView.radius", "main/Settings/View/ViewRadius", SettingType::Integer, 200},
+        {"ZoomView.zoom", "main/Settings/View/ViewZoom", SettingType::Double, 2.0},
+        {"RectTool.oneClick", "main/Settings/RectTool/OneClick", SettingType::Bool, true},
+        {"RectTool.defaultWidth", "main/Settings/RectTool/Width", SettingType::Integer, 1},
+        {"RectTool.defaultHeight", "main/Settings/RectTool/Height", SettingType::Integer, 1},
+        {"EllipseTool.oneClick", "main/Settings/EllipseTool/OneClick", SettingType::Bool, true},
+        {"EllipseTool.defaultWidth", "main/Settings/EllipseTool/Width", SettingType::Integer, 1},
+        {"EllipseTool.defaultHeight", "main/Settings/EllipseTool/Height", SettingType::Integer, 1},
+        {"FreehandTool.brushWidth", "main/Settings/FreeHandTool/BrushWidth", SettingType::Integer, 1},
+        {"EraserTool.brushWidth", "main/Settings/EraserTool/BrushWidth", SettingType::Integer, 1},
+        {"SerializationSettings.overwriteMask", "main/Settings/Serialization/OverwriteMask",
+         SettingType::Bool, false},
+        {"SerializationSettings.lazyLoadImages", "main/Settings/Serialization/LazyLoadImages",
+         SettingType::Bool, false},
+        {"StatusLine.format", "main/Settings/StatusLine/Format", SettingType::String,
+         QCoreApplication::translate("pxm::Settings", kDefaultStatusFormat)},
+        {"Script.path", "main/Settings/Script/Path", SettingType::String,
+         QCoreApplication::translate("pxm::Settings", kDefaultScriptPath)},
+        {"Label.primary_opacity", "main/Settings/Label/PrimaryOpacity", SettingType::Double, 0.7},
+        {"Label.secondary_opacity", "main/Settings/Label/SecondaryOpacity", SettingType::Double, 0.3},
+        {"Label.pen_width", "main/Settings/Label/PenWidth", SettingType::Double, 0.5},
+    };
+    return keys;
+}
+
+} // namespace pxm

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: MIT
+#include "scene/LabeledImage.h"
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "platform/CException.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/LabelItems.h"
+#include "scene/Scene.h"
+
+#include <QDebug>
+#include <QGraphicsItem>
+#include <atomic>
+
+namespace pxm {
+
+namespace {
+std::atomic<quint64> g_nextIdentity{1};
+
+/// Loads through the platform reader; a failure is logged and gives null.
+KYVO::CImage* loadLogged(const QString& path) {
+    try {
+        return KYVO::CImageIo2::Load(path.toLocal8Bit().toStdString());
+    } catch (const KYVO::CException& e) {
+        qWarning().noquote() << e.what();
+    }
+    return nullptr;
+}
+} // namespace
+
+LabeledImage::LabeledImage(Project* project)
+    : QObject(project), m_project(project), m_identity(g_nextIdentity.fetch_add(1)) {}
+
+LabeledImage::~LabeledImage() {
+    const QList<Scene*> scenes = m_scenes;
+    m_scenes.clear();
+    qDeleteAll(scenes);
+    deleteImage();
+    deleteMask();
+}
+
+void LabeledImage::setWidth(uint32_t width) {
+    if (m_width == 0)
+        m_width = width;
+}
+
+void LabeledImage::setHeight(uint32_t height) {
+    if (m_height == 0)
+        m_height = height;
+}
+
+void LabeledImage::setDepth(uint32_t depth) {
+    if (m_depth == 0)
+        m_depth = depth;
+}
+
+void LabeledImage::setColorChannels(uint32_t channels) {
+    if (m_colorChannels == 0)
+        m_colorChannels = channels;
+}
+
+void LabeledImage::setImagePath(const QString& path) {
+    if (path == m_imagePath)
+        return;
+    m_imagePath = path;
+    emit imagePathChanged();
+}
+
+void LabeledImage::setMaskPath(const QString& path) {
+    if (path == m_maskPath)
+        return;
+    m_maskPath = path;
+    emit maskPathChanged();
+}
+
+void LabeledImage::createScenes() {
+    if (!m_scenes.isEmpty() || m_depth == 0)
+        return;
+    for (uint32_t z = 0; z < m_depth; ++z)
+        m_scenes.append(new Scene(this, z));
+}
+
+void LabeledImage::deleteImage() {
+    if (m_ownsImage)
+        delete m_image;
+    m_image = nullptr;
+    m_ownsImage = false;
+}
+
+void LabeledImage::deleteMask() {
+    if (m_ownsMask)
+        delete m_mask;
+    m_mask = nullptr;
+    m_ownsMask = false;
+}
+
+void LabeledImage::setImage(KYVO::CImage* image, bool takeOwnership) {
+    if (image == m_image && !takeOwnership)
+        return;
+    if (image && image == m_image) {
+        // Handing the current image over again must not delete it while in use.
+        m_ownsImage = true;
+        return;
+    }
+    deleteImage();
+    m_imageState = ImageState::NotLoaded;
+    if (!image)
+        return;
+    const KYVO::CSize size = image->size();
+    if ((m_width && size.x != m_width) || (m_height && size.y != m_height) ||
+        (m_depth && size.z != m_depth)) {
+        m_imageState = ImageState::SizeMismatch;
+        if (takeOwnership)
+            delete image;
+        return;
+    }
+    const uint32_t channels = uint32_t(image->channels());
+    if (m_colorChannels && m_colorChannels != channels)
+        qWarning().nospace() << "Expected an image with " << m_colorChannels << " color channels, but got "
+                             << channels << ".";
+    m_image = image;
+    m_ownsImage = takeOwnership;
+    m_imageState = ImageState::Ok;
+    m_width = uint32_t(size.x);
+    m_height = uint32_t(size.y);
+    m_depth = uint32_t(size.z);
+    m_colorChannels = channels;
+    createScenes();
+    emit imageChanged();
+}
+
+void LabeledImage::loadImage(bool /*force*/) {
+    deleteImage();
+    m_imageState = ImageState::NotLoaded;
+    if (KYVO::CImage* loaded = loadLogged(m_imagePath))
+        setImage(loaded, true);
+    else
+        m_imageState = ImageState::LoadFailed;
+}
+
+void LabeledImage::setMask(KYVO::CImage* mask, bool takeOwnership, bool checkLabels) {
+    if (mask == m_mask)
+        return;
+    deleteMask();
+    m_maskState = m_maskPath.isEmpty() ? MaskState::Ok : MaskState::NotLoaded;
+    if (!mask)
+        return;
+    const KYVO::CSize size = mask->size();
+    if ((m_width && size.x != m_width) || (m_height && size.y != m_height) ||
+        (m_depth && size.z != m_depth)) {
+        m_maskState = MaskState::SizeMismatch;
+        if (takeOwnership)
+            delete mask;
+        return;
+    }
+    if (mask->type() != KYVO::IMAGE_GREY_8) {
+        m_maskState = MaskState::WrongType;
+        if (takeOwnership)
+            delete mask;
+        return;
+    }
+    if (checkLabels && m_project) {
+        bool present[256] = {};
+        const uint8_t* data = mask->data();
+        const std::size_t count = mask->byteCount();
+        for (std::size_t i = 0; i < count; ++i)
+            present[data[i]] = true;
+        for (int v = 1; v < 256; ++v) {
+            if (!present[v] || !m_project->labelsByMaskId(v).isEmpty())
+                continue;
+            qWarning().nospace() << "Mask contains non existing label id " << v;
+            m_project->createLabel()->setMaskId(v);
+        }
+    }
+    m_mask = mask;
+    m_ownsMask = takeOwnership;
+    m_maskState = MaskState::Ok;
+    m_width = uint32_t(size.x);
+    m_height = uint32_t(size.y);
+    m_depth = uint32_t(size.z);
+    createScenes();
+    if (!m_eraseOverlay)
+        ensureEraseOverlay();
+    emit maskChanged();
+}
+
+void LabeledImage::loadMask(bool force, bool checkLabels) {
+    if (m_maskPath.isEmpty() || (m_mask && !force))
+        return;
+    deleteMask();
+    m_maskState = MaskState::NotLoaded;
+    if (KYVO::CImage* loaded = loadLogged(m_maskPath))
+        setMask(loaded, true, checkLabels);
+    else
+        m_maskState = MaskState::LoadFailed;
+}
+
+void LabeledImage::ensureEraseOverlay() {
+    if (m_eraseOverlay || !m_width || !m_height || !m_depth)
+        return;
+    if (!m_eraseOverlayPath.isEmpty()) {
+        std::unique_ptr<KYVO::CImage> loaded(loadLogged(m_eraseOverlayPath));
+        if (loaded) {
+            const KYVO::CSize size = loaded->size();
+            if (size.x == m_width && size.y == m_height && size.z == m_depth &&
+                loaded->type() == KYVO::IMAGE_GREY_8)
+                m_eraseOverlay = std::move(loaded);
+            else
+                qWarning().noquote() << "Loaded mask overlay from " << m_eraseOverlayPath
+                                     << " has unexpected size.";
+        }
+    }
+    if (!m_eraseOverlay)
+        m_eraseOverlay =
+            std::make_unique<KYVO::CImage>(KYVO::IMAGE_GREY_8, KYVO::CSize(m_width, m_height, m_depth));
+}
+
+void LabeledImage::incUsage() {
+    if (!m_image && !m_imagePath.isEmpty())
+        loadImage(false);
+    if (!m_mask && !m_maskPath.isEmpty())
+        loadMask(false, false);
+    if (!m_eraseOverlay && !m_eraseOverlayPath.isEmpty())
+        ensureEraseOverlay();
+    ++m_usageCount;
+}
+
+void LabeledImage::decUsage() {
+    if (m_usageCount == 0) {
+        swap();
+        return;
+    }
+    if (--m_usageCount == 0)
+        swap();
+}
+
+void LabeledImage::swap() {
+    if (m_image && m_ownsImage && !m_imagePath.isEmpty())
+        deleteImage();
+    if (m_mask && m_ownsMask && !m_maskPath.isEmpty())
+        deleteMask();
+    if (!m_eraseOverlay)
+        return;
+    if (m_eraseOverlayPath.isEmpty() && m_project)
+        m_eraseOverlayPath =
+            m_project->temporaryDirectory().absoluteFilePath(QString("erased_mask_%1.pgm").arg(m_identity));
+    try {
+        KYVO::CImageIo2::Save(m_eraseOverlayPath.toLocal8Bit().toStdString(), *m_eraseOverlay);
+    } catch (const KYVO::CException& e) {
+        // Dropping an overlay that could not be written would lose the user's erasures.
+        qWarning().noquote() << "Keeping the erase overlay in memory:" << e.what();
+        return;
+    }
+    m_eraseOverlay.reset();
+}
+
+bool LabeledImage::hasItemsOfLabel(const Label* label) const {
+    if (!label)
+        return false;
+    for (const Scene* scene : m_scenes)
+        if (!scene->itemsOfLabel(label).isEmpty())
+            return true;
+    return false;
+}
+
+bool LabeledImage::hasLabelItems() const {
+    for (const Scene* scene : m_scenes)
+        for (const QGraphicsItem* item : scene->items())
+            if (isLabelItem(item))
+                return true;
+    return false;
+}
+
+bool LabeledImage::hasVisibleLabelItems() const {
+    for (const Scene* scene : m_scenes)
+        for (const QGraphicsItem* item : scene->items())
+            if (isLabelItem(item) && item->opacity() > 0)
+                return true;
+    return false;
+}
+
+} // namespace pxm

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "model/Project.h"
+#include "platform/CImage.h"
+#include "scene/LabeledImage.h"
+
+#include <cstring>
+#include <memory>
+
+namespace pxmtest {
+
+/// A labeled image in the project, holding an 8-bit image of the given size (no path, so
+/// it is never swapped out) and optionally a mask built from a byte pattern.
+inline pxm::LabeledImage* addImage(pxm::Project& project, std::size_t w, std::size_t h, std::size_t d = 1) {
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d)), true);
+    project.addImage(image);
+    return image;
+}
+
+/// An 8-bit volume whose voxels are given row by row, layer by layer.
+inline KYVO::CImage* volume(std::size_t w, std::size_t h, std::size_t d, std::initializer_list<int> voxels) {
+    auto* v = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+    std::size_t i = 0;
+    for (int value : voxels)
+        if (i < v->byteCount())
+            v->data()[i++] = uint8_t(value);
+    return v;
+}
+
+} // namespace pxmtest
