@@ -3,6 +3,7 @@
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CImage.h"
+#include "platform/CImageIo2.h"
 #include "platform/Vandu.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
@@ -181,12 +182,19 @@ void BM_MaskPaintPerPixel(benchmark::State& state) {
 BENCHMARK(BM_MaskPaintPerPixel)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void BM_SwapAndPin(benchmark::State& state) {
+    // Image and mask live in files, so a pin after a swap reloads all three volumes.
     pxm::Project project;
     project.createLabel();
+    const QDir dir = project.temporaryDirectory();
+    const std::string imagePath = dir.filePath("image.okav").toStdString();
+    const std::string maskPath = dir.filePath("mask.okav").toStdString();
+    KYVO::CImageIo2::Save(imagePath, CImage(KYVO::IMAGE_GREY_8, CSize(512, 512, 256)));
+    KYVO::CImageIo2::Save(maskPath, CImage(KYVO::IMAGE_GREY_8, CSize(512, 512, 256)));
     auto* image = new pxm::LabeledImage(&project);
-    image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(512, 512, 256)), true);
-    image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(512, 512, 256)), true, false);
+    image->setImagePath(QString::fromStdString(imagePath));
+    image->setMaskPath(QString::fromStdString(maskPath));
     project.addImage(image);
+    image->incUsage();
     image->eraseOverlay()->data()[12345] = 1;
     for (auto _ : state) {
         image->swap();
@@ -194,6 +202,7 @@ void BM_SwapAndPin(benchmark::State& state) {
         image->decUsage();
         benchmark::DoNotOptimize(image->eraseOverlay());
     }
+    image->decUsage();
 }
 BENCHMARK(BM_SwapAndPin)->Unit(benchmark::kMillisecond);
 

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include "platform/io/QtImageCodec.h"
+
+#include "platform/CException.h"
+#include "platform/io/CompletenessCheck.h"
+
+#include <QImage>
+#include <QImageReader>
+#include <QImageWriter>
+#include <QVector>
+#include <climits>
+#include <cstring>
+
+namespace KYVO {
+namespace io {
+
+namespace {
+
+// Decoding straight into our memory allocates before Qt does; refuse headers claiming more.
+constexpr std::uint64_t kMaxGreyBytes = std::uint64_t(4) << 30;
+constexpr int kDefaultJpegQuality = 95;
+
+QString qtPath(const std::string& path) {
+    return QString::fromLocal8Bit(path.data(), int(path.size()));
+}
+
+std::string text(const QString& s) {
+    return s.toLocal8Bit().toStdString();
+}
+
+void copyRows(const QImage& q, CImage& image) {
+    const std::size_t rowBytes = image.size().x * std::size_t(image.bytesPerVoxel());
+    for (int y = 0; y < q.height(); ++y)
+        std::memcpy(image.data() + std::size_t(y) * rowBytes, q.constScanLine(y), rowBytes);
+}
+
+std::unique_ptr<CImage> fromPalette(const QImage& source) {
+    const QImage q =
+        source.format() == QImage::Format_Indexed8 ? source : source.convertToFormat(QImage::Format_Indexed8);
+    const QVector<QRgb> table = q.colorTable();
+    bool grey = true;
+    for (QRgb c : table)
+        grey = grey && qRed(c) == qGreen(c) && qGreen(c) == qBlue(c);
+    const bool bilevel = grey && table.size() == 2 && qRed(table[0]) + qRed(table[1]) == 255 &&
+                         (qRed(table[0]) == 0 || qRed(table[0]) == 255);
+    const EnImageType type = bilevel ? IMAGE_BOOL : grey ? IMAGE_GREY_8 : IMAGE_RGB_8I;
+    std::uint8_t lut[256][3] = {};
+    for (int i = 0; i < table.size() && i < 256; ++i) {
+        lut[i][0] = std::uint8_t(bilevel ? qRed(table[i]) == 255 : qRed(table[i]));
+        lut[i][1] = std::uint8_t(qGreen(table[i]));
+        lut[i][2] = std::uint8_t(qBlue(table[i]));
+    }
+    const std::size_t w = std::size_t(q.width());
+    auto image = std::make_unique<CImage>(type, CSize(w, std::size_t(q.height()), 1), CImage::Uninitialised);
+    for (int y = 0; y < q.height(); ++y) {
+        const uchar* in = q.constScanLine(y);
+        std::uint8_t* out = image->data() + std::size_t(y) * w * std::size_t(image->bytesPerVoxel());
+        for (std::size_t x = 0; x < w; ++x) {
+            if (type == IMAGE_RGB_8I)
+                std::memcpy(out + 3 * x, lut[in[x]], 3);
+            else
+                out[x] = lut[in[x]][0];
+        }
+    }
+    return image;
+}
+
+std::unique_ptr<CImage> fromQImage(const QImage& q) {
+    const CSize size(std::size_t(q.width()), std::size_t(q.height()), 1);
+    switch (q.format()) {
+    case QImage::Format_Grayscale8:
+    case QImage::Format_Grayscale16: {
+        auto image =
+            std::make_unique<CImage>(q.format() == QImage::Format_Grayscale8 ? IMAGE_GREY_8 : IMAGE_GREY_16,
+                                     size, CImage::Uninitialised);
+        copyRows(q, *image);
+        return image;
+    }
+    case QImage::Format_Mono:
+    case QImage::Format_MonoLSB:
+    case QImage::Format_Indexed8:
+        return fromPalette(q);
+    default:
+        break;
+    }
+    // Straight (not premultiplied) colour values, so dropping alpha keeps the stored colour.
+    const QImage c = q.format() == QImage::Format_RGB32 || q.format() == QImage::Format_ARGB32
+                         ? q
+                         : q.convertToFormat(QImage::Format_ARGB32);
+    auto image = std::make_unique<CImage>(IMAGE_RGB_8I, size, CImage::Uninitialised);
+    for (int y = 0; y < c.height(); ++y) {
+        const QRgb* in = reinterpret_cast<const QRgb*>(c.constScanLine(y));
+        std::uint8_t* out = image->data() + std::size_t(y) * size.x * 3;
+        for (std::size_t x = 0; x < size.x; ++x) {
+            out[3 * x] = std::uint8_t(qRed(in[x]));
+            out[3 * x + 1] = std::uint8_t(qGreen(in[x]));
+            out[3 * x + 2] = std::uint8_t(qBlue(in[x]));
+        }
+    }
+    return image;
+}
+
+/// Decodes greyscale images straight into the volume's memory, saving a copy of the pixels.
+std::unique_ptr<CImage> readGreyInPlace(QImageReader& reader) {
+    const QImage::Format format = reader.imageFormat();
+    const QSize size = reader.size();
+    if ((format != QImage::Format_Grayscale8 && format != QImage::Format_Grayscale16) || size.isEmpty())
+        return nullptr;
+    const int bpv = format == QImage::Format_Grayscale8 ? 1 : 2;
+    if (std::uint64_t(size.width()) * std::uint64_t(size.height()) * std::uint64_t(bpv) > kMaxGreyBytes ||
+        size.width() > INT_MAX / bpv)
+        KYVO_THROW("the image is too large");
+    auto image = std::make_unique<CImage>(bpv == 1 ? IMAGE_GREY_8 : IMAGE_GREY_16,
+                                          CSize(std::size_t(size.width()), std::size_t(size.height()), 1),
+                                          CImage::Uninitialised);
+    QImage target(image->data(), size.width(), size.height(), size.width() * bpv, format);
+    if (!reader.read(&target))
+        KYVO_THROW("cannot decode the image (" + text(reader.errorString()) + ")");
+    if (target.constBits() == image->data())
+        return image;
+    // The plugin allocated its own image after all.
+    if (target.format() == format && target.size() == size) {
+        copyRows(target, *image);
+        return image;
+    }
+    return fromQImage(target);
+}
+
+} // namespace
+
+std::unique_ptr<CImage> QtImageCodec::read(const std::string& path, const Options&) const {
+    QImageReader reader(qtPath(path));
+    reader.setDecideFormatFromContent(true);
+    if (!reader.canRead())
+        KYVO_THROW("not a readable image (" + text(reader.errorString()) + ")");
+    const QByteArray format = reader.format();
+    if (format == "jpeg")
+        CompletenessCheck::jpeg(path);
+    else if (format == "bmp")
+        CompletenessCheck::bmp(path);
+    else if (format == "gif")
+        CompletenessCheck::gif(path);
+    else if (format == "ico")
+        CompletenessCheck::ico(path);
+    std::unique_ptr<CImage> image = readGreyInPlace(reader);
+    if (!image) {
+        QImage q;
+        if (!reader.read(&q))
+            KYVO_THROW("cannot decode the image (" + text(reader.errorString()) + ")");
+        image = fromQImage(q);
+    }
+    return image;
+}
+
+void QtImageCodec::checkWritable(const CImage& image) const {
+    const std::string format = m_traits.qtFormat.toUpper().toStdString();
+    if (!m_traits.writable)
+        KYVO_THROW(format + " files cannot be written");
+    if (image.size().z != 1)
+        KYVO_THROW(format + " files cannot hold a volume of " + std::to_string(image.size().z) + " z-layers");
+    if (image.type() == IMAGE_GREY_F)
+        KYVO_THROW(format + " files cannot hold floating-point images");
+    if (image.type() == IMAGE_GREY_16 && !m_traits.holds16Bit)
+        KYVO_THROW(format + " files cannot hold 16-bit images");
+    if (image.size().x > 32767 * 16 || image.size().y > 32767 * 16 ||
+        image.layerBytes() > std::size_t(INT_MAX))
+        KYVO_THROW(format + " image is too large for Qt");
+}
+
+void QtImageCodec::write(const std::string& path, const CImage& image, const Options& options) const {
+    checkWritable(image);
+    const int w = int(image.size().x), h = int(image.size().y);
+    const uchar* data = image.data();
+    QImage q;
+    switch (image.type()) {
+    case IMAGE_GREY_8:
+        q = QImage(data, w, h, w,
+                   m_traits.greyAsPalette ? QImage::Format_Indexed8 : QImage::Format_Grayscale8);
+        if (m_traits.greyAsPalette) {
+            QVector<QRgb> grey(256);
+            for (int i = 0; i < 256; ++i)
+                grey[i] = qRgb(i, i, i);
+            q.setColorTable(grey);
+        }
+        break;
+    case IMAGE_GREY_16:
+        q = QImage(data, w, h, 2 * w, QImage::Format_Grayscale16);
+        break;
+    case IMAGE_RGB_8I:
+        q = QImage(data, w, h, 3 * w, QImage::Format_RGB888);
+        break;
+    default: // IMAGE_BOOL
+        if (m_traits.holdsMono) {
+            q = QImage(w, h, QImage::Format_Mono);
+            q.setColorTable({qRgb(0, 0, 0), qRgb(255, 255, 255)});
+            q.fill(0);
+            for (int y = 0; y < h; ++y) {
+                uchar* line = q.scanLine(y);
+                for (int x = 0; x < w; ++x)
+                    if (data[std::size_t(y) * std::size_t(w) + std::size_t(x)])
+                        line[x >> 3] |= uchar(0x80 >> (x & 7));
+            }
+        } else {
+            q = QImage(w, h, QImage::Format_Grayscale8);
+            for (int y = 0; y < h; ++y) {
+                uchar* line = q.scanLine(y);
+                for (int x = 0; x < w; ++x)
+                    line[x] = data[std::size_t(y) * std::size_t(w) + std::size_t(x)] ? 255 : 0;
+            }
+        }
+        break;
+    }
+    QImageWriter writer(qtPath(path), m_traits.qtFormat);
+    if (m_traits.qtFormat == "jpeg")
+        writer.setQuality(options.quality >= 0 ? options.quality : kDefaultJpegQuality);
+    if (!writer.write(q))
+        KYVO_THROW("cannot write the image (" + text(writer.errorString()) + ")");
+}
+
+} // namespace io
+} // namespace KYVO
