@@ -2,6 +2,7 @@
 #include "platform/CImageIo2.h"
 
 #include "platform/CException.h"
+#include "platform/CValueMap.h"
 #include "platform/io/ImageCodecTable.h"
 
 #include <QCoreApplication>
@@ -18,8 +19,16 @@ namespace {
 
 // Every codec's defaults are sound for masks and images alike; the options map has no keys
 // that change them yet.
-io::ImageCodec::Options codecOptions(const CValueMap*) {
-    return {};
+/// The codec options a caller's map asks for: "compression" (TIFF), "level" (zlib) and
+/// "quality" (JPEG); anything missing keeps the codec's default.
+io::ImageCodec::Options codecOptions(const CValueMap* map) {
+    io::ImageCodec::Options options;
+    if (!map)
+        return options;
+    options.compression = map->GetString("compression", options.compression);
+    options.level = int(map->GetLong("level", options.level));
+    options.quality = int(map->GetLong("quality", options.quality));
+    return options;
 }
 
 /// Runs `work`, turning whatever it throws into a CException that names the path.

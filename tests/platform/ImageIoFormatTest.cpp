@@ -2,6 +2,7 @@
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
+#include "platform/CValueMap.h"
 #include "platform/GzStream.h"
 #include "platform/io/TiffCodec.h"
 #include "support/TestSupport.h"
@@ -229,19 +230,19 @@ TEST(ImageIoTiff, StacksAreNumberedPagesInAnyCompressionByteOrderAndTiling) {
     const std::size_t plain = std::size_t(pxmtest::readFile(dir.path("stack.tif")).size());
     for (const char* compression : {"deflate", "lzw", "packbits"}) {
         SCOPED_TRACE(compression);
-        io::ImageCodec::Options options;
-        options.compression = compression;
+        CValueMap options;
+        options.SetString("compression", compression);
         const std::string packed = dir.localPath(QString("packed-%1.tif").arg(compression));
-        io::TiffCodec().write(packed, stack, options);
+        CImageIo2::Save(packed, stack, &options);
         std::unique_ptr<CImage> back(CImageIo2::Load(packed));
         EXPECT_EQ(std::memcmp(back->data(), stack.data(), stack.byteCount()), 0);
         if (std::string(compression) != "packbits") {
             EXPECT_LT(std::size_t(pxmtest::readFile(QString::fromLocal8Bit(packed.c_str())).size()), plain);
         }
     }
-    io::ImageCodec::Options bad;
-    bad.compression = "zstd-ultra";
-    EXPECT_THROW(io::TiffCodec().write(dir.localPath("bad.tif"), stack, bad), CException);
+    CValueMap bad;
+    bad.SetString("compression", "zstd-ultra");
+    EXPECT_THROW(CImageIo2::Save(dir.localPath("bad.tif"), stack, &bad), CException);
 
     // Big-endian strips, compressed tiles and BigTIFF take the other reading paths.
     for (const char* mode : {"wb", "wl", "w8"}) {
