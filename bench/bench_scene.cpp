@@ -9,6 +9,7 @@
 #include "scene/LabeledImage.h"
 #include "scene/MaskFlood.h"
 #include "scene/MaskItem.h"
+#include "scene/MaskPalette.h"
 #include "scene/Scene.h"
 
 #include <QApplication>
@@ -78,13 +79,40 @@ struct ShapeProject {
 };
 
 void BM_CreateLabelMask(benchmark::State& state) {
-    ShapeProject p(8192, 8192, 10000);
+    // With a loaded mask the shapes go through a layer of their own and are merged into the
+    // volume; without one they are painted straight into it.
+    ShapeProject p(8192, 8192, int(state.range(0)));
+    if (state.range(1))
+        p.image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(8192, 8192, 1)), true, false);
     for (auto _ : state) {
         std::unique_ptr<CImage> mask(p.image->createLabelMask());
         benchmark::DoNotOptimize(mask->data());
     }
+    state.SetBytesProcessed(state.iterations() * 8192 * 8192);
 }
-BENCHMARK(BM_CreateLabelMask)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_CreateLabelMask)
+    ->Args({10000, 0})
+    ->Args({10000, 1})
+    ->Args({1, 1})
+    ->ArgNames({"shapes", "mask"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// The merge of painted shapes under a loaded mask, on memory already touched.
+void BM_FillZeroVoxels(benchmark::State& state) {
+    const std::size_t n = std::size_t(8192) * 8192;
+    std::vector<uint8_t> dst(n), src(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        dst[i] = uint8_t(i % 7 == 0 ? 5 : 0);
+        src[i] = uint8_t(i % 3);
+    }
+    for (auto _ : state) {
+        pxm::fillZeroVoxels(dst.data(), src.data(), n);
+        benchmark::DoNotOptimize(dst.data());
+    }
+    state.SetBytesProcessed(state.iterations() * std::int64_t(n));
+}
+BENCHMARK(BM_FillZeroVoxels)->Unit(benchmark::kMillisecond);
 
 // What QPainter alone costs for the same shapes, for comparison.
 void BM_QPainterAlone(benchmark::State& state) {

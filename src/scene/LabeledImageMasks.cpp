@@ -13,6 +13,7 @@
 #include <QImage>
 #include <QPainter>
 #include <cstring>
+#include <limits>
 
 namespace pxm {
 
@@ -55,6 +56,19 @@ QImage blankLayer(uint32_t width, uint32_t height) {
     return layer;
 }
 
+/// Layer z of a one-byte-per-voxel volume as a grey image sharing the volume's memory.
+QImage layerOf(KYVO::CImage& volume, std::size_t z) {
+    return QImage(volume.layer(z), int(volume.size().x), int(volume.size().y), int(volume.size().x),
+                  QImage::Format_Grayscale8);
+}
+
+/// True when the volume has the labeled image's layer size and that size can be painted.
+bool hasLayerShape(const KYVO::CImage& volume, uint32_t width, uint32_t height) {
+    return width > 0 && height > 0 && volume.size().x == width && volume.size().y == height &&
+           width <= uint32_t(std::numeric_limits<int>::max()) &&
+           height <= uint32_t(std::numeric_limits<int>::max());
+}
+
 } // namespace
 
 KYVO::CImage* LabeledImage::createErasedMask() const {
@@ -82,29 +96,35 @@ KYVO::CImage* LabeledImage::createLabelMask() const {
 
     const QVector<QRgb>& palette = maskPalette();
     const std::size_t rowBytes = volume->size().x;
+    if (!hasLayerShape(*volume, m_width, m_height))
+        return volume;
     for (int z = 0; z < m_scenes.size() && std::size_t(z) < volume->size().z; ++z) {
-        QImage layer = blankLayer(m_width, m_height);
+        // Topmost first: later painting covers earlier, so the lowest shape wins overlaps.
+        QVector<QPair<QGraphicsItem*, QColor>> shapes;
+        for (QGraphicsItem* item : m_scenes[z]->items()) {
+            if (!isLabelItem(item))
+                continue;
+            const Label* label = m_project->labelById(labelIdOf(item));
+            if (label && label->maskId() >= 0 && label->maskId() < 256)
+                shapes.append({item, QColor::fromRgb(palette[label->maskId()])});
+        }
+        if (shapes.isEmpty())
+            continue;
+        // Without a loaded mask the layer is still all 0, so the shapes can be painted
+        // straight into the volume; otherwise they go through a layer of their own.
+        const bool direct = !m_mask;
+        QImage layer = direct ? layerOf(*volume, std::size_t(z)) : blankLayer(m_width, m_height);
         {
             QPainter painter(&layer);
             painter.setRenderHint(QPainter::Antialiasing, false);
-            // Topmost first: later painting covers earlier, so the lowest shape wins overlaps.
-            for (QGraphicsItem* item : m_scenes[z]->items()) {
-                if (!isLabelItem(item))
-                    continue;
-                const Label* label = m_project->labelById(labelIdOf(item));
-                if (!label || label->maskId() < 0 || label->maskId() >= 256)
-                    continue;
-                const QColor color = QColor::fromRgb(palette[label->maskId()]);
-                paintShape(painter, item, color, color);
-            }
+            for (const auto& shape : qAsConst(shapes))
+                paintShape(painter, shape.first, shape.second, shape.second);
         }
+        if (direct)
+            continue;
         // Shapes only fill voxels the loaded mask leaves at 0.
-        for (uint32_t y = 0; y < m_height && y < volume->size().y; ++y) {
-            const uint8_t* src = layer.constScanLine(int(y));
-            uint8_t* dst = volume->voxel(0, y, std::size_t(z));
-            for (std::size_t x = 0; x < rowBytes; ++x)
-                dst[x] = dst[x] ? dst[x] : src[x];
-        }
+        for (uint32_t y = 0; y < m_height; ++y)
+            fillZeroVoxels(volume->voxel(0, y, std::size_t(z)), layer.constScanLine(int(y)), rowBytes);
     }
     return volume;
 }
@@ -112,17 +132,16 @@ KYVO::CImage* LabeledImage::createLabelMask() const {
 KYVO::CImage* LabeledImage::createSingleLabelMask(int labelId) const {
     auto* volume = new KYVO::CImage(KYVO::IMAGE_BOOL, KYVO::CSize(m_width, m_height, m_depth));
     const QColor one = QColor::fromRgb(maskPalette()[1]);
+    if (!hasLayerShape(*volume, m_width, m_height))
+        return volume;
     for (int z = 0; z < m_scenes.size() && std::size_t(z) < volume->size().z; ++z) {
-        QImage layer = blankLayer(m_width, m_height);
-        {
-            QPainter painter(&layer);
-            painter.setRenderHint(QPainter::Antialiasing, false);
-            for (QGraphicsItem* item : m_scenes[z]->items())
-                if (isLabelItem(item) && labelIdOf(item) == labelId)
-                    paintShape(painter, item, one, Qt::black); // lines of the label add nothing
-        }
-        for (uint32_t y = 0; y < m_height; ++y)
-            std::memcpy(volume->voxel(0, y, std::size_t(z)), layer.constScanLine(int(y)), m_width);
+        // The volume starts at 0 and painting writes 0 or 1, so it is painted in place.
+        QImage layer = layerOf(*volume, std::size_t(z));
+        QPainter painter(&layer);
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        for (QGraphicsItem* item : m_scenes[z]->items())
+            if (isLabelItem(item) && labelIdOf(item) == labelId)
+                paintShape(painter, item, one, Qt::black); // lines of the label add nothing
     }
     return volume;
 }
