@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/Startup.h"
 
-int main(int argc, char** argv) { return pxm::runStandalone(argc, argv); }
+int main(int argc, char** argv) {
+    return pxm::runStandalone(argc, argv);
+}

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/ExportMaskDialog.h"
+
+#include "exchange/ExportMaskSettings.h"
+#include "exchange/ExportMaskWorker.h"
+#include "model/Project.h"
+
+#include <QCheckBox>
+#include <QDesktopServices>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QIcon>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QUrl>
+
+namespace pxm {
+
+namespace {
+
+// More lines would make the warning box taller than the screen.
+constexpr int MaxListedFailures = 12;
+
+QCheckBox* makeCheckBox(const QString& text, const char* name, QWidget* parent) {
+    auto* box = new QCheckBox(text, parent);
+    box->setObjectName(QLatin1String(name));
+    return box;
+}
+
+} // namespace
+
+ExportMaskDialog::ExportMaskDialog(Project* project, QWidget* parent) : QDialog(parent), m_project(project) {
+    setWindowTitle(tr("Export Masks"));
+    setModal(true);
+    buildWidgets();
+    loadSettings();
+}
+
+ExportMaskDialog::~ExportMaskDialog() = default;
+
+void ExportMaskDialog::buildWidgets() {
+    auto* grid = new QGridLayout(this);
+
+    m_directoryEdit = new QLineEdit(this);
+    m_directoryEdit->setObjectName(QStringLiteral("directoryEdit"));
+    auto* directoryLabel = new QLabel(tr("Directory"), this);
+    directoryLabel->setBuddy(m_directoryEdit);
+    m_chooseButton = new QPushButton(QIcon::fromTheme(QStringLiteral("folder-open")), tr("Choose"), this);
+    m_chooseButton->setObjectName(QStringLiteral("chooseButton"));
+    grid->addWidget(directoryLabel, 0, 0);
+    grid->addWidget(m_directoryEdit, 0, 1);
+    grid->addWidget(m_chooseButton, 0, 2);
+
+    m_filenameEdit = new QLineEdit(this);
+    m_filenameEdit->setObjectName(QStringLiteral("filenameEdit"));
+    grid->addWidget(new QLabel(tr("Filename"), this), 1, 0);
+    grid->addWidget(m_filenameEdit, 1, 1, 1, 2);
+
+    auto* help =
+        new QLabel(tr("You can use <em>{label_id}</em>, <em>{label_name}</em>, <em>{z_layer}</em> and "
+                      "<em>{image_name}</em> as placeholders. The file ending is chosen automatic."),
+                   this);
+    help->setWordWrap(true);
+    grid->addWidget(help, 2, 1, 1, 2);
+
+    m_skipUnlabeled = makeCheckBox(tr("Skip unlabeled images"), "skipUnlabeledCheckBox", this);
+    grid->addWidget(m_skipUnlabeled, 3, 1, 1, 2);
+
+    grid->addWidget(new QLabel(tr("Mask types"), this), 4, 0);
+    m_fullMask = makeCheckBox(tr("Full mask"), "fullMaskCheckBox", this);
+    m_boolMask = makeCheckBox(tr("Boolean masks"), "boolMaskCheckBox", this);
+    m_snapshot = makeCheckBox(tr("Snapshot"), "snapshotCheckBox", this);
+    m_karoMark = makeCheckBox(tr("KARO marks"), "karoMarkCheckBox", this);
+    m_voc = makeCheckBox(tr("VOC"), "vocCheckBox", this);
+    m_vggImageAnnotator = makeCheckBox(tr("VGG Image Annotator"), "vggImageAnnotatorCheckBox", this);
+    m_labelMe = makeCheckBox(tr("LabelMe"), "labelMeCheckBox", this);
+    int row = 4;
+    for (QCheckBox* box :
+         {m_fullMask, m_boolMask, m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe})
+        grid->addWidget(box, row++, 1, 1, 2);
+
+    grid->addWidget(new QLabel(tr("Post Export"), this), 11, 0);
+    m_openFolder = makeCheckBox(tr("Open folder"), "openFolderCheckBox", this);
+    grid->addWidget(m_openFolder, 11, 1, 1, 2);
+
+    m_progressBar = new QProgressBar(this);
+    m_progressBar->setObjectName(QStringLiteral("progressBar"));
+    m_progressBar->hide();
+    grid->addWidget(m_progressBar, 12, 0, 1, 3);
+
+    m_buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this);
+    m_buttons->setObjectName(QStringLiteral("buttonBox"));
+    grid->addWidget(m_buttons, 13, 0, 1, 3);
+
+    connect(m_buttons, &QDialogButtonBox::accepted, this, &ExportMaskDialog::startExport);
+    connect(m_buttons, &QDialogButtonBox::rejected, this, &ExportMaskDialog::reject);
+    connect(m_chooseButton, &QPushButton::clicked, this, &ExportMaskDialog::chooseDirectory);
+}
+
+void ExportMaskDialog::loadSettings() {
+    const ExportMaskSettings s = ExportMaskSettings::fromProject(m_project);
+    m_directoryEdit->setText(s.directory);
+    m_filenameEdit->setText(s.filename);
+    m_fullMask->setChecked(s.fullMask);
+    m_boolMask->setChecked(s.boolMask);
+    m_snapshot->setChecked(s.snapshot);
+    m_karoMark->setChecked(s.karoMark);
+    m_voc->setChecked(s.voc);
+    m_vggImageAnnotator->setChecked(s.vggImageAnnotator);
+    m_labelMe->setChecked(s.labelMe);
+    m_skipUnlabeled->setChecked(s.skipUnlabeled);
+    m_openFolder->setChecked(s.openFolder);
+}
+
+void ExportMaskDialog::storeSettings() {
+    ExportMaskSettings s;
+    s.directory = m_directoryEdit->text();
+    s.filename = m_filenameEdit->text();
+    s.fullMask = m_fullMask->isChecked();
+    s.boolMask = m_boolMask->isChecked();
+    s.snapshot = m_snapshot->isChecked();
+    s.karoMark = m_karoMark->isChecked();
+    s.voc = m_voc->isChecked();
+    s.vggImageAnnotator = m_vggImageAnnotator->isChecked();
+    s.labelMe = m_labelMe->isChecked();
+    s.skipUnlabeled = m_skipUnlabeled->isChecked();
+    s.openFolder = m_openFolder->isChecked();
+    if (m_project)
+        s.storeIn(m_project);
+    if (m_worker && !m_worker->isRunning())
+        s.applyTo(m_worker);
+}
+
+void ExportMaskDialog::setInputsEnabled(bool enabled) {
+    for (QWidget* w : std::initializer_list<QWidget*>{
+             m_directoryEdit, m_chooseButton, m_filenameEdit, m_skipUnlabeled, m_fullMask, m_boolMask,
+             m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe, m_openFolder, m_buttons})
+        w->setEnabled(enabled);
+}
+
+bool ExportMaskDialog::exportRunning() const {
+    return m_worker && m_worker->isRunning();
+}
+
+void ExportMaskDialog::startExport() {
+    if (exportRunning())
+        return;
+    if (!m_worker) {
+        m_worker = new ExportMaskWorker(m_project, this);
+        connect(m_worker, &ExportMaskWorker::writeFailed, this, &ExportMaskDialog::on_worker_writeFailed,
+                Qt::QueuedConnection);
+    }
+    m_failures.clear();
+    setInputsEnabled(false);
+    storeSettings();
+
+    m_progressBar->setRange(0, m_worker->progressTotal());
+    m_progressBar->setValue(0);
+    m_progressBar->show();
+    // The worker emits from its own thread; the bar must only be touched on ours.
+    connect(m_worker, &ExportMaskWorker::progressChanged, m_progressBar, &QProgressBar::setValue,
+            Qt::QueuedConnection);
+    connect(m_worker, &QThread::finished, this, &ExportMaskDialog::on_exportFinished, Qt::QueuedConnection);
+    m_worker->start(QThread::InheritPriority);
+}
+
+void ExportMaskDialog::on_exportFinished() {
+    if (!m_failures.isEmpty()) {
+        QStringList lines = m_failures.mid(0, MaxListedFailures);
+        if (m_failures.size() > MaxListedFailures)
+            lines << tr("... and %1 more.").arg(m_failures.size() - MaxListedFailures);
+        QMessageBox::warning(this, tr("Export Masks"),
+                             tr("Some files could not be written:") + QStringLiteral("\n\n") +
+                                 lines.join(QLatin1Char('\n')));
+    }
+    if (m_openFolder->isChecked())
+        QDesktopServices::openUrl(QUrl(m_directoryEdit->text(), QUrl::TolerantMode));
+    if (m_worker) {
+        m_worker->deleteLater();
+        m_worker = nullptr;
+    }
+    close();
+}
+
+void ExportMaskDialog::on_worker_writeFailed(const QString& path, const QString& reason) {
+    m_failures << tr("Could not write '%1': %2").arg(path, reason);
+}
+
+void ExportMaskDialog::chooseDirectory() {
+    const QString directory = QFileDialog::getExistingDirectory(
+        this, tr("Choose export directory"), m_directoryEdit->text(), QFileDialog::ShowDirsOnly);
+    if (!directory.isNull())
+        m_directoryEdit->setText(directory);
+}
+
+void ExportMaskDialog::reject() {
+    if (exportRunning())
+        return;
+    QDialog::reject();
+}
+
+} // namespace pxm

@@ -1,0 +1,335 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/ExportMaskWorker.h"
+
+#include "exchange/KAROMarkWriter.h"
+#include "exchange/LabelMeWriter.h"
+#include "exchange/VGGImageAnnotatorWriteError.h"
+#include "exchange/VGGImageAnnotatorWriter.h"
+#include "exchange/VOCWriter.h"
+#include "model/Label.h"
+#include "model/Project.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTextStream>
+#include <QXmlStreamWriter>
+#include <memory>
+#include <vector>
+
+namespace pxm {
+
+namespace {
+
+/// Holds one pin of an image or a scene and releases it on every way out.
+template <typename T> class Pin {
+public:
+    explicit Pin(T* object) : m_object(object) { m_object->incUsage(); }
+    ~Pin() { m_object->decUsage(); }
+    Pin(const Pin&) = delete;
+    Pin& operator=(const Pin&) = delete;
+
+private:
+    T* m_object;
+};
+
+std::string localPath(const QString& path) {
+    return path.toLocal8Bit().toStdString();
+}
+
+} // namespace
+
+ExportMaskWorker::ExportMaskWorker(Project* project, QObject* parent) : QThread(parent), m_project(project) {}
+
+ExportMaskWorker::~ExportMaskWorker() {
+    requestStop();
+    wait();
+}
+
+int ExportMaskWorker::progressTotal() const {
+    if (!m_project)
+        return 0;
+    const int images = m_project->images().size();
+    const int labels = m_project->labels().size();
+    int layers = 0;
+    for (const LabeledImage* image : m_project->images())
+        layers += int(image->depth());
+    int total = 0;
+    if (m_fullMask)
+        total += images;
+    if (m_boolMask)
+        total += images * labels;
+    if (m_snapshot)
+        total += images;
+    if (m_karoMark)
+        total += layers;
+    if (m_voc)
+        total += layers;
+    if (m_labelMe)
+        total += images;
+    return total;
+}
+
+QString ExportMaskWorker::makeFilename(const LabeledImage* image, const Scene* scene, const Label* label,
+                                       const QString& suffix) const {
+    // The order of the replacements is part of the naming rule: a label name that itself
+    // contains "{image_name}" is expanded once more.
+    QString name = m_filename;
+    name.replace(QStringLiteral("{label_id}"), label ? QString::number(label->id()) : QString());
+    name.replace(QStringLiteral("{label_name}"), label ? label->name() : QString());
+    name.replace(QStringLiteral("{image_name}"),
+                 image ? QFileInfo(image->imagePath()).completeBaseName() : QString());
+    name.replace(QStringLiteral("{z_layer}"), scene ? QString::number(scene->zLayer()) : QString());
+    return m_directory + QDir::separator() + name + suffix;
+}
+
+bool ExportMaskWorker::isLabeled(const LabeledImage* image) {
+    return image && image->hasLabelItems();
+}
+
+void ExportMaskWorker::run() {
+    exportProject();
+}
+
+void ExportMaskWorker::exportProject() {
+    m_progress = 0;
+    m_currentImage = nullptr;
+    m_stopRequested = false;
+    m_failures = 0;
+    if (!m_project)
+        return;
+
+    const QList<LabeledImage*> images = m_project->images();
+    for (LabeledImage* image : images) {
+        m_currentImage = image;
+        if (m_skipUnlabeled && !isLabeled(image)) {
+            countSkippedImage(image);
+            continue;
+        }
+        if (!exportImage(image))
+            return;
+    }
+    if (m_vggImageAnnotator) {
+        exportVGGImageAnnotator();
+        step();
+    }
+}
+
+void ExportMaskWorker::countSkippedImage(const LabeledImage* image) {
+    // A skipped image still advances the progress by the share its steps would have had.
+    // Unlike the total, this share includes the VGG step.
+    const int layers = int(image->depth());
+    int share = 0;
+    if (m_fullMask)
+        share += 1;
+    if (m_boolMask)
+        share += m_project->labels().size();
+    if (m_snapshot)
+        share += 1;
+    if (m_karoMark)
+        share += layers;
+    if (m_voc)
+        share += layers;
+    if (m_vggImageAnnotator)
+        share += 1;
+    if (m_labelMe)
+        share += 1;
+    step(share);
+}
+
+bool ExportMaskWorker::exportImage(LabeledImage* image) {
+    const Pin<LabeledImage> pin(image);
+
+    if (m_fullMask) {
+        exportFullMask(image);
+        step();
+    }
+    if (stopRequested())
+        return false;
+
+    if (m_snapshot) {
+        exportSnapshot(image);
+        step();
+    }
+    if (stopRequested())
+        return false;
+
+    const QList<Label*> labels = m_project->labels();
+    for (const Label* label : labels) {
+        if (m_boolMask) {
+            exportBoolMask(image, label);
+            step();
+        }
+        if (stopRequested())
+            return false;
+    }
+
+    // Pinning a scene builds its display items; without a per-layer target nothing needs them.
+    if (m_karoMark || m_voc) {
+        const QList<Scene*> scenes = image->scenes();
+        for (Scene* scene : scenes)
+            if (!exportScene(scene))
+                return false;
+    }
+
+    if (m_labelMe) {
+        exportLabelMe(image);
+        step();
+    }
+    return true;
+}
+
+bool ExportMaskWorker::exportScene(Scene* scene) {
+    if (!scene)
+        return true;
+    const Pin<Scene> pin(scene);
+    if (m_karoMark) {
+        exportKAROMark(scene);
+        step();
+        if (stopRequested())
+            return false;
+    }
+    if (m_voc) {
+        exportVOC(scene);
+        step();
+        if (stopRequested())
+            return false;
+    }
+    return true;
+}
+
+template <typename Build> void ExportMaskWorker::saveVolume(const QString& path, Build build) {
+    // A volume that cannot be built or saved costs this one file, not the whole export.
+    try {
+        const std::unique_ptr<KYVO::CImage> volume(build());
+        if (!volume) {
+            reportFailure(path, tr("there is nothing to write"));
+            return;
+        }
+        KYVO::CImageIo2::Save(localPath(path), *volume);
+    } catch (const std::exception& e) {
+        // The platform's KYVO::CException among them: its text names the path and the reason.
+        reportFailure(path, QString::fromLocal8Bit(e.what()));
+    }
+}
+
+void ExportMaskWorker::exportFullMask(LabeledImage* image) {
+    const QString suffix =
+        image->depth() == 1 ? QStringLiteral("_fullmask.pgm") : QStringLiteral("_fullmask.okav.gz");
+    saveVolume(makeFilename(image, nullptr, nullptr, suffix), [image] { return image->createLabelMask(); });
+}
+
+void ExportMaskWorker::exportSnapshot(LabeledImage* image) {
+    // A scene shows its image only while it is pinned. Pinning them here puts the image under
+    // the shapes for every image, not only for the one a window happens to show.
+    std::vector<std::unique_ptr<Pin<Scene>>> pins;
+    for (Scene* scene : image->scenes())
+        pins.push_back(std::make_unique<Pin<Scene>>(scene));
+    const QString suffix =
+        image->depth() == 1 ? QStringLiteral("_snapshot.png") : QStringLiteral("_snapshot.tiff");
+    saveVolume(makeFilename(image, nullptr, nullptr, suffix),
+               [image] { return image->createRenderedImage(); });
+}
+
+void ExportMaskWorker::exportBoolMask(LabeledImage* image, const Label* label) {
+    const QString suffix =
+        image->depth() == 1 ? QStringLiteral("_mask.pbm") : QStringLiteral("_mask.okav.gz");
+    const int id = label->id();
+    saveVolume(makeFilename(image, nullptr, label, suffix),
+               [image, id] { return image->createSingleLabelMask(id); });
+}
+
+void ExportMaskWorker::exportKAROMark(Scene* scene) {
+    const QString path = makeFilename(scene->image(), scene, nullptr, QStringLiteral(".mark"));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        qWarning().noquote() << "ExportMaskWorker::exportKAROMark()"
+                             << "Could not open the mark file '" + path + "'";
+        ++m_failures;
+        return;
+    }
+    QTextStream out(&file);
+    writeKAROMark(out, scene);
+    out.flush();
+    if (!file.commit()) {
+        qWarning().noquote() << "ExportMaskWorker::exportKAROMark()"
+                             << "Could not write the mark file '" + path + "'";
+        ++m_failures;
+    }
+}
+
+void ExportMaskWorker::exportVOC(Scene* scene) {
+    const QString path = makeFilename(scene->image(), scene, nullptr, QStringLiteral(".voc"));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        qWarning().noquote() << "ExportMaskWorker::exportVOC()"
+                             << "Could not open the VOC file '" + path + "'";
+        ++m_failures;
+        return;
+    }
+    QXmlStreamWriter out(&file);
+    out.setAutoFormatting(true);
+    out.writeStartDocument();
+    writeVOC(out, scene);
+    out.writeEndDocument();
+    if (out.hasError() || !file.commit()) {
+        qWarning().noquote() << "ExportMaskWorker::exportVOC()"
+                             << "Could not write the VOC file '" + path + "'";
+        ++m_failures;
+    }
+}
+
+void ExportMaskWorker::exportLabelMe(LabeledImage* image) {
+    if (image->depth() != 1) {
+        qWarning().noquote() << "ExportMaskWorker::exportLabelme()"
+                             << "The LabelMe format only supports 2D images.";
+        return;
+    }
+    const QString path = makeFilename(image, nullptr, nullptr, QStringLiteral(".json"));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        qWarning().noquote() << "ExportMaskWorker::exportLabelMe()"
+                             << "Could not open the LabelMe file '" + path + "'";
+        ++m_failures;
+        return;
+    }
+    writeLabelMe(file, image);
+    if (!file.commit()) {
+        qWarning().noquote() << "ExportMaskWorker::exportLabelMe()"
+                             << "Could not write the LabelMe file '" + path + "'";
+        ++m_failures;
+    }
+}
+
+void ExportMaskWorker::exportVGGImageAnnotator() {
+    const QString path = makeFilename(nullptr, nullptr, nullptr, QStringLiteral(".vgg.json"));
+    // The writer signals an unwritable file by throwing; on this thread nothing else would
+    // catch it.
+    try {
+        VGGImageAnnotatorWriter writer(m_project, path);
+    } catch (const VGGImageAnnotatorWriteError& e) {
+        const QString reason = e.reason().isEmpty() ? QString() : QStringLiteral(" (%1)").arg(e.reason());
+        reportFailure(path, tr("the VGG Image Annotator file could not be written") + reason);
+    } catch (const std::exception&) {
+        reportFailure(path, tr("the VGG Image Annotator file could not be written"));
+    }
+}
+
+void ExportMaskWorker::reportFailure(const QString& path, const QString& reason) {
+    ++m_failures;
+    qWarning().noquote() << "ExportMaskWorker:"
+                         << "Could not write '" + path + "':" << reason;
+    emit writeFailed(path, reason);
+}
+
+void ExportMaskWorker::step(int count) {
+    m_progress += count;
+    emit progressChanged(m_progress.load());
+}
+
+} // namespace pxm

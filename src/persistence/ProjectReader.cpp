@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+#include "persistence/ProjectReader.h"
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "persistence/JsonFileReader.h"
+#include "persistence/JsonNumbers.h"
+#include "persistence/JsonValues.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+
+#include <QGraphicsItem>
+#include <QJsonObject>
+#include <limits>
+
+namespace pxm {
+
+DeserializationError::DeserializationError(const QString& message)
+    : m_message(message), m_utf8(message.toUtf8()) {}
+
+DeserializationError::~DeserializationError() = default;
+
+const char* DeserializationError::what() const noexcept {
+    return m_utf8.constData();
+}
+
+namespace {
+
+using Value = JsonTree::Value;
+
+[[noreturn]] void fail(const char* message) {
+    throw DeserializationError(QString::fromUtf8(message));
+}
+
+/// The member key, which must exist (else `missing`) and be a number (else `notNumber`).
+double requiredNumber(const Value& object, const char* key, const char* missing, const char* notNumber) {
+    const Value value = object.member(key);
+    if (value.isUndefined())
+        fail(missing);
+    if (!value.isNumber())
+        fail(notNumber);
+    return value.toNumber();
+}
+
+double number(const Value& object, const char* key, const char* notNumber) {
+    const Value value = object.member(key);
+    if (!value.isNumber())
+        fail(notNumber);
+    return value.toNumber();
+}
+
+/// An id must survive the trip into an int exactly: items find their label by it.
+int wholeNumber(double value, const char* message) {
+    int result = 0;
+    if (!jsonnumbers::toInt32(value, &result))
+        fail(message);
+    return result;
+}
+
+uint32_t imageSize(double value, const char* message) {
+    uint32_t result = 0;
+    if (!jsonnumbers::toUInt32(value, &result))
+        fail(message);
+    return result;
+}
+
+} // namespace
+
+void ProjectReader::read(const QString& fileName, Project* project) {
+    JsonTree tree;
+    if (!tree.parse(JsonFileReader::readAll(fileName, fileName.endsWith(QLatin1String(".gz")))) ||
+        !tree.root().isObject())
+        throw DeserializationError(QStringLiteral("Expected a JSON document at '%1'.").arg(fileName));
+    if (project)
+        readProject(tree.root(), project);
+}
+
+void ProjectReader::readProject(const Value& object, Project* project) {
+    if (!JsonValues::hasType(object, "pxm::Project"))
+        fail("Project: Expected a JSON object with '$type' 'Project'.");
+
+    const Value labels = object.member("labels");
+    if (labels.isUndefined())
+        fail("Project: No 'labels' entry found.");
+    if (!labels.isArray())
+        fail("Project: Expected 'labels' to be an array.");
+    for (int i = 0; i < labels.size(); ++i) {
+        auto label = std::make_unique<Label>();
+        readLabel(labels.at(i), label.get());
+        project->addLabel(label.release());
+    }
+
+    const Value images = object.member("images");
+    if (images.isUndefined())
+        fail("Project: No 'images' entry found.");
+    if (!images.isArray())
+        fail("Project: Expected 'images' to be an array.");
+    for (int i = 0; i < images.size(); ++i) {
+        // Owned here until the project takes it; a failed read or a refused duplicate dies here.
+        std::unique_ptr<LabeledImage> image(new LabeledImage(project));
+        readImage(images.at(i), image.get());
+        if (project->addImage(image.get()))
+            image.release();
+    }
+
+    const double current =
+        requiredNumber(object, "currentImageIndex", "Project: No 'currentImageIndex' entry found.",
+                       "Project: Expected 'currentImageIndex' to be a number.");
+    int index = std::numeric_limits<int>::min();
+    // An index that is no int is as out of range as any other; the project refuses it.
+    jsonnumbers::toInt32(current, &index);
+    project->setCurrentImageIndex(index);
+
+    const Value settings = object.member("settings");
+    if (settings.isUndefined())
+        return;
+    if (!settings.isObject())
+        fail("Project: Expected 'settings' to be an object.");
+    const QVariantMap map = settings.toQJsonValue().toObject().toVariantMap();
+    for (auto it = map.cbegin(); it != map.cend(); ++it)
+        project->setSetting(it.key(), it.value());
+}
+
+void ProjectReader::readLabel(const Value& value, Label* label) {
+    if (!JsonValues::hasType(value, "pxm::Label"))
+        fail("Label: Expected a JSON object with '$type' 'Label'.");
+    const Value name = value.member("name");
+    if (!name.isString())
+        fail("Label: Expected 'name' to be a string.");
+    const QColor color = JsonValues::toColor(value.member("color"));
+    const double opacity = number(value, "opacity", "Label: Expected 'opacity' to be a number.");
+    const double id = number(value, "id", "Label: Expected 'id' to be a number.");
+    const double maskId = number(value, "maskId", "Label: Expected 'maskId' to be a number.");
+
+    label->setName(name.toString());
+    // The colour's alpha lands in the primary opacity; the stored opacity then overrides it.
+    label->setColor(color);
+    label->setPrimaryOpacity(opacity);
+    label->setId(wholeNumber(id, "Label: Expected 'id' to be a whole number within 32 bits."));
+    label->setMaskId(wholeNumber(maskId, "Label: Expected 'maskId' to be a whole number within 32 bits."));
+}
+
+void ProjectReader::readImage(const Value& value, LabeledImage* image) {
+    if (!JsonValues::hasType(value, "pxm::LabeledImage"))
+        fail("Image: Expected a JSON object with '$type' 'LabeledImage'.");
+    const double width = requiredNumber(value, "width", "Image: No 'width' entry found.",
+                                        "Image: Expected 'width' to be a number.");
+    const double height = requiredNumber(value, "height", "Image: No 'height' entry found.",
+                                         "Image: Expected 'height' to be a number.");
+    const double depth = requiredNumber(value, "depth", "Image: No 'depth' entry found.",
+                                        "Image: Expected 'depth' to be a number.");
+    const double channels = requiredNumber(value, "colorChannels", "Image: No 'colorChannels' entry found.",
+                                           "Image: Expected 'colorChannels' to be a number.");
+
+    const Value imagePath = value.member("imagePath");
+    if (imagePath.isUndefined())
+        fail("Image: No 'imagePath' entry found.");
+    if (!imagePath.isString())
+        fail("Image: Expected 'imagePath' to be a string.");
+    const Value maskPath = value.member("maskPath");
+    if (!maskPath.isUndefined() && !maskPath.isString())
+        fail("Image: Expected 'maskPath' to be a string.");
+
+    const Value scenes = value.member("scenes");
+    if (scenes.isUndefined())
+        fail("Image: No 'scenes' entry found.");
+    if (!scenes.isArray())
+        fail("Image: Expected 'scenes' to be an array.");
+    // Compared as numbers, so a negative, fractional or huge depth is a mismatch too; the
+    // scenes created below are then bounded by an array that really is in memory.
+    if (double(scenes.size()) != depth)
+        fail("Image: The size of 'scenes' does not match the image's' depth.");
+
+    image->setWidth(imageSize(width, "Image: Expected 'width' to be a whole number from 0 to 4294967295."));
+    image->setHeight(
+        imageSize(height, "Image: Expected 'height' to be a whole number from 0 to 4294967295."));
+    image->setDepth(uint32_t(scenes.size()));
+    image->setColorChannels(
+        imageSize(channels, "Image: Expected 'colorChannels' to be a whole number from 0 to 4294967295."));
+    image->setImagePath(imagePath.toString());
+    if (maskPath.isString())
+        image->setMaskPath(maskPath.toString());
+
+    image->createScenes();
+    for (int z = 0; z < scenes.size() && z < image->scenes().size(); ++z)
+        readScene(scenes.at(z), image->scene(z), z);
+}
+
+void ProjectReader::readScene(const Value& value, Scene* scene, int zLayer) {
+    if (!JsonValues::hasType(value, "pxm::Scene"))
+        fail("Scene: Expected a JSON object with '$type' 'Scene'.");
+    const double z = requiredNumber(value, "zLayer", "Scene: No 'zLayer' entry found.",
+                                    "Scene: Expected 'zLayer' to be a number.");
+    if (z != double(zLayer))
+        fail("Scene: Expected another 'zLayer' at this point.");
+    const Value items = value.member("labelItems");
+    if (items.isUndefined())
+        fail("Scene: No 'labelItems' entry found.");
+    if (!items.isArray())
+        fail("Scene: Expected 'labelItems' to be an array.");
+    for (int i = 0; i < items.size(); ++i)
+        // The scene styles the item from its label and creates a label for an unknown id.
+        scene->addLabelItem(readItem(items.at(i)).release());
+}
+
+std::unique_ptr<QGraphicsItem> ProjectReader::readItem(const Value& value) {
+    const Value type = value.member("$type");
+    std::unique_ptr<QGraphicsItem> item;
+    if (type.equals("QGraphicsEllipseItem")) {
+        item = std::make_unique<QGraphicsEllipseItem>(JsonValues::toRect(value.member("rect")));
+    } else if (type.equals("QGraphicsRectItem")) {
+        item = std::make_unique<QGraphicsRectItem>(JsonValues::toRect(value.member("rect")));
+    } else if (type.equals("QGraphicsLineItem")) {
+        item = std::make_unique<QGraphicsLineItem>(JsonValues::toLine(value.member("line")));
+    } else if (type.equals("QGraphicsPolygonItem")) {
+        item = std::make_unique<QGraphicsPolygonItem>(JsonValues::toPolygon(value.member("polygon")));
+    } else if (type.equals("QGraphicsPathItem")) {
+        // The file holds the path's fill polygons, but path items come back empty.
+        JsonValues::checkPath(value.member("path"));
+        item = std::make_unique<QGraphicsPathItem>();
+    } else {
+        fail("QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type.");
+    }
+    item->setTransform(JsonValues::toTransform(value.member("sceneTransform")));
+    const double labelId = number(value, "labelId", "QGraphicsItem: Expected 'labelId' to be a number.");
+    item->setData(
+        LabelIdDataKey,
+        wholeNumber(labelId, "QGraphicsItem: Expected 'labelId' to be a whole number within 32 bits."));
+    return item;
+}
+
+} // namespace pxm

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "persistence/DeserializationError.h"
+#include "persistence/JsonTree.h"
+
+#include <QString>
+#include <memory>
+
+class QGraphicsItem;
+
+namespace pxm {
+
+class Label;
+class LabeledImage;
+class Project;
+class Scene;
+
+/// Reads a project file written by ProjectSerializer into an empty project: labels, images with
+/// their scenes, and the label items. Nothing is loaded from disk; images load lazily later.
+///
+/// Each object's kind ("$type") is checked first, then its keys in a fixed order; the first
+/// failing check aborts the read with a DeserializationError naming it. What was already built
+/// stays in the project for the caller to discard.
+class ProjectReader {
+public:
+    /// A file name ending in ".gz" is read as gzip. Throws DeserializationError.
+    static void read(const QString& fileName, pxm::Project* project);
+
+    static void readProject(const JsonTree::Value& value, Project* project);
+    static void readLabel(const JsonTree::Value& value, Label* label);
+    static void readImage(const JsonTree::Value& value, LabeledImage* image);
+    static void readScene(const JsonTree::Value& value, Scene* scene, int zLayer);
+    /// A new item of the kind the object names, transformed and tagged with its label id.
+    static std::unique_ptr<QGraphicsItem> readItem(const JsonTree::Value& value);
+};
+
+} // namespace pxm

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include "persistence/ProjectSerializer.h"
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "persistence/JsonFileWriter.h"
+#include "persistence/JsonTextWriter.h"
+#include "persistence/JsonValues.h"
+#include "platform/CException.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFileInfo>
+#include <QGraphicsItem>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <memory>
+
+namespace pxm {
+
+SerializationError::SerializationError(const QString& message)
+    : m_message(message), m_utf8(message.toUtf8()) {}
+
+SerializationError::~SerializationError() = default;
+
+const char* SerializationError::what() const noexcept {
+    return m_utf8.constData();
+}
+
+namespace {
+
+/// Keeps an image pinned (its data in memory) for the life of the guard.
+class Pin {
+public:
+    explicit Pin(LabeledImage* image) : m_image(image) { m_image->incUsage(); }
+    ~Pin() { m_image->decUsage(); }
+    Pin(const Pin&) = delete;
+    Pin& operator=(const Pin&) = delete;
+
+private:
+    LabeledImage* m_image;
+};
+
+} // namespace
+
+void ProjectSerializer::write(Project* project, const QString& fileName, bool overwriteMask) {
+    if (!project)
+        throw SerializationError(QStringLiteral("Could not write '%1'.").arg(fileName));
+    for (LabeledImage* image : project->images())
+        saveModifiedMask(image, overwriteMask);
+    JsonFileWriter file(fileName, fileName.endsWith(QLatin1String(".gz")));
+    JsonTextWriter out([&file](std::string& piece) { file.write(piece); });
+    write(out, *project);
+    out.finish();
+    file.commit();
+}
+
+void ProjectSerializer::write(JsonTextWriter& out, const Project& project) {
+    out.beginObject();
+    out.key("$type");
+    out.asciiValue("pxm::Project");
+    out.key("currentImageIndex");
+    out.value(project.currentImageIndex());
+    out.key("hasNodaraEnvironment");
+    out.value(project.plugin() != nullptr);
+    out.key("images");
+    out.beginArray();
+    for (const LabeledImage* image : project.images())
+        write(out, *image);
+    out.endArray();
+    out.key("labels");
+    out.beginArray();
+    for (const Label* label : project.labels())
+        write(out, *label);
+    out.endArray();
+    out.key("settings");
+    // Settings are few and of any type: Qt converts and prints them.
+    out.documentValue(
+        QJsonDocument(QJsonObject::fromVariantMap(project.settings())).toJson(QJsonDocument::Indented));
+    out.endObject();
+}
+
+void ProjectSerializer::write(JsonTextWriter& out, const Label& label) {
+    // Secondary opacity and pen width are not kept: a read label gets a new label's values.
+    out.beginObject();
+    out.key("$type");
+    out.asciiValue("pxm::Label");
+    out.key("color");
+    JsonValues::write(out, label.color());
+    out.key("id");
+    out.value(label.id());
+    out.key("maskId");
+    out.value(label.maskId());
+    out.key("name");
+    out.value(label.name());
+    out.key("opacity");
+    out.value(label.opacity());
+    out.endObject();
+}
+
+void ProjectSerializer::write(JsonTextWriter& out, const LabeledImage& image) {
+    // Paths are written exactly as held; relative paths stay relative to wherever they were.
+    out.beginObject();
+    out.key("$type");
+    out.asciiValue("pxm::LabeledImage");
+    out.key("colorChannels");
+    out.value(qint64(image.colorChannels()));
+    out.key("depth");
+    out.value(qint64(image.depth()));
+    out.key("height");
+    out.value(qint64(image.height()));
+    out.key("imagePath");
+    out.value(image.imagePath());
+    out.key("maskPath");
+    out.value(image.maskPath());
+    out.key("scenes");
+    out.beginArray();
+    for (const Scene* scene : image.scenes())
+        write(out, *scene);
+    out.endArray();
+    out.key("width");
+    out.value(qint64(image.width()));
+    out.endObject();
+}
+
+void ProjectSerializer::write(JsonTextWriter& out, const Scene& scene) {
+    out.beginObject();
+    out.key("$type");
+    out.asciiValue("pxm::Scene");
+    out.key("labelItems");
+    out.beginArray();
+    for (const QGraphicsItem* item : scene.items())
+        if (isLabelItem(item))
+            write(out, *item);
+    out.endArray();
+    out.key("zLayer");
+    out.value(qint64(scene.zLayer()));
+    out.endObject();
+}
+
+void ProjectSerializer::write(JsonTextWriter& out, const QGraphicsItem& item) {
+    const auto* rect = dynamic_cast<const QGraphicsRectItem*>(&item);
+    const auto* ellipse = rect ? nullptr : dynamic_cast<const QGraphicsEllipseItem*>(&item);
+    const auto* line = rect || ellipse ? nullptr : dynamic_cast<const QGraphicsLineItem*>(&item);
+    const auto* polygon =
+        rect || ellipse || line ? nullptr : dynamic_cast<const QGraphicsPolygonItem*>(&item);
+    const auto* path =
+        rect || ellipse || line || polygon ? nullptr : dynamic_cast<const QGraphicsPathItem*>(&item);
+    // Nothing could read another kind back; leaving it out keeps the file readable.
+    if (!rect && !ellipse && !line && !polygon && !path)
+        return;
+    out.beginObject();
+    out.key("$type");
+    out.asciiValue(rect      ? "QGraphicsRectItem"
+                   : ellipse ? "QGraphicsEllipseItem"
+                   : line    ? "QGraphicsLineItem"
+                   : polygon ? "QGraphicsPolygonItem"
+                             : "QGraphicsPathItem");
+    out.key("labelId");
+    out.value(labelIdOf(&item));
+    // The geometry's key sorts between "labelId" and "scenePos" for every kind.
+    if (rect || ellipse) {
+        out.key("rect");
+        JsonValues::write(out, rect ? rect->rect() : ellipse->rect());
+    } else if (line) {
+        out.key("line");
+        JsonValues::write(out, line->line());
+    } else if (polygon) {
+        out.key("polygon");
+        JsonValues::write(out, polygon->polygon());
+    } else {
+        out.key("path");
+        JsonValues::write(out, path->path());
+    }
+    out.key("scenePos");
+    JsonValues::write(out, item.scenePos());
+    out.key("sceneTransform");
+    JsonValues::write(out, item.sceneTransform());
+    out.endObject();
+}
+
+QString ProjectSerializer::maskTarget(const LabeledImage& image, bool overwriteMask) {
+    if (image.maskPath().isEmpty()) {
+        // Unused while masks are saved only for images with a mask path; kept for callers
+        // that want a name for a mask that never had a file.
+        if (image.imagePath().isEmpty())
+            throw SerializationError(QStringLiteral("Cannot save modified mask."));
+        const QFileInfo info(image.imagePath());
+        return info.absolutePath() + QDir::separator() + info.baseName() + QStringLiteral("_mask_pxmtool.") +
+               (image.depth() == 1 ? QStringLiteral(".pgm") : QStringLiteral(".okav.gz"));
+    }
+    const QFileInfo info(image.maskPath());
+    if (overwriteMask || info.baseName().endsWith(QLatin1String("_pxmtool")))
+        return image.maskPath();
+    return info.absolutePath() + QDir::separator() + info.baseName() + QStringLiteral("_pxmtool.") +
+           info.completeSuffix();
+}
+
+void ProjectSerializer::saveModifiedMask(LabeledImage* image, bool overwriteMask) {
+    if (!image || image->maskPath().isEmpty())
+        return;
+    const Pin pin(image);
+    const std::unique_ptr<KYVO::CImage> erased(image->createErasedMask());
+    if (!erased)
+        return;
+    const QString target = maskTarget(*image, overwriteMask);
+    try {
+        KYVO::CImageIo2::Save(target.toLocal8Bit().toStdString(), *erased);
+    } catch (const KYVO::CException& e) {
+        qWarning().noquote() << e.what();
+        throw SerializationError(QStringLiteral("Could not write '%1'.").arg(target));
+    }
+    image->setMaskPath(target);
+}
+
+} // namespace pxm

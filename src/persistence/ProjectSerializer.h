@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "persistence/SerializationError.h"
+
+#include <QString>
+
+class QGraphicsItem;
+
+namespace pxm {
+
+class JsonTextWriter;
+class Label;
+class LabeledImage;
+class Project;
+class Scene;
+
+/// Writes a project as one JSON document, gzip-compressed when the file name ends in ".gz".
+///
+/// Every object names its kind under "$type"; the text is QJsonDocument's indented form with
+/// the keys in QJsonObject's order. It is produced piece by piece while a background thread
+/// writes it, so large projects never exist twice in memory. Masks the user changed are saved
+/// first, next to the mask files they came from. The file itself is replaced atomically: a
+/// failed save keeps the previous file.
+class ProjectSerializer {
+public:
+    /// Saves the changed masks, then the project. overwriteMask is the project's
+    /// "SerializationSettings.overwriteMask" setting. Throws SerializationError.
+    static void write(pxm::Project* project, const QString& fileName, bool overwriteMask);
+
+    /// The whole document as text: the same bytes write() puts in a plain file.
+    static void write(JsonTextWriter& out, const Project& project);
+
+    /// Where the changed mask of image goes: the mask file itself when overwriteMask is set or
+    /// its base name already ends in "_pxmtool", else the "_pxmtool" companion beside it.
+    static QString maskTarget(const LabeledImage& image, bool overwriteMask);
+    /// Saves the image's effective mask (mask minus erasures) to maskTarget and points the
+    /// image at it. Does nothing for an image without mask path or without a loadable mask.
+    static void saveModifiedMask(LabeledImage* image, bool overwriteMask);
+
+private:
+    static void write(JsonTextWriter& out, const Label& label);
+    static void write(JsonTextWriter& out, const LabeledImage& image);
+    static void write(JsonTextWriter& out, const Scene& scene);
+    static void write(JsonTextWriter& out, const QGraphicsItem& item);
+};
+
+} // namespace pxm

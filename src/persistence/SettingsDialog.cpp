@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#include "persistence/SettingsDialog.h"
+
+#include "persistence/SettingsPages.h"
+#include "persistence/SettingsToolPages.h"
+
+#include <QDialogButtonBox>
+#include <QScrollArea>
+#include <QVBoxLayout>
+
+namespace pxm {
+
+SettingsDialog::SettingsDialog(Project* project, QWidget* parent) : QDialog(parent) {
+    setWindowTitle(tr("Settings"));
+    m_pages = {new ViewSettings(project),
+               new RectToolSettings("RectTool", tr("Rect Tool"), project),
+               new RectToolSettings("EllipseTool", tr("Ellipse Tool"), project),
+               new FreehandToolSettings(project),
+               new EraserToolSettings(project),
+               new SerializationSettings(project),
+               new StatusLineSettings(project),
+               new ScriptSettings(project),
+               new LabelSettings(project)};
+
+    // The pages are taller than many screens; they scroll inside the dialog.
+    auto* content = new QWidget;
+    auto* pagesLayout = new QVBoxLayout(content);
+    for (SettingsPage* page : m_pages)
+        pagesLayout->addWidget(page);
+    pagesLayout->addStretch();
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setWidget(content);
+
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, this);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(scroll);
+    layout->addWidget(buttons);
+    resize(700, 720);
+    projectToUi();
+}
+
+void SettingsDialog::projectToUi() {
+    for (SettingsPage* page : m_pages)
+        page->projectToUi();
+}
+
+} // namespace pxm

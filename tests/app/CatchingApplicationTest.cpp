@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "app/CCatchingApplication.h"
+#include "platform/CException.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <QTimerEvent>
+#include <functional>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+
+using pxm::CCatchingApplication;
+
+TEST(CCatchingApplication, ExceptionFromSlotIsReportedAndDeliveryGoesOn) {
+    QStringList boxes;
+    CCatchingApplication::setWarningPresenter(
+        [&](const QString& title, const QString& text) { boxes << title + ": " + text; });
+
+    // A timer event makes the timer emit timeout(), which runs the slot under test.
+    QTimer timer;
+    timer.start(3600 * 1000);
+    std::function<void()> slotBody;
+    int slotRuns = 0;
+    QObject::connect(&timer, &QTimer::timeout, [&] {
+        ++slotRuns;
+        slotBody();
+    });
+    auto deliver = [&] {
+        QTimerEvent event(timer.timerId());
+        return CCatchingApplication::deliverCatching(
+            [&] { return QCoreApplication::instance()->notify(&timer, &event); });
+    };
+
+    const KYVO::CException platformError("disk gone", "void f()", "MainWindow", 42);
+    const struct {
+        const char* name;
+        std::function<void()> body;
+        std::string line;
+        QString box;
+    } cases[] = {
+        {"platform", [&] { throw platformError; },
+         "exception in QT signal handler thrown: KYVO::CException: " + platformError.FormattedWhat() + "\n",
+         QString::fromStdString(platformError.FormattedWhat())},
+        {"standard", [] { throw std::runtime_error("bad value"); },
+         "exception in QT signal handler thrown: std::exception: bad value\n", "bad value"},
+        {"other", [] { throw 17; }, "exception in QT signal handler thrown: unknown exception.\n",
+         "unknown exception"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        boxes.clear();
+        slotBody = c.body;
+        std::ostringstream err;
+        std::streambuf* previous = std::cerr.rdbuf(err.rdbuf());
+        const bool delivered = deliver();
+        std::cerr.rdbuf(previous);
+        EXPECT_FALSE(delivered);
+        EXPECT_EQ(err.str(), c.line);
+        EXPECT_EQ(boxes, QStringList{"Error in QT signal handler: " + c.box});
+    }
+
+    // The same receiver keeps working once its slot stops throwing.
+    slotBody = [] {};
+    boxes.clear();
+    EXPECT_TRUE(deliver());
+    EXPECT_TRUE(boxes.isEmpty());
+    EXPECT_EQ(slotRuns, 4);
+    CCatchingApplication::setWarningPresenter({});
+}

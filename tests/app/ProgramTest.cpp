@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include "support/TestSupport.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QThread>
+#include <gtest/gtest.h>
+
+namespace {
+
+// Starts the built program with a private configuration directory and no display.
+class ProgramTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("XDG_CONFIG_HOME", dir.path("config"));
+        // Qt's offscreen plugin keeps its screens until exit; that is not the program's leak.
+        ASSERT_TRUE(
+            pxmtest::writeFile(dir.path("lsan.supp"), "leak:libqoffscreen.so\nleak:libfontconfig.so\n"));
+        env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" + dir.path("lsan.supp"));
+        process.setProcessEnvironment(env);
+        process.setWorkingDirectory(dir.path());
+    }
+    void TearDown() override {
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished(10000);
+        }
+    }
+
+    /// Runs to the end; returns the exit code (-1 when it crashed or hung).
+    int run(const QStringList& arguments) {
+        process.start(PIXMARKER_BINARY, arguments);
+        if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
+            return -1;
+        out = QString::fromLocal8Bit(process.readAllStandardOutput());
+        err = QString::fromLocal8Bit(process.readAllStandardError());
+        return process.exitCode();
+    }
+
+    pxmtest::TempDir dir;
+    QProcess process;
+    QString out;
+    QString err;
+};
+
+} // namespace
+
+TEST_F(ProgramTest, UnreadableProjectEndsTheProgramBeforeAnyWindow) {
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("bad.json"), "{\"labels\": [1, 2,"));
+    for (const QString name : {"missing.json", "bad.json"}) {
+        SCOPED_TRACE(name.toStdString());
+        EXPECT_EQ(run({dir.path(name), dir.path("b.png")}), 2) << err.toStdString();
+        const QStringList errorLines = err.split('\n').filter(QRegularExpression("^ERROR: "));
+        ASSERT_EQ(errorLines.size(), 1) << err.toStdString();
+        EXPECT_TRUE(errorLines[0].contains(name)) << "the message names the file";
+        // The first window was built (and loaded the registry) before the command line was read.
+        EXPECT_TRUE(out.startsWith("Nodara standalone1\nConfiguration loading successful.\n"))
+            << out.toStdString();
+        EXPECT_FALSE(out.contains("Configuration saving")) << "no window was shown or closed";
+    }
+}
+
+TEST_F(ProgramTest, VersionOption) {
+    EXPECT_EQ(run({"--version"}), 0);
+    EXPECT_TRUE(out.endsWith("lumarka 1\n")) << out.toStdString();
+}
+
+TEST_F(ProgramTest, ImageArgumentsOpenAWindowAndDuplicatesAreRefused) {
+    // A 2 x 2 grey image, and a name matching two endings that is refused the second time.
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("a.pgm"), QByteArray("P5\n2 2\n255\n") + QByteArray(4, '\x40')));
+    process.start(PIXMARKER_BINARY, {"a.pgm", "scan.tiff", "notes.txt"});
+    ASSERT_TRUE(process.waitForStarted(30000));
+    const QString duplicate =
+        "The image '" + dir.path("scan.tiff") + "' has already been added to the project.\n";
+    QElapsedTimer timer;
+    timer.start();
+    while (!out.contains(duplicate) && process.state() == QProcess::Running && timer.elapsed() < 120000) {
+        process.waitForReadyRead(1000);
+        out += QString::fromLocal8Bit(process.readAllStandardOutput());
+    }
+    ASSERT_TRUE(out.contains(duplicate)) << out.toStdString();
+    // The window now shows the first image; the program must still be running its event loop.
+    QThread::msleep(2000);
+    out += QString::fromLocal8Bit(process.readAllStandardOutput());
+    EXPECT_EQ(process.state(), QProcess::Running) << process.readAllStandardError().toStdString();
+    EXPECT_EQ(out.count("has already been added"), 1);
+}

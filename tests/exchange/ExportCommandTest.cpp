@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// Runs the built pixmarker-export program the way a pipeline would: a separate process
+// with neither a display nor a chosen Qt platform.
+#include "exchange/ExportTestSupport.h"
+#include "persistence/ProjectSerializer.h"
+
+#include <QGraphicsPolygonItem>
+#include <QProcess>
+#include <gtest/gtest.h>
+
+#ifdef PXM_EXPORT_BINARY
+
+using namespace pxm;
+using namespace exporttest;
+
+namespace {
+
+struct Outcome {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+Outcome runExport(const QStringList& arguments) {
+    static pxmtest::TempDir support;
+    static const QString suppressions = [] {
+        // The offscreen platform keeps its screen objects until the process dies.
+        const QString path = support.path("lsan.supp");
+        pxmtest::writeFile(path, "leak:libqoffscreen.so\nleak:libfontconfig.so\n");
+        return path;
+    }();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        environment.remove(name);
+    environment.insert("LSAN_OPTIONS", "suppressions=" + suppressions);
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(PXM_EXPORT_BINARY, arguments);
+    Outcome outcome;
+    if (!process.waitForFinished(180000) || process.exitStatus() != QProcess::NormalExit)
+        return outcome;
+    outcome.exitCode = process.exitCode();
+    outcome.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    outcome.err = QString::fromLocal8Bit(process.readAllStandardError());
+    return outcome;
+}
+
+/// Labels a (mask id 3) and b (mask id 8); one.pgm with a rectangle of a and a triangle of b,
+/// two.pgm without shapes, three.tiff (2 layers) with a rectangle of b on layer 1.
+QString writeProject(const pxmtest::TempDir& dir) {
+    Project project;
+    const Label* a = addLabel(project, 10, 3, "a");
+    const Label* b = addLabel(project, 20, 8, "b");
+    LabeledImage* one = addImageFile(project, dir, "one.pgm", 12, 10);
+    addImageFile(project, dir, "two.pgm", 12, 10);
+    LabeledImage* three = addImageFile(project, dir, "three.tiff", 6, 5, 2);
+    addRect(one->scene(0), QRectF(1, 1, 4, 3), a);
+    auto* triangle = new QGraphicsPolygonItem(QPolygonF({{6, 2}, {11, 2}, {11, 9}}));
+    one->scene(0)->addLabelItem(triangle, b);
+    addRect(three->scene(1), QRectF(2, 1, 3, 3), b);
+    const QString path = dir.path("p.json");
+    ProjectSerializer::write(&project, path, false);
+    return path;
+}
+
+} // namespace
+
+TEST(ExportCommand, AnswersBadInputWithItsExitCodes) {
+    pxmtest::TempDir dir;
+    const QString project = writeProject(dir);
+    const QString out = dir.path("out");
+    pxmtest::writeFile(dir.path("corrupt.json"), "{\"$type\": \"pxm::Project\", \"labels\": [");
+    pxmtest::writeFile(dir.path("plain"), "a file where a directory should be");
+
+    struct Case {
+        QStringList arguments;
+        int exitCode;
+    };
+    const QList<Case> cases = {
+        {{"--help"}, 0},
+        {{}, 2},
+        {{project}, 2},
+        {{project, "-o", out, "--bogus"}, 2},
+        {{project, project, "-o", out}, 2},
+        {{project, "-o", out, "--skip-unlabeled", "--all-images"}, 2},
+        {{dir.path("missing.json"), "-o", out}, 3},
+        {{dir.path("corrupt.json"), "-o", out}, 3},
+        {{project, "-o", dir.path("plain/sub")}, 4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.arguments.join(' ').toStdString());
+        const Outcome outcome = runExport(c.arguments);
+        EXPECT_EQ(outcome.exitCode, c.exitCode) << outcome.err.toStdString();
+        if (c.exitCode == 0)
+            EXPECT_TRUE(outcome.out.contains("Usage: pixmarker-export"));
+        else
+            EXPECT_TRUE(outcome.err.contains("pixmarker-export: ")) << outcome.err.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(out)) << "nothing is created before the project is read";
+}
+
+TEST(ExportCommand, ExportsAProjectWithoutADisplay) {
+    pxmtest::TempDir dir;
+    const QString project = writeProject(dir);
+
+    // Defaults: full masks only, unlabeled images skipped; the output directory is created.
+    const QString out = dir.path("out/masks");
+    Outcome outcome = runExport({project, "-o", out});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err.toStdString();
+    EXPECT_FALSE(outcome.err.contains("Exporting [")) << "no progress bar when stderr is not a terminal";
+    EXPECT_EQ(filesIn(out), sorted({"one___fullmask.pgm", "three___fullmask.okav.gz"}));
+    const auto flat = load(out + "/one___fullmask.pgm");
+    const auto stack = load(out + "/three___fullmask.okav.gz");
+    ASSERT_TRUE(flat && stack);
+    struct Probe {
+        const KYVO::CImage* volume;
+        int x, y, z;
+        double value;
+    };
+    const QList<Probe> probes = {{flat.get(), 2, 2, 0, 3},  {flat.get(), 10, 4, 0, 8},
+                                 {flat.get(), 7, 8, 0, 0},  {flat.get(), 0, 0, 0, 0},
+                                 {stack.get(), 3, 2, 1, 8}, {stack.get(), 3, 2, 0, 0},
+                                 {stack.get(), 0, 4, 1, 0}};
+    for (const Probe& p : probes) {
+        SCOPED_TRACE(testing::Message() << p.x << "," << p.y << "," << p.z);
+        EXPECT_EQ(p.volume->value(p.x, p.y, p.z), p.value);
+    }
+
+    // Chosen targets, every image, a pattern of our own.
+    const QString all = dir.path("all");
+    outcome = runExport({project, "-o", all, "--bool-masks", "--karo", "--vgg", "--all-images", "--pattern",
+                         "{image_name}-{label_name}{z_layer}"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err.toStdString();
+    EXPECT_EQ(filesIn(all),
+              sorted({"-.vgg.json", "one-0.mark", "one-a_mask.pbm", "one-b_mask.pbm", "three-0.mark",
+                      "three-1.mark", "three-a_mask.okav.gz", "three-b_mask.okav.gz", "two-0.mark",
+                      "two-a_mask.pbm", "two-b_mask.pbm"}));
+    const auto b = load(all + "/one-b_mask.pbm");
+    ASSERT_TRUE(b);
+    EXPECT_EQ(b->value(10, 4, 0), 1.0);
+    EXPECT_EQ(b->value(2, 2, 0), 0.0);
+
+    // A file that cannot be written fails the run, but the others are still written.
+    const QString blocked = dir.path("blocked");
+    ASSERT_TRUE(QDir().mkpath(blocked + "/one___fullmask.pgm"));
+    outcome = runExport({project, "-o", blocked, "--full-mask"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_TRUE(outcome.err.contains(blocked + "/one___fullmask.pgm")) << outcome.err.toStdString();
+    EXPECT_TRUE(QFileInfo(blocked + "/three___fullmask.okav.gz").isFile());
+}
+
+#endif

@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/ExportMaskWorker.h"
+
+#include "exchange/ExportTestSupport.h"
+
+#include <QSignalSpy>
+#include <gtest/gtest.h>
+
+using namespace pxm;
+using namespace exporttest;
+
+namespace {
+
+QList<int> progressValues(const QSignalSpy& spy) {
+    QList<int> values;
+    for (const QList<QVariant>& call : spy)
+        values << call.at(0).toInt();
+    return values;
+}
+
+void chooseEveryTarget(ExportMaskWorker& worker) {
+    worker.setFullMask(true);
+    worker.setBoolMask(true);
+    worker.setSnapshot(true);
+    worker.setKaroMark(true);
+    worker.setVoc(true);
+    worker.setVggImageAnnotator(true);
+    worker.setLabelMe(true);
+}
+
+} // namespace
+
+TEST(ExportMaskWorker, BuildsFileNamesFromThePattern) {
+    Project project;
+    const Label* nucleus = addLabel(project, 12, 3, "nucleus");
+    const Label* odd = addLabel(project, 4, 4, "x{image_name}");
+    auto* image = new LabeledImage(&project);
+    image->setImagePath("/data/a.b.png");
+    image->setDepth(3);
+    image->createScenes();
+    project.addImage(image);
+    ExportMaskWorker worker(&project);
+    worker.setDirectory("/out");
+
+    const QString standard = "{image_name}_{label_id}_{z_layer}";
+    struct Case {
+        QString pattern;
+        const LabeledImage* image;
+        const Scene* scene;
+        const Label* label;
+        QString suffix;
+        QString expected;
+    };
+    const QList<Case> cases = {
+        {standard, image, nullptr, nullptr, "_fullmask.pgm", "/out/a.b___fullmask.pgm"},
+        {standard, image, nullptr, nucleus, "_mask.pbm", "/out/a.b_12__mask.pbm"},
+        {standard, image, image->scene(2), nullptr, ".mark", "/out/a.b__2.mark"},
+        {standard, nullptr, nullptr, nullptr, ".vgg.json", "/out/__.vgg.json"},
+        // Repeated placeholders all expand; the names are case-sensitive; nothing is escaped.
+        {"{label_name}-{label_name}/{Label_id}", nullptr, nullptr, nucleus, ".x",
+         "/out/nucleus-nucleus/{Label_id}.x"},
+        {"fixed", image, image->scene(0), nucleus, ".voc", "/out/fixed.voc"},
+        // Label names are expanded before image names.
+        {"{label_name}", image, nullptr, odd, ".json", "/out/xa.b.json"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.pattern.toStdString() + c.suffix.toStdString());
+        worker.setFilename(c.pattern);
+        EXPECT_EQ(worker.makeFilename(c.image, c.scene, c.label, c.suffix), c.expected);
+    }
+}
+
+TEST(ExportMaskWorker, WritesEveryTargetFor2DAnd3DImages) {
+    pxmtest::TempDir in;
+    pxmtest::TempDir out;
+    Project project;
+    const Label* nucleus = addLabel(project, 3, 5, "nucleus");
+    const Label* cell = addLabel(project, 7, 9, "cell");
+    LabeledImage* flat = addImageFile(project, in, "cells.png", 8, 6);
+    LabeledImage* stack = addImageFile(project, in, "stack.b.tiff", 8, 6, 2);
+    addRect(flat->scene(0), QRectF(1, 1, 3, 2), nucleus);
+    addRect(stack->scene(1), QRectF(4, 3, 3, 2), cell);
+
+    ExportMaskWorker worker(&project);
+    worker.setDirectory(out.path());
+    worker.setFilename("{image_name}_{label_id}_{z_layer}");
+    chooseEveryTarget(worker);
+    QSignalSpy progress(&worker, &ExportMaskWorker::progressChanged);
+    QSignalSpy failed(&worker, &ExportMaskWorker::writeFailed);
+    worker.exportProject();
+
+    const QStringList expected = {
+        "__.vgg.json",
+        "cells___fullmask.pgm",
+        "cells___snapshot.png",
+        "cells__.json",
+        "cells__0.mark",
+        "cells__0.voc",
+        "cells_3__mask.pbm",
+        "cells_7__mask.pbm",
+        "stack.b___fullmask.okav.gz",
+        "stack.b___snapshot.tiff",
+        "stack.b__0.mark",
+        "stack.b__0.voc",
+        "stack.b__1.mark",
+        "stack.b__1.voc",
+        "stack.b_3__mask.okav.gz",
+        "stack.b_7__mask.okav.gz",
+    };
+    EXPECT_EQ(filesIn(out.path()), sorted(expected))
+        << "one mark and VOC file per layer, no LabelMe file for 3D";
+    EXPECT_TRUE(failed.isEmpty());
+    EXPECT_EQ(worker.failureCount(), 0);
+
+    // Full masks: 2 + bool masks: 2·2 + snapshots: 2 + marks and VOC: 3 each + LabelMe: 2.
+    EXPECT_EQ(worker.progressTotal(), 16);
+    QList<int> steps;
+    for (int i = 1; i <= 17; ++i)
+        steps << i;
+    EXPECT_EQ(progressValues(progress), steps) << "the VGG step comes on top of the total";
+
+    const auto flatMask = load(out.path("cells___fullmask.pgm"));
+    ASSERT_TRUE(flatMask);
+    EXPECT_EQ(flatMask->size(), KYVO::CSize(8, 6, 1));
+    EXPECT_EQ(flatMask->value(2, 2, 0), 5.0) << "mask ids, not label ids";
+    EXPECT_EQ(flatMask->value(6, 4, 0), 0.0);
+
+    const auto stackMask = load(out.path("stack.b___fullmask.okav.gz"));
+    ASSERT_TRUE(stackMask);
+    EXPECT_EQ(stackMask->size(), KYVO::CSize(8, 6, 2));
+    EXPECT_EQ(stackMask->value(5, 4, 1), 9.0);
+    EXPECT_EQ(stackMask->value(5, 4, 0), 0.0);
+
+    const auto own = load(out.path("cells_3__mask.pbm"));
+    const auto other = load(out.path("cells_7__mask.pbm"));
+    ASSERT_TRUE(own && other);
+    EXPECT_EQ(own->value(2, 2, 0), 1.0);
+    EXPECT_EQ(other->value(2, 2, 0), 0.0);
+
+    const auto snapshot = load(out.path("stack.b___snapshot.tiff"));
+    ASSERT_TRUE(snapshot);
+    EXPECT_EQ(snapshot->size(), KYVO::CSize(8, 6, 2));
+    EXPECT_EQ(snapshot->channels(), 3);
+    const auto flatSnapshot = load(out.path("cells___snapshot.png"));
+    ASSERT_TRUE(flatSnapshot);
+    EXPECT_GT(flatSnapshot->value(7, 5, 0), flatSnapshot->value(0, 5, 0))
+        << "the image itself shows under the shapes, though no window shows it";
+
+    for (const LabeledImage* image : project.images()) {
+        EXPECT_EQ(image->usageCount(), 0u);
+        EXPECT_EQ(image->image(), nullptr) << "every image is released after its export";
+    }
+}
+
+TEST(ExportMaskWorker, FullMaskKeepsLoadedMaskAndLowestShape) {
+    pxmtest::TempDir in;
+    pxmtest::TempDir out;
+    Project project;
+    const Label* lower = addLabel(project, 1, 3, "lower");
+    const Label* upper = addLabel(project, 2, 4, "upper");
+    LabeledImage* image = addImageFile(project, in, "img.pgm", 10, 8);
+    KYVO::CImage mask(KYVO::IMAGE_GREY_8, KYVO::CSize(10, 8, 1));
+    *mask.voxel(1, 1, 0) = 7;
+    KYVO::CImageIo2::Save(local(in.path("mask.pgm")), mask);
+    image->setMaskPath(in.path("mask.pgm"));
+    addRect(image->scene(0), QRectF(0, 0, 6, 4), lower);
+    addRect(image->scene(0), QRectF(3, 2, 6, 5), upper);
+
+    ExportMaskWorker worker(&project);
+    worker.setDirectory(out.path());
+    worker.setFilename("{image_name}{label_name}");
+    worker.setFullMask(true);
+    worker.setBoolMask(true);
+    worker.exportProject();
+
+    const auto full = load(out.path("img_fullmask.pgm"));
+    const auto lowerMask = load(out.path("imglower_mask.pbm"));
+    const auto upperMask = load(out.path("imgupper_mask.pbm"));
+    ASSERT_TRUE(full && lowerMask && upperMask);
+    struct Probe {
+        int x, y;
+        double full, lower, upper;
+    };
+    const QList<Probe> probes = {
+        {1, 1, 7, 1, 0}, // the loaded mask wins over shapes
+        {4, 3, 3, 1, 1}, // the overlap goes to the shape lower in the stack; each label's mask is whole
+        {1, 3, 3, 1, 0}, {7, 5, 4, 0, 1}, {9, 7, 0, 0, 0},
+    };
+    for (const Probe& p : probes) {
+        SCOPED_TRACE(testing::Message() << "at " << p.x << "," << p.y);
+        EXPECT_EQ(full->value(p.x, p.y, 0), p.full);
+        EXPECT_EQ(lowerMask->value(p.x, p.y, 0), p.lower);
+        EXPECT_EQ(upperMask->value(p.x, p.y, 0), p.upper);
+    }
+}
+
+TEST(ExportMaskWorker, SkippedImagesAdvanceByTheirShare) {
+    pxmtest::TempDir in;
+    pxmtest::TempDir out;
+    Project project;
+    const Label* a = addLabel(project, 1, 1, "a");
+    addLabel(project, 2, 2, "b");
+    LabeledImage* first = addImageFile(project, in, "first.pgm", 4, 4);
+    LabeledImage* empty = addImageFile(project, in, "empty.tiff", 4, 4, 2);
+    LabeledImage* last = addImageFile(project, in, "last.pgm", 4, 4);
+    addRect(first->scene(0), QRectF(0, 0, 2, 2), a);
+    addRect(last->scene(0), QRectF(0, 0, 2, 2), a);
+    // An item without a label reference does not make its image labeled.
+    empty->scene(1)->addItem(new QGraphicsRectItem(0, 0, 2, 2));
+    EXPECT_TRUE(ExportMaskWorker::isLabeled(first));
+    EXPECT_FALSE(ExportMaskWorker::isLabeled(empty));
+
+    for (const bool skip : {true, false}) {
+        SCOPED_TRACE(skip ? "skipping" : "exporting all");
+        ExportMaskWorker worker(&project);
+        worker.setDirectory(out.path());
+        worker.setFilename(skip ? "skip_{image_name}" : "all_{image_name}");
+        chooseEveryTarget(worker);
+        worker.setSkipUnlabeled(skip);
+        QSignalSpy progress(&worker, &ExportMaskWorker::progressChanged);
+        worker.exportProject();
+
+        const QStringList written = filesIn(out.path()).filter(skip ? "skip_empty" : "all_empty");
+        EXPECT_EQ(written.isEmpty(), skip);
+        // Per 2D image: full 1 + bool 2 + snapshot 1 + mark 1 + VOC 1 + LabelMe 1 = 7.
+        // The 3D image, exported: 1 + 2 + 1 + 2 + 2 + 1 = 9; skipped: the same plus its VGG share.
+        const QList<int> values = progressValues(progress);
+        if (skip) {
+            ASSERT_GE(values.size(), 9);
+            EXPECT_EQ(values[6], 7);
+            EXPECT_EQ(values[7], 17) << "one emission for the whole skipped image";
+            EXPECT_EQ(worker.progress(), worker.progressTotal() + 2);
+        } else {
+            EXPECT_EQ(values.size(), 7 + 9 + 7 + 1);
+            EXPECT_EQ(worker.progress(), worker.progressTotal() + 1);
+        }
+        EXPECT_EQ(worker.progressTotal(), 7 + 9 + 7);
+    }
+}
+
+TEST(ExportMaskWorker, ReportsFilesItCannotWriteAndGoesOn) {
+    pxmtest::TempDir in;
+    pxmtest::TempDir out;
+    Project project;
+    const Label* a = addLabel(project, 1, 6, "a");
+    LabeledImage* image = addImageFile(project, in, "img.pgm", 6, 6);
+    addRect(image->scene(0), QRectF(1, 1, 2, 2), a);
+    // Directories in the way of three targets make their files unwritable.
+    for (const char* blocked : {"img_fullmask.pgm", "img.mark", ".vgg.json"})
+        ASSERT_TRUE(QDir(out.path()).mkdir(blocked));
+
+    ExportMaskWorker worker(&project);
+    worker.setDirectory(out.path());
+    worker.setFilename("{image_name}");
+    worker.setFullMask(true);
+    worker.setBoolMask(true);
+    worker.setKaroMark(true);
+    worker.setVoc(true);
+    worker.setVggImageAnnotator(true);
+    QSignalSpy failed(&worker, &ExportMaskWorker::writeFailed);
+    worker.exportProject();
+
+    ASSERT_EQ(failed.size(), 2) << "masks and the VGG file are reported; the mark file only logs";
+    EXPECT_EQ(failed[0][0].toString(), out.path("img_fullmask.pgm"));
+    EXPECT_EQ(failed[1][0].toString(), out.path(".vgg.json"));
+    EXPECT_FALSE(failed[1][1].toString().isEmpty());
+    EXPECT_EQ(worker.failureCount(), 3);
+    EXPECT_EQ(worker.progress(), worker.progressTotal() + 1) << "every step still counts";
+    // The rest is written, and no temporary file is left behind.
+    EXPECT_EQ(filesIn(out.path()),
+              sorted({".vgg.json", "img.mark", "img.voc", "img_fullmask.pgm", "img_mask.pbm"}));
+    const auto bool1 = load(out.path("img_mask.pbm"));
+    ASSERT_TRUE(bool1);
+    EXPECT_EQ(bool1->value(1, 1, 0), 1.0);
+}
+
+TEST(ExportMaskWorker, RunsOnItsThreadWithOneImagePinnedAndStopsWhenAsked) {
+    pxmtest::TempDir in;
+    pxmtest::TempDir out;
+    Project project;
+    const Label* a = addLabel(project, 1, 2, "a");
+    for (const char* name : {"i0.pgm", "i1.pgm", "i2.pgm", "i3.pgm"})
+        addRect(addImageFile(project, in, name, 16, 16)->scene(0), QRectF(2, 2, 4, 4), a);
+
+    ExportMaskWorker worker(&project);
+    worker.setDirectory(out.path());
+    worker.setFilename("{image_name}");
+    worker.setFullMask(true);
+    worker.setBoolMask(true);
+    int mostLoaded = 0;
+    QList<LabeledImage*> current;
+    // Direct: the slot runs on the export's thread, between two steps.
+    QObject::connect(
+        &worker, &ExportMaskWorker::progressChanged, &worker,
+        [&](int) {
+            int loaded = 0;
+            for (const LabeledImage* image : project.images())
+                loaded += image->image() ? 1 : 0;
+            mostLoaded = std::max(mostLoaded, loaded);
+            current << worker.currentImage();
+        },
+        Qt::DirectConnection);
+    worker.start();
+    ASSERT_TRUE(worker.wait(60000));
+    EXPECT_EQ(worker.progress(), 8);
+    EXPECT_EQ(mostLoaded, 1);
+    ASSERT_EQ(current.size(), 8);
+    EXPECT_EQ(current[0], project.images()[0]);
+    EXPECT_EQ(current[7], project.images()[3]);
+    EXPECT_EQ(filesIn(out.path()).size(), 8);
+
+    // A stop asked for during the third step ends the export after it.
+    pxmtest::TempDir stopped;
+    worker.setDirectory(stopped.path());
+    QObject::connect(&worker, &ExportMaskWorker::progressChanged, &worker, [&](int value) {
+        if (value == 3)
+            worker.requestStop();
+    });
+    worker.exportProject();
+    EXPECT_EQ(worker.progress(), 3);
+    EXPECT_EQ(filesIn(stopped.path()), sorted({"i0_fullmask.pgm", "i0_mask.pbm", "i1_fullmask.pgm"}));
+    for (const LabeledImage* image : project.images())
+        EXPECT_EQ(image->usageCount(), 0u) << "a stopped export releases its pin";
+}

@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/LabelMeReader.h"
+#include "exchange/LabelMeWriter.h"
+#include "exchange/ReaderTestSupport.h"
+#include "model/commands/LabelCommands.h"
+#include "support/TestSupport.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray writeImage(pxm::LabeledImage* image) {
+    QByteArray data;
+    QBuffer buffer(&data);
+    buffer.open(QIODevice::WriteOnly);
+    pxm::writeLabelMe(buffer, image);
+    return data;
+}
+
+/// "name #rrggbb opacity" per label, in list order.
+QStringList labelColors(const pxm::Project& project) {
+    QStringList lines;
+    for (const pxm::Label* label : project.labels())
+        lines
+            << QString("%1 %2 %3").arg(label->name(), label->color().name()).arg(label->opacity(), 0, 'f', 3);
+    return lines;
+}
+
+/// Reads one file into the project without the pause; returns the reader's messages.
+QStringList import(pxm::Project& project, const QString& path) {
+    pxm::LabelMeReader reader;
+    pxmtest::runReader(reader, project, {path});
+    return pxmtest::messageTexts(reader);
+}
+
+/// A 40×30 image with one item of every kind.
+struct SmallProject {
+    pxm::Project project;
+    pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 40, 30, 1, "/data/a.png");
+    pxm::Label* cat = pxmtest::addLabel(project, "cat", 11, 1, Qt::red);
+    pxm::Label* dog = pxmtest::addLabel(project, "dog", 12, 2, Qt::green);
+
+    SmallProject() {
+        pxm::Scene* scene = image->scene(0);
+        scene->addLabelItem(new QGraphicsRectItem(QRectF(10, 10, -4, -2)), cat);
+        auto* ellipse = new QGraphicsEllipseItem(1, 2, 3, 4);
+        ellipse->setPos(100, 100); // points stay in the item's own coordinates
+        scene->addLabelItem(ellipse, dog);
+        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4, 0}, {4, 4}})), cat);
+        scene->addLabelItem(new QGraphicsLineItem(1, 1, 5, 6), dog);
+        QPainterPath path(QPointF(0, 0));
+        path.lineTo(3, 3);
+        scene->addLabelItem(new QGraphicsPathItem(path), dog);
+        auto* orphan = new QGraphicsRectItem(0, 0, 1, 1);
+        orphan->setData(pxm::LabelIdDataKey, 999);
+        scene->addItem(orphan);
+    }
+};
+
+TEST(LabelMeTest, WriterGoldenOutput) {
+    SmallProject p;
+    // Topmost first; the path gets no points, the orphan is left out.
+    const QByteArray expected = R"({
+      "flags": {}, "imageData": null, "imageHeight": 30, "imagePath": "/data/a.png", "imageWidth": 40,
+      "shapes": [
+        {"fill_color": [255, 0, 255, 0], "flags": {}, "group_id": null, "label": "dog"},
+        {"fill_color": [255, 0, 255, 0], "flags": {}, "group_id": null, "label": "dog",
+         "points": [[1, 1], [5, 6]]},
+        {"fill_color": [255, 255, 0, 0], "flags": {}, "group_id": null, "label": "cat",
+         "points": [[0, 0], [4, 0], [4, 4]]},
+        {"fill_color": [255, 0, 255, 0], "flags": {}, "group_id": null, "label": "dog",
+         "points": [[1, 2], [4, 6]]},
+        {"fill_color": [255, 255, 0, 0], "flags": {}, "group_id": null, "label": "cat",
+         "points": [[6, 8], [10, 10]]}
+      ],
+      "version": "4.0.0"})";
+    const QJsonDocument golden = QJsonDocument::fromJson(expected);
+    ASSERT_FALSE(golden.isNull());
+    EXPECT_EQ(QString(writeImage(p.image)), QString(golden.toJson(QJsonDocument::Indented)));
+
+    pxm::Project bare;
+    auto* unsized = new pxm::LabeledImage(&bare);
+    EXPECT_EQ(QJsonDocument::fromJson(writeImage(unsized)).object().value("shapes").toArray().size(), 0);
+    delete unsized;
+}
+
+TEST(LabelMeTest, WrittenFileImportsLabelsButNoItems) {
+    SmallProject source;
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("a.json"), writeImage(source.image)));
+
+    pxm::Project target;
+    pxmtest::LogCapture log;
+    EXPECT_TRUE(import(target, dir.path("a.json")).isEmpty());
+    EXPECT_EQ(pxmtest::describeImages(target), QStringList({"/data/a.png 40x30x1"}));
+    EXPECT_EQ(labelColors(target), QStringList({"dog #00ff00 1.000", "cat #ff0000 1.000"}));
+    EXPECT_EQ(log.lines().count("'shape' item does not have a 'shape_type' attribute."), 5);
+}
+
+TEST(LabelMeTest, FileOfAnotherToolWithEveryShapeAndColourForm) {
+    pxmtest::TempDir dir;
+    const QByteArray json = R"({
+      "version": "5.2.1", "flags": {}, "imagePath": "pics/../pics/x.jpg", "imageData": "iVBORw0KGgo=",
+      "imageHeight": 30, "imageWidth": 40,
+      "shapes": [
+        {"label": "box", "points": [[30, 20], [10, 10]], "shape_type": "rectangle",
+         "line_color": [0, 0, 255], "fill_color": null, "group_id": null, "flags": {}},
+        {"label": "ball", "points": [[10, 10], [30, 20]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]},
+        {"label": "area", "points": [[0, 0], [4, 0], [4, 4]], "shape_type": "polygon",
+         "line_color": [0, 255, 0, 128], "fill_color": [0, 300, 0]},
+        {"label": "edge", "points": [[1, 1], [5, 6], [9, 9]], "shape_type": "line"},
+        {"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle", "line_color": [0, 0, 255]},
+        {"label": "dot", "points": [[3, 3]], "shape_type": "point"},
+        {"label": "ball", "points": [[0, 0], [2, 2]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]}
+      ]})";
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("x.json"), json));
+    pxm::Project project;
+    pxmtest::LogCapture log;
+    EXPECT_TRUE(import(project, dir.path("x.json")).isEmpty());
+    EXPECT_EQ(pxmtest::describeImages(project),
+              QStringList({dir.path("pics/x.jpg") + " 40x30x1", "  box: rect 10 10 20 10",
+                           "  ball: ellipse 10 10 20 10", "  area: polygon 0,0 4,0 4,4",
+                           "  edge: line 1,1 5,6", "  box: rect 0 0 1 1", "  ball: ellipse 0 0 2 2"}));
+    // Out-of-range components are clamped; the fill colour wins over the line colour.
+    EXPECT_EQ(labelColors(project),
+              QStringList({"box #0000ff 1.000", "ball #ff0000 0.502", "area #00ff00 1.000",
+                           "edge #000000 1.000", "dot #000000 1.000"}));
+    EXPECT_TRUE(log.lines().contains("The 'imageData' attribute is currently not supported."));
+    EXPECT_TRUE(log.lines().contains("Unsupported 'shape_type': point"));
+
+    // The whole file is one undo step: five new labels and the image, no recolouring.
+    ASSERT_EQ(project.undoStack()->count(), 1);
+    EXPECT_EQ(project.undoStack()->command(0)->childCount(), 6);
+    project.undoStack()->undo();
+    EXPECT_TRUE(project.images().isEmpty());
+    EXPECT_TRUE(project.labels().isEmpty());
+    project.undoStack()->redo();
+    EXPECT_EQ(pxmtest::describeImages(project).size(), 7);
+}
+
+TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
+    struct Case {
+        const char* name;
+        QByteArray shape;
+        int copies;
+        QString expected;
+        int recolourings;
+    };
+    const QList<Case> cases = {
+        {"opaque fill", R"("fill_color": [255, 0, 0])", 3, "cat #ff0000 1.000", 1},
+        {"translucent fill", R"("fill_color": [128, 255, 0, 0])", 3, "cat #ff0000 0.502", 1},
+        {"line colour when fill is absent", R"("line_color": [0, 255, 0])", 1, "cat #00ff00 1.000", 1},
+        {"fill wins over line", R"("line_color": [0, 255, 0], "fill_color": [255, 0, 0])", 1,
+         "cat #ff0000 1.000", 1},
+        // Once the label has the fill colour, the line colour is the one that differs.
+        {"then the line colour", R"("line_color": [0, 255, 0], "fill_color": [255, 0, 0])", 2,
+         "cat #00ff00 1.000", 2},
+        {"same colour, no change", R"("fill_color": [0, 0, 255])", 1, "cat #0000ff 1.000", 0},
+        {"too long, unset", R"("fill_color": [1, 2, 3, 4, 5])", 1, "cat #0000ff 1.000", 0},
+    };
+    pxmtest::TempDir dir;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        pxm::Project project;
+        pxmtest::addLabel(project, "cat", 11, 1, Qt::blue);
+        QByteArrayList shapes;
+        for (int i = 0; i < c.copies; ++i)
+            shapes << (i % 2 ? R"({"label": " cat ", )" : R"({"label": "cat", )") + c.shape + "}";
+        ASSERT_TRUE(pxmtest::writeFile(dir.path("c.json"), R"({"imagePath": "/abs/../x.png", "shapes": [)" +
+                                                               shapes.join(", ") + "]}"));
+        import(project, dir.path("c.json"));
+        EXPECT_EQ(labelColors(project), QStringList({c.expected}));
+        ASSERT_EQ(project.images().size(), 1);
+        EXPECT_EQ(project.images()[0]->imagePath(), "/abs/../x.png");
+        // The file is one undo step, colour changes included; a colour is set once per label.
+        EXPECT_EQ(project.undoStack()->command(0)->childCount(), 1 + c.recolourings);
+        project.undoStack()->undo();
+        EXPECT_EQ(labelColors(project), QStringList({"cat #0000ff 1.000"}));
+    }
+}
+
+TEST(LabelMeTest, FaultsThatEndTheFile) {
+    pxmtest::TempDir dir;
+    const QString path = dir.path("f.json");
+    struct Case {
+        QByteArray text;
+        QString error;
+    };
+    const QString point = R"({"imagePath": "a.png", "shapes": [{"label": "early", "fill_color": [1, 2, 3]}, )"
+                          R"({"label": "x", "shape_type": "polygon", "points": %1}]})";
+    const QList<Case> cases = {
+        {"{", "Expected a JSON document at '" + path + "'."},
+        {"{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", "Expected a JSON document at '" + path + "'."},
+        {QByteArray(5000, '['), "Expected a JSON document at '" + path + "'."},
+        {"[]", "Expected a JSON object in '" + path + "'."},
+        {"{}", "Missing 'imagePath' key."},
+        {R"({"imagePath": 5, "shapes": []})", "Expected 'imagePath' to be a string."},
+        {R"({"imagePath": "a.png"})", "Expected 'shapes' to be a JSON array."},
+        {R"({"imagePath": "a.png", "shapes": {}})", "Expected 'shapes' to be a JSON array."},
+        {R"({"imagePath": "a.png", "shapes": [{"label": "early"}, 5]})",
+         "Expected 'shapes' items to be JSON objects."},
+        {point.arg("[5]").toUtf8(), "Expected a 'point' to be a JSON array."},
+        {point.arg("[[1]]").toUtf8(), "Expected a 'point' to be a JSON array with two numbers."},
+        {point.arg(R"([[1, "a"]])").toUtf8(), "Expected a 'point' to be a JSON array with two numbers."},
+        {point.arg("[[1, 2, 3]]").toUtf8(), "Expected a 'point' to be a JSON array with two numbers."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.left(80).toStdString());
+        ASSERT_TRUE(pxmtest::writeFile(path, c.text));
+        pxm::Project project;
+        EXPECT_EQ(import(project, path), QStringList({"E -1 " + c.error}));
+        EXPECT_TRUE(project.images().isEmpty());
+        // Labels pushed before the fault stay.
+        const int pushed = int(c.text.contains("\"early\"")) + int(c.text.contains("\"label\": \"x\""));
+        EXPECT_EQ(project.labels().size(), pushed);
+    }
+    pxm::Project project;
+    EXPECT_EQ(import(project, dir.path("none.json")),
+              QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
+}
+
+TEST(LabelMeTest, FaultsInSingleShapesGoToTheLog) {
+    struct Case {
+        QByteArray shape;
+        QString log;
+        int labels;
+    };
+    const QList<Case> cases = {
+        {"{}", "Missing 'label' attribute in 'shapes' object.", 0},
+        {R"({"label": 3})", "Expected 'label' to be a JSON string.", 0},
+        {R"({"label": "a"})", "'shape' item does not have a 'shape_type' attribute.", 1},
+        {R"({"label": "a", "shape_type": 1})", "Expected 'shape_type' to be a string.", 1},
+        {R"({"label": "a", "shape_type": "linestrip", "points": []})", "Unsupported 'shape_type': linestrip",
+         1},
+        {R"({"label": "a", "shape_type": "polygon"})", "Expected 'points' to be a JSON array.", 1},
+        {R"({"label": "a", "shape_type": "circle", "points": {}})", "Expected 'points' to be a JSON array.",
+         1},
+        {R"({"label": "a", "shape_type": "rectangle", "points": [[1, 1]]})",
+         "Expected at least two points for a 'rectangle' shape.", 1},
+        {R"({"label": "a", "fill_color": [1, 2]})", "Expected at least 3 values for an RGB(A) color.", 1},
+        {R"({"label": "a", "line_color": [1, "x", 2]})", "Expected only numbers for RGB(A) values.", 1},
+    };
+    pxmtest::TempDir dir;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.shape.toStdString());
+        ASSERT_TRUE(
+            pxmtest::writeFile(dir.path("s.json"), R"({"imagePath": "a.png", "shapes": [)" + c.shape + "]}"));
+        pxm::Project project;
+        pxmtest::LogCapture log;
+        EXPECT_TRUE(import(project, dir.path("s.json")).isEmpty());
+        EXPECT_TRUE(log.lines().contains(c.log)) << log.lines().join(" | ").toStdString();
+        EXPECT_EQ(project.labels().size(), c.labels);
+        if (c.labels) {
+            EXPECT_EQ(project.labels()[0]->color(), QColor(Qt::black));
+        }
+        // The image is added, without items.
+        EXPECT_EQ(pxmtest::describeImages(project), QStringList({dir.path("a.png") + " 0x0x1"}));
+    }
+}
+
+TEST(LabelMeTest, HostileNumbersAreBounded) {
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(
+        dir.path("h.json"),
+        R"({"imagePath": "/h.png", "imageWidth": 1e300, "imageHeight": -5, "shapes": [)"
+        R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},)"
+        R"({"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]}]})"));
+    pxm::Project project;
+    EXPECT_TRUE(import(project, dir.path("h.json")).isEmpty());
+    EXPECT_EQ(pxmtest::describeImages(project),
+              QStringList({"/h.png 0x0x1", "  h: polygon 1e+09,-1e+09 2.5,3", "  h: line 0,0 1e+09,1"}));
+}
+
+} // namespace

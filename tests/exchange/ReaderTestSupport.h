@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "exchange/BaseReader.h"
+#include "model/Label.h"
+#include "model/Project.h"
+#include "platform/CImage.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+
+#include <QGraphicsItem>
+#include <QStringList>
+#include <QUndoStack>
+#include <QtGlobal>
+
+namespace pxmtest {
+
+/// A 2D or 3D labeled image in the project that needs no file; the path is only a name.
+inline pxm::LabeledImage* addMemoryImage(pxm::Project& project, std::size_t w, std::size_t h,
+                                         std::size_t d = 1, const QString& path = {}) {
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d)), true);
+    image->setImagePath(path);
+    project.addImage(image);
+    return image;
+}
+
+/// A label with the given name, id and mask id, added to the project.
+inline pxm::Label* addLabel(pxm::Project& project, const QString& name, int id, int maskId,
+                            QColor color = Qt::red) {
+    pxm::Label* label = project.createLabel();
+    label->setName(name);
+    label->setId(id);
+    label->setMaskId(maskId);
+    label->setColor(color);
+    return label;
+}
+
+/// Runs the reader over the paths without the per-file pause.
+inline void runReader(pxm::BaseReader& reader, pxm::Project& project, const QStringList& paths) {
+    reader.setPauseMilliseconds(0);
+    reader.read(&project, paths);
+}
+
+/// The reader's messages as "E 3 text" / "W -1 text".
+inline QStringList messageTexts(const pxm::BaseReader& reader) {
+    QStringList result;
+    for (const pxm::ReadMessage& m : reader.messages())
+        result
+            << QString("%1 %2 %3").arg(m.kind == pxm::ReadMessage::Error ? "E" : "W").arg(m.line).arg(m.text);
+    return result;
+}
+
+/// The label items of a scene in insertion (ascending stacking) order.
+inline QList<QGraphicsItem*> labelItems(const pxm::Scene* scene) {
+    QList<QGraphicsItem*> result;
+    if (scene)
+        for (QGraphicsItem* item : scene->items(Qt::AscendingOrder))
+            if (pxm::isLabelItem(item))
+                result << item;
+    return result;
+}
+
+/// One item's kind and geometry in its own coordinates: "rect 1 2 3 4", "ellipse 1 2 3 4",
+/// "polygon 0,0 4,0 4,4", "line 0,0 5,5".
+inline QString describeItem(const QGraphicsItem* item) {
+    auto rect = [](const QRectF& r) {
+        return QString("%1 %2 %3 %4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
+    };
+    auto point = [](const QPointF& p) { return QString("%1,%2").arg(p.x()).arg(p.y()); };
+    if (const auto* r = qgraphicsitem_cast<const QGraphicsRectItem*>(item))
+        return "rect " + rect(r->rect());
+    if (const auto* e = qgraphicsitem_cast<const QGraphicsEllipseItem*>(item))
+        return "ellipse " + rect(e->rect());
+    if (const auto* l = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
+        return "line " + point(l->line().p1()) + " " + point(l->line().p2());
+    if (const auto* p = qgraphicsitem_cast<const QGraphicsPolygonItem*>(item)) {
+        QStringList points;
+        for (const QPointF& v : p->polygon())
+            points << point(v);
+        return ("polygon " + points.join(' ')).trimmed();
+    }
+    return "other";
+}
+
+/// One line per image ("path WxHxD") followed by one per label item of its first scene
+/// ("  label: rect 1 2 3 4").
+inline QStringList describeImages(const pxm::Project& project) {
+    QStringList lines;
+    for (const pxm::LabeledImage* image : project.images()) {
+        lines << QString("%1 %2x%3x%4")
+                     .arg(image->imagePath())
+                     .arg(image->width())
+                     .arg(image->height())
+                     .arg(image->depth());
+        for (const QGraphicsItem* item : labelItems(image->scene(0))) {
+            const pxm::Label* label = project.labelById(pxm::labelIdOf(item));
+            lines << QString("  %1: %2").arg(label ? label->name() : "?", describeItem(item));
+        }
+    }
+    return lines;
+}
+
+/// "name id #rrggbb" per label, in list order.
+inline QStringList describeLabels(const pxm::Project& project) {
+    QStringList lines;
+    for (const pxm::Label* label : project.labels())
+        lines << QString("%1 %2 %3").arg(label->name()).arg(label->id()).arg(label->color().name());
+    return lines;
+}
+
+/// Collects the debug log while it lives.
+class LogCapture {
+public:
+    LogCapture() {
+        s_lines.clear();
+        m_previous = qInstallMessageHandler(&LogCapture::handle);
+    }
+    ~LogCapture() { qInstallMessageHandler(m_previous); }
+    const QStringList& lines() const { return s_lines; }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext&, const QString& text) { s_lines << text; }
+    static inline QStringList s_lines;
+    QtMessageHandler m_previous = nullptr;
+};
+
+} // namespace pxmtest

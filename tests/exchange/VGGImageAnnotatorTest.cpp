@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/ReaderTestSupport.h"
+#include "exchange/VGGImageAnnotatorWriteError.h"
+#include "exchange/VGGImageAnnotatorWriter.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray writeProject(pxm::Project& project, const pxmtest::TempDir& dir) {
+    const QString path = dir.path("out.vgg.json");
+    pxm::VGGImageAnnotatorWriter writer(&project, path);
+    EXPECT_EQ(writer.path(), path);
+    return pxmtest::readFile(path);
+}
+
+TEST(VGGImageAnnotatorTest, WriterGoldenOutput) {
+    pxm::Project project;
+    pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 50, 40, 1, "/d1/same.png");
+    pxm::Label* cat = pxmtest::addLabel(project, "cat", 11, 1);
+    pxm::Label* dog = pxmtest::addLabel(project, "dog", 12, 2);
+    pxm::Scene* scene = image->scene(0);
+    auto* polygon = new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4.4, 0}, {4.6, 3.5}}));
+    polygon->setPos(10, 0);
+    scene->addLabelItem(polygon, cat);
+    auto* rotated = new QGraphicsRectItem(1, 1, 2, 2);
+    rotated->setRotation(90);
+    scene->addLabelItem(rotated, dog);
+    scene->addLabelItem(new QGraphicsEllipseItem(0, 0, 5, 5), cat);
+    scene->addLabelItem(new QGraphicsLineItem(0, 0, 5, 5), cat);
+
+    const QByteArray expected = R"({"same.png": {
+      "base64_image_data": "", "file_attributes": {}, "fileref": "", "filename": "same.png", "size": 0,
+      "regions": {
+        "0": {"region_attributes": {"name": "dog"},
+              "shape_attributes": {"all_points_x": [-1, -1, -3, -3], "all_points_y": [1, 3, 3, 1], "name": "polygon"}},
+        "1": {"region_attributes": {"name": "cat"},
+              "shape_attributes": {"all_points_x": [10, 14, 15], "all_points_y": [0, 0, 4], "name": "polygon"}}
+      }}})";
+    const QJsonDocument golden = QJsonDocument::fromJson(expected);
+    ASSERT_FALSE(golden.isNull());
+    pxmtest::TempDir dir;
+    EXPECT_EQ(QString(writeProject(project, dir)), QString(golden.toJson(QJsonDocument::Indented)));
+}
+
+TEST(VGGImageAnnotatorTest, ImagesAreKeyedByFileNameAndVolumesSkipped) {
+    pxm::Project project;
+    pxm::Label* cat = pxmtest::addLabel(project, "cat", 11, 1);
+    pxm::LabeledImage* volume = pxmtest::addMemoryImage(project, 8, 8, 3, "/d0/volume.tif");
+    volume->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), cat);
+    pxmtest::TempDir dir;
+    EXPECT_TRUE(QJsonDocument::fromJson(writeProject(project, dir)).object().isEmpty());
+
+    pxm::LabeledImage* first = pxmtest::addMemoryImage(project, 8, 8, 1, "/d1/same.png");
+    first->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), cat);
+    pxm::LabeledImage* second = pxmtest::addMemoryImage(project, 8, 8, 1, "/d2/same.png");
+    second->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), cat);
+    second->scene(0)->addLabelItem(new QGraphicsRectItem(4, 4, 2, 2), cat);
+    const QJsonObject document = QJsonDocument::fromJson(writeProject(project, dir)).object();
+    EXPECT_EQ(document.keys(), QStringList({"same.png"}));
+    EXPECT_EQ(document.value("same.png").toObject().value("regions").toObject().keys(),
+              QStringList({"0", "1"}));
+}
+
+TEST(VGGImageAnnotatorTest, UnwritableFileRaisesATypedErrorAndLeavesNothing) {
+    pxm::Project project;
+    pxmtest::addMemoryImage(project, 8, 8, 1, "/d1/a.png");
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("file"), "x"));
+    const QString path = dir.path("file/out.vgg.json");
+    try {
+        pxm::VGGImageAnnotatorWriter writer(&project, path);
+        ADD_FAILURE() << "no exception";
+    } catch (const pxm::VGGImageAnnotatorWriteError& e) {
+        EXPECT_STREQ(e.what(), "todo");
+        EXPECT_EQ(e.path(), path);
+        EXPECT_FALSE(e.reason().isEmpty());
+    }
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList({"file"}));
+}
+
+} // namespace

@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/ReaderTestSupport.h"
+#include "exchange/VOCReader.h"
+#include "exchange/VOCWriter.h"
+#include "support/TestSupport.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QXmlStreamWriter>
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray writeScene(pxm::Scene* scene) {
+    QByteArray data;
+    QBuffer buffer(&data);
+    buffer.open(QIODevice::WriteOnly);
+    QXmlStreamWriter out(&buffer);
+    out.setAutoFormatting(true);
+    out.writeStartDocument();
+    pxm::writeVOC(out, scene);
+    out.writeEndDocument();
+    return data;
+}
+
+/// A project with a 200×100 image and two rectangles, one of a label without a name.
+struct SmallProject {
+    pxm::Project project;
+    pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 200, 100, 1, "/data/set/img.png");
+
+    SmallProject() {
+        pxm::Label* a = pxmtest::addLabel(project, "A", 11, 3);
+        pxm::Label* unnamed = pxmtest::addLabel(project, "", 12, 4);
+        image->scene(0)->addLabelItem(new QGraphicsRectItem(10, 20, 30, 40), a);
+        auto* moved = new QGraphicsRectItem(0.5, 0.25, 3, 3);
+        moved->setPos(100, 50);
+        image->scene(0)->addLabelItem(moved, unnamed);
+    }
+};
+
+TEST(VOCTest, WriterGoldenOutput) {
+    SmallProject p;
+    // Boxes include half the stroke (pen width 0.5 gives a 2.5 pixel pen) on each side.
+    const QByteArray expected = R"(<?xml version="1.0" encoding="UTF-8"?>
+<annotation>
+    <folder>set</folder>
+    <filename>img.png</filename>
+    <path>/data/set/img.png</path>
+    <size>
+        <width>200</width>
+        <height>100</height>
+        <depth>1</depth>
+    </size>
+    <object>
+        <name>12</name>
+        <bndbox>
+            <xmin>99.25</xmin>
+            <xmax>104.75</xmax>
+            <ymin>49</ymin>
+            <ymax>54.5</ymax>
+        </bndbox>
+    </object>
+    <object>
+        <name>A</name>
+        <bndbox>
+            <xmin>8.75</xmin>
+            <xmax>41.25</xmax>
+            <ymin>18.75</ymin>
+            <ymax>61.25</ymax>
+        </bndbox>
+    </object>
+</annotation>
+)";
+    EXPECT_EQ(QString(writeScene(p.image->scene(0))), QString(expected));
+}
+
+TEST(VOCTest, WrittenFileReadsBackWithBoxesGrownByTheStroke) {
+    SmallProject source;
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("img.voc"), writeScene(source.image->scene(0))));
+    pxm::Project target;
+    pxm::VOCReader reader;
+    pxmtest::runReader(reader, target, {dir.path("img.voc")});
+    // The end of the document is reported as an element without a name.
+    ASSERT_EQ(reader.messages().size(), 1);
+    EXPECT_EQ(reader.messages()[0].text, "Ignoring unknown XML element ''.");
+    // The image file is nowhere, so only its size is known.
+    EXPECT_EQ(pxmtest::describeImages(target),
+              QStringList({" 200x100x1", "  12: rect 99.25 49 5.5 5.5", "  A: rect 8.75 18.75 32.5 42.5"}));
+    EXPECT_EQ(target.images()[0]->colorChannels(), 1u);
+    ASSERT_EQ(target.labels().size(), 2);
+    EXPECT_EQ(target.labels()[0]->name(), "12");
+    // New labels take the project's automatic attributes; the file is one undo step.
+    EXPECT_EQ(target.labels()[1]->maskId(), 2);
+    target.undoStack()->undo();
+    EXPECT_TRUE(target.images().isEmpty());
+    EXPECT_TRUE(target.labels().isEmpty());
+}
+
+TEST(VOCTest, HandWrittenFiles) {
+    pxmtest::TempDir dir;
+    QDir(dir.path()).mkdir("sub");
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("sub/pic.png"), "x"));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("top.png"), "x"));
+    struct Case {
+        const char* name;
+        QString text;
+        QStringList messages;
+        QStringList images;
+        QStringList labels;
+    };
+    const QString end = "W %1 Ignoring unknown XML element ''.";
+    const QList<Case> cases = {
+        {"several objects, no image on disk",
+         "<annotation>\n<folder>nowhere</folder><filename>missing.jpg</filename>\n"
+         "<size><width>640</width><height>480</height><depth>3</depth><unit>px</unit></size>\n"
+         "<object><name>cat</name><pose>Left</pose>\n"
+         "<bndbox><xmin>1</xmin><ymin>2</ymin><xmax>11</xmax><ymax>22</ymax></bndbox></object>\n"
+         "<object><name>dog</name><bndbox><ymax>5</ymax><xmax>5.5</xmax><xmin>1</xmin><ymin>1</ymin>"
+         "<zmin>0</zmin></bndbox></object>\n"
+         "<object><name> cat </name><bndbox><xmin>3</xmin><xmax>4</xmax><ymin>3</ymin><ymax>4</ymax></bndbox>"
+         "</object>\n<object><name>dog</name></object>\n<segmented>0</segmented>\n</annotation>\n",
+         {"W 3 Ignoring unknown XML element 'unit'.", "W 4 Ignoring unknown XML element 'pose'.",
+          "W 6 Ignoring unknown XML element 'zmin'.", "W 9 Ignoring unknown XML element 'segmented'.",
+          end.arg(11)},
+         {" 640x480x1", "  cat: rect 1 2 10 20", "  dog: rect 1 1 4.5 4", "  cat: rect 3 3 1 1",
+          "  dog: rect 0 0 0 0"},
+         {"cat", "dog"}},
+        {"folder and filename",
+         "<annotation><folder>sub</folder><filename>pic.png</filename></annotation>",
+         {end.arg(1)},
+         {dir.path("sub/pic.png") + " 0x0x1"},
+         {}},
+        {"unknown folder stays in the file's directory",
+         "<annotation><folder>nosuch</folder><filename>top.png</filename></annotation>",
+         {end.arg(1)},
+         {dir.path("top.png") + " 0x0x1"},
+         {}},
+        {"filename alone",
+         "<annotation><filename>top.png</filename><path>/no/such/top.png</path></annotation>",
+         {end.arg(1)},
+         {dir.path("top.png") + " 0x0x1"},
+         {}},
+        {"path as it stands first",
+         "<annotation><path>" + dir.path("sub/pic.png") + "</path><filename>top.png</filename></annotation>",
+         {end.arg(1)},
+         {dir.path("sub/pic.png") + " 0x0x1"},
+         {}},
+        {"root that is no annotation",
+         "<foo>\n<annotation/>\n</foo>\n",
+         {"W 1 Ignoring unknown XML element 'foo'.", end.arg(4)},
+         {},
+         {}},
+        {"malformed XML keeps what came before",
+         "<annotation><object><name>a</name>\n<bndbox><xmin>1</xmin><xmax>2</xmax></object></annotation>",
+         {"W 2 Opening and ending tag mismatch."},
+         {" 0x0x1", "  a: rect 1 0 1 0"},
+         {"a"}},
+        {"premature end is no warning",
+         "<annotation><object><name>a</name>",
+         {},
+         {" 0x0x1", "  a: rect 0 0 0 0"},
+         {"a"}},
+        {"hostile numbers",
+         "<annotation><size><width>99999999999</width><height>-5</height><depth>x</depth></size>"
+         "<object><name>h</name><bndbox><xmin>-1e308</xmin><xmax>1e308</xmax><ymin>nan</ymin>"
+         "<ymax>inf</ymax></bndbox></object></annotation>",
+         {end.arg(1)},
+         {" 0x0x1", "  h: rect -1e+09 0 2e+09 1e+09"},
+         {"h"}},
+        {"deep nesting",
+         "<annotation>" + QString("<x>").repeated(20000) + QString("</x>").repeated(20000) + "</annotation>",
+         {"W 1 Ignoring unknown XML element 'x'.", end.arg(1)},
+         {" 0x0x1"},
+         {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(pxmtest::writeFile(dir.path("case.xml"), c.text.toUtf8()));
+        pxm::Project project;
+        pxm::VOCReader reader;
+        pxmtest::runReader(reader, project, {dir.path("case.xml")});
+        EXPECT_EQ(pxmtest::messageTexts(reader), c.messages);
+        EXPECT_EQ(pxmtest::describeImages(project), c.images);
+        QStringList names;
+        for (const pxm::Label* label : project.labels())
+            names << label->name();
+        EXPECT_EQ(names, c.labels);
+        EXPECT_EQ(project.undoStack()->count(), 1);
+    }
+
+    pxm::Project project;
+    pxm::VOCReader reader;
+    pxmtest::runReader(reader, project, {dir.path("missing.voc")});
+    EXPECT_EQ(pxmtest::messageTexts(reader), QStringList({"E -1 Could not open " + dir.path("missing.voc")}));
+}
+
+TEST(VOCTest, LayersOfAVolumeImportAsSeparateImages) {
+    pxm::Project source;
+    pxm::LabeledImage* volume = pxmtest::addMemoryImage(source, 30, 20, 2, "/no/such/volume.tif");
+    pxm::Label* label = pxmtest::addLabel(source, "L", 5, 1);
+    volume->scene(0)->addLabelItem(new QGraphicsRectItem(1, 1, 2, 2), label);
+    volume->scene(1)->addLabelItem(new QGraphicsRectItem(5, 5, 2, 2), label);
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("z0.voc"), writeScene(volume->scene(0))));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("z1.voc"), writeScene(volume->scene(1))));
+
+    pxm::Project target;
+    pxm::VOCReader reader;
+    pxmtest::runReader(reader, target, {dir.path("z0.voc"), dir.path("z1.voc")});
+    EXPECT_EQ(pxmtest::describeImages(target), QStringList({" 30x20x1", "  L: rect -0.25 -0.25 4.5 4.5",
+                                                            " 30x20x1", "  L: rect 3.75 3.75 4.5 4.5"}));
+    EXPECT_EQ(target.labels().size(), 1);
+    EXPECT_EQ(target.undoStack()->count(), 2);
+}
+
+} // namespace

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: MIT
+#include "model/Label.h"
+#include "model/Project.h"
+#include "persistence/ProjectReader.h"
+#include "persistence/ProjectSerializer.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "platform/CRegistry.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+#include "support/TestSupport.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGraphicsItem>
+#include <QRegularExpression>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace pxm;
+
+namespace {
+
+LabeledImage* addBlankImage(Project& project, const QString& path, uint32_t w, uint32_t h, uint32_t d) {
+    auto* image = new LabeledImage(&project);
+    image->setWidth(w);
+    image->setHeight(h);
+    image->setDepth(d);
+    image->setColorChannels(1);
+    image->setImagePath(path);
+    image->createScenes();
+    project.addImage(image);
+    return image;
+}
+
+Label* addLabel(Project& project, const QString& name, QColor color, double opacity, int id, int maskId) {
+    auto* label = new Label;
+    label->setName(name);
+    label->setColor(color);
+    label->setPrimaryOpacity(opacity);
+    label->setSecondaryOpacity(0.2);
+    label->setPenWidth(0.3);
+    label->setId(id);
+    label->setMaskId(maskId);
+    return project.addLabel(label);
+}
+
+/// Kind, label, scene transform and geometry of a label item, comparable as text.
+QString describe(const QGraphicsItem* item) {
+    QString geometry;
+    QDebug(&geometry) << item->type() << labelIdOf(item) << item->sceneTransform();
+    if (auto* rect = dynamic_cast<const QGraphicsRectItem*>(item))
+        QDebug(&geometry) << rect->rect();
+    else if (auto* ellipse = dynamic_cast<const QGraphicsEllipseItem*>(item))
+        QDebug(&geometry) << ellipse->rect();
+    else if (auto* line = dynamic_cast<const QGraphicsLineItem*>(item))
+        QDebug(&geometry) << line->line();
+    else if (auto* polygon = dynamic_cast<const QGraphicsPolygonItem*>(item))
+        QDebug(&geometry) << polygon->polygon();
+    else if (auto* path = dynamic_cast<const QGraphicsPathItem*>(item))
+        QDebug(&geometry) << "path elements" << path->path().elementCount();
+    return geometry;
+}
+
+QStringList describeScene(const Scene* scene) {
+    QStringList items;
+    for (const QGraphicsItem* item : scene->items())
+        if (isLabelItem(item))
+            items << describe(item);
+    items.sort();
+    return items;
+}
+
+/// Two labels, a 2D image with one item of each kind, a 3D image with items on its last layer.
+struct SampleProject {
+    Project project;
+    SampleProject() {
+        Label* cell = addLabel(project, "cell", QColor(200, 10, 30), 0.6, 11, 3);
+        Label* road = addLabel(project, "road", QColor(0, 128, 255), 0.25, -40, 200);
+        LabeledImage* flat = addBlankImage(project, "/data/flat.png", 64, 48, 1);
+        flat->setMaskPath("");
+        LabeledImage* volume = addBlankImage(project, "rel/volume.tif", 32, 32, 3);
+        Scene* scene = flat->scene(0);
+        auto* rect = new QGraphicsRectItem(1, 2, 10, 5);
+        rect->setPos(3, 4);
+        rect->setTransform(QTransform().rotate(30));
+        scene->addLabelItem(rect, cell);
+        scene->addLabelItem(new QGraphicsEllipseItem(5, 5, 7, 3), road);
+        scene->addLabelItem(new QGraphicsLineItem(0, 0, 20, 9.5), cell);
+        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{0, 0}, {6, 1}, {2, 8}})), road);
+        QPainterPath path(QPointF(1, 1));
+        path.lineTo(9, 2);
+        path.lineTo(4, 7);
+        auto* pathItem = new QGraphicsPathItem(path);
+        pathItem->setTransform(QTransform::fromScale(2, 0.5));
+        scene->addLabelItem(pathItem, cell);
+        volume->scene(2)->addLabelItem(new QGraphicsRectItem(0, 0, 1, 1), road);
+        project.setSetting("View.cameraMode", 2);
+    }
+};
+
+} // namespace
+
+TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
+    SampleProject sample;
+    const Project& original = sample.project;
+    pxmtest::TempDir dir;
+    for (const QString name : {"p.json", "p.json.gz", "p.JSON.GZ"}) {
+        SCOPED_TRACE(name.toStdString());
+        ProjectSerializer::write(&sample.project, dir.path(name), false);
+        const QByteArray bytes = pxmtest::readFile(dir.path(name));
+        ASSERT_GE(bytes.size(), 2);
+        // Only the lower-case ".gz" ending compresses.
+        const bool gzip = uchar(bytes[0]) == 0x1f && uchar(bytes[1]) == 0x8b;
+        EXPECT_EQ(gzip, name == "p.json.gz");
+
+        Project read;
+        ProjectReader::read(dir.path(name), &read);
+        ASSERT_EQ(read.labels().size(), 2);
+        for (int i = 0; i < 2; ++i) {
+            const Label* a = original.labels()[i];
+            const Label* b = read.labels()[i];
+            EXPECT_EQ(b->name(), a->name());
+            EXPECT_EQ(b->color(), a->color());
+            EXPECT_DOUBLE_EQ(b->opacity(), a->opacity());
+            EXPECT_EQ(b->id(), a->id());
+            EXPECT_EQ(b->maskId(), a->maskId());
+            EXPECT_EQ(b->secondaryOpacity(), Label().secondaryOpacity());
+            EXPECT_EQ(b->penWidth(), Label().penWidth());
+        }
+        ASSERT_EQ(read.images().size(), 2);
+        EXPECT_EQ(read.currentImageIndex(), 0);
+        EXPECT_EQ(read.setting("View.cameraMode").toInt(), 2);
+        for (int i = 0; i < 2; ++i) {
+            const LabeledImage* a = original.images()[i];
+            const LabeledImage* b = read.images()[i];
+            EXPECT_EQ(b->imagePath(), a->imagePath());
+            EXPECT_EQ(b->maskPath(), a->maskPath());
+            EXPECT_EQ(b->width(), a->width());
+            EXPECT_EQ(b->height(), a->height());
+            EXPECT_EQ(b->depth(), a->depth());
+            EXPECT_EQ(b->colorChannels(), a->colorChannels());
+            EXPECT_EQ(b->imageState(), LabeledImage::ImageState::NotLoaded);
+            ASSERT_EQ(b->scenes().size(), a->scenes().size());
+            for (int z = 0; z < a->scenes().size(); ++z) {
+                QStringList expected = describeScene(a->scene(z));
+                // Path items come back without geometry.
+                expected.replaceInStrings(QRegularExpression("path elements \\d+"), "path elements 0");
+                expected.sort();
+                EXPECT_EQ(describeScene(b->scene(z)), expected) << "image " << i << " layer " << z;
+            }
+        }
+    }
+}
+
+TEST(ProjectFile, WritesTheExpectedTextAndReadsItBack) {
+    // The per-user registry feeds a new project's settings; this file expects none.
+    KYVO::CRegistry::Obj().Clear();
+    Project project;
+    addLabel(project, "cell", QColor(255, 0, 0), 0.5, 7, 1);
+    LabeledImage* image = addBlankImage(project, "img.png", 4, 3, 1);
+    image->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 1), project.labels()[0]);
+    project.setSetting("SerializationSettings.overwriteMask", false);
+    pxmtest::TempDir dir;
+    ProjectSerializer::write(&project, dir.path("tiny.json"), false);
+    const QString golden = QFileInfo(__FILE__).absolutePath() + "/data/tiny_project.json";
+    const QByteArray expected = pxmtest::readFile(golden);
+    EXPECT_EQ(QString::fromUtf8(pxmtest::readFile(dir.path("tiny.json"))), QString::fromUtf8(expected));
+
+    // Reading the file and writing it again gives the same text.
+    Project read;
+    ProjectReader::read(golden, &read);
+    ProjectSerializer::write(&read, dir.path("again.json"), false);
+    EXPECT_EQ(QString::fromUtf8(pxmtest::readFile(dir.path("again.json"))), QString::fromUtf8(expected));
+}
+
+TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
+    pxmtest::TempDir dir;
+    KYVO::CImage mask(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1));
+    for (std::size_t i = 0; i < 12; ++i)
+        mask.data()[i] = uint8_t(i + 1);
+    const QString original = dir.path("cells.mask.pgm");
+    KYVO::CImageIo2::Save(original.toStdString(), mask);
+    const QByteArray originalBytes = pxmtest::readFile(original);
+
+    Project project;
+    auto* image = new LabeledImage(&project);
+    image->setMaskPath(original);
+    project.addImage(image);
+    const QString companion = dir.path("cells_pxmtool.mask.pgm");
+    for (std::size_t erased : {5, 7}) {
+        SCOPED_TRACE(erased);
+        image->incUsage();
+        ASSERT_NE(image->eraseOverlay(), nullptr);
+        image->eraseOverlay()->data()[erased] = 1;
+        image->decUsage();
+        ProjectSerializer::write(&project, dir.path("p.json"), false);
+        EXPECT_EQ(image->maskPath(), companion);
+        EXPECT_EQ(image->usageCount(), 0u);
+        std::unique_ptr<KYVO::CImage> saved(KYVO::CImageIo2::Load(companion.toStdString()));
+        EXPECT_EQ(saved->data()[5], 0);
+        EXPECT_EQ(saved->data()[7], erased == 7 ? 0 : 8);
+        EXPECT_EQ(saved->data()[6], 7);
+    }
+    EXPECT_EQ(pxmtest::readFile(original), originalBytes);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 3) << "mask, companion, project";
+    Project read;
+    ProjectReader::read(dir.path("p.json"), &read);
+    EXPECT_EQ(read.images()[0]->maskPath(), companion);
+
+    // With overwriting allowed, the mask the image points at is replaced in place.
+    image->setMaskPath(original);
+    image->incUsage();
+    image->eraseOverlay()->data()[0] = 1;
+    image->decUsage();
+    ProjectSerializer::write(&project, dir.path("p.json"), true);
+    EXPECT_EQ(image->maskPath(), original);
+    std::unique_ptr<KYVO::CImage> replaced(KYVO::CImageIo2::Load(original.toStdString()));
+    EXPECT_EQ(replaced->data()[0], 0);
+    EXPECT_EQ(replaced->data()[1], 2);
+}
+
+TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
+    SampleProject sample;
+    pxmtest::TempDir dir;
+    const QByteArray old = "{\"old\": true}";
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("old.json"), old));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("old.json.gz"), old));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("plain-file"), old));
+    ASSERT_TRUE(QDir(dir.path()).mkdir("folder.json"));
+    const QStringList before =
+        QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+
+    // A file size limit makes the write itself fail part way, even for root.
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small{256, limit.rlim_max};
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    struct Case {
+        QString target;
+        bool limited;
+    };
+    for (const Case& c :
+         {Case{"folder.json", false}, Case{"plain-file/p.json", false}, Case{"missing/p.json.gz", false},
+          Case{"old.json", true}, Case{"old.json.gz", true}}) {
+        SCOPED_TRACE(c.target.toStdString());
+        const QString target = dir.path(c.target);
+        if (c.limited)
+            setrlimit(RLIMIT_FSIZE, &small);
+        try {
+            ProjectSerializer::write(&sample.project, target, false);
+            ADD_FAILURE() << "no error";
+        } catch (const SerializationError& e) {
+            EXPECT_EQ(e.message(), QString("Could not write '%1'.").arg(target));
+            EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
+        }
+        setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before);
+        EXPECT_EQ(pxmtest::readFile(dir.path("old.json")), old);
+        EXPECT_EQ(pxmtest::readFile(dir.path("old.json.gz")), old);
+    }
+    std::signal(SIGXFSZ, previousHandler);
+}
+
+TEST(ProjectFile, ReadOnlyDirectoryRefusesTheWrite) {
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root writes into read-only directories";
+    SampleProject sample;
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("p.json"), "old"));
+    QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    EXPECT_THROW(ProjectSerializer::write(&sample.project, dir.path("p.json"), false), SerializationError);
+    QFile::setPermissions(dir.path(),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    EXPECT_EQ(pxmtest::readFile(dir.path("p.json")), "old");
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+#include "model/Project.h"
+#include "persistence/SettingsDialog.h"
+#include "persistence/SettingsPages.h"
+#include "persistence/SettingsToolPages.h"
+#include "platform/CRegistry.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTest>
+#include <gtest/gtest.h>
+
+using namespace pxm;
+
+namespace {
+
+// Every test starts and ends with an empty per-user registry, so projects start without values.
+class SettingsTest : public ::testing::Test {
+protected:
+    void SetUp() override { KYVO::CRegistry::Obj().Clear(); }
+    void TearDown() override { KYVO::CRegistry::Obj().Clear(); }
+    static KYVO::CRegistry& registry() { return KYVO::CRegistry::Obj(); }
+};
+
+} // namespace
+
+TEST_F(SettingsTest, ViewPageShowsModeByItemDataAndWritesChangesAtOnce) {
+    Project project;
+    ViewSettings page(&project);
+    QComboBox* mode = page.cameraModeBox();
+    ASSERT_EQ(mode->count(), 3);
+    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(),
+                              mode->itemData(2).toString()};
+    EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
+    EXPECT_EQ(mode->itemText(2), "Remember each project");
+    EXPECT_DOUBLE_EQ(page.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
+
+    // Defaults when the project has no values.
+    page.projectToUi();
+    EXPECT_EQ(mode->currentData().toString(), "perProject");
+
+    project.setSetting("View.cameraMode", "perImage");
+    project.setSetting("ZoomView.radius", 333);
+    project.setSetting("ZoomView.zoom", 0.125);
+    QSignalSpy changes(&project, &Project::settingsChanged);
+    page.projectToUi();
+    EXPECT_EQ(mode->currentIndex(), 1);
+    EXPECT_EQ(page.zoomRadiusBox()->value(), 333);
+    EXPECT_DOUBLE_EQ(page.zoomFactorBox()->value(), 0.125);
+    EXPECT_EQ(changes.count(), 0) << "filling the widgets writes nothing back";
+    EXPECT_FALSE(registry().Has("main"));
+
+    mode->setCurrentIndex(0);
+    EXPECT_EQ(project.setting("View.cameraMode").toString(), "reset");
+    EXPECT_EQ(registry().GetString("main/Settings/View/CameraMode"), "reset");
+    EXPECT_FALSE(registry().Has("main/Settings/View/ViewRadius")) << "only changed values become defaults";
+
+    page.zoomRadiusBox()->setValue(120);
+    page.zoomFactorBox()->setValue(4.5);
+    EXPECT_EQ(project.setting("ZoomView.radius").toInt(), 120);
+    EXPECT_EQ(registry().GetLong("main/Settings/View/ViewRadius"), 120);
+    EXPECT_DOUBLE_EQ(registry().GetDouble("main/Settings/View/ViewZoom"), 4.5);
+}
+
+TEST_F(SettingsTest, BoxToolPagesUseTheirPrefixAndRegistryGroup) {
+    for (const QString prefix : {"RectTool", "EllipseTool"}) {
+        SCOPED_TRACE(prefix.toStdString());
+        registry().Clear();
+        Project project;
+        RectToolSettings page(prefix, prefix + " title", &project);
+        EXPECT_EQ(page.title(), prefix + " title");
+        page.projectToUi();
+        EXPECT_TRUE(page.oneClickBox()->isChecked());
+        EXPECT_EQ(page.widthBox()->value(), 1);
+
+        project.setSetting(prefix + ".oneClick", false);
+        project.setSetting(prefix + ".defaultWidth", 7);
+        project.setSetting(prefix + ".defaultHeight", 9);
+        page.projectToUi();
+        EXPECT_FALSE(page.oneClickBox()->isChecked());
+        EXPECT_EQ(page.widthBox()->value(), 7);
+        EXPECT_EQ(page.heightBox()->value(), 9);
+        EXPECT_FALSE(registry().Has("main"));
+
+        page.heightBox()->setValue(12);
+        EXPECT_EQ(project.setting(prefix + ".defaultHeight").toInt(), 12);
+        const std::string group = "main/Settings/" + prefix.toStdString();
+        EXPECT_EQ(registry().GetLong(group + "/Height"), 12);
+        EXPECT_FALSE(registry().Has(group + "/Width"));
+        page.oneClickBox()->setChecked(true);
+        EXPECT_TRUE(project.setting(prefix + ".oneClick").toBool());
+        KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
+        EXPECT_TRUE(registry().GetBool(group + "/OneClick", false, &err));
+        EXPECT_EQ(err, KYVO::CValue::ERR_OK) << "stored as a bool";
+    }
+}
+
+TEST_F(SettingsTest, BrushPagesWriteTheirOwnKeys) {
+    Project project;
+    FreehandToolSettings freehand(&project);
+    EraserToolSettings eraser(&project);
+    project.setSetting("EraserTool.brushWidth", 30);
+    eraser.projectToUi();
+    EXPECT_EQ(eraser.brushWidthBox()->value(), 30);
+    freehand.brushWidthBox()->setValue(5);
+    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 5);
+    EXPECT_EQ(registry().GetLong("main/Settings/FreeHandTool/BrushWidth"), 5);
+    EXPECT_FALSE(registry().Has("main/Settings/EraserTool"));
+    eraser.brushWidthBox()->setValue(0);
+    EXPECT_EQ(project.setting("EraserTool.brushWidth").toInt(), 1) << "minimum 1";
+}
+
+TEST_F(SettingsTest, SerializationAndTextPages) {
+    Project project;
+    SerializationSettings serialization(&project);
+    StatusLineSettings status(&project);
+    ScriptSettings script(&project);
+    for (SettingsPage* page : QList<SettingsPage*>{&serialization, &status, &script})
+        page->projectToUi();
+    EXPECT_FALSE(serialization.overwriteMaskBox()->isChecked());
+    EXPECT_EQ(status.formatEdit()->text(), "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
+    EXPECT_EQ(script.pathEdit()->text(), "KAROcmd %1 Otsu.ndp");
+    const QLabel* help = status.findChild<QLabel*>("help");
+    ASSERT_NE(help, nullptr);
+    EXPECT_TRUE(help->text().startsWith("Customize the status line on the bottom of the window.\n"
+                                        "Supported status line entries are:\nw = width\n"));
+    EXPECT_TRUE(
+        help->text().endsWith("psigma = standard deviation for plane\n| = starts new status bar box."));
+
+    serialization.lazyLoadImagesBox()->setChecked(true);
+    EXPECT_TRUE(project.setting("SerializationSettings.lazyLoadImages").toBool());
+    EXPECT_TRUE(registry().GetBool("main/Settings/Serialization/LazyLoadImages"));
+    EXPECT_FALSE(registry().Has("main/Settings/Serialization/OverwriteMask"));
+
+    // Line edits write when editing is finished, not on every key.
+    QTest::keyClicks(script.pathEdit(), " --fast");
+    EXPECT_FALSE(project.settings().contains("Script.path"));
+    QTest::keyClick(script.pathEdit(), Qt::Key_Return);
+    EXPECT_EQ(project.setting("Script.path").toString(), "KAROcmd %1 Otsu.ndp --fast");
+    EXPECT_EQ(registry().GetString("main/Settings/Script/Path"), "KAROcmd %1 Otsu.ndp --fast");
+    status.formatEdit()->setText("%w x %h");
+    emit status.formatEdit()->editingFinished();
+    EXPECT_EQ(registry().GetString("main/Settings/StatusLine/Format"), "%w x %h");
+}
+
+TEST_F(SettingsTest, LabelSlidersTruncateAndStoreFractions) {
+    Project project;
+    LabelSettings page(&project);
+    page.projectToUi();
+    EXPECT_EQ(page.primaryOpacitySlider()->value(), 700);
+
+    const struct {
+        double stored;
+        int shown;
+    } cases[] = {{0.0019, 1}, {0.5555, 555}, {0.9999, 999}, {1.0, 1000}, {3.0, 1000}, {-0.5, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.stored);
+        project.setSetting("Label.pen_width", c.stored);
+        page.projectToUi();
+        EXPECT_EQ(page.penWidthSlider()->value(), c.shown);
+        EXPECT_DOUBLE_EQ(project.setting("Label.pen_width").toDouble(), c.stored) << "no write-back";
+    }
+    EXPECT_FALSE(registry().Has("main"));
+
+    page.secondaryOpacitySlider()->setValue(250);
+    EXPECT_DOUBLE_EQ(project.setting("Label.secondary_opacity").toDouble(), 0.25);
+    EXPECT_DOUBLE_EQ(registry().GetDouble("main/Settings/Label/SecondaryOpacity"), 0.25);
+    EXPECT_FALSE(registry().Has("main/Settings/Label/PrimaryOpacity"));
+}
+
+TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
+    Project first;
+    first.setSetting("RectTool.defaultWidth", 40);
+    SettingsDialog dialog(&first);
+    QStringList titles;
+    for (SettingsPage* page : dialog.pages())
+        titles << page->title();
+    EXPECT_EQ(titles, QStringList({"View", "Rect Tool", "Ellipse Tool", "Freehand Tool", "Eraser Tool",
+                                   "Serialization", "Status Line", "Script Settings", "Label Settings"}));
+    auto* rect = qobject_cast<RectToolSettings*>(dialog.pages()[1]);
+    ASSERT_NE(rect, nullptr);
+    EXPECT_EQ(rect->widthBox()->value(), 40) << "the dialog shows the project's values when built";
+
+    dialog.findChild<ViewSettings*>()->cameraModeBox()->setCurrentIndex(1);
+    Project second;
+    EXPECT_EQ(second.setting("View.cameraMode").toString(), "perImage");
+    EXPECT_FALSE(second.settings().contains("RectTool.defaultWidth")) << "unchanged values stay per project";
+}
