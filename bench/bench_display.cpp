@@ -125,14 +125,3 @@ void BM_Paint_WholeLayerFitted_Grey8_Cold(benchmark::State& state) {
 BENCHMARK(BM_Paint_WholeLayerFitted_Grey8_Cold)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
-
-int main(int argc, char** argv) {
-    // QPainter on a QImage needs a GUI application object, not a display.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

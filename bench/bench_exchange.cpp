@@ -157,14 +157,3 @@ void BM_WriteLabelMe(benchmark::State& state) {
 BENCHMARK(BM_WriteLabelMe)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char** argv) {
-    VanduInit(-1);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    VanduExit();
-    return 0;
-}

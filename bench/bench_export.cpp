@@ -145,20 +145,3 @@ void BM_ExportFullMask8192(benchmark::State& state) {
 BENCHMARK(BM_ExportFullMask8192)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
-
-int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    VanduInit(-1);
-    int result = 0;
-    {
-        QApplication app(argc, argv);
-        benchmark::Initialize(&argc, argv);
-        if (benchmark::ReportUnrecognizedArguments(argc, argv))
-            result = 1;
-        else
-            benchmark::RunSpecifiedBenchmarks();
-    }
-    VanduExit();
-    return result;
-}

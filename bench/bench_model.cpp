@@ -62,13 +62,3 @@ void BM_LabelLookups(benchmark::State& state) {
 BENCHMARK(BM_LabelLookups);
 
 } // namespace
-
-int main(int argc, char** argv) {
-    VanduInit(-1);
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    VanduExit();
-    return 0;
-}

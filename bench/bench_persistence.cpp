@@ -8,6 +8,7 @@
 #include "platform/Vandu.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "support/BenchShapes.h"
 
 #include <QApplication>
 #include <QFile>
@@ -47,35 +48,7 @@ std::unique_ptr<pxm::Project> makeProject() {
             const pxm::Label* label = project->labels()[int(random.bounded(20))];
             const double x = random.bounded(2000.0), y = random.bounded(1500.0);
             const double size = 10 + random.bounded(120.0);
-            QGraphicsItem* item = nullptr;
-            switch (i % 5) {
-            case 0:
-                item = new QGraphicsRectItem(x, y, size, size * 0.7);
-                break;
-            case 1:
-                item = new QGraphicsEllipseItem(x, y, size, size * 0.8);
-                break;
-            case 2: {
-                QPolygonF polygon;
-                for (int k = 0; k < 20; ++k) {
-                    const double a = 2 * M_PI * k / 20, r = size * (0.6 + 0.4 * random.generateDouble());
-                    polygon << QPointF(x + r * std::cos(a), y + r * std::sin(a));
-                }
-                item = new QGraphicsPolygonItem(polygon);
-                break;
-            }
-            case 3:
-                item = new QGraphicsLineItem(x, y, x + size, y + size / 2);
-                break;
-            default: {
-                QPainterPath path(QPointF(x, y));
-                for (int k = 1; k < 12; ++k)
-                    path.lineTo(x + k * size / 12, y + size / 4 * std::sin(k));
-                path.closeSubpath();
-                item = new QGraphicsPathItem(path);
-                break;
-            }
-            }
+            QGraphicsItem* item = pxmbench::makeShape(random, i, x, y, size);
             if (i % 7 == 0)
                 item->setTransform(QTransform().rotate(random.bounded(90.0)));
             scene->addLabelItem(item, label);
@@ -170,14 +143,3 @@ BENCHMARK_CAPTURE(BM_ReadProject, json_gz, "p.json.gz")
     ->Iterations(3);
 
 } // namespace
-
-int main(int argc, char** argv) {
-    VanduInit(-1);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    VanduExit();
-    return 0;
-}

@@ -11,6 +11,7 @@
 #include "scene/MaskItem.h"
 #include "scene/MaskPalette.h"
 #include "scene/Scene.h"
+#include "support/BenchShapes.h"
 
 #include <QApplication>
 #include <QGraphicsItem>
@@ -44,35 +45,7 @@ struct ShapeProject {
             const pxm::Label* label = project.labels()[int(random.bounded(20))];
             const double x = random.bounded(double(w)), y = random.bounded(double(h));
             const double size = 10 + random.bounded(120.0);
-            QGraphicsItem* item = nullptr;
-            switch (i % 5) {
-            case 0:
-                item = new QGraphicsRectItem(x, y, size, size * 0.7);
-                break;
-            case 1:
-                item = new QGraphicsEllipseItem(x, y, size, size * 0.8);
-                break;
-            case 2: {
-                QPolygonF polygon;
-                for (int k = 0; k < 20; ++k) {
-                    const double a = 2 * M_PI * k / 20, r = size * (0.6 + 0.4 * random.generateDouble());
-                    polygon << QPointF(x + r * std::cos(a), y + r * std::sin(a));
-                }
-                item = new QGraphicsPolygonItem(polygon);
-                break;
-            }
-            case 3:
-                item = new QGraphicsLineItem(x, y, x + size, y + size / 2);
-                break;
-            default: {
-                QPainterPath path(QPointF(x, y));
-                for (int k = 1; k < 12; ++k)
-                    path.lineTo(x + k * size / 12, y + size / 4 * std::sin(k));
-                path.closeSubpath();
-                item = new QGraphicsPathItem(path);
-                break;
-            }
-            }
+            QGraphicsItem* item = pxmbench::makeShape(random, i, x, y, size);
             scene->addLabelItem(item, label);
         }
     }
@@ -235,14 +208,3 @@ void BM_SwapAndPin(benchmark::State& state) {
 BENCHMARK(BM_SwapAndPin)->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-int main(int argc, char** argv) {
-    VanduInit(-1);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    VanduExit();
-    return 0;
-}
