@@ -65,13 +65,7 @@ void writeKAROMark(QTextStream& out, Scene* scene) {
     const QList<QGraphicsView*> views = scene->views();
     if (views.size() == 1)
         out << "# Zoom factor: " << std::sqrt(std::fabs(views.first()->transform().determinant())) << "\n";
-    const Project* project = image->project();
-    for (const QGraphicsItem* item : scene->items(Qt::DescendingOrder)) {
-        if (!isLabelItem(item))
-            continue;
-        const Label* label = project ? project->labelById(labelIdOf(item)) : nullptr;
-        if (!label)
-            continue;
+    for (const auto& [item, label] : scene->labelledItems()) {
         const QRectF box = item->mapRectToScene(geometryRect(item));
         // Right and bottom name the last pixel column and row inside the box.
         const qint64 left = roundedCoordinate(box.x());

@@ -56,14 +56,8 @@ void writeLabelMe(QIODevice& out, LabeledImage* image) {
     if (!image)
         return;
     QJsonArray shapes;
-    const Project* project = image->project();
     if (const Scene* scene = image->scene(0)) {
-        for (const QGraphicsItem* item : scene->items(Qt::DescendingOrder)) {
-            if (!isLabelItem(item))
-                continue;
-            const Label* label = project ? project->labelById(labelIdOf(item)) : nullptr;
-            if (!label)
-                continue;
+        for (const auto& [item, label] : scene->labelledItems()) {
             const QColor color = label->color();
             QJsonObject shape;
             shape.insert("group_id", QJsonValue::Null);

@@ -43,14 +43,8 @@ QPolygonF sceneVertices(const QGraphicsItem* item) {
 
 QJsonObject imageEntry(const LabeledImage* image, const QString& fileName) {
     QJsonObject regions;
-    const Project* project = image->project();
     if (const Scene* scene = image->scene(0)) {
-        for (const QGraphicsItem* item : scene->items(Qt::DescendingOrder)) {
-            if (!isLabelItem(item))
-                continue;
-            const Label* label = project ? project->labelById(labelIdOf(item)) : nullptr;
-            if (!label)
-                continue;
+        for (const auto& [item, label] : scene->labelledItems()) {
             if (item->type() != QGraphicsPolygonItem::Type && item->type() != QGraphicsRectItem::Type)
                 continue; // the format gets polygon regions only
             const QPolygonF vertices = sceneVertices(item);

@@ -34,13 +34,7 @@ void writeVOC(QXmlStreamWriter& out, Scene* scene) {
     out.writeTextElement("depth", QString::number(image->colorChannels()));
     out.writeEndElement();
 
-    const Project* project = image->project();
-    for (const QGraphicsItem* item : scene->items(Qt::DescendingOrder)) {
-        if (!isLabelItem(item))
-            continue;
-        const Label* label = project ? project->labelById(labelIdOf(item)) : nullptr;
-        if (!label)
-            continue;
+    for (const auto& [item, label] : scene->labelledItems()) {
         const QRectF box = item->sceneBoundingRect();
         out.writeStartElement("object");
         out.writeTextElement("name", label->name().isEmpty() ? QString::number(label->id()) : label->name());

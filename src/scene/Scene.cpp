@@ -88,6 +88,20 @@ QList<QGraphicsItem*> Scene::itemsOfLabel(const Label* label) const {
     return label ? itemsWithId(label->id()) : QList<QGraphicsItem*>();
 }
 
+QList<QPair<QGraphicsItem*, Label*>> Scene::labelledItems(Qt::SortOrder order) const {
+    QList<QPair<QGraphicsItem*, Label*>> result;
+    const Project* project = m_image->project();
+    if (!project)
+        return result;
+    for (QGraphicsItem* item : items(order)) {
+        if (!isLabelItem(item))
+            continue;
+        if (Label* label = project->labelById(labelIdOf(item)))
+            result.append({item, label});
+    }
+    return result;
+}
+
 QList<Label*> Scene::labelsAt(const QRectF& rect) const {
     QList<Label*> result;
     Project* project = m_image->project();

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QList>
 #include <QMap>
+#include <QPair>
 #include <cstdint>
 
 class QGraphicsItem;
@@ -36,6 +37,9 @@ public:
 
     /// The items carrying the label's id, in items() order.
     QList<QGraphicsItem*> itemsOfLabel(const Label* label) const;
+    /// The label items whose id names a label of the project, each with that label, in the
+    /// given stacking order (topmost first by default).
+    QList<QPair<QGraphicsItem*, Label*>> labelledItems(Qt::SortOrder order = Qt::DescendingOrder) const;
     /// For each label item whose shape meets the rectangle, topmost first, the project's
     /// label with its id (null where none has it).
     QList<Label*> labelsAt(const QRectF& rect) const;
