@@ -12,16 +12,22 @@ namespace {
 double clamp(double v, double lo, double hi) {
     return std::min(std::max(v, lo), hi);
 }
+
+/// Stores the value and tells whether it changed anything, so setters signal only real changes.
+template <class T>
+bool assign(T& member, const T& value) {
+    if (member == value)
+        return false;
+    member = value;
+    return true;
+}
 } // namespace
 
 Label::Label(QObject* parent) : QObject(parent) {}
 
 void Label::setName(QString name) {
-    name = name.trimmed();
-    if (name == m_name)
-        return;
-    m_name = name;
-    emit nameChanged(m_name);
+    if (assign(m_name, name.trimmed()))
+        emit nameChanged(m_name);
 }
 
 void Label::setColor(QColor color) {
@@ -31,48 +37,35 @@ void Label::setColor(QColor color) {
     if (color.isValid())
         color = color.toRgb();
     color.setAlphaF(1.0);
-    if (color == m_color)
-        return;
-    m_color = color;
-    emit colorChanged(m_color);
+    if (assign(m_color, color))
+        emit colorChanged(m_color);
 }
 
 void Label::setPrimaryOpacity(double opacity) {
-    opacity = clamp(opacity, 0.0, 1.0);
-    if (opacity == m_opacity)
-        return;
-    m_opacity = opacity;
-    emit opacityChanged(m_opacity);
+    if (assign(m_opacity, clamp(opacity, 0.0, 1.0)))
+        emit opacityChanged(m_opacity);
 }
 
 void Label::setSecondaryOpacity(double secondaryOpacity) {
-    secondaryOpacity = clamp(secondaryOpacity, 0.0, 1.0);
-    if (secondaryOpacity == m_secondaryOpacity)
-        return;
-    m_secondaryOpacity = secondaryOpacity;
-    emit secondaryOpacityChanged(m_secondaryOpacity);
+    if (assign(m_secondaryOpacity, clamp(secondaryOpacity, 0.0, 1.0)))
+        emit secondaryOpacityChanged(m_secondaryOpacity);
 }
 
 void Label::setPenWidth(double width) {
-    width = clamp(width, 0.01, 1.0);
-    if (width == m_penWidth)
-        return;
-    m_penWidth = width;
-    emit penWidthChanged(m_penWidth);
+    if (assign(m_penWidth, clamp(width, 0.01, 1.0)))
+        emit penWidthChanged(m_penWidth);
 }
 
 void Label::setId(int id) {
-    if (id == 0 || id == m_id)
-        return;
-    m_id = id;
-    emit idChanged(m_id);
+    // 0 means "not assigned" and is never stored.
+    if (id != 0 && assign(m_id, id))
+        emit idChanged(m_id);
 }
 
 void Label::setMaskId(int maskId) {
-    if (maskId == 0 || maskId == m_maskId)
-        return;
-    m_maskId = maskId;
-    emit maskIdChanged(m_maskId);
+    // 0 means "not assigned" and is never stored.
+    if (maskId != 0 && assign(m_maskId, maskId))
+        emit maskIdChanged(m_maskId);
 }
 
 KYVO::CValueMap* Label::toValueMap() const {

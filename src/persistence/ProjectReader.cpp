@@ -16,15 +16,6 @@
 
 namespace pxm {
 
-DeserializationError::DeserializationError(const QString& message)
-    : m_message(message), m_utf8(message.toUtf8()) {}
-
-DeserializationError::~DeserializationError() = default;
-
-const char* DeserializationError::what() const noexcept {
-    return m_utf8.constData();
-}
-
 namespace {
 
 using Value = JsonTree::Value;

@@ -23,15 +23,6 @@
 
 namespace pxm {
 
-SerializationError::SerializationError(const QString& message)
-    : m_message(message), m_utf8(message.toUtf8()) {}
-
-SerializationError::~SerializationError() = default;
-
-const char* SerializationError::what() const noexcept {
-    return m_utf8.constData();
-}
-
 namespace {
 
 /// Keeps an image pinned (its data in memory) for the life of the guard.
