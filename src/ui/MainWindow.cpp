@@ -2,13 +2,13 @@
 #include "ui/MainWindow.h"
 
 #include "display/ZoomToolBar.h"
-#include "display/ZoomToolBarView.h"
 #include "model/Project.h"
 #include "persistence/SettingsDialog.h"
 #include "platform/CException.h"
 #include "platform/CRegistry.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "tools/View.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -36,9 +36,8 @@ MainWindow::MainWindow(QWidget* parent, bool standalone) : QMainWindow(parent), 
             std::cerr << "Configuration loading failed!\n" << std::flush;
     }
 
-    m_view = new Pictor::ZoomToolBarView(nullptr, this);
+    m_view = new View(this);
     m_view->setObjectName("view");
-    m_view->setEnabled(false);
     setCentralWidget(m_view);
 
     m_zoomToolBar = new Pictor::ZoomToolBar(this);
@@ -62,7 +61,10 @@ MainWindow::MainWindow(QWidget* parent, bool standalone) : QMainWindow(parent), 
 MainWindow::~MainWindow() {
     for (const QMetaObject::Connection& connection : m_projectConnections)
         disconnect(connection);
-    showScene(nullptr);
+}
+
+Scene* MainWindow::shownScene() const {
+    return m_view->currentScene();
 }
 
 void MainWindow::setProject(Project* project) {
@@ -73,7 +75,6 @@ void MainWindow::setProject(Project* project) {
     for (const QMetaObject::Connection& connection : m_projectConnections)
         disconnect(connection);
     m_projectConnections.clear();
-    showScene(nullptr);
 
     m_project = project;
     m_projectConnections = {
@@ -84,9 +85,9 @@ void MainWindow::setProject(Project* project) {
         connect(project->undoStack(), &QUndoStack::cleanChanged, this, &MainWindow::updateWindowTitle),
     };
     updateWindowTitle();
-    if (isVisible())
-        showCurrentScene();
+    // The view follows the project through this signal; it shows nothing while hidden.
     emit projectChanged(project);
+    showCurrentScene();
 }
 
 void MainWindow::showSettingsDialog() {
@@ -120,8 +121,8 @@ void MainWindow::on_project_currentSceneChanged() {
 
 void MainWindow::on_project_destroyed() {
     m_projectConnections.clear();
-    showScene(nullptr);
     updateWindowTitle();
+    m_zoomToolBar->setEnabled(false);
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
@@ -131,8 +132,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         std::cerr << "Configuration saving failed.\n" << std::flush;
     QMainWindow::closeEvent(event);
     // A closed window is kept for later; it holds no image in memory meanwhile.
-    if (event->isAccepted())
-        showScene(nullptr);
+    if (event->isAccepted()) {
+        m_view->setScene(nullptr);
+        m_zoomToolBar->setEnabled(false);
+    }
     emit closed();
 }
 
@@ -142,51 +145,25 @@ void MainWindow::showEvent(QShowEvent* event) {
 }
 
 void MainWindow::showCurrentScene() {
-    LabeledImage* loading = nullptr;
     Scene* scene = nullptr;
-    if (m_project) {
+    if (m_project && isVisible()) {
         LabeledImage* image = m_project->currentImage();
+        LabeledImage* loading = nullptr;
         if (image && image->scenes().isEmpty() && !image->imagePath().isEmpty()) {
             // An image named only by its path learns its size, and gets its scenes, by loading.
-            // The pin lasts until the scene holds its own, so the file is read once.
+            // The pin lasts until the view holds its own, so the file is read once.
             image->incUsage();
             loading = image;
         }
         scene = m_project->currentScene();
-    }
-    showScene(scene);
-    if (loading)
-        loading->decUsage();
-}
-
-void MainWindow::showScene(Scene* scene) {
-    // Null goes through every time, so a scene that vanished also leaves the view disabled.
-    if (scene && scene == m_shownScene)
-        return;
-    if (m_shownScene) {
-        // Detached first: a scene releasing its image must not be on screen any more.
+        m_view->setScene(scene);
+        if (loading)
+            loading->decUsage();
+    } else {
+        // A hidden window keeps no image in memory.
         m_view->setScene(nullptr);
-        if (m_scenePinned)
-            m_shownScene->decUsage();
     }
-    m_shownScene = scene;
-    m_scenePinned = false;
-    m_view->setEnabled(scene != nullptr);
     m_zoomToolBar->setEnabled(scene != nullptr);
-    if (!scene) {
-        m_view->setScene(nullptr);
-        return;
-    }
-    try {
-        scene->incUsage();
-        m_scenePinned = true;
-    } catch (const KYVO::CException& e) {
-        qWarning("%s", e.FormattedWhat().c_str());
-    } catch (const std::runtime_error& e) {
-        qWarning("%s", e.what());
-    }
-    m_view->setScene(scene);
-    QTimer::singleShot(0, m_view, &Pictor::ZoomToolBarView::zoomToFit);
 }
 
 } // namespace pxm

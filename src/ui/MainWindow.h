@@ -12,12 +12,12 @@ class QAction;
 
 namespace Pictor {
 class ZoomToolBar;
-class ZoomToolBarView;
 } // namespace Pictor
 
 namespace pxm {
 
 class LabeledImage;
+class View;
 
 /// The window of one project. It shows the current scene of the project's current image in
 /// a zoomable view and saves the per-user configuration registry whenever it is closed.
@@ -27,6 +27,7 @@ class LabeledImage;
 /// another scene replaces it, when the window closes and when the window is destroyed.
 class MainWindow : public QMainWindow {
     Q_OBJECT
+    Q_PROPERTY(pxm::Project* project READ project)
 public:
     /// `standalone` is true for the program's own first window, which loads the registry;
     /// plug-in and further windows leave it as it is.
@@ -35,10 +36,10 @@ public:
 
     Project* project() const { return m_project.data(); }
     bool isStandalone() const { return m_standalone; }
-    Pictor::ZoomToolBarView* view() const { return m_view; }
+    View* view() const { return m_view; }
     Pictor::ZoomToolBar* zoomToolBar() const { return m_zoomToolBar; }
     /// The scene on screen, or null.
-    Scene* shownScene() const { return m_shownScene.data(); }
+    Scene* shownScene() const;
     QAction* settingsAction() const { return m_settingsAction; }
 
 signals:
@@ -63,17 +64,13 @@ private slots:
 
 private:
     void showCurrentScene();
-    void showScene(Scene* scene);
 
     bool m_standalone = false;
     QPointer<Project> m_project;
     QList<QMetaObject::Connection> m_projectConnections;
-    Pictor::ZoomToolBarView* m_view = nullptr;
+    View* m_view = nullptr;
     Pictor::ZoomToolBar* m_zoomToolBar = nullptr;
     QAction* m_settingsAction = nullptr;
-    QPointer<Scene> m_shownScene;
-    // Whether m_shownScene holds a pin of ours (pinning can fail on an unreadable image).
-    bool m_scenePinned = false;
 };
 
 } // namespace pxm

@@ -8,6 +8,7 @@
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
 #include "support/TestSupport.h"
+#include "tools/View.h"
 
 #include <QSignalSpy>
 #include <QUndoCommand>
