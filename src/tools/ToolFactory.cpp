@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "tools/ToolFactory.h"
 
+#include "tools/EllipseTool.h"
+#include "tools/LineTool.h"
+#include "tools/Polygon.h"
+#include "tools/RectTool.h"
+#include "tools/Ruler.h"
+#include "tools/Transformation.h"
 #include "tools/View.h"
 
 #include <functional>
@@ -12,8 +18,18 @@ namespace {
 
 using Maker = std::function<Tool*(View*)>;
 
+template <typename T> Maker maker() {
+    return [](View* view) -> Tool* { return new T(view); };
+}
+
 const std::map<int, Maker>& makers() {
     static const std::map<int, Maker> table = {
+        {ToolType::Ellipse, maker<EllipseTool>()},
+        {ToolType::Line, maker<LineTool>()},
+        {ToolType::Polygon, maker<Polygon>()},
+        {ToolType::Rectangle, maker<RectTool>()},
+        {ToolType::Ruler, maker<Ruler>()},
+        {ToolType::Transformation, maker<Transformation>()},
     };
     return table;
 }

@@ -125,9 +125,10 @@ void View::setScene(Scene* scene) {
         saveCameraInfo(&m_imageCameras[image]);
         disconnect(m_sceneConnection);
         QGraphicsView::setScene(nullptr);
-        m_scene = nullptr;
+        // The tool still sees the old scene while it clears its temporary items out of it.
         if (m_tool)
             m_tool->setScene(nullptr);
+        m_scene = nullptr;
         setEnabled(false);
         m_residency.reset();
     }
