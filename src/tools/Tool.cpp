@@ -15,7 +15,12 @@ Tool::Tool(Tool* parentTool, ToolType type)
     : QObject(parentTool), m_type(type), m_view(parentTool ? parentTool->view() : nullptr), m_parentTool(parentTool) {}
 
 Tool::~Tool() {
-    // A composite outlives the pointer to a child that goes first.
+    // Sub-tools die after this part of their composite (as QObject children): they must not
+    // reach back into it then.
+    for (QObject* child : children())
+        if (auto* tool = qobject_cast<Tool*>(child))
+            tool->m_parentTool = nullptr;
+    // A sub-tool deleted on its own leaves no dangling active child behind.
     if (m_parentTool && m_parentTool->m_activeChild == this)
         m_parentTool->m_activeChild = nullptr;
 }

@@ -16,7 +16,7 @@ namespace pxm {
 
 namespace {
 
-using Maker = std::function<Tool*(View*)>;
+using Maker = ToolMaker;
 
 template <typename T> Maker maker() {
     return [](View* view) -> Tool* { return new T(view); };
@@ -34,11 +34,29 @@ const std::map<int, Maker>& makers() {
     return table;
 }
 
+std::map<int, Maker>& extraMakers() {
+    static std::map<int, Maker> table;
+    return table;
+}
+
 } // namespace
 
 Tool* createTool(View* view, ToolType type) {
-    const auto it = makers().find(int(type));
-    return it == makers().end() ? nullptr : it->second(view);
+    if (const auto it = makers().find(int(type)); it != makers().end())
+        return it->second(view);
+    if (const auto it = extraMakers().find(int(type)); it != extraMakers().end())
+        return it->second(view);
+    return nullptr;
+}
+
+bool registerToolMaker(ToolType type, ToolMaker maker) {
+    if (makers().count(int(type)) || type == ToolType::None)
+        return false;
+    if (maker)
+        extraMakers()[int(type)] = std::move(maker);
+    else
+        extraMakers().erase(int(type));
+    return true;
 }
 
 } // namespace pxm
