@@ -18,6 +18,7 @@
 #include <QPainter>
 #include <QRandomGenerator>
 #include <QStyleOptionGraphicsItem>
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cmath>
 #include <cstring>
@@ -109,26 +110,51 @@ void BM_QPainterAlone(benchmark::State& state) {
 }
 BENCHMARK(BM_QPainterAlone)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+/// The flood-fill layers that bench/peer_floodfill.py builds too: value 1 everywhere except,
+/// unless solid, discs of radius 24 on a 64-pixel lattice holding 0 and 2 in a chequer. The
+/// region of 1 is one piece touching every border.
+void floodLayer(std::vector<uint8_t>& mask, int w, int h, bool solid) {
+    mask.assign(std::size_t(w) * std::size_t(h), 1);
+    if (solid)
+        return;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const int dx = x % 64 - 32, dy = y % 64 - 32;
+            uint8_t v = 1;
+            if (dx * dx + dy * dy < 24 * 24)
+                v = (x / 64 + y / 64) % 2 ? 0 : 2;
+            mask[std::size_t(x) + std::size_t(w) * std::size_t(y)] = v;
+        }
+}
+
+/// Args: width, height, solid layer or discs, form (0: the fill as the mask item runs it, 1:
+/// the breadth-first form).
 void BM_FloodFill(benchmark::State& state) {
-    const int side = 4096;
-    const bool exact = state.range(0) != 0;
-    std::vector<uint8_t> mask(std::size_t(side) * side);
+    const int w = int(state.range(0)), h = int(state.range(1));
+    const bool exact = state.range(3) != 0;
+    std::vector<uint8_t> pristine, mask;
+    floodLayer(pristine, w, h, state.range(2) != 0);
     for (auto _ : state) {
         state.PauseTiming();
-        // One connected region, away from the last row and column.
-        std::fill(mask.begin(), mask.end(), 0);
-        for (int y = 1; y < side - 1; ++y)
-            std::memset(mask.data() + std::size_t(y) * side + 1, 3, side - 2);
+        mask = pristine;
         state.ResumeTiming();
-        pxm::maskflood::MaskData d{mask.data(), nullptr, mask.size(), side, side};
+        pxm::maskflood::MaskData d{mask.data(), nullptr, mask.size(), w, h};
         if (exact)
-            pxm::maskflood::floodExact(d, 10, 10, 3, 5);
+            pxm::maskflood::floodExact(d, 0, h / 2, 1, 5);
         else
-            pxm::maskflood::flood(d, 10, 10, 3, 5);
+            pxm::maskflood::flood(d, 0, h / 2, 1, 5);
         benchmark::DoNotOptimize(mask.data());
     }
+    state.counters["filled"] = double(std::count(mask.begin(), mask.end(), uint8_t(5)));
 }
-BENCHMARK(BM_FloodFill)->Arg(0)->Arg(1)->ArgName("exact")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FloodFill)
+    ->Args({4096, 4096, 0, 0})
+    ->Args({4096, 4096, 0, 1})
+    ->Args({4096, 4096, 1, 0})
+    ->Args({4096, 3072, 0, 0})
+    ->Args({4096, 3072, 1, 0})
+    ->ArgNames({"w", "h", "solid", "exact"})
+    ->Unit(benchmark::kMillisecond);
 
 /// A fully labelled 4096×4096 mask under 20 labels.
 struct MaskProject {

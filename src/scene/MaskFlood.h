@@ -22,15 +22,18 @@ uint8_t readValue(const MaskData& data, int x, int y);
 
 /// The breadth-first fill with 8-connectivity, in its exact form: a point is filled when
 /// readValue gives the old value and differs from the new one; writes go to x + width·y.
-/// Every point is queued at most once, so it terminates and uses about 4 bytes per pixel.
+/// Every point is queued at most once, so it terminates; it uses about 5 bytes per point.
 void floodExact(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
 
-/// A scanline fill that gives the same result as floodExact when the layer is square and
-/// the region touches neither the last column nor the last row. Returns false, having
-/// written nothing, when those conditions do not hold.
-bool floodScanline(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
+/// A scanline fill for square layers giving exactly the result of floodExact. The accepted
+/// column x = width reads the first byte of the next row, so such a byte belongs to two
+/// points of which only the first reached passes; the scanline result is kept only where
+/// that order cannot matter. Returns false, with the mask as it was, where it cannot tell
+/// (and for layers it does not handle: not square, narrower than 3, a start outside the
+/// layer, an old value of 0 or equal to the new one).
+bool floodSquare(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
 
-/// The fill: scanline where it is exact, the breadth-first form otherwise.
+/// The fill: the scanline form on square layers, the breadth-first form otherwise.
 void flood(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
 
 } // namespace pxm::maskflood
