@@ -8,13 +8,15 @@
 #include <QFileInfo>
 #include <algorithm>
 #include <cstring>
-#include <vector>
+#include <memory>
 
 namespace pxm {
 
 namespace {
 
 constexpr qint64 kChunk = qint64(1) << 22;
+// Small files are the common case: their buffers are sized by the file, not by the largest chunk.
+constexpr qint64 kMinChunk = qint64(1) << 12;
 
 bool isSpace(char c) {
     return c == ' ' || c == '\n' || c == '\r' || c == '\t';
@@ -28,13 +30,16 @@ bool isDelimiter(char c) {
 /// Reads through read(buffer, size) -> count (negative on error) until the end, compacting
 /// into text. False on a read error or when the file holds more than MaxTextSize bytes.
 template <class Read> bool readCompacted(Read read, qint64 expected, QByteArray* text, bool* tooLarge) {
-    std::vector<char> chunk(static_cast<std::size_t>(kChunk));
+    // One byte more than expected lets a file read whole meet its end in the next call.
+    const qint64 chunkSize = std::min(kChunk, std::max(kMinChunk, expected + 1));
+    // Not value-initialised: every byte used is read first.
+    const std::unique_ptr<char[]> chunk(new char[std::size_t(chunkSize)]);
     // Indented projects shrink to about a quarter; the buffer grows from there when needed.
-    text->reserve(int(std::min(std::max(expected / 4, kChunk), JsonFileReader::MaxTextSize)));
+    text->reserve(int(std::min(std::max(expected / 4, kMinChunk), JsonFileReader::MaxTextSize)));
     JsonFileReader::Compactor compactor;
     qint64 total = 0;
     for (;;) {
-        const qint64 n = read(chunk.data(), kChunk);
+        const qint64 n = read(chunk.get(), chunkSize);
         if (n < 0)
             return false;
         if (n == 0)
@@ -44,7 +49,7 @@ template <class Read> bool readCompacted(Read read, qint64 expected, QByteArray*
             *tooLarge = true;
             return false;
         }
-        compactor.append(chunk.data(), n, text);
+        compactor.append(chunk.get(), n, text);
     }
 }
 

@@ -6,12 +6,14 @@
 #include "persistence/JsonFileReader.h"
 #include "persistence/JsonNumbers.h"
 #include "persistence/JsonValues.h"
+#include "platform/MemoryBudget.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
 
 #include <QGraphicsItem>
 #include <QJsonObject>
+#include <algorithm>
 #include <limits>
 
 namespace pxm {
@@ -47,6 +49,27 @@ int wholeNumber(double value, const char* message) {
     if (!jsonnumbers::toInt32(value, &result))
         fail(message);
     return result;
+}
+
+/// What one z-layer costs in memory before anything is drawn on it: its scene and the scene's
+/// display bookkeeping (measured about 2.9 KiB, rounded up).
+constexpr std::uint64_t kBytesPerLayer = 4096;
+/// Bytes per voxel an image holds at once besides its own pixels: the mask and the erase overlay.
+constexpr std::uint64_t kMaskBytesPerVoxel = 2;
+
+/// Refuses an image whose pixels, mask and erase overlay together could never be in memory
+/// on this machine; the volumes are allocated from these numbers once the image is used.
+void checkImageFits(uint32_t width, uint32_t height, uint32_t depth, uint32_t channels) {
+    const long double voxels = static_cast<long double>(width) * height * depth;
+    const long double bytes = voxels * (std::max<uint32_t>(channels, 1) + kMaskBytesPerVoxel) +
+                              static_cast<long double>(depth) * kBytesPerLayer;
+    if (bytes > static_cast<long double>(KYVO::MemoryBudget::limit()))
+        throw DeserializationError(
+            QStringLiteral(
+                "Image: The declared size %1 x %2 x %3 does not fit in the memory of this machine.")
+                .arg(width)
+                .arg(height)
+                .arg(depth));
 }
 
 uint32_t imageSize(double value, const char* message) {
@@ -87,7 +110,18 @@ void ProjectReader::readProject(const Value& object, Project* project) {
         fail("Project: No 'images' entry found.");
     if (!images.isArray())
         fail("Project: Expected 'images' to be an array.");
+    // Every z-layer of every image holds a scene from the start, so their count is bounded too.
+    std::uint64_t layers = 0;
     for (int i = 0; i < images.size(); ++i) {
+        const std::uint64_t own = std::uint64_t(images.at(i).member("scenes").size());
+        layers += own;
+        // An image too deep on its own is the image's fault; readImage says so.
+        if (layers * kBytesPerLayer > KYVO::MemoryBudget::limit() &&
+            own * kBytesPerLayer <= KYVO::MemoryBudget::limit())
+            throw DeserializationError(
+                QStringLiteral("Project: The images declare %1 z-layers or more, more than the memory of "
+                               "this machine can hold.")
+                    .arg(layers));
         // Owned here until the project takes it; a failed read or a refused duplicate dies here.
         std::unique_ptr<LabeledImage> image(new LabeledImage(project));
         readImage(images.at(i), image.get());
@@ -163,12 +197,16 @@ void ProjectReader::readImage(const Value& value, LabeledImage* image) {
     if (double(scenes.size()) != depth)
         fail("Image: The size of 'scenes' does not match the image's' depth.");
 
-    image->setWidth(imageSize(width, "Image: Expected 'width' to be a whole number from 0 to 4294967295."));
-    image->setHeight(
-        imageSize(height, "Image: Expected 'height' to be a whole number from 0 to 4294967295."));
+    const uint32_t w = imageSize(width, "Image: Expected 'width' to be a whole number from 0 to 4294967295.");
+    const uint32_t h =
+        imageSize(height, "Image: Expected 'height' to be a whole number from 0 to 4294967295.");
+    const uint32_t c =
+        imageSize(channels, "Image: Expected 'colorChannels' to be a whole number from 0 to 4294967295.");
+    checkImageFits(w, h, uint32_t(scenes.size()), c);
+    image->setWidth(w);
+    image->setHeight(h);
     image->setDepth(uint32_t(scenes.size()));
-    image->setColorChannels(
-        imageSize(channels, "Image: Expected 'colorChannels' to be a whole number from 0 to 4294967295."));
+    image->setColorChannels(c);
     image->setImagePath(imagePath.toString());
     if (maskPath.isString())
         image->setMaskPath(maskPath.toString());

@@ -2,6 +2,7 @@
 #include "platform/CImage.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -94,6 +95,10 @@ void CImage::allocate(bool zero) {
                        std::to_string(m_size.z) + " is too large.");
         bytes *= extent;
     }
+    // The system grants far more than it can back; a volume that cannot fit is refused here
+    // rather than by the out-of-memory killer once its pages are touched.
+    MemoryBudget::require(bytes, "An image of " + std::to_string(m_size.x) + "x" + std::to_string(m_size.y) +
+                                     "x" + std::to_string(m_size.z) + " voxels");
     // Even an empty image gets a valid pointer, so data() is never null.
     const std::size_t allocBytes = bytes ? bytes : 1;
     // calloc lets the system hand out zeroed pages lazily, which keeps large masks cheap.

@@ -86,7 +86,9 @@ bool CRegistry::FromStorage(const char* name) {
     else if (!file.open(QIODevice::ReadOnly))
         problem = file.errorString();
     else {
-        text = file.read(MaxFileSize + 1);
+        // Sized by the file, not by the cap: QIODevice::read(n) reserves all n bytes up front,
+        // on every start, for a file of a few hundred.
+        text = file.readAll();
         if (file.error() != QFileDevice::NoError)
             problem = file.errorString();
         else if (text.size() > MaxFileSize)

@@ -2,6 +2,7 @@
 #include "platform/io/Jpeg2000Codec.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/BinaryFile.h"
 #include "platform/io/ByteOrder.h"
 
@@ -155,6 +156,9 @@ std::unique_ptr<CImage> Jpeg2000Codec::read(const std::string& path, const Optio
                      &samples) ||
         samples > fileSize * kMaxExpansion + kExpansionSlack)
         KYVO_THROW("the JPEG 2000 header promises more pixels than the file can hold");
+    // OpenJPEG decodes every component into 32-bit samples of its own first.
+    MemoryBudget::require(samples, "Decoding a JPEG 2000 image of " + std::to_string(img->x1 - img->x0) +
+                                       "x" + std::to_string(img->y1 - img->y0) + " pixels");
     if (!opj_decode(codec.get(), stream.get(), img.get()) || !opj_end_decompress(codec.get(), stream.get()))
         messages.fail("cannot decode the JPEG 2000 data");
     return toImage(*img);

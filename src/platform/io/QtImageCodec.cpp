@@ -2,12 +2,14 @@
 #include "platform/io/QtImageCodec.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/CompletenessCheck.h"
 
 #include <QImage>
 #include <QImageReader>
 #include <QImageWriter>
 #include <QVector>
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -16,8 +18,6 @@ namespace io {
 
 namespace {
 
-// Decoding straight into our memory allocates before Qt does; refuse headers claiming more.
-constexpr std::uint64_t kMaxGreyBytes = std::uint64_t(4) << 30;
 constexpr int kDefaultJpegQuality = 95;
 
 QString qtPath(const std::string& path) {
@@ -101,14 +101,12 @@ std::unique_ptr<CImage> fromQImage(const QImage& q) {
 }
 
 /// Decodes greyscale images straight into the volume's memory, saving a copy of the pixels.
-std::unique_ptr<CImage> readGreyInPlace(QImageReader& reader) {
-    const QImage::Format format = reader.imageFormat();
-    const QSize size = reader.size();
+/// The reader has reported a valid size, so its format is set too.
+std::unique_ptr<CImage> readGreyInPlace(QImageReader& reader, const QSize& size, QImage::Format format) {
     if ((format != QImage::Format_Grayscale8 && format != QImage::Format_Grayscale16) || size.isEmpty())
         return nullptr;
     const int bpv = format == QImage::Format_Grayscale8 ? 1 : 2;
-    if (std::uint64_t(size.width()) * std::uint64_t(size.height()) * std::uint64_t(bpv) > kMaxGreyBytes ||
-        size.width() > INT_MAX / bpv)
+    if (size.width() > INT_MAX / bpv)
         KYVO_THROW("the image is too large");
     auto image = std::make_unique<CImage>(bpv == 1 ? IMAGE_GREY_8 : IMAGE_GREY_16,
                                           CSize(std::size_t(size.width()), std::size_t(size.height()), 1),
@@ -142,7 +140,20 @@ std::unique_ptr<CImage> QtImageCodec::read(const std::string& path, const Option
         CompletenessCheck::gif(path);
     else if (format == "ico")
         CompletenessCheck::ico(path);
-    std::unique_ptr<CImage> image = readGreyInPlace(reader);
+    // Qt allocates the whole picture before decoding it. The header's size comes first: until
+    // the plugin has read a valid header, the format it reports may be anything, even unset.
+    const QSize size = reader.size();
+    if (!size.isValid() || size.isEmpty())
+        KYVO_THROW("cannot decode the image (" + text(reader.errorString()) + ")");
+    const QImage::Format decoded = reader.imageFormat();
+    const int bitsPerPixel = decoded == QImage::Format_Invalid
+                                 ? 32
+                                 : std::max(1, int(QImage::toPixelFormat(decoded).bitsPerPixel()));
+    MemoryBudget::require(
+        (std::uint64_t(size.width()) * std::uint64_t(size.height()) * std::uint64_t(bitsPerPixel) + 7) / 8,
+        "Decoding an image of " + std::to_string(size.width()) + "x" + std::to_string(size.height()) +
+            " pixels");
+    std::unique_ptr<CImage> image = readGreyInPlace(reader, size, decoded);
     if (!image) {
         QImage q;
         if (!reader.read(&q))

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace KYVO {
+
+/// The most memory one image, mask or other decoded volume may claim.
+///
+/// A file's header can promise any size. Asking the system for more than it can hold does not
+/// fail cleanly on Linux: the allocation succeeds and the process is killed once the pages are
+/// touched. So every decoder compares what a header promises with this budget before it
+/// allocates, and refuses with a message naming both sizes.
+///
+/// The budget is three quarters of the machine's physical memory, or of the process's own
+/// limit when that is lower (the address-space and data rlimits, and a cgroup's memory.max):
+/// the rest is left for the program itself, the display and the other volumes it holds.
+class MemoryBudget {
+public:
+    /// The budget in bytes.
+    static std::uint64_t limit();
+    /// Replaces the budget; 0 returns to the machine's. Tests and fuzzers run with a small one.
+    static void setLimit(std::uint64_t bytes);
+    /// True when `bytes` is within the budget.
+    static bool fits(std::uint64_t bytes) { return bytes <= limit(); }
+    /// Throws CException "<what> needs <n> of memory, more than the <limit> one image may use
+    /// on this machine" when `bytes` is over the budget.
+    static void require(std::uint64_t bytes, const std::string& what);
+    /// A byte count for people: "812 bytes", "3.4 MiB", "12.0 GiB".
+    static std::string describe(std::uint64_t bytes);
+    /// The budget of this machine, ignoring setLimit().
+    static std::uint64_t machineLimit();
+};
+
+} // namespace KYVO
