@@ -18,6 +18,7 @@
 #include <QMainWindow>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPainterPath>
 #include <QScrollBar>
 #include <QTimer>
 #include <QToolBar>
@@ -317,7 +318,20 @@ void View::drawBackground(QPainter* painter, const QRectF& rect) {
     painter->save();
     painter->setPen(Qt::NoPen);
     painter->setBrush(brush);
-    painter->drawRect(rect);
+    // The image covers its scene rectangle opaquely: hatching there would only be painted
+    // over, and on a zoomed-in view that is the whole viewport on every repaint.
+    const QRectF covered = m_scene && m_scene->imageItem() ? m_scene->sceneRect() : QRectF();
+    if (covered.contains(rect)) {
+        // Nothing of the background shows.
+    } else if (covered.intersects(rect)) {
+        QPainterPath visible;
+        visible.addRect(rect);
+        QPainterPath image;
+        image.addRect(covered);
+        painter->drawPath(visible.subtracted(image));
+    } else {
+        painter->drawRect(rect);
+    }
     painter->restore();
 }
 
