@@ -4,29 +4,72 @@
 #include "display/ZoomToolBar.h"
 #include "model/Project.h"
 #include "persistence/SettingsDialog.h"
-#include "platform/CException.h"
+#include "platform/CImageIo2.h"
 #include "platform/CRegistry.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
 #include "tools/View.h"
+#include "ui/AboutDialog.h"
+#include "ui/HelpWidget.h"
+#include "ui/ImageChooser.h"
+#include "ui/LabelListWidget.h"
+#include "ui/LabelSettingsWidget.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QCloseEvent>
+#include <QCoreApplication>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QFile>
+#include <QHBoxLayout>
 #include <QIcon>
+#include <QLabel>
+#include <QMovie>
 #include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
 #include <QTimer>
+#include <QToolBar>
 #include <QUndoStack>
+#include <QUrl>
+#include <QVBoxLayout>
 #include <iostream>
-#include <stdexcept>
 
 namespace pxm {
 
 namespace {
+
 const char* const kRegistryName = "Lumarka";
+
+QString translated(const char* text) { return QCoreApplication::translate("pxm::MainWindow", text); }
+
+bool isProjectFile(const QString& path) {
+    return path.endsWith(".json", Qt::CaseInsensitive) || path.endsWith(".json.gz", Qt::CaseInsensitive);
+}
+
+/// The local files of a drop, split into projects and images; anything else is ignored.
+void sortDroppedFiles(const QMimeData* data, QStringList* projects, QStringList* images) {
+    if (!data || !data->hasUrls())
+        return;
+    for (const QUrl& url : data->urls()) {
+        if (!url.isLocalFile())
+            continue;
+        const QString path = url.toLocalFile();
+        if (isProjectFile(path))
+            projects->append(path);
+        else if (KYVO::CImageIo2::CanRead(path.toStdString()))
+            images->append(path);
+    }
+}
+
 } // namespace
 
-MainWindow::MainWindow(QWidget* parent, bool standalone) : QMainWindow(parent), m_standalone(standalone) {
+MainWindow::MainWindow(QWidget* parent, bool standalone)
+    : QMainWindow(parent), m_standalone(standalone), m_fileDialogs(FileDialogs::system()) {
+    // The view reads the window's project property, which needs the type known to Qt.
+    qRegisterMetaType<pxm::Project*>("pxm::Project*");
+    m_helpWidget = new HelpWidget(this);
     std::cout << "Nodara standalone" << int(standalone) << "\n" << std::flush;
     if (standalone) {
         // Only the program's own window loads the registry: a plug-in host has done it already.
@@ -36,35 +79,168 @@ MainWindow::MainWindow(QWidget* parent, bool standalone) : QMainWindow(parent), 
             std::cerr << "Configuration loading failed!\n" << std::flush;
     }
 
-    m_view = new View(this);
-    m_view->setObjectName("view");
-    setCentralWidget(m_view);
-
-    m_zoomToolBar = new Pictor::ZoomToolBar(this);
-    m_zoomToolBar->setObjectName("zoomToolBar");
-    m_zoomToolBar->setView(m_view);
-    m_zoomToolBar->setAllowedAreas(Qt::TopToolBarArea);
-    m_zoomToolBar->setEnabled(false);
-    addToolBar(Qt::TopToolBarArea, m_zoomToolBar);
-
-    m_settingsAction = menuBar()->addAction(tr("Settings"));
-    connect(m_settingsAction, &QAction::triggered, this, &MainWindow::showSettingsDialog);
+    buildCentralLayout();
+    buildActions();
+    buildMenus();
+    buildToolBars();
+    buildStatusBar();
+    setAcceptDrops(true);
 
     resize(1200, 600);
     updateWindowTitle();
-    // The icon is a resource of the full program; a build without it keeps Qt's default.
-    const QString icon = ":/icons/pixmarker_icon.svg";
-    if (QFile::exists(icon))
-        setWindowIcon(QIcon(icon));
+    setWindowIcon(QIcon(":/icons/pixmarker_icon.svg"));
 }
 
 MainWindow::~MainWindow() {
     for (const QMetaObject::Connection& connection : m_projectConnections)
         disconnect(connection);
+    disconnect(m_imageConnection);
+    if (m_ownedProject) {
+        // Everything showing the project goes before it does.
+        delete takeCentralWidget();
+        m_view = nullptr;
+        m_imageChooser = nullptr;
+        m_labelList = nullptr;
+        m_labelSettings = nullptr;
+        m_ownedProject.reset();
+    }
 }
 
-Scene* MainWindow::shownScene() const {
-    return m_view->currentScene();
+Scene* MainWindow::shownScene() const { return m_view ? m_view->currentScene() : nullptr; }
+
+void MainWindow::buildCentralLayout() {
+    auto* central = new QWidget(this);
+    auto* layout = new QHBoxLayout(central);
+
+    auto* left = new QWidget(central);
+    left->setObjectName("labelPanel");
+    left->setMaximumWidth(256);
+    left->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
+    auto* leftLayout = new QVBoxLayout(left);
+    leftLayout->setContentsMargins(0, 0, 0, 0);
+    m_labelList = new LabelListWidget(left);
+    m_labelList->setObjectName("labelListWidget");
+    m_labelList->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Expanding);
+    m_labelSettings = new LabelSettingsWidget(left);
+    m_labelSettings->setObjectName("labelSettingsWidget");
+    m_labelSettings->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    leftLayout->addWidget(m_labelList);
+    leftLayout->addWidget(m_labelSettings);
+
+    auto* right = new QWidget(central);
+    right->setObjectName("imagePanel");
+    right->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    auto* rightLayout = new QVBoxLayout(right);
+    rightLayout->setContentsMargins(0, 0, 0, 0);
+    m_view = new View(this);
+    m_view->setObjectName("view");
+    m_view->setParent(right);
+    m_view->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    m_imageChooser = new ImageChooser(right);
+    m_imageChooser->setObjectName("imageChooser");
+    m_imageChooser->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    rightLayout->addWidget(m_view);
+    rightLayout->addWidget(m_imageChooser);
+
+    layout->addWidget(left);
+    layout->addWidget(right);
+    setCentralWidget(central);
+
+    connect(m_view, &View::toolChanged, this, &MainWindow::on_view_toolChanged);
+    connect(m_view, &View::statusTipChanged, this, &MainWindow::on_view_statusTipChanged);
+    connect(this, &MainWindow::projectChanged, m_labelList, &LabelListWidget::setProject);
+    connect(this, &MainWindow::projectChanged, m_labelSettings, &LabelSettingsWidget::setProject);
+    connect(this, &MainWindow::projectChanged, m_imageChooser, &ImageChooser::setProject);
+}
+
+void MainWindow::buildActions() {
+    m_toolGroup = new QActionGroup(this);
+    m_toolGroup->setExclusive(true);
+    m_actions.resize(int(MainAction::Count));
+    for (const MainActionRow& row : MainWindowActions::actions()) {
+        auto* action = new QAction(translated(row.text), this);
+        action->setObjectName(row.objectName);
+        if (row.toolTip)
+            action->setToolTip(translated(row.toolTip));
+        if (row.icon)
+            action->setIcon(QIcon(row.icon));
+        if (row.standardKey != QKeySequence::UnknownKey)
+            action->setShortcuts(row.standardKey);
+        else if (row.keys)
+            action->setShortcut(QKeySequence(row.keys));
+        action->setEnabled(!(row.flags & MainActionRow::Disabled));
+        action->setVisible(!(row.flags & MainActionRow::Hidden));
+        if (row.flags & MainActionRow::Tool) {
+            action->setCheckable(true);
+            m_toolGroup->addAction(action);
+            const ToolType tool = row.tool;
+            connect(action, &QAction::triggered, this, [this, tool] { m_view->setTool(tool); });
+        } else if (row.trigger) {
+            auto* trigger = row.trigger;
+            connect(action, &QAction::triggered, this, [this, trigger] { trigger(*this); });
+        }
+        // Shortcuts work wherever the focus is in the window, also with the menus hidden.
+        addAction(action);
+        m_actions[int(row.id)] = action;
+    }
+    // Tools act on a shown image only.
+    m_toolGroup->setEnabled(false);
+}
+
+void MainWindow::buildMenus() {
+    for (const MainMenuLayout& row : MainWindowActions::menus()) {
+        QMenu* menu = menuBar()->addMenu(translated(row.title));
+        menu->setObjectName(row.objectName);
+        for (const MainMenuEntry& entry : row.entries) {
+            switch (entry.kind) {
+            case MainMenuEntry::Action:
+                menu->addAction(action(entry.action));
+                break;
+            case MainMenuEntry::Separator:
+                menu->addSeparator();
+                break;
+            case MainMenuEntry::RecentSubmenu:
+                m_recentMenu = menu->addMenu(tr("Recently Opened"));
+                m_recentMenu->setObjectName("recentProjectsMenu");
+                break;
+            case MainMenuEntry::ImportSubmenu:
+                m_importMenu = menu->addMenu(tr("Import"));
+                m_importMenu->setObjectName("importMenu");
+                for (MainAction id : MainWindowActions::importEntries())
+                    m_importMenu->addAction(action(id));
+                break;
+            case MainMenuEntry::ZoomToolBar:
+                break;
+            }
+        }
+    }
+    for (MainAction id : MainWindowActions::menuBarActions())
+        menuBar()->addAction(action(id));
+    updateRecentProjects();
+}
+
+void MainWindow::buildToolBars() {
+    for (const MainMenuLayout& row : MainWindowActions::toolBars()) {
+        QToolBar* bar = nullptr;
+        if (!row.entries.isEmpty() && row.entries.first().kind == MainMenuEntry::ZoomToolBar) {
+            m_zoomToolBar = new Pictor::ZoomToolBar(this);
+            m_zoomToolBar->setView(m_view);
+            m_zoomToolBar->setEnabled(false);
+            bar = m_zoomToolBar;
+        } else {
+            bar = new QToolBar(translated(row.title), this);
+        }
+        bar->setObjectName(row.objectName);
+        bar->setWindowTitle(translated(row.title));
+        bar->setAllowedAreas(Qt::TopToolBarArea);
+        for (const MainMenuEntry& entry : row.entries) {
+            if (entry.kind == MainMenuEntry::Action)
+                bar->addAction(action(entry.action));
+            else if (entry.kind == MainMenuEntry::Separator)
+                bar->addSeparator();
+        }
+        addToolBar(Qt::TopToolBarArea, bar);
+    }
 }
 
 void MainWindow::setProject(Project* project) {
@@ -77,17 +253,114 @@ void MainWindow::setProject(Project* project) {
     m_projectConnections.clear();
 
     m_project = project;
+    QUndoStack* stack = project->undoStack();
     m_projectConnections = {
         connect(project, &QObject::destroyed, this, &MainWindow::on_project_destroyed),
         connect(project, &Project::currentImageChanged, this, &MainWindow::on_project_currentImageChanged),
         connect(project, &Project::currentSceneChanged, this, &MainWindow::on_project_currentSceneChanged),
         connect(project, &Project::pathChanged, this, &MainWindow::updateWindowTitle),
-        connect(project->undoStack(), &QUndoStack::cleanChanged, this, &MainWindow::updateWindowTitle),
+        connect(project, &Project::settingsChanged, this,
+                [this](const QString& key) {
+                    if (key == "StatusLine.format")
+                        updateSizeStatus();
+                }),
+        connect(stack, &QUndoStack::cleanChanged, this, &MainWindow::updateWindowTitle),
+        connect(stack, &QUndoStack::canUndoChanged, action(MainAction::Undo), &QAction::setEnabled),
+        connect(stack, &QUndoStack::canRedoChanged, action(MainAction::Redo), &QAction::setEnabled),
     };
+    action(MainAction::Undo)->setEnabled(stack->canUndo());
+    action(MainAction::Redo)->setEnabled(stack->canRedo());
     updateWindowTitle();
-    // The view follows the project through this signal; it shows nothing while hidden.
+    // The view and the panels follow the project through this signal.
     emit projectChanged(project);
+    on_project_currentImageChanged(project->currentImage());
+
+    // A project of ours that was replaced has nothing showing it any more.
+    if (m_ownedProject && m_ownedProject.get() != project)
+        m_ownedProject.reset();
+}
+
+void MainWindow::on_project_currentImageChanged(LabeledImage* image) {
+    disconnect(m_imageConnection);
+    m_image = image;
+    if (image)
+        m_imageConnection = connect(image, &QObject::destroyed, this, &MainWindow::on_image_destroyed);
     showCurrentScene();
+    updateSizeStatus();
+    updateWindowTitle();
+    updateImageDependentActions();
+    if (image && isVisible() && !m_fileCheckQueued) {
+        // Asked once the image change is complete: it may happen inside an undo command.
+        m_fileCheckQueued = true;
+        QTimer::singleShot(0, this, &MainWindow::checkCurrentImageFiles);
+    }
+}
+
+void MainWindow::on_project_currentSceneChanged() {
+    showCurrentScene();
+    updateSizeStatus();
+}
+
+void MainWindow::on_image_destroyed() {
+    m_image = nullptr;
+    updateImageDependentActions();
+    updateSizeStatus();
+}
+
+void MainWindow::on_project_destroyed() {
+    m_projectConnections.clear();
+    disconnect(m_imageConnection);
+    m_image = nullptr;
+    updateWindowTitle();
+    updateImageDependentActions();
+    action(MainAction::Undo)->setEnabled(false);
+    action(MainAction::Redo)->setEnabled(false);
+    m_sizeLabel->hide();
+}
+
+void MainWindow::updateImageDependentActions() {
+    const bool hasImage = m_project && m_project->currentImage();
+    m_toolGroup->setEnabled(hasImage);
+    action(MainAction::ImportMask)->setEnabled(hasImage);
+    m_zoomToolBar->setEnabled(hasImage);
+}
+
+void MainWindow::on_view_toolChanged(ToolType toolType) {
+    for (const MainActionRow& row : MainWindowActions::actions()) {
+        if ((row.flags & MainActionRow::Tool) && row.tool == toolType) {
+            action(row.id)->setChecked(true);
+            return;
+        }
+    }
+    // No tool, or one without a button: nothing stays checked.
+    m_toolGroup->setExclusive(false);
+    for (QAction* toolAction : m_toolGroup->actions())
+        toolAction->setChecked(false);
+    m_toolGroup->setExclusive(true);
+}
+
+void MainWindow::toggleNormalize() {
+    m_normalize = !m_normalize;
+    updateNormalize();
+}
+
+void MainWindow::updateNormalize() {
+    Scene* scene = m_project ? m_project->currentScene() : nullptr;
+    if (!scene || !scene->image() || !scene->image()->image())
+        return;
+    scene->SetNormalize(m_normalize);
+    // Handing the scene its image again redraws it with the new setting.
+    scene->updateImageItem();
+}
+
+void MainWindow::undo() {
+    if (m_project)
+        m_project->undoStack()->undo();
+}
+
+void MainWindow::redo() {
+    if (m_project)
+        m_project->undoStack()->redo();
 }
 
 void MainWindow::showSettingsDialog() {
@@ -97,35 +370,36 @@ void MainWindow::showSettingsDialog() {
     dialog.exec();
 }
 
-void MainWindow::updateWindowTitle() {
-    QStringList parts = {tr("Pixmarker")};
-    if (m_project) {
-        const QString path = m_project->path();
-        if (path.isEmpty())
-            parts << tr("Unsaved");
-        else
-            parts << (m_project->undoStack()->isClean() ? path : path + "*");
+void MainWindow::help() {
+    m_helpWidget->show();
+    m_helpWidget->raise();
+}
+
+void MainWindow::about() {
+    AboutDialog dialog(this);
+    dialog.exec();
+}
+
+void MainWindow::reloadNodaraInput() {
+    if (m_project)
+        m_project->reloadNodaraInput();
+}
+
+void MainWindow::showReannotationDialog() {
+    Scene* scene = m_project ? m_project->currentScene() : nullptr;
+    if (!scene || !scene->image() || !scene->image()->mask()) {
+        QMessageBox::warning(this, tr("Reannotation Dialog"), tr("No Mask found on the Canvas."));
+        return;
     }
-    setWindowTitle(parts.join(" - "));
-}
-
-void MainWindow::on_project_currentImageChanged(LabeledImage* /*image*/) {
-    if (isVisible())
-        showCurrentScene();
-}
-
-void MainWindow::on_project_currentSceneChanged() {
-    if (isVisible())
-        showCurrentScene();
-}
-
-void MainWindow::on_project_destroyed() {
-    m_projectConnections.clear();
-    updateWindowTitle();
-    m_zoomToolBar->setEnabled(false);
+    QMessageBox::information(this, tr("Reannotation Dialog"),
+                             tr("Reannotation is not available yet in this version of Pixmarker."));
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    if (!confirmClose()) {
+        event->ignore();
+        return;
+    }
     if (KYVO::CRegistry::Obj().ToStorage(kRegistryName))
         std::cout << "Configuration saving successful.\n" << std::flush;
     else
@@ -139,31 +413,63 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     emit closed();
 }
 
+bool MainWindow::confirmClose() {
+    // A plug-in's window closes to hand its results back; asking would stand in the way.
+    if (!m_project || m_project->plugin() || m_project->undoStack()->isClean())
+        return true;
+    const QMessageBox::StandardButton answer = QMessageBox::question(
+        this, tr("Unsaved changes"), tr("The project has unsaved changes. Save them before closing?"),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+    if (answer == QMessageBox::Cancel || answer == QMessageBox::NoButton)
+        return false;
+    if (answer == QMessageBox::Save) {
+        saveProject();
+        // Cancelling the save dialog leaves the changes unsaved: the window stays.
+        return m_project && m_project->undoStack()->isClean();
+    }
+    return true;
+}
+
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     showCurrentScene();
+    updateSizeStatus();
+    if (m_project && m_project->currentImage() && !m_fileCheckQueued) {
+        m_fileCheckQueued = true;
+        QTimer::singleShot(0, this, &MainWindow::checkCurrentImageFiles);
+    }
 }
 
 void MainWindow::showCurrentScene() {
-    Scene* scene = nullptr;
     if (m_project && isVisible()) {
-        LabeledImage* image = m_project->currentImage();
-        LabeledImage* loading = nullptr;
-        if (image && image->scenes().isEmpty() && !image->imagePath().isEmpty()) {
-            // An image named only by its path learns its size, and gets its scenes, by loading.
-            // The pin lasts until the view holds its own, so the file is read once.
-            image->incUsage();
-            loading = image;
-        }
-        scene = m_project->currentScene();
-        m_view->setScene(scene);
-        if (loading)
-            loading->decUsage();
+        loadCurrentImage();
+        m_view->setScene(m_project->currentScene());
     } else {
         // A hidden window keeps no image in memory.
         m_view->setScene(nullptr);
     }
-    m_zoomToolBar->setEnabled(scene != nullptr);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    QStringList projects, images;
+    sortDroppedFiles(event->mimeData(), &projects, &images);
+    if (!projects.isEmpty() || !images.isEmpty())
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    QStringList projects, images;
+    sortDroppedFiles(event->mimeData(), &projects, &images);
+    if (projects.isEmpty() && images.isEmpty())
+        return;
+    event->acceptProposedAction();
+    for (const QString& path : projects)
+        openProjectFile(path);
+    if (!images.isEmpty()) {
+        if (!m_project)
+            newProject();
+        addImageFiles(images);
+    }
 }
 
 } // namespace pxm

@@ -1,14 +1,24 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "model/Project.h"
-#include "scene/Scene.h"
+#include "tools/ToolType.h"
+#include "ui/FileDialogs.h"
+#include "ui/MainWindowActions.h"
 
+#include <QList>
 #include <QMainWindow>
 #include <QMetaObject>
 #include <QPointer>
+#include <QStringList>
+#include <QVector>
+#include <memory>
 
 class QAction;
+class QActionGroup;
+class QLabel;
+class QMenu;
+class QProgressBar;
+class QToolBar;
 
 namespace Pictor {
 class ZoomToolBar;
@@ -16,15 +26,24 @@ class ZoomToolBar;
 
 namespace pxm {
 
+class BaseReader;
+class HelpWidget;
+class ImageChooser;
+class LabelListWidget;
+class LabelSettingsWidget;
 class LabeledImage;
+class Project;
+class Scene;
 class View;
 
-/// The window of one project. It shows the current scene of the project's current image in
-/// a zoomable view and saves the per-user configuration registry whenever it is closed.
+/// The window of one project: the label panels, the image view and the image chooser, every
+/// user action with its menus and tool bars, and a status bar with a loading indicator, a
+/// progress bar and a line describing the shown image.
 ///
-/// The window does not own its project; whoever created both destroys the window first.
-/// While a scene is shown it is pinned (its image kept in memory); it is released when
-/// another scene replaces it, when the window closes and when the window is destroyed.
+/// A project handed to setProject() is not taken over. Projects the window creates or opens
+/// itself (when it had none) belong to the window; windows it opens for further projects
+/// belong to themselves and are deleted when closed. The per-user registry is saved whenever
+/// a window closes.
 class MainWindow : public QMainWindow {
     Q_OBJECT
     Q_PROPERTY(pxm::Project* project READ project)
@@ -37,10 +56,37 @@ public:
     Project* project() const { return m_project.data(); }
     bool isStandalone() const { return m_standalone; }
     View* view() const { return m_view; }
+    ImageChooser* imageChooser() const { return m_imageChooser; }
+    LabelListWidget* labelListWidget() const { return m_labelList; }
+    LabelSettingsWidget* labelSettingsWidget() const { return m_labelSettings; }
+    HelpWidget* helpWidget() const { return m_helpWidget; }
     Pictor::ZoomToolBar* zoomToolBar() const { return m_zoomToolBar; }
     /// The scene on screen, or null.
     Scene* shownScene() const;
-    QAction* settingsAction() const { return m_settingsAction; }
+
+    QAction* action(MainAction id) const { return m_actions.value(int(id)); }
+    QActionGroup* toolActionGroup() const { return m_toolGroup; }
+    QMenu* recentProjectsMenu() const { return m_recentMenu; }
+    QMenu* importMenu() const { return m_importMenu; }
+    const QList<QAction*>& recentProjectActions() const { return m_recentActions; }
+    QLabel* loadingIndicator() const { return m_loadingIndicator; }
+    QProgressBar* progressBar() const { return m_progressBar; }
+    QLabel* sizeLabel() const { return m_sizeLabel; }
+    QString statusFormat() const { return m_statusFormat; }
+    bool normalize() const { return m_normalize; }
+    /// The path the project was last saved to from this window.
+    QString lastSavePath() const { return m_lastSavePath; }
+
+    /// The file choosers this window asks (Qt's dialogs unless replaced).
+    const FileDialogs& fileDialogs() const { return m_fileDialogs; }
+    void setFileDialogs(const FileDialogs& dialogs) { m_fileDialogs = dialogs; }
+
+    /// Opens the project file in this window when it has no project, else in a new window
+    /// (returned; it deletes itself when closed). Null, after telling the user, when the file
+    /// cannot be read.
+    MainWindow* openProjectFile(const QString& path);
+    /// Adds one image per path, sorted, as one undo step.
+    void addImageFiles(QStringList paths);
 
 signals:
     void projectChanged(pxm::Project* project);
@@ -49,28 +95,106 @@ signals:
 public slots:
     /// Shows `project` (not taken over). Null is refused with a warning.
     void setProject(pxm::Project* project);
+    void saveProject();
+    void saveProjectAs();
+    void doSave(QString path);
+    void openProject();
+    void openProjectWithAction();
+    void newProject();
+    void updateRecentProjects();
     void showSettingsDialog();
+    void loadImages();
+    void exportMasks();
+    void importMask();
+    void importLabels();
+    void importVOC();
+    void importKARO();
+    void importLabelMe();
+    void handleImport(pxm::BaseReader* reader, QStringList paths);
+    void help();
+    void about();
     void updateWindowTitle();
+    void updateSizeStatus();
+    void updateNormalize();
+    void showLoadingIndicator();
+    void hideLoadingIndicator();
+    void reloadNodaraInput();
+    void showReannotationDialog();
+    void on_image_destroyed();
     void on_project_currentImageChanged(pxm::LabeledImage* image);
+    void on_view_toolChanged(pxm::ToolType toolType);
+
+    /// Flips the normalisation flag and applies it to the shown scene.
+    void toggleNormalize();
+    void undo();
+    void redo();
+    /// Asks what to do when the current image or its mask cannot be read: remove it, point
+    /// it at another file (one undo step) or try again.
+    void checkCurrentImageFiles();
 
 protected:
-    /// Saves the registry, closes, then emits closed().
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private slots:
     void on_project_destroyed();
     void on_project_currentSceneChanged();
+    void on_view_statusTipChanged(const QString& text);
 
 private:
+    void buildCentralLayout();
+    void buildActions();
+    void buildMenus();
+    void buildToolBars();
+    void buildStatusBar();
     void showCurrentScene();
+    void updateImageDependentActions();
+    void addRecentProject(const QString& path);
+    /// Loads what the current image still lacks; false when its image cannot be read.
+    bool loadCurrentImage();
+    /// Reads what the image lacks; true when its image is in memory afterwards.
+    bool reloadCurrentImage(LabeledImage* image);
+    bool resolveMissingImage(LabeledImage* image);
+    void resolveMissingMask(LabeledImage* image);
+    /// Asks about unsaved changes; false when the user cancels the close.
+    bool confirmClose();
+    void runImport(BaseReader* reader, const QString& title, const QString& filter);
+    QString dialogDirectory() const;
 
     bool m_standalone = false;
     QPointer<Project> m_project;
+    // A project this window made or opened for itself.
+    std::unique_ptr<Project> m_ownedProject;
     QList<QMetaObject::Connection> m_projectConnections;
+    QMetaObject::Connection m_imageConnection;
+    QPointer<LabeledImage> m_image;
+
     View* m_view = nullptr;
+    ImageChooser* m_imageChooser = nullptr;
+    LabelListWidget* m_labelList = nullptr;
+    LabelSettingsWidget* m_labelSettings = nullptr;
+    HelpWidget* m_helpWidget = nullptr;
     Pictor::ZoomToolBar* m_zoomToolBar = nullptr;
-    QAction* m_settingsAction = nullptr;
+
+    QVector<QAction*> m_actions;
+    QActionGroup* m_toolGroup = nullptr;
+    QMenu* m_recentMenu = nullptr;
+    QMenu* m_importMenu = nullptr;
+    QList<QAction*> m_recentActions;
+
+    QLabel* m_loadingIndicator = nullptr;
+    QProgressBar* m_progressBar = nullptr;
+    QLabel* m_sizeLabel = nullptr;
+    QString m_statusFormat;
+
+    QString m_lastSavePath;
+    bool m_normalize = false;
+    bool m_checkingFiles = false;
+    bool m_loadingImage = false;
+    bool m_fileCheckQueued = false;
+    FileDialogs m_fileDialogs;
 };
 
 } // namespace pxm

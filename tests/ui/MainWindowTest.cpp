@@ -2,70 +2,34 @@
 #include "ui/MainWindow.h"
 
 #include "display/ZoomToolBar.h"
-#include "display/ZoomToolBarView.h"
 #include "model/Project.h"
+#include "platform/CImage.h"
 #include "platform/CRegistry.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
-#include "support/TestSupport.h"
 #include "tools/View.h"
+#include "ui/HelpWidget.h"
+#include "UiTestSupport.h"
 
+#include <QAction>
+#include <QActionGroup>
+#include <QMenuBar>
+#include <QMimeData>
 #include <QSignalSpy>
+#include <QTest>
+#include <QToolBar>
 #include <QUndoCommand>
 #include <QUndoStack>
-#include <gtest/gtest.h>
-#include <iostream>
-#include <sstream>
+#include <QUrl>
 
 using pxm::LabeledImage;
 using pxm::MainWindow;
 using pxm::Project;
+using uitest::StreamCapture;
 
 namespace {
 
-// Redirects one standard stream into a string while it lives.
-class StreamCapture {
-public:
-    explicit StreamCapture(std::ostream& stream) : m_stream(stream), m_old(stream.rdbuf(m_buffer.rdbuf())) {}
-    ~StreamCapture() { m_stream.rdbuf(m_old); }
-    std::string take() {
-        std::string text = m_buffer.str();
-        m_buffer.str({});
-        return text;
-    }
-
-private:
-    std::ostream& m_stream;
-    std::ostringstream m_buffer;
-    std::streambuf* m_old;
-};
-
-// Keeps the registry in a private directory for each test.
-class MainWindowTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        KYVO::CRegistry::SetStorageDirectory(dir.path("config"));
-        KYVO::CRegistry::Obj().Clear();
-    }
-    void TearDown() override {
-        KYVO::CRegistry::Obj().Clear();
-        KYVO::CRegistry::SetStorageDirectory(QString());
-    }
-    /// A 3 x 2 grey image file.
-    QString writeImage(const QString& name) {
-        const QString path = dir.path(name);
-        pxmtest::writeFile(path, QByteArray("P5\n3 2\n255\n") + QByteArray(6, '\x20'));
-        return path;
-    }
-    LabeledImage* addImage(Project& project, const QString& path) {
-        auto* image = new LabeledImage(&project);
-        image->setImagePath(path);
-        project.addImage(image);
-        return image;
-    }
-
-    pxmtest::TempDir dir;
-};
+class MainWindowTest : public uitest::UiTest {};
 
 QtMessageHandler g_previousHandler = nullptr;
 QStringList g_warnings;
@@ -74,13 +38,37 @@ void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& t
         g_warnings << text;
 }
 
+QAction* findAction(const MainWindow& window, const QString& text, const QString& toolTip) {
+    for (QAction* action : window.findChildren<QAction*>()) {
+        if (action->text() == text && action->toolTip() == toolTip)
+            return action;
+    }
+    return nullptr;
+}
+
+/// Entry texts of a menu or tool bar, "-" for a separator and "<title>" for a submenu.
+QStringList entryTexts(const QList<QAction*>& actions) {
+    QStringList texts;
+    for (QAction* action : actions) {
+        if (action->isSeparator())
+            texts << "-";
+        else if (action->menu())
+            texts << "<" + action->menu()->title() + ">";
+        else if (action->text().isEmpty() && !action->toolTip().isEmpty())
+            texts << "[" + action->toolTip() + "]";
+        else
+            texts << action->text();
+    }
+    return texts;
+}
+
 } // namespace
 
 TEST_F(MainWindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
     ASSERT_TRUE(QDir().mkpath(dir.path("config")));
     ASSERT_TRUE(pxmtest::writeFile(dir.path("config/Lumarka.json"), R"({"main": {"Marker": "kept"}})"));
+    out.take();
     {
-        StreamCapture out(std::cout);
         MainWindow plugin(nullptr, false);
         EXPECT_EQ(out.take(), "Nodara standalone0\n");
         EXPECT_FALSE(KYVO::CRegistry::Obj().Has("main/Marker")) << "only the standalone window loads";
@@ -126,6 +114,8 @@ TEST_F(MainWindowTest, SetProjectRefusesNullAndFollowsPathAndCleanState) {
     ASSERT_EQ(changed.count(), 1);
     EXPECT_EQ(changed[0][0].value<Project*>(), &project);
     EXPECT_EQ(window.project(), &project);
+    EXPECT_EQ(window.property("project").value<Project*>(), &project);
+    EXPECT_EQ(window.view()->project(), &project) << "the view follows the window";
     EXPECT_EQ(window.windowTitle(), "Pixmarker - Unsaved");
     project.setPath("/data/p.json");
     EXPECT_EQ(window.windowTitle(), "Pixmarker - /data/p.json");
@@ -139,11 +129,9 @@ TEST_F(MainWindowTest, ShownSceneIsPinnedWhileOnScreen) {
     Project project;
     LabeledImage* first = addImage(project, writeImage("a.pgm"));
     LabeledImage* second = addImage(project, writeImage("b.pgm"));
-    addImage(project, dir.path("missing.png"));
     MainWindow window(nullptr, false);
     window.setProject(&project);
     EXPECT_EQ(window.shownScene(), nullptr) << "nothing is loaded before the window is shown";
-    EXPECT_FALSE(window.zoomToolBar()->isEnabled());
 
     window.show();
     // The image knew only its path; showing it loaded it and made its scene.
@@ -151,7 +139,6 @@ TEST_F(MainWindowTest, ShownSceneIsPinnedWhileOnScreen) {
     ASSERT_NE(firstScene, nullptr);
     EXPECT_EQ(firstScene, project.currentScene());
     EXPECT_EQ(first->width(), 3u);
-    EXPECT_EQ(window.view()->scene(), firstScene);
     EXPECT_EQ(firstScene->usageCount(), 1u);
     EXPECT_NE(first->image(), nullptr);
     EXPECT_TRUE(window.view()->isEnabled());
@@ -164,21 +151,140 @@ TEST_F(MainWindowTest, ShownSceneIsPinnedWhileOnScreen) {
     EXPECT_EQ(first->image(), nullptr) << "the replaced image is released";
     EXPECT_EQ(second->scene(0)->usageCount(), 1u);
 
-    // An image that cannot be read has no scene: nothing is shown, the view is disabled.
-    project.setCurrentImageIndex(2);
-    EXPECT_EQ(window.shownScene(), nullptr);
-    EXPECT_FALSE(window.view()->isEnabled());
-    EXPECT_EQ(second->scene(0)->usageCount(), 0u);
-    project.setCurrentImageIndex(1);
-
-    StreamCapture out(std::cout);
     window.close();
     EXPECT_EQ(window.shownScene(), nullptr);
     EXPECT_EQ(second->scene(0)->usageCount(), 0u);
-    EXPECT_FALSE(window.view()->isEnabled());
 
     // Shown again, it takes the current scene back.
     window.show();
     EXPECT_EQ(window.shownScene(), second->scene(0));
     EXPECT_EQ(second->scene(0)->usageCount(), 1u);
+}
+
+// Every action of the window with its text, tool tip, shortcut and state in a fresh window.
+TEST_F(MainWindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
+    struct Row {
+        const char* text;
+        const char* toolTip;
+        QKeySequence::StandardKey standardKey;
+        const char* keys;
+        bool enabled;
+        bool visible;
+        bool checkable;
+        bool hasIcon;
+    };
+    const auto U = QKeySequence::UnknownKey;
+    const std::vector<Row> rows = {
+        {"&Save", "Save project", QKeySequence::Save, "", true, true, false, true},
+        {"&Save as", "Save as", QKeySequence::SaveAs, "", true, true, false, false},
+        {"Mask", "Import a label mask for the current image.", U, "", false, true, false, false},
+        {"Labels", "Import label definitions from a JSON or CSV file.", U, "", true, true, false, false},
+        {"VOC", "Import a Pascal Visual Object Classifier file.", U, "", true, true, false, false},
+        {"KARO Mark", "Import a KARO mark file.", U, "", true, true, false, false},
+        {"LabelMe", "Import a LabelMe file.", U, "", true, true, false, false},
+        {"Export", "Render image masks which contain the label information.", U, "", true, true, false, false},
+        {"&New project", "New project", QKeySequence::New, "", true, true, false, true},
+        {"&Open", "Open project", QKeySequence::Open, "", true, true, false, true},
+        {"Open an image", "Add a new image to the project.", U, "", true, true, false, true},
+        {"&Quit", "Quit", QKeySequence::Close, "", true, true, false, true},
+        {"&Reload Nodara Input", "Reload Nodara Input", QKeySequence::Refresh, "", false, false, false, true},
+        {"Rotate left", "Rotate left", U, "", true, true, false, true},
+        {"Rotate right", "Rotate right", U, "", true, true, false, true},
+        {"Flip horizontally", "Flip horizontally", U, "", true, true, false, true},
+        {"Flip vertically", "Flip vertically", U, "", true, true, false, true},
+        {"&Restore view", "Restore view", U, "Ctrl+0", true, true, false, true},
+        {"Zoom to fit", "Zoom to fit", U, "", true, true, false, true},
+        {"Normalize", "Normalize", U, "", true, true, false, true},
+        {"&Previous image", "Scroll to the previous image.", U, "Backspace", true, true, false, false},
+        {"&Next image", "Scroll to the next image.", U, "Space", true, true, false, false},
+        {"&Run Script", "Run script on this image.", U, "S", true, true, false, false},
+        {"&Previous slice", "Scroll to the previous 3D image slice.", U, "Ctrl+Down", true, true, false, false},
+        {"&Next slice", "Scroll to the next 3D image slice.", U, "Ctrl+Up", true, true, false, false},
+        {"", "Open window for reannotation.", U, "", false, true, false, true},
+        {"Rectangle", "Draw and edit rectangles.", U, "", false, true, true, true},
+        {"Ellipse", "Draw and edit ellipses.", U, "", false, true, true, true},
+        {"Polygon", "Draw and edit polygons.", U, "", false, true, true, true},
+        {"Line", "Draw and edit lines.", U, "", false, true, true, true},
+        {"Point", "Draw arbitrary shapes pixelwise.", U, "", false, true, true, true},
+        {"Reassign", "Changes the label of a region to the currently select label in the label list.", U, "", false,
+         true, true, true},
+        {"Transformation", "Resize, move and rotate labeled regions.", U, "", false, true, true, true},
+        {"Eraser", "Erase labeled regions.", U, "", false, true, true, true},
+        {"Ruler", "Measure lengths and angles.", U, "", false, true, true, true},
+        {"&Undo", "Undo", QKeySequence::Undo, "", false, true, false, true},
+        {"&Redo", "Redo", QKeySequence::Redo, "", false, true, false, true},
+        {"&Help", "Opens the online documentation.", QKeySequence::HelpContents, "", true, true, false, false},
+        {"About", "Shows some information about this Pixmarker instance.", U, "", true, true, false, false},
+    };
+    MainWindow window(nullptr, false);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.toolTip);
+        QAction* action = findAction(window, row.text, row.toolTip);
+        ASSERT_NE(action, nullptr);
+        const QList<QKeySequence> expected = row.standardKey != U ? QKeySequence::keyBindings(row.standardKey)
+                                             : *row.keys ? QList<QKeySequence>{QKeySequence(row.keys)}
+                                                         : QList<QKeySequence>{};
+        EXPECT_EQ(action->shortcuts(), expected);
+        // Tool actions are enabled as a group; the group is off until there is an image.
+        EXPECT_EQ(action->isEnabled(), row.enabled);
+        EXPECT_EQ(action->isVisible(), row.visible);
+        EXPECT_EQ(action->isCheckable(), row.checkable);
+        EXPECT_EQ(!action->icon().isNull(), row.hasIcon);
+        if (row.checkable) {
+            EXPECT_EQ(action->actionGroup(), window.toolActionGroup());
+        }
+    }
+    QAction* settings = window.action(pxm::MainAction::Settings);
+    EXPECT_EQ(settings->text(), "Settings");
+    EXPECT_TRUE(window.toolActionGroup()->isExclusive());
+    EXPECT_FALSE(window.zoomToolBar()->isEnabled());
+    EXPECT_EQ(window.size(), QSize(1200, 600));
+    EXPECT_FALSE(window.windowIcon().isNull());
+}
+
+TEST_F(MainWindowTest, MenusAndToolBarsComeInTheirOrder) {
+    MainWindow window(nullptr, false);
+    QStringList bar;
+    for (QAction* action : window.menuBar()->actions())
+        bar << (action->menu() ? action->menu()->title() : action->text());
+    EXPECT_EQ(bar, (QStringList{"Project", "Edit", "View", "Settings", "About", "&Help"}));
+
+    const QList<QAction*> menus = window.menuBar()->actions();
+    EXPECT_EQ(entryTexts(menus[0]->menu()->actions()),
+              (QStringList{"&New project", "&Open", "<Recently Opened>", "&Save", "&Save as", "Export", "<Import>",
+                           "&Reload Nodara Input", "-", "&Quit"}));
+    EXPECT_EQ(entryTexts(window.importMenu()->actions()),
+              (QStringList{"Mask", "Labels", "VOC", "KARO Mark", "LabelMe"}));
+    EXPECT_EQ(entryTexts(menus[1]->menu()->actions()),
+              (QStringList{"Rectangle", "Ellipse", "Polygon", "Line", "Point", "-", "Transformation", "Eraser",
+                           "Reassign", "Ruler", "-", "&Undo", "&Redo"}));
+    EXPECT_EQ(entryTexts(menus[2]->menu()->actions()),
+              (QStringList{"Zoom to fit", "Normalize", "-", "Rotate left", "Rotate right", "Flip horizontally",
+                           "Flip vertically", "&Restore view", "-", "&Previous image", "&Next image", "&Run Script",
+                           "&Previous slice", "&Next slice"}));
+
+    // Tool bars in the order they were added, all kept to the top.
+    QList<QToolBar*> bars;
+    for (QToolBar* toolBar : window.findChildren<QToolBar*>(QString(), Qt::FindDirectChildrenOnly))
+        if (window.toolBarArea(toolBar) == Qt::TopToolBarArea)
+            bars << toolBar;
+    window.show();
+    std::sort(bars.begin(), bars.end(), [](QToolBar* a, QToolBar* b) {
+        return a->y() != b->y() ? a->y() < b->y() : a->x() < b->x();
+    });
+    ASSERT_EQ(bars.size(), 4);
+    EXPECT_EQ(bars[0]->windowTitle(), "Project");
+    EXPECT_EQ(bars[1]->windowTitle(), "View");
+    EXPECT_EQ(bars[2], window.zoomToolBar());
+    EXPECT_EQ(bars[3]->windowTitle(), "Edit");
+    for (QToolBar* toolBar : bars)
+        EXPECT_EQ(toolBar->allowedAreas(), Qt::TopToolBarArea);
+    EXPECT_EQ(entryTexts(bars[0]->actions()), (QStringList{"&New project", "&Open", "&Save", "Open an image", "-",
+                                                           "&Undo", "&Redo", "-", "&Reload Nodara Input"}));
+    EXPECT_EQ(entryTexts(bars[1]->actions()), (QStringList{"Zoom to fit", "Normalize", "Rotate left", "Rotate right",
+                                                           "Flip horizontally", "Flip vertically", "&Restore view"}));
+    EXPECT_EQ(entryTexts(bars[3]->actions()),
+              (QStringList{"Transformation", "Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign",
+                           "[Open window for reannotation.]", "Eraser", "Ruler"}));
+    window.close();
 }

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#include "model/Project.h"
+#include "model/commands/ImageCommands.h"
+#include "persistence/ProjectReader.h"
+#include "persistence/ProjectSerializer.h"
+#include "platform/CException.h"
+#include "scene/LabeledImage.h"
+#include "ui/MainWindow.h"
+#include "ui/RecentProjects.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QFileInfo>
+#include <QMenu>
+#include <QMessageBox>
+#include <QUndoStack>
+#include <algorithm>
+
+namespace pxm {
+
+namespace {
+
+QString projectFilters() {
+    return QStringList{MainWindow::tr("Pixmarker Project (*.json *.json.gz)"), MainWindow::tr("All files (*.*)")}
+        .join(";;");
+}
+
+QString imageFilters() {
+    return QStringList{MainWindow::tr("Image Files (*.jpg *.jpeg *.png *.bmp *.pgm *.pbm *.tiff *.tif *.okav *.ascii)"),
+                       MainWindow::tr("All files (*.*)")}
+        .join(";;");
+}
+
+} // namespace
+
+QString MainWindow::dialogDirectory() const {
+    if (m_project && !m_project->path().isEmpty())
+        return QFileInfo(m_project->path()).absolutePath();
+    return QString();
+}
+
+void MainWindow::newProject() {
+    auto project = std::make_unique<Project>();
+    project->createLabel();
+    if (!m_project) {
+        m_ownedProject = std::move(project);
+        setProject(m_ownedProject.get());
+        return;
+    }
+    auto* window = new MainWindow(nullptr, false);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    window->setFileDialogs(m_fileDialogs);
+    window->m_ownedProject = std::move(project);
+    window->setProject(window->m_ownedProject.get());
+    window->show();
+}
+
+void MainWindow::openProject() {
+    const QString path = m_fileDialogs.openFileName(this, tr("Open project"), dialogDirectory(), projectFilters());
+    if (!path.isEmpty())
+        openProjectFile(path);
+}
+
+void MainWindow::openProjectWithAction() {
+    if (auto* recent = qobject_cast<QAction*>(sender()))
+        openProjectFile(recent->text());
+}
+
+MainWindow* MainWindow::openProjectFile(const QString& path) {
+    auto project = std::make_unique<Project>();
+    showLoadingIndicator();
+    QString failure;
+    try {
+        ProjectReader::read(path, project.get());
+    } catch (const KYVO::CException& e) {
+        failure = QString::fromStdString(e.FormattedWhat());
+    } catch (const std::exception& e) {
+        failure = QString::fromLocal8Bit(e.what());
+    }
+    hideLoadingIndicator();
+    if (!failure.isEmpty()) {
+        qWarning().noquote() << failure;
+        QMessageBox::warning(this, tr("File not readable."), tr("The file '%1' could not be parsed.").arg(path));
+        return nullptr;
+    }
+    // Saving goes back to where the project came from.
+    project->setPath(path);
+    project->undoStack()->setClean();
+
+    MainWindow* window = this;
+    if (m_project) {
+        window = new MainWindow(nullptr, false);
+        window->setAttribute(Qt::WA_DeleteOnClose);
+        window->setFileDialogs(m_fileDialogs);
+    }
+    window->m_ownedProject = std::move(project);
+    window->setProject(window->m_ownedProject.get());
+    if (window != this)
+        window->show();
+    addRecentProject(path);
+    return window;
+}
+
+void MainWindow::saveProject() {
+    if (!m_project)
+        return;
+    if (m_project->path().isEmpty() || m_project->plugin()) {
+        saveProjectAs();
+        return;
+    }
+    const QString path = m_project->path();
+    doSave(path);
+    addRecentProject(path);
+}
+
+void MainWindow::saveProjectAs() {
+    if (!m_project)
+        return;
+    QString path = m_fileDialogs.saveFileName(this, tr("Save project"), dialogDirectory(), projectFilters());
+    if (path.isEmpty())
+        return;
+    // The file must be recognisable as a project later, also when typed without an ending.
+    if (!path.endsWith(".json") && !path.endsWith(".json.gz"))
+        path += ".json";
+    doSave(path);
+    addRecentProject(path);
+}
+
+void MainWindow::doSave(QString path) {
+    if (!m_project)
+        return;
+    const bool overwriteMask = m_project->setting("SerializationSettings.overwriteMask", false).toBool();
+    QString failure;
+    showLoadingIndicator();
+    try {
+        ProjectSerializer::write(m_project, path, overwriteMask);
+    } catch (const KYVO::CException& e) {
+        failure = QString::fromStdString(e.FormattedWhat());
+    } catch (const std::exception& e) {
+        failure = QString::fromLocal8Bit(e.what());
+    }
+    hideLoadingIndicator();
+    if (!failure.isEmpty()) {
+        qWarning().noquote() << failure;
+        QMessageBox::warning(this, tr("Serialization failed."), tr("The project could not be saved in '%1'.").arg(path));
+    }
+    // Adopted whether or not the file was written, as users of earlier versions know it.
+    m_lastSavePath = path;
+    m_project->setPath(path);
+    m_project->undoStack()->setClean();
+}
+
+void MainWindow::loadImages() {
+    if (!m_project)
+        return;
+    addImageFiles(m_fileDialogs.openFileNames(this, tr("Open images"), dialogDirectory(), imageFilters()));
+}
+
+void MainWindow::addImageFiles(QStringList paths) {
+    if (!m_project || paths.isEmpty())
+        return;
+    std::sort(paths.begin(), paths.end());
+    QList<LabeledImage*> images;
+    for (const QString& path : paths) {
+        auto* image = new LabeledImage(m_project);
+        image->setImagePath(path);
+        images << image;
+    }
+    auto* command = new commands::AddImages(m_project, images);
+    command->setText(paths.size() == 1 ? tr("Add image") : tr("Add %1 images").arg(paths.size()));
+    m_project->undoStack()->push(command);
+}
+
+void MainWindow::addRecentProject(const QString& path) {
+    RecentProjects::add(path);
+    // Every window shows the one list.
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* window = qobject_cast<MainWindow*>(widget))
+            window->updateRecentProjects();
+    }
+}
+
+void MainWindow::updateRecentProjects() {
+    if (!m_recentMenu)
+        return;
+    // The action that opened a project may still be running its signal: let it go later.
+    for (QAction* old : m_recentActions) {
+        m_recentMenu->removeAction(old);
+        old->deleteLater();
+    }
+    m_recentActions.clear();
+    for (const QString& path : RecentProjects::paths()) {
+        auto* recent = new QAction(path, this);
+        connect(recent, &QAction::triggered, this, &MainWindow::openProjectWithAction);
+        m_recentMenu->addAction(recent);
+        m_recentActions << recent;
+    }
+    m_recentMenu->setEnabled(!m_recentActions.isEmpty());
+}
+
+void MainWindow::updateWindowTitle() {
+    QStringList parts = {tr("Pixmarker")};
+    if (m_project) {
+        const QString path = m_project->path();
+        if (path.isEmpty())
+            parts << tr("Unsaved");
+        else
+            parts << (m_project->undoStack()->isClean() ? path : path + "*");
+    }
+    setWindowTitle(parts.join(" - "));
+}
+
+} // namespace pxm

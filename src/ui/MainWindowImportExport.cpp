@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/BaseReader.h"
+#include "exchange/ExportMaskDialog.h"
+#include "exchange/KAROMarkReader.h"
+#include "exchange/LabelMeReader.h"
+#include "exchange/VOCReader.h"
+#include "model/Project.h"
+#include "ui/MainWindow.h"
+
+#include <QCoreApplication>
+#include <QMessageBox>
+#include <QProgressBar>
+
+namespace pxm {
+
+namespace {
+
+QString filters(std::initializer_list<const char*> list) {
+    QStringList result;
+    for (const char* filter : list)
+        result << MainWindow::tr(filter);
+    return result.join(";;");
+}
+
+void notAvailableYet(QWidget* parent, const QString& what) {
+    QMessageBox::information(parent, what,
+                             MainWindow::tr("%1 is not available yet in this version of Pixmarker.").arg(what));
+}
+
+} // namespace
+
+void MainWindow::exportMasks() {
+    if (!m_project)
+        return;
+    ExportMaskDialog dialog(m_project, this);
+    dialog.exec();
+}
+
+void MainWindow::importMask() {
+    if (!m_project)
+        return;
+    const QStringList paths = m_fileDialogs.openFileNames(
+        this, tr("Import masks"), dialogDirectory(),
+        filters({QT_TR_NOOP("Tagged Image File Format (*.tiff *.tif)"), QT_TR_NOOP("OKAV (*.okav)"),
+                 QT_TR_NOOP("Portable Graymap (*.pgm)"), QT_TR_NOOP("Portable Bitmap (*.pbm)"),
+                 QT_TR_NOOP("All files (*.*)")}));
+    if (paths.isEmpty())
+        return;
+    if (paths.size() != 1 && paths.size() != m_project->images().size()) {
+        QMessageBox::warning(this, tr("Invalid number of masks."),
+                             tr("The selected number of masks does not match the number of laoded images. Please "
+                                "select only one mask or as many as loaded images."));
+        return;
+    }
+    notAvailableYet(this, tr("Importing masks"));
+}
+
+void MainWindow::importLabels() { notAvailableYet(this, tr("Importing labels")); }
+
+void MainWindow::importVOC() {
+    VOCReader reader;
+    runImport(&reader, tr("Import VOC file"), filters({QT_TR_NOOP("VOC files (*.voc *.xml)"), QT_TR_NOOP("All files (*.*)")}));
+}
+
+void MainWindow::importKARO() {
+    KAROMarkReader reader;
+    runImport(&reader, tr("Import KARO Mark file"),
+              filters({QT_TR_NOOP("Mark files (*.mark)"), QT_TR_NOOP("All files (*.*)")}));
+}
+
+void MainWindow::importLabelMe() {
+    LabelMeReader reader;
+    runImport(&reader, tr("Import LabelMe file"),
+              filters({QT_TR_NOOP("LabelMe files (*.json)"), QT_TR_NOOP("All files (*.*)")}));
+}
+
+void MainWindow::runImport(BaseReader* reader, const QString& title, const QString& filter) {
+    handleImport(reader, m_fileDialogs.openFileNames(this, title, dialogDirectory(), filter));
+}
+
+void MainWindow::handleImport(BaseReader* reader, QStringList paths) {
+    if (!reader || paths.isEmpty())
+        return;
+    if (!m_project)
+        newProject();
+    setEnabled(false);
+    m_progressBar->setMaximum(paths.size());
+    m_progressBar->setValue(0);
+    m_progressBar->show();
+    const QMetaObject::Connection progress = connect(
+        reader, &BaseReader::pathChanged, this,
+        [this, &paths](const QString& path) {
+            m_progressBar->setValue(paths.indexOf(path));
+            // The import blocks the event loop; the bar is repainted here, input stays queued.
+            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        },
+        Qt::DirectConnection);
+    reader->read(m_project, paths);
+    disconnect(progress);
+    m_progressBar->reset();
+    m_progressBar->hide();
+    setEnabled(true);
+
+    QString text;
+    for (const ReadMessage& message : reader->messages())
+        text += message.text;
+    if (!reader->messages().isEmpty())
+        QMessageBox::warning(this, tr("VOC Import Errors"), text, QMessageBox::Ok);
+}
+
+} // namespace pxm

@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+#include "ui/MainWindow.h"
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "platform/CImage.h"
+#include "scene/LabeledImage.h"
+#include "tools/View.h"
+#include "ui/HelpWidget.h"
+#include "UiTestSupport.h"
+
+#include <QAction>
+#include <QSignalSpy>
+#include <QTest>
+#include <QUndoCommand>
+#include <QUndoStack>
+
+using pxm::LabeledImage;
+using pxm::MainWindow;
+using pxm::Project;
+
+namespace {
+
+class ActionWiringTest : public uitest::UiTest {
+protected:
+    void SetUp() override {
+        UiTest::SetUp();
+        project.createLabel();
+        for (const char* name : {"a.pgm", "b.pgm"})
+            addImage(project, writeImage(name));
+        volume = new LabeledImage(&project);
+        volume->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 4, 3)), true);
+        project.addImage(volume);
+        window = std::make_unique<MainWindow>(nullptr, false);
+        window->setFileDialogs(files.seam());
+        window->setProject(&project);
+        window->show();
+    }
+    void TearDown() override {
+        QList<MainWindow*> others;
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (auto* other = qobject_cast<MainWindow*>(widget); other && other != window.get())
+                others << other;
+        qDeleteAll(others);
+        window.reset();
+        UiTest::TearDown();
+    }
+    QAction* find(const QString& text, const QString& toolTip = QString()) const {
+        for (QAction* action : window->findChildren<QAction*>())
+            if (action->text() == text && (toolTip.isEmpty() || action->toolTip() == toolTip))
+                return action;
+        return nullptr;
+    }
+    QString lastDialogTitle() const { return files.calls.empty() ? QString() : files.calls.back().title; }
+
+    Project project;
+    LabeledImage* volume = nullptr;
+    uitest::FakeFileDialogs files;
+    std::unique_ptr<MainWindow> window;
+};
+
+pxm::PPixmarker* g_reloaded = nullptr;
+void recordReload(pxm::PPixmarker* plugin) { g_reloaded = plugin; }
+
+} // namespace
+
+// Triggering each action reaches what it is for; every check looks at the effect, not the call.
+TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
+    uitest::ModalAnswerer modals;
+    struct Case {
+        QString text;
+        QString toolTip;
+        std::function<void()> check;
+    };
+    pxm::View* view = window->view();
+    auto dialogAsked = [this](const QString& title) {
+        return [this, title] { EXPECT_EQ(lastDialogTitle(), title); };
+    };
+    auto modalShown = [&modals](const QString& className, const QString& title) {
+        return [&modals, className, title] {
+            ASSERT_FALSE(modals.seen().empty());
+            EXPECT_EQ(modals.seen().back().className, className);
+            if (!title.isEmpty()) {
+                EXPECT_EQ(modals.seen().back().title, title);
+            }
+        };
+    };
+    std::vector<Case> cases = {
+        {"&Save", "", dialogAsked("Save project")},
+        {"&Save as", "", dialogAsked("Save project")},
+        {"Mask", "", dialogAsked("Import masks")},
+        {"Labels", "", modalShown("QMessageBox", "")},
+        {"VOC", "", dialogAsked("Import VOC file")},
+        {"KARO Mark", "", dialogAsked("Import KARO Mark file")},
+        {"LabelMe", "", dialogAsked("Import LabelMe file")},
+        {"Export", "", modalShown("pxm::ExportMaskDialog", "Export Masks")},
+        {"&Open", "", dialogAsked("Open project")},
+        {"Open an image", "", dialogAsked("Open images")},
+        {"Settings", "", modalShown("pxm::SettingsDialog", "")},
+        {"About", "", modalShown("pxm::AboutDialog", "")},
+        {"&Help", "", [this] { EXPECT_TRUE(window->helpWidget()->isVisible()); }},
+        {"Normalize", "", [this] { EXPECT_TRUE(window->normalize()); }},
+        {"Rotate left", "", [view] { EXPECT_LT(view->transform().m12(), 0.0); }},
+        {"Rotate right", "", [view] { EXPECT_EQ(view->transform().m12(), 0.0); }},
+        {"Flip horizontally", "", [view] { EXPECT_LT(view->transform().m11(), 0.0); }},
+        {"Flip vertically", "", [view] { EXPECT_LT(view->transform().m22(), 0.0); }},
+        {"&Restore view", "", [view] { EXPECT_TRUE(view->transform().isIdentity()); }},
+        {"Zoom to fit", "", [view] { EXPECT_GT(view->transform().m11(), 1.0) << "a 3 x 2 image is enlarged"; }},
+        {"&Next image", "", [this] { EXPECT_EQ(project.currentImageIndex(), 1); }},
+        {"&Previous image", "", [this] { EXPECT_EQ(project.currentImageIndex(), 0); }},
+        {"&Run Script", "",
+         [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
+    };
+    project.setSetting("Script.path", "true %1");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.toStdString());
+        QAction* action = find(c.text, c.toolTip);
+        ASSERT_NE(action, nullptr);
+        action->trigger();
+        c.check();
+    }
+
+    // Slices step through the 3D image.
+    project.setCurrentImageIndex(2);
+    find("&Next slice")->trigger();
+    EXPECT_EQ(project.currentZLayer(), 1);
+    find("&Previous slice")->trigger();
+    EXPECT_EQ(project.currentZLayer(), 0);
+
+    // Undo and redo follow the stack and act on it.
+    project.undoStack()->push(new QUndoCommand("edit"));
+    ASSERT_TRUE(find("&Undo")->isEnabled());
+    EXPECT_FALSE(find("&Redo")->isEnabled());
+    find("&Undo")->trigger();
+    EXPECT_EQ(project.undoStack()->index(), 0);
+    EXPECT_FALSE(find("&Undo")->isEnabled());
+    EXPECT_TRUE(find("&Redo")->isEnabled());
+    find("&Redo")->trigger();
+    EXPECT_EQ(project.undoStack()->index(), 1);
+
+    // The plug-in's reload goes to the project's plug-in.
+    auto* fakePlugin = reinterpret_cast<pxm::PPixmarker*>(&g_reloaded);
+    pxm::setNodaraReloadHandler(&recordReload);
+    project.setNodaraPlugin(fakePlugin);
+    QAction* reload = find("&Reload Nodara Input");
+    reload->setEnabled(true);
+    reload->trigger();
+    EXPECT_EQ(g_reloaded, fakePlugin);
+    project.setNodaraPlugin(nullptr);
+    pxm::setNodaraReloadHandler(nullptr);
+
+    // The reannotation dialog needs a mask on the canvas.
+    QAction* reannotation = find("", "Open window for reannotation.");
+    reannotation->setEnabled(true);
+    reannotation->trigger();
+    ASSERT_FALSE(modals.seen().empty());
+    EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas.");
+
+    // "&New project" in a window with a project opens a second window with one label.
+    find("&New project")->trigger();
+    MainWindow* second = nullptr;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (auto* other = qobject_cast<MainWindow*>(widget); other && other != window.get() && other->isVisible())
+            second = other;
+    ASSERT_NE(second, nullptr);
+    ASSERT_NE(second->project(), nullptr);
+    ASSERT_EQ(second->project()->labels().size(), 1);
+    EXPECT_EQ(second->project()->labels()[0]->name(), "Label 1");
+    EXPECT_TRUE(second->testAttribute(Qt::WA_DeleteOnClose));
+
+    // "&Quit" closes the window (with nothing left unsaved, so without asking).
+    project.undoStack()->setClean();
+    find("&Quit")->trigger();
+    EXPECT_FALSE(window->isVisible());
+}
+
+TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
+    const std::vector<std::pair<QString, pxm::ToolType>> tools = {
+        {"Rectangle", pxm::ToolType::Rectangle}, {"Ellipse", pxm::ToolType::Ellipse},
+        {"Polygon", pxm::ToolType::Polygon},     {"Line", pxm::ToolType::Line},
+        {"Point", pxm::ToolType::Freehand},      {"Reassign", pxm::ToolType::Reassign},
+        {"Transformation", pxm::ToolType::Transformation}, {"Eraser", pxm::ToolType::Eraser},
+        {"Ruler", pxm::ToolType::Ruler},
+    };
+    ASSERT_TRUE(find("Rectangle")->isEnabled()) << "tools work once there is an image";
+    QSignalSpy changed(window->view(), &pxm::View::toolChanged);
+    for (const auto& [text, type] : tools) {
+        SCOPED_TRACE(text.toStdString());
+        find(text)->trigger();
+        ASSERT_FALSE(changed.isEmpty());
+        EXPECT_EQ(changed.takeLast()[0].value<pxm::ToolType>(), type);
+        EXPECT_TRUE(find(text)->isChecked());
+    }
+    // The view switching by itself checks the matching action, and no tool checks none.
+    window->view()->setTool(pxm::ToolType::Ellipse);
+    EXPECT_TRUE(find("Ellipse")->isChecked());
+    window->view()->setTool(pxm::ToolType::None);
+    for (const auto& entry : tools)
+        EXPECT_FALSE(find(entry.first)->isChecked()) << entry.first.toStdString();
+
+    // Without an image the tools, the mask import and the zoom tool bar are off again.
+    while (!project.images().isEmpty())
+        delete project.takeImage(0);
+    EXPECT_FALSE(find("Rectangle")->isEnabled());
+    EXPECT_FALSE(find("Mask")->isEnabled());
+}
+
+TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
+    QApplication::setActiveWindow(window.get());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    QTest::keyClick(window.get(), Qt::Key_Space);
+    EXPECT_EQ(project.currentImageIndex(), 1);
+    QTest::keyClick(window.get(), Qt::Key_Space);
+    EXPECT_EQ(project.currentImageIndex(), 2);
+    QTest::keyClick(window.get(), Qt::Key_Up, Qt::ControlModifier);
+    EXPECT_EQ(project.currentZLayer(), 1);
+    QTest::keyClick(window.get(), Qt::Key_Down, Qt::ControlModifier);
+    EXPECT_EQ(project.currentZLayer(), 0);
+    QTest::keyClick(window.get(), Qt::Key_Backspace);
+    EXPECT_EQ(project.currentImageIndex(), 1);
+    project.undoStack()->push(new QUndoCommand("edit"));
+    QTest::keySequence(window.get(), QKeySequence::Undo);
+    EXPECT_EQ(project.undoStack()->index(), 0);
+}
