@@ -2,6 +2,9 @@
 #include "tools/ToolFactory.h"
 
 #include "tools/EllipseTool.h"
+#include "tools/EraseTool.h"
+#include "tools/FastReassignTool.h"
+#include "tools/FreehandTool.h"
 #include "tools/LineTool.h"
 #include "tools/Polygon.h"
 #include "tools/RectTool.h"
@@ -25,6 +28,9 @@ template <typename T> Maker maker() {
 const std::map<int, Maker>& makers() {
     static const std::map<int, Maker> table = {
         {ToolType::Ellipse, maker<EllipseTool>()},
+        {ToolType::Eraser, maker<EraseTool>()},
+        {ToolType::Freehand, maker<FreehandTool>()},
+        {ToolType::Reassign, maker<FastReassignTool>()},
         {ToolType::Line, maker<LineTool>()},
         {ToolType::Polygon, maker<Polygon>()},
         {ToolType::Rectangle, maker<RectTool>()},

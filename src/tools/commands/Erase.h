@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QPainterPath>
+#include <QPointer>
+#include <QRectF>
+#include <QSet>
+#include <QUndoCommand>
+
+class QGraphicsItem;
+
+namespace pxm {
+class Scene;
+}
+
+namespace pxm::commands {
+
+/// One brush square of an eraser stroke: painted regions get the square cut out, every
+/// other label shape it touches is removed whole, and the scene's mask has the square's
+/// pixels cleared through the erase overlay.
+///
+/// The tool applies the command and then pushes it; the first redo, which the push runs,
+/// finds the work done and changes nothing. Removed shapes belong to the command while
+/// they are out of the scene because of it.
+class Erase : public QUndoCommand {
+public:
+    explicit Erase(Scene* scene, QUndoCommand* parent = nullptr);
+    ~Erase() override;
+
+    /// Erases the rectangle (scene coordinates) and records what it changed.
+    void apply(const QRectF& rect);
+
+    void redo() override;
+    void undo() override;
+
+    /// The label shapes taken out of the scene.
+    const QSet<QGraphicsItem*>& removedItems() const { return m_removed; }
+    /// The rectangles cleared in the mask.
+    const QList<QRectF>& maskRects() const { return m_maskRects; }
+
+private:
+    struct PathChange {
+        QPainterPath before; ///< the region's path before the first cut
+        QPainterPath after;  ///< and after the last
+    };
+    void changeMask(const QRectF& rect, bool erase) const;
+
+    QPointer<Scene> m_scene;
+    QSet<QGraphicsItem*> m_removed;
+    QHash<QGraphicsItem*, PathChange> m_paths;
+    QList<QRectF> m_maskRects;
+    bool m_done = false;
+};
+
+} // namespace pxm::commands

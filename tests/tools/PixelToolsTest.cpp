@@ -1,0 +1,356 @@
+// SPDX-License-Identifier: MIT
+#include "ToolTestSupport.h"
+#include "scene/GraticuleItem.h"
+#include "scene/MaskItem.h"
+#include "tools/EraseTool.h"
+#include "tools/FastReassignTool.h"
+#include "tools/FreehandTool.h"
+
+#include <QGraphicsPathItem>
+#include <QGraphicsRectItem>
+#include <QSpinBox>
+
+using namespace pxmtest;
+
+namespace {
+
+class PixelToolTest : public ToolFixture {
+protected:
+    template <typename T> T* useTool(pxm::ToolType type, int brushWidth = 0) {
+        if (brushWidth > 0) {
+            project.setSetting(type == pxm::ToolType::Eraser ? "EraserTool.brushWidth"
+                                                             : "FreehandTool.brushWidth",
+                               brushWidth);
+        }
+        view->setTool(type);
+        auto* tool = qobject_cast<T*>(view->tool());
+        EXPECT_NE(tool, nullptr);
+        return tool;
+    }
+
+    /// The label path items of the scene.
+    QList<QGraphicsPathItem*> regions() const {
+        QList<QGraphicsPathItem*> result;
+        for (QGraphicsItem* item : scene()->items())
+            if (pxm::isLabelItem(item) && item->type() == QGraphicsPathItem::Type)
+                result << static_cast<QGraphicsPathItem*>(item);
+        return result;
+    }
+
+    /// A label rectangle added straight to the scene.
+    QGraphicsRectItem* addRect(const QRectF& r, const pxm::Label* l) {
+        auto* item = new QGraphicsRectItem(r);
+        scene()->addLabelItem(item, l);
+        return item;
+    }
+
+    /// Gives the image a mask of zeros with `value` in the rectangle.
+    void setMask(const QRect& r, int value) {
+        auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(200, 200, 1));
+        std::fill(mask->data(), mask->data() + mask->byteCount(), uint8_t(0));
+        for (int y = r.top(); y <= r.bottom(); ++y)
+            for (int x = r.left(); x <= r.right(); ++x)
+                mask->data()[x + 200 * y] = uint8_t(value);
+        image->setMask(mask, true, false);
+        ASSERT_NE(scene()->maskItem(), nullptr);
+    }
+    int maskAt(int x, int y) const { return scene()->maskItem()->value(QPoint(x, y)); }
+};
+
+TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelSquaresInsideTheScene) {
+    auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 10);
+    const QStringList before = snapshot();
+    // Along the bottom right corner and beyond it.
+    press({185.3, 190.6});
+    EXPECT_TRUE(snapshot().isEmpty()) << "the stroke under way is not part of the annotation";
+    for (const QPointF p : {QPointF(192, 196), QPointF(198.2, 199.5), QPointF(230, 240), QPointF(199.9, 150)})
+        move(p, Qt::LeftButton);
+    ASSERT_NE(tool->region(), nullptr);
+    EXPECT_EQ(stack()->count(), 0);
+    release({199.9, 150});
+    EXPECT_EQ(tool->region(), nullptr);
+    EXPECT_EQ(stack()->count(), 1);
+    ASSERT_EQ(regions().size(), 1);
+    const QPainterPath path = regions().first()->path();
+    EXPECT_EQ(path.fillRule(), Qt::WindingFill);
+    EXPECT_TRUE(QRectF(0, 0, 200, 200).contains(path.boundingRect())) << "never beyond the scene";
+    // Each square is the brush rectangle clipped to the scene, rounded to whole pixels.
+    QPainterPath expected;
+    expected.setFillRule(Qt::WindingFill);
+    for (const QPointF c : {QPointF(185.3, 190.6), QPointF(192, 196), QPointF(198.2, 199.5),
+                            QPointF(230, 240), QPointF(199.9, 150)}) {
+        QRectF r(0, 0, 10, 10);
+        r.moveCenter(c);
+        expected.addRect(r.intersected(QRectF(0, 0, 200, 200)).toRect());
+    }
+    EXPECT_EQ(path, expected);
+    EXPECT_TRUE(path.contains(QPointF(199.5, 199.5)));
+    EXPECT_FALSE(path.contains(QPointF(150, 150)));
+    EXPECT_EQ(regions().first()->pen().style(), Qt::NoPen);
+    EXPECT_EQ(pxm::labelIdOf(regions().first()), label->id());
+
+    const QStringList after = snapshot();
+    EXPECT_NE(after, before);
+    expectUndoRedo(*this, before, after);
+    stack()->redo(); // no-op at the top: redo, undo, redo again
+    stack()->undo();
+    EXPECT_EQ(snapshot(), before);
+    stack()->redo();
+    EXPECT_EQ(snapshot(), after);
+    EXPECT_EQ(regions().first()->path(), expected);
+}
+
+TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
+    auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 4);
+    press({50, 50});
+    move({60, 60}, Qt::LeftButton);
+    ASSERT_NE(tool->region(), nullptr);
+    ASSERT_NE(tool->brushCursor(), nullptr);
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(tool->region(), nullptr);
+    EXPECT_EQ(tool->brushCursor(), nullptr);
+    move({70, 70}, Qt::LeftButton);
+    release({70, 70});
+    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_TRUE(regions().isEmpty());
+    EXPECT_NE(tool->brushCursor(), nullptr) << "the cursor comes back with the next move";
+
+    press({50, 50}, Qt::RightButton);
+    move({60, 60}, Qt::RightButton);
+    release({60, 60}, Qt::RightButton);
+    EXPECT_EQ(stack()->count(), 0);
+    project.setCurrentLabel(nullptr);
+    drag({50, 50}, {80, 80});
+    EXPECT_EQ(stack()->count(), 0) << "no label, no region";
+
+    // Switching tools takes the temporary items away.
+    project.setCurrentLabel(label);
+    press({50, 50});
+    view->setTool(pxm::ToolType::Rectangle);
+    for (QGraphicsItem* item : scene()->items())
+        EXPECT_EQ(dynamic_cast<pxm::GraticuleItem*>(item), nullptr);
+    EXPECT_TRUE(regions().isEmpty());
+    EXPECT_EQ(stack()->count(), 0);
+}
+
+TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
+    auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 6);
+    move({40, 30});
+    ASSERT_NE(tool->brushCursor(), nullptr);
+    EXPECT_EQ(tool->brushCursor()->rect(), QRectF(37, 27, 6, 6));
+    EXPECT_TRUE(tool->brushCursor()->data(pxm::LabelIdDataKey).isNull());
+    typeKey(Qt::Key_Plus);
+    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 7);
+    EXPECT_EQ(tool->brushCursor()->rect(), QRectF(36.5, 26.5, 7, 7)) << "resized around its centre";
+    EXPECT_EQ(tool->widthSpinBox()->value(), 7);
+    tool->widthSpinBox()->setValue(3);
+    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 3);
+    for (int i = 0; i < 5; ++i)
+        typeKey(Qt::Key_Minus);
+    EXPECT_EQ(tool->brushWidth(), 1) << "never below 1";
+    // Past the spin box's maximum by key: the setting keeps it, the box shows 99.
+    project.setSetting("FreehandTool.brushWidth", 99);
+    typeKey(Qt::Key_Plus);
+    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 100);
+    EXPECT_EQ(tool->widthSpinBox()->value(), 99);
+    EXPECT_EQ(tool->widthSpinBox()->minimum(), 1);
+    project.setSetting("FreehandTool.brushWidth", "junk");
+    EXPECT_EQ(tool->brushWidth(), 1);
+}
+
+TEST_F(PixelToolTest, CtrlPlusZoomsOnThePressAndWidensTheBrushOnTheRelease) {
+    for (const pxm::ToolType type : {pxm::ToolType::Freehand, pxm::ToolType::Eraser}) {
+        const QString setting =
+            type == pxm::ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth";
+        project.setSetting(setting, 5);
+        view->setTool(type);
+        const double scale = view->transform().m11();
+        key(QEvent::KeyPress, Qt::Key_Plus, Qt::ControlModifier);
+        EXPECT_GT(view->transform().m11(), scale) << "zoomed in on the press";
+        EXPECT_EQ(project.setting(setting).toInt(), 5) << "not yet wider";
+        key(QEvent::KeyRelease, Qt::Key_Plus, Qt::ControlModifier);
+        EXPECT_EQ(project.setting(setting).toInt(), 6);
+        const double zoomed = view->transform().m11();
+        key(QEvent::KeyPress, Qt::Key_Minus, Qt::ControlModifier);
+        EXPECT_LT(view->transform().m11(), zoomed);
+        key(QEvent::KeyRelease, Qt::Key_Minus, Qt::ControlModifier);
+        EXPECT_EQ(project.setting(setting).toInt(), 5);
+    }
+}
+
+TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
+    QGraphicsRectItem* rect = addRect({50, 50, 40, 40}, other);
+    QGraphicsRectItem* far = addRect({150, 150, 20, 20}, label);
+    const QStringList before = snapshot();
+    auto* tool = useTool<pxm::EraseTool>(pxm::ToolType::Eraser, 2);
+    // Along the rectangle's top edge, overlapping it by half a pixel.
+    press({20, 48.7});
+    EXPECT_TRUE(tool->erasing());
+    for (double x = 30; x <= 110; x += 10)
+        move({x, 48.7}, Qt::LeftButton);
+    release({110, 48.7});
+    EXPECT_FALSE(tool->erasing());
+    EXPECT_EQ(rect->scene(), nullptr) << "touched at its edge, removed whole";
+    EXPECT_EQ(far->scene(), scene());
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_EQ(stack()->text(0), "erase");
+    EXPECT_EQ(stack()->command(0)->childCount(), 10) << "one command per brush square";
+    const QStringList after = snapshot();
+    expectUndoRedo(*this, before, after);
+    stack()->undo();
+    EXPECT_EQ(rect->scene(), scene()) << "the same item comes back";
+}
+
+TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
+    useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 6);
+    drag({100, 100}, {130, 100}, Qt::LeftButton, 6);
+    ASSERT_EQ(regions().size(), 1);
+    QGraphicsPathItem* region = regions().first();
+    const QPainterPath painted = region->path();
+    const QStringList before = snapshot();
+
+    useTool<pxm::EraseTool>(pxm::ToolType::Eraser, 4);
+    click({115, 100});
+    ASSERT_EQ(regions().size(), 1);
+    EXPECT_FALSE(region->path().contains(QPointF(115, 100)));
+    EXPECT_TRUE(region->path().contains(QPointF(101, 100)));
+    EXPECT_TRUE(region->path().contains(QPointF(129, 100)));
+    stack()->undo();
+    EXPECT_EQ(region->path(), painted);
+
+    // Erasing every last pixel removes the region; undo brings it back whole.
+    project.setSetting("EraserTool.brushWidth", 12);
+    drag({96, 100}, {134, 100}, Qt::LeftButton, 8);
+    EXPECT_TRUE(regions().isEmpty());
+    EXPECT_EQ(region->scene(), nullptr);
+    stack()->undo();
+    ASSERT_EQ(regions().size(), 1);
+    EXPECT_EQ(regions().first(), region);
+    EXPECT_EQ(region->path(), painted);
+    EXPECT_EQ(snapshot(), before);
+    stack()->redo();
+    EXPECT_TRUE(regions().isEmpty());
+}
+
+TEST_F(PixelToolTest, EraserHidesMaskPixelsAndUndoShowsThemAgain) {
+    setMask(QRect(10, 10, 30, 30), 2);
+    useTool<pxm::EraseTool>(pxm::ToolType::Eraser, 5);
+    drag({20, 20}, {30, 20}, Qt::LeftButton, 2);
+    EXPECT_EQ(maskAt(20, 20), 0);
+    EXPECT_EQ(maskAt(30, 20), 0);
+    EXPECT_EQ(maskAt(20, 30), 2);
+    EXPECT_EQ(image->mask()->data()[20 + 200 * 20], 2) << "the mask itself is kept";
+    // The same pixels erased by two squares of the stroke need both undone.
+    stack()->undo();
+    EXPECT_EQ(maskAt(20, 20), 2);
+    EXPECT_EQ(maskAt(30, 20), 2);
+    EXPECT_EQ(std::count(image->eraseOverlay()->data(), image->eraseOverlay()->data() + 40000, 0), 40000);
+    stack()->redo();
+    EXPECT_EQ(maskAt(25, 20), 0);
+}
+
+TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
+    setMask(QRect(10, 10, 20, 20), other->maskId());
+    auto* tool = useTool<pxm::FastReassignTool>(pxm::ToolType::Reassign);
+    project.setCurrentLabel(label);
+    click({15, 15});
+    ASSERT_EQ(stack()->count(), 1);
+    EXPECT_EQ(stack()->text(0), "Reassign label.");
+    EXPECT_EQ(maskAt(29, 29), label->maskId()) << "masks hold mask ids";
+    EXPECT_EQ(maskAt(9, 9), 0);
+    stack()->undo();
+    EXPECT_EQ(maskAt(29, 29), other->maskId());
+    stack()->redo();
+
+    // A pixel that already has the label's id: nothing happens, nothing is pushed.
+    click({20, 20});
+    EXPECT_EQ(stack()->count(), 1);
+    click({100, 100}); // unlabelled, no shape
+    EXPECT_EQ(stack()->count(), 1);
+
+    QGraphicsRectItem* rect = addRect({120, 120, 30, 30}, other);
+    const QColor otherColour = rect->brush().color();
+    move({135, 135});
+    EXPECT_EQ(tool->hoveredItem(), rect);
+    EXPECT_EQ(rect->cursor().shape(), Qt::PointingHandCursor);
+    move({100, 100});
+    EXPECT_EQ(tool->hoveredItem(), nullptr);
+    EXPECT_EQ(rect->cursor().shape(), Qt::ArrowCursor);
+    move({15, 15});
+    EXPECT_EQ(tool->hoveredItem(), scene()->maskItem()) << "a labelled mask pixel shows the hand";
+
+    click({135, 135});
+    EXPECT_EQ(stack()->count(), 2);
+    EXPECT_EQ(pxm::labelIdOf(rect), label->id());
+    click({135, 135});
+    EXPECT_EQ(stack()->count(), 2) << "already the current label";
+    stack()->undo();
+    EXPECT_EQ(pxm::labelIdOf(rect), other->id());
+    EXPECT_EQ(rect->brush().color(), otherColour);
+}
+
+TEST_F(PixelToolTest, ReassignPicksLabelsByRightClickAndDigitKeys) {
+    pxm::Label* third = project.createLabel();
+    setMask(QRect(10, 10, 20, 20), third->maskId());
+    addRect({120, 120, 30, 30}, other);
+    useTool<pxm::FastReassignTool>(pxm::ToolType::Reassign);
+    project.setCurrentLabel(label);
+    click({135, 135}, Qt::RightButton);
+    EXPECT_EQ(project.currentLabel(), other);
+    click({15, 15}, Qt::RightButton);
+    EXPECT_EQ(project.currentLabel(), third);
+    click({100, 100}, Qt::RightButton); // nothing there
+    EXPECT_EQ(project.currentLabel(), third);
+    EXPECT_EQ(stack()->count(), 0);
+
+    typeKey(Qt::Key_1);
+    EXPECT_EQ(project.currentLabel(), label);
+    typeKey(Qt::Key_2);
+    EXPECT_EQ(project.currentLabel(), other);
+    typeKey(Qt::Key_9); // beyond the list
+    EXPECT_EQ(project.currentLabel(), other);
+    for (int i = 0; i < 7; ++i)
+        project.createLabel();
+    typeKey(Qt::Key_0);
+    EXPECT_EQ(project.currentLabel(), project.labels().at(9));
+    typeKey(Qt::Key_3);
+    EXPECT_EQ(project.currentLabel(), third);
+}
+
+TEST_F(PixelToolTest, HandlersTolerateNoSceneAndAnImageThatFailedToLoad) {
+    auto* broken = new pxm::LabeledImage(&project);
+    broken->setImagePath("/nonexistent/pixmarker/missing.pgm");
+    project.addImage(broken);
+    for (const pxm::ToolType type :
+         {pxm::ToolType::Freehand, pxm::ToolType::Eraser, pxm::ToolType::Reassign}) {
+        SCOPED_TRACE(int(type));
+        view->setTool(type);
+        project.setCurrentImageIndex(1);
+        QApplication::processEvents();
+        // Driven by hand: the View itself is disabled without a scene.
+        for (int round = 0; round < 2; ++round) {
+            pxm::Tool* tool = view->tool();
+            for (const Qt::MouseButton b : {Qt::LeftButton, Qt::RightButton}) {
+                QMouseEvent press(QEvent::MouseButtonPress, QPointF(10, 10), b, b, Qt::NoModifier);
+                QMouseEvent moved(QEvent::MouseMove, QPointF(20, 20), Qt::NoButton, b, Qt::NoModifier);
+                QMouseEvent release(QEvent::MouseButtonRelease, QPointF(20, 20), b, Qt::NoButton,
+                                    Qt::NoModifier);
+                tool->mousePressEvent(&press);
+                tool->mouseMoveEvent(&moved);
+                tool->mouseReleaseEvent(&release);
+            }
+            for (const int k : {Qt::Key_Plus, Qt::Key_Minus, Qt::Key_Escape, Qt::Key_1}) {
+                QKeyEvent event(QEvent::KeyRelease, k, Qt::NoModifier);
+                tool->keyReleaseEvent(&event);
+            }
+            tool->cleanUp();
+            view->setProject(nullptr); // second round: no project, no scene
+        }
+        EXPECT_EQ(stack()->count(), 0);
+        view->setProject(&project);
+        project.setCurrentImageIndex(0);
+        QApplication::processEvents();
+    }
+}
+
+} // namespace
