@@ -127,6 +127,7 @@ void ImageChooser::setProject(Project* project) {
     }
     m_filter = ImageFilter::load(project);
     rebuild();
+    emit filterChanged();
 }
 
 void ImageChooser::on_project_destroyed() { setProject(nullptr); }
@@ -147,13 +148,18 @@ void ImageChooser::rebuild() {
         if (image)
             disconnect(image, nullptr, this, nullptr);
     m_images.clear();
+    m_passes.clear();
     {
         const QSignalBlocker blocker(m_combo);
         m_combo->clear();
     }
+    // One refresh at the end, not one per image: a project can hold thousands.
+    m_rebuilding = true;
     if (m_project)
         for (LabeledImage* image : m_project->images())
             on_project_imageAdded(image);
+    m_rebuilding = false;
+    m_lastCurrent = m_project ? m_project->currentImage() : nullptr;
     refresh();
 }
 
@@ -161,13 +167,16 @@ void ImageChooser::on_project_imageAdded(LabeledImage* image) {
     if (!image || m_images.contains(image))
         return;
     m_images.append(image);
+    m_passes.append(true);
     {
         const QSignalBlocker blocker(m_combo);
         m_combo->addItem(itemText(image, m_images.size() - 1));
         m_combo->setItemData(m_combo->count() - 1, image->imagePath(), Qt::ToolTipRole);
     }
     connect(image, &LabeledImage::imagePathChanged, this, &ImageChooser::on_image_imagePathChanged);
-    refresh();
+    evaluate(m_images.size() - 1);
+    if (!m_rebuilding)
+        refresh();
 }
 
 void ImageChooser::on_project_imageRemoved(LabeledImage* image) {
@@ -175,6 +184,7 @@ void ImageChooser::on_project_imageRemoved(LabeledImage* image) {
     if (row < 0)
         return;
     m_images.removeAt(row);
+    m_passes.removeAt(row);
     disconnect(image, nullptr, this, nullptr);
     {
         const QSignalBlocker blocker(m_combo);
@@ -190,10 +200,20 @@ void ImageChooser::on_image_imagePathChanged() {
         return;
     m_combo->setItemText(row, itemText(image, row));
     m_combo->setItemData(row, image->imagePath(), Qt::ToolTipRole);
+    evaluate(row);
     refresh();
 }
 
-void ImageChooser::on_project_currentImageChanged() { refresh(); }
+void ImageChooser::on_project_currentImageChanged() {
+    // The user edits only the image on screen, so only the one left behind and the one
+    // arriving can have changed their standing with the filter.
+    if (m_filter.isActive()) {
+        evaluate(m_images.indexOf(m_lastCurrent.data()));
+        evaluate(m_project ? m_project->currentImageIndex() : -1);
+    }
+    m_lastCurrent = m_project ? m_project->currentImage() : nullptr;
+    refresh();
+}
 
 void ImageChooser::on_project_currentSceneChanged() { refreshZLayer(); }
 
@@ -201,6 +221,7 @@ void ImageChooser::on_project_settingsChanged(const QString& key) {
     if (key != ImageFilter::SettingsKey || m_storingFilter)
         return;
     m_filter = ImageFilter::load(m_project);
+    evaluateAll();
     refresh();
     emit filterChanged();
 }
@@ -210,7 +231,26 @@ void ImageChooser::on_project_labelsChanged() {
         return;
     // Chosen labels are found by id; their mask ids are looked up again.
     m_filter.prepare(m_project);
+    evaluateAll();
     refresh();
+}
+
+void ImageChooser::evaluate(int row) {
+    if (row < 0 || row >= m_images.size())
+        return;
+    const bool passes = isSelectable(m_images.at(row));
+    m_passes[row] = passes;
+    auto* model = qobject_cast<QStandardItemModel*>(m_combo->model());
+    if (QStandardItem* item = model ? model->item(row) : nullptr) {
+        const QVariant grey = passes ? QVariant() : QVariant(QColor(Qt::gray));
+        if (item->data(Qt::ForegroundRole) != grey)
+            item->setData(grey, Qt::ForegroundRole);
+    }
+}
+
+void ImageChooser::evaluateAll() {
+    for (int row = 0; row < m_images.size(); ++row)
+        evaluate(row);
 }
 
 void ImageChooser::refresh() {
@@ -222,8 +262,8 @@ void ImageChooser::refresh() {
     }
     m_position->setText(tr("%1 of %2").arg(current + 1).arg(count));
     m_remove->setEnabled(current >= 0);
-    m_prev->setEnabled(m_project && step(current, -1) >= 0);
-    m_next->setEnabled(m_project && step(current, +1) >= 0);
+    m_prev->setEnabled(step(current, -1) >= 0);
+    m_next->setEnabled(step(current, +1) >= 0);
     m_open->setEnabled(m_project);
     m_filterButton->setEnabled(m_project);
     refreshFilterLook();
@@ -232,23 +272,14 @@ void ImageChooser::refresh() {
 
 void ImageChooser::refreshFilterLook() {
     const bool active = m_filter.isActive();
-    auto* model = qobject_cast<QStandardItemModel*>(m_combo->model());
-    int matching = 0;
-    for (int row = 0; row < m_images.size(); ++row) {
-        const bool selectable = isSelectable(m_images.at(row));
-        matching += selectable ? 1 : 0;
-        if (QStandardItem* item = model ? model->item(row) : nullptr) {
-            const QVariant grey = selectable ? QVariant() : QVariant(QColor(Qt::gray));
-            if (item->data(Qt::ForegroundRole) != grey)
-                item->setData(grey, Qt::ForegroundRole);
-        }
-    }
     m_filterButton->setChecked(active);
     m_clearFilter->setVisible(active);
     m_filterLabel->setVisible(active);
-    m_filterLabel->setText(tr("%1 of %2 match").arg(matching).arg(m_images.size()));
+    m_filterLabel->setText(tr("%1 of %2 match").arg(m_passes.count(true)).arg(m_images.size()));
     m_filterLabel->setToolTip(tr("Previous and next step only through the images the filter lets through."));
-    m_frame->setStyleSheet(active ? FilteredFrameStyle : QString());
+    const QString style = active ? FilteredFrameStyle : QString();
+    if (m_frame->styleSheet() != style)
+        m_frame->setStyleSheet(style);
 }
 
 void ImageChooser::refreshZLayer() {
@@ -263,9 +294,8 @@ void ImageChooser::refreshZLayer() {
 int ImageChooser::step(int from, int direction) const {
     if (!m_project)
         return -1;
-    const QList<LabeledImage*>& images = m_project->images();
-    for (int i = from + direction; i >= 0 && i < images.size(); i += direction)
-        if (isSelectable(images.at(i)))
+    for (int i = from + direction; i >= 0 && i < m_passes.size(); i += direction)
+        if (m_passes.at(i))
             return i;
     return -1;
 }
@@ -337,6 +367,7 @@ void ImageChooser::showFilterDialog() {
 void ImageChooser::setFilter(const ImageFilter& filter) {
     m_filter = filter;
     m_filter.prepare(m_project);
+    evaluateAll();
     if (m_project) {
         m_storingFilter = true;
         m_filter.store(m_project);

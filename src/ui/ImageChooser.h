@@ -90,6 +90,9 @@ private slots:
 private:
     void rebuild();
     void refresh();
+    /// Asks the filter about one row again (cached, since asking walks the image's shapes).
+    void evaluate(int row);
+    void evaluateAll();
     void refreshZLayer();
     void refreshFilterLook();
     QString itemText(const LabeledImage* image, int index) const;
@@ -100,6 +103,10 @@ private:
     // The images in combo-box order, so a removed image's row can be found. Guarded, since
     // clearing a project deletes its images without announcing each one.
     QList<QPointer<LabeledImage>> m_images;
+    // Per row, whether the filter lets the image through.
+    QList<bool> m_passes;
+    QPointer<LabeledImage> m_lastCurrent;
+    bool m_rebuilding = false;
     ImageFilter m_filter;
     bool m_storingFilter = false;
 

@@ -9,6 +9,7 @@
 #include <QIcon>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPixmap>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QKeyEvent>
@@ -26,6 +27,13 @@ const char* const SecondaryOpacityKey = "secondary_opacity";
 constexpr int LabelRole = Qt::UserRole + 1;
 
 bool isShown(const Label* label) { return label->opacity() > 0 || label->secondaryOpacity() > 0; }
+
+// A small square of the label's colour, so a row can be matched to the shapes in the view.
+QIcon swatch(const QColor& color) {
+    QPixmap pixmap(12, 12);
+    pixmap.fill(color.isValid() ? color : QColor(Qt::black));
+    return QIcon(pixmap);
+}
 
 } // namespace
 
@@ -137,6 +145,7 @@ void LabelListWidget::on_project_labelAdded(Label* label) {
     connect(label, &Label::nameChanged, this, &LabelListWidget::on_label_nameChanged);
     connect(label, &Label::opacityChanged, this, &LabelListWidget::on_label_opacityChanged);
     connect(label, &Label::secondaryOpacityChanged, this, &LabelListWidget::on_label_opacityChanged);
+    connect(label, &Label::colorChanged, this, &LabelListWidget::on_label_colorChanged);
     connect(label, &QObject::destroyed, this, &LabelListWidget::on_label_destroyed);
 }
 
@@ -187,10 +196,17 @@ void LabelListWidget::on_label_opacityChanged() {
         refreshItem(item, label);
 }
 
+void LabelListWidget::on_label_colorChanged() {
+    auto* label = qobject_cast<Label*>(sender());
+    if (QListWidgetItem* item = m_items.value(label))
+        refreshItem(item, label);
+}
+
 void LabelListWidget::refreshItem(QListWidgetItem* item, const Label* label) {
     const bool shown = isShown(label);
     m_updating = true;
     item->setText(label->name());
+    item->setIcon(swatch(label->color()));
     item->setCheckState(shown ? Qt::Checked : Qt::Unchecked);
     item->setForeground(QColor(shown ? Qt::black : Qt::gray));
     m_updating = false;

@@ -49,6 +49,8 @@ public slots:
     void on_label_destroyed(QObject* label);
     void on_label_nameChanged();
     void on_label_opacityChanged();
+    /// Repaints the row's colour swatch.
+    void on_label_colorChanged();
     void on_listWidget_currentRowChanged(int row);
     void on_newButton_clicked();
     void on_deleteButton_clicked();

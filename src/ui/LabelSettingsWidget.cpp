@@ -40,7 +40,7 @@ LabelSettingsWidget::LabelSettingsWidget(QWidget* parent) : QWidget(parent) {
     m_color = new QPushButton(this);
     m_color->setObjectName("color");
     m_color->setToolTip(tr("Choose the colour of the selected label."));
-    m_color->setIconSize(QSize(48, 16));
+    m_color->setIconSize(QSize(16, 16));
     m_opacity = makeSlider(this, "opacity", tr("Adjust the border opacity of the selected label."));
     m_secondaryOpacity =
         makeSlider(this, "secondary_opacity", tr("Adjust the fill opacity of the selected label."));
@@ -200,6 +200,8 @@ void LabelSettingsWidget::setSwatch(const QColor& color) {
     QPixmap swatch(64, 64);
     swatch.fill(color.isValid() ? color : QColor(Qt::black));
     m_color->setIcon(QIcon(swatch));
+    // The name tells apart colours the eye does not, and shows a cancelled choice for what it is.
+    m_color->setText(color.isValid() ? color.name() : tr("none"));
 }
 
 } // namespace pxm

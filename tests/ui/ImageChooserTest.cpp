@@ -196,12 +196,21 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     chooser.showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 2);
 
+    // Shapes drawn on the image on screen count once the user moves on.
+    project.setCurrentImageIndex(0);
+    project.images().at(0)->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), label);
+    chooser.showNextImage();
+    EXPECT_EQ(project.currentImageIndex(), 2);
+    EXPECT_EQ(chooser.filterLabel()->text(), "2 of 3 match");
+    chooser.showPrevImage();
+    EXPECT_EQ(project.currentImageIndex(), 0);
+
     // A change of the setting from elsewhere is followed.
     ImageFilter byName;
     byName.namePattern = "b*";
     byName.store(&project);
     EXPECT_EQ(chooser.filter(), byName);
-    chooser.showPrevImage();
+    chooser.showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 1);
 
     // Another project brings its own (here: none).

@@ -49,6 +49,8 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     Label* c = addNamed(project, "gamma");
     b->setName("bravo");
     EXPECT_EQ(rowTexts(list), QStringList({"alpha", "bravo", "gamma"}));
+    c->setColor(QColor(1, 2, 3));
+    EXPECT_EQ(panel.itemOf(c)->icon().pixmap(12, 12).toImage().pixelColor(6, 6), QColor(1, 2, 3));
 
     // A click on a row makes its label current; a current label chosen elsewhere selects its row.
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(2)).center());

@@ -68,6 +68,7 @@ TEST(LabelSettingsWidget, ShowsTheCurrentLabelAndFollowsItsChanges) {
     EXPECT_EQ(panel.maskIdSpinBox()->value(), 9);
     EXPECT_EQ(panel.nameLineEdit()->text(), "cells");
     EXPECT_EQ(panel.swatchColor(), QColor(10, 20, 30));
+    EXPECT_EQ(panel.colorButton()->text(), "#0a141e");
     EXPECT_EQ(panel.opacitySlider()->value(), 1000); // an opaque colour sets the opacity to 1
     EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 250);
     EXPECT_EQ(panel.penWidthSlider()->value(), 125);
