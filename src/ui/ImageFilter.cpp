@@ -89,7 +89,6 @@ bool ImageFilter::isPatternValid() const {
 }
 
 void ImageFilter::prepare(const Project* project) {
-    m_project = project;
     if (patternSyntax == PatternSyntax::Wildcard)
         m_regex = QRegularExpression(wildcardToRegex(namePattern),
                                      QRegularExpression::CaseInsensitiveOption);

@@ -67,7 +67,6 @@ private:
     QRegularExpression m_regex;
     // The chosen labels that exist in the project, with their mask ids.
     QList<QPair<int, int>> m_labels;
-    const Project* m_project = nullptr;
 };
 
 } // namespace pxm
