@@ -33,6 +33,8 @@ const QVector<SettingKey>& settingKeys() {
         {"Label.primary_opacity", "main/Settings/Label/PrimaryOpacity", SettingType::Double, 0.7},
         {"Label.secondary_opacity", "main/Settings/Label/SecondaryOpacity", SettingType::Double, 0.3},
         {"Label.pen_width", "main/Settings/Label/PenWidth", SettingType::Double, 0.5},
+        // Key bindings that move shapes to another label, as JSON text (ReannotationRules).
+        {"ReannotationKeys", "main/Settings/Reannotation/Keys", SettingType::String, QString()},
     };
     return keys;
 }

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/LabelImport.h"
+
+#include "ReaderTestSupport.h"
+#include "persistence/ProjectSerializer.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace pxm;
+using pxmtest::TempDir;
+
+namespace {
+
+/// Every property of every label, so a test sees any change.
+QStringList fullState(const Project& project) {
+    QStringList lines;
+    for (const Label* l : project.labels())
+        lines << QString("%1 id=%2 mask=%3 %4 o=%5 s=%6 p=%7")
+                     .arg(l->name())
+                     .arg(l->id())
+                     .arg(l->maskId())
+                     .arg(l->color().name())
+                     .arg(l->opacity())
+                     .arg(l->secondaryOpacity())
+                     .arg(l->penWidth());
+    return lines;
+}
+
+class LabelImportTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        cell = pxmtest::addLabel(project, "cell", 11, 1, QColor("#00ff00"));
+        cell->setPrimaryOpacity(0.4);
+        pxmtest::addLabel(project, "nucleus", 12, 2, QColor("#0000ff"));
+        project.undoStack()->clear();
+    }
+    LabelImport::Plan planText(const QByteArray& text, const QString& name) {
+        pxmtest::writeFile(dir.path(name), text);
+        return LabelImport::planFile(&project, dir.path(name));
+    }
+    Project project;
+    Label* cell = nullptr;
+    TempDir dir;
+};
+
+} // namespace
+
+TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
+    // The same three labels as a spreadsheet writes them (BOM, CRLF, quoted fields, a quoted
+    // comma-separated colour, a name with a comma and doubled quotes, trailing empty cells),
+    // as a semicolon spreadsheet with decimal commas, as a tab-separated export, and as JSON.
+    const QByteArray spreadsheet = "\xEF\xBB\xBF"
+                                   "Name,Colour,Mask ID,ID,Opacity,Secondary Opacity,Pen Width,,\r\n"
+                                   "cell,\"255,0,0\",1,11,0.5,0.25,0.3,,\r\n"
+                                   "\"tumour, \"\"grade 2\"\"\",#00ff00,5,77,,,,,\r\n"
+                                   ",,,,,,,,\r\n"
+                                   "\"vessel\nwall\",\"0, 0, 255\",6,,,,,,\r\n";
+    const QByteArray semicolons = "name;color;maskId;id;opacity;secondaryOpacity;penWidth\n"
+                                  "cell;#ff0000;1;11;0,5;0,25;0,3\n"
+                                  "\"tumour, \"\"grade 2\"\"\";#00ff00;5;77;;;\n"
+                                  "\"vessel\nwall\";#0000ff;6;;;;\n";
+    const QByteArray tabs = "name\tred\tgreen\tblue\tmask_id\tid\topacity\tsecondary_opacity\tpen_width\n"
+                            "cell\t255\t0\t0\t1\t11\t0.5\t0.25\t0.3\n"
+                            "\"tumour, \"\"grade 2\"\"\"\t0\t255\t0\t5\t77\t\t\t\n"
+                            "\"vessel\nwall\"\t0\t0\t255\t6\t\t\t\t\n";
+    const QByteArray json = R"([
+  {"name": "cell", "color": {"red": 255, "green": 0, "blue": 0, "alpha": 255}, "maskId": 1, "id": 11,
+   "opacity": 0.5, "secondaryOpacity": 0.25, "penWidth": 0.3},
+  {"name": "tumour, \"grade 2\"", "color": "#00ff00", "mask_id": 5, "id": 77},
+  {"name": "vessel\nwall", "colour": [0, 0, 255], "maskId": 6}
+])";
+    QStringList expected;
+    int run = 0;
+    for (const QByteArray& text : {spreadsheet, semicolons, tabs, json}) {
+        SCOPED_TRACE(run);
+        Project target;
+        pxmtest::addLabel(target, "cell", 11, 1, QColor("#00ff00"));
+        target.undoStack()->clear();
+        const QString name = QString("labels%1.%2").arg(run++).arg(text == json ? "json" : "csv");
+        pxmtest::writeFile(dir.path(name), text);
+        const LabelImport::Plan plan = LabelImport::planFile(&target, dir.path(name));
+        ASSERT_TRUE(plan.ok()) << plan.error.toStdString();
+        EXPECT_TRUE(plan.conflicts.isEmpty()) << plan.conflicts.join('\n').toStdString();
+        EXPECT_EQ(plan.newLabels(), 2);
+        EXPECT_EQ(plan.updatedLabels(), 1);
+        ASSERT_TRUE(LabelImport::apply(&target, plan));
+        EXPECT_EQ(target.undoStack()->count(), 1);
+        QStringList state = fullState(target);
+        // The label without an id in the file gets a random one.
+        ASSERT_EQ(state.size(), 3);
+        EXPECT_NE(target.labels()[2]->id(), 0);
+        state[2].replace(QString("id=%1 ").arg(target.labels()[2]->id()), "id=* ");
+        if (expected.isEmpty())
+            expected = state;
+        EXPECT_EQ(state, expected);
+    }
+    EXPECT_EQ(expected, QStringList({"cell id=11 mask=1 #ff0000 o=0.5 s=0.25 p=0.3",
+                                     "tumour, \"grade 2\" id=77 mask=5 #00ff00 o=0.7 s=0.3 p=0.5",
+                                     "vessel\nwall id=* mask=6 #0000ff o=0.7 s=0.3 p=0.5"}));
+}
+
+TEST_F(LabelImportTest, AProjectFilesLabelsCanBeImported) {
+    Project source;
+    pxmtest::addLabel(source, "cell", 11, 1, QColor(10, 20, 30, 128));
+    pxmtest::addLabel(source, "debris", 99, 9, QColor("#123456"));
+    ProjectSerializer::write(&source, dir.path("source.json"), false);
+    const LabelImport::Plan plan = LabelImport::planFile(&project, dir.path("source.json"));
+    ASSERT_TRUE(plan.ok()) << plan.error.toStdString();
+    ASSERT_TRUE(LabelImport::apply(&project, plan));
+    const Label* debris = project.labelByName("debris");
+    ASSERT_NE(debris, nullptr);
+    EXPECT_EQ(debris->id(), 99);
+    EXPECT_EQ(debris->maskId(), 9);
+    EXPECT_EQ(debris->color(), QColor("#123456"));
+    EXPECT_EQ(cell->color(), QColor(10, 20, 30));
+    EXPECT_NEAR(cell->opacity(), 128 / 255.0, 1e-6);
+}
+
+TEST_F(LabelImportTest, MalformedFilesNameTheLineAndChangeNothing) {
+    struct Case {
+        const char* name;
+        QByteArray text;
+        QString message;
+    } cases[] = {
+        {"a.csv", "name,color\ncell,#ff0000\ndust,purple-ish\n", "Line 3: the colour 'purple-ish'"},
+        {"b.csv", "name,maskId\ncell,1\n\ndust,300\n", "Line 4: the mask id 300 is not between 1 and 255"},
+        {"c.csv", "name,opacity\ncell,70\n", "Line 2: the opacity 70 is not between 0 and 1"},
+        {"d.csv", "name,id\ncell,1.5\n", "Line 2: the id 1.5 is not a whole number"},
+        {"e.csv", "name,color\n\"cell,#ff0000\n", "Line 2: a quoted field is not closed"},
+        {"f.csv", "name,color\ncell,#ff0000,1\n", "Line 2: the row has 3 fields"},
+        {"g.csv", "colour,maskId\n#ff0000,1\n", "Line 1: the header row has no 'name' column"},
+        {"h.csv", "name\ncell\n\"a\nb\"\ncell\n",
+         "Line 5: the label 'cell' is defined twice (first on line 2)"},
+        {"i.csv", "name,id\n,4\n", "Line 2: the label has no name"},
+        {"j.json", "[\n  {\"name\": \"a\"},\n  {\"name\": \"b\", \"maskId\": \"x\"}\n]",
+         "Line 3: the mask id is not a number"},
+        {"k.json", "{\"labels\": [\n{\"name\": \"a\"},\n\n{\"nom\": \"b\"}]}",
+         "Line 4: the label has no \"name\" text"},
+        {"l.json", "[\n{\"name\": \"a\"},\n{\"name\": \"b\",}\n]", "Line 3: the file is not valid JSON"},
+        {"m.json", "{\"images\": []}", "Line 1: expected a list of labels"},
+        {"n.json", "[{\"name\": \"a\", \"id\": 5}, {\"name\": \"b\", \"id\": 5}]",
+         "Line 1: the id 5 is given to two labels"},
+        {"o.json", "[{\"name\": \"a\", \"color\": {\"red\": 300, \"green\": 0, \"blue\": 0}}]",
+         "Line 1: the colour needs"},
+    };
+    const QStringList before = fullState(project);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const LabelImport::Plan plan = planText(c.text, c.name);
+        EXPECT_FALSE(plan.ok());
+        EXPECT_TRUE(plan.error.startsWith(c.message)) << plan.error.toStdString();
+        EXPECT_FALSE(LabelImport::apply(&project, plan));
+        EXPECT_EQ(fullState(project), before);
+        EXPECT_EQ(project.undoStack()->count(), 0);
+    }
+    EXPECT_TRUE(
+        LabelImport::planFile(&project, dir.path("absent.csv")).error.contains("could not be opened"));
+}
+
+TEST_F(LabelImportTest, ConflictsAreListedAndResolvedWithoutBreakingIdentities) {
+    const LabelImport::Plan plan = planText("name,maskId,id\n"
+                                            "debris,2,11\n" // mask id of "nucleus", id of "cell"
+                                            "cell,1,500\n"  // same name, another id: cell keeps 11
+                                            "dust,,12\n",   // id of "nucleus"
+                                            "conflicts.csv");
+    ASSERT_TRUE(plan.ok());
+    ASSERT_EQ(plan.conflicts.size(), 4) << plan.conflicts.join('\n').toStdString();
+    EXPECT_TRUE(plan.conflicts[0].contains("'debris' (line 2): the id 11 belongs to the label 'cell'"));
+    EXPECT_TRUE(plan.conflicts[1].contains("the mask id 2 is also used by 'nucleus'"));
+    EXPECT_TRUE(plan.conflicts[2].contains("'cell' (line 3): the file gives the id 500"));
+    EXPECT_TRUE(plan.conflicts[3].contains("'dust' (line 4): the id 12 belongs to the label 'nucleus'"));
+    const QStringList before = fullState(project);
+    ASSERT_TRUE(LabelImport::apply(&project, plan));
+    EXPECT_EQ(cell->id(), 11);
+    const Label* debris = project.labelByName("debris");
+    const Label* dust = project.labelByName("dust");
+    ASSERT_TRUE(debris && dust);
+    EXPECT_NE(debris->id(), 11);
+    EXPECT_NE(dust->id(), 12);
+    EXPECT_EQ(debris->maskId(), 2) << "a shared mask id is allowed";
+    EXPECT_EQ(dust->maskId(), 3) << "the lowest mask id no label uses";
+    project.undoStack()->undo();
+    EXPECT_EQ(fullState(project), before);
+}
+
+TEST_F(LabelImportTest, UpdatesAreOneStepAndUndoRestoresEveryProperty) {
+    const LabelImport::Plan plan = planText(
+        "name,color,opacity,secondary opacity,pen width,mask id\ncell,#ff00ff,0.9,0.1,0.2,4\n", "u.csv");
+    ASSERT_TRUE(plan.ok());
+    ASSERT_EQ(plan.changes.size(), 1);
+    EXPECT_EQ(plan.changes[0].properties,
+              QStringList({"colour", "opacity", "secondary opacity", "pen width", "mask id"}));
+    const QStringList before = fullState(project);
+    ASSERT_TRUE(LabelImport::apply(&project, plan));
+    EXPECT_EQ(fullState(project)[0], "cell id=11 mask=4 #ff00ff o=0.9 s=0.1 p=0.2");
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    project.undoStack()->undo();
+    EXPECT_EQ(fullState(project), before) << "the border opacity 0.4 survives the colour's undo";
+    project.undoStack()->redo();
+    EXPECT_EQ(fullState(project)[0], "cell id=11 mask=4 #ff00ff o=0.9 s=0.1 p=0.2");
+
+    // The same file again changes nothing and pushes nothing.
+    const LabelImport::Plan again = LabelImport::planFile(&project, dir.path("u.csv"));
+    EXPECT_FALSE(again.changesAnything());
+    EXPECT_FALSE(LabelImport::apply(&project, again));
+    EXPECT_EQ(project.undoStack()->count(), 1);
+}

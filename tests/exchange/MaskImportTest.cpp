@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include "exchange/MaskImport.h"
+
+#include "ReaderTestSupport.h"
+#include "platform/CImageIo2.h"
+#include "scene/MaskItem.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace pxm;
+using pxmtest::TempDir;
+
+namespace {
+
+/// Writes an 8-bit mask of the given size whose voxel i holds values[i % values.size()].
+QString writeMask(const TempDir& dir, const QString& name, KYVO::CSize size, std::vector<uint8_t> values,
+                  KYVO::EnImageType type = KYVO::IMAGE_GREY_8) {
+    KYVO::CImage mask(type, size);
+    for (std::size_t i = 0; i < size.Elements(); ++i)
+        mask.data()[i * mask.bytesPerVoxel()] = values[i % values.size()];
+    KYVO::CImageIo2::Save(dir.localPath(name), mask);
+    return dir.path(name);
+}
+
+/// The mask values and the path of each image, and the labels, so a test can check that
+/// nothing changed.
+QStringList state(const Project& project) {
+    QStringList lines = pxmtest::describeLabels(project);
+    for (const LabeledImage* image : project.images()) {
+        QString values;
+        if (const KYVO::CImage* mask = image->mask())
+            for (std::size_t i = 0; i < std::min<std::size_t>(mask->byteCount(), 16); ++i)
+                values += QString::number(mask->data()[i]) + ' ';
+        lines << QString("%1 mask=%2 [%3]").arg(image->imagePath(), image->maskPath(), values.trimmed());
+    }
+    return lines;
+}
+
+class MaskImportTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        a = pxmtest::addMemoryImage(project, 4, 4, 1, "a.png");
+        b = pxmtest::addMemoryImage(project, 4, 4, 1, "b.png");
+        pxmtest::addLabel(project, "cell", 11, 1);
+        pxmtest::addLabel(project, "nucleus", 12, 2);
+        project.undoStack()->clear();
+    }
+    Project project;
+    LabeledImage* a = nullptr;
+    LabeledImage* b = nullptr;
+    TempDir dir;
+};
+
+} // namespace
+
+TEST_F(MaskImportTest, OneMaskGoesToTheCurrentImageAsOneUndoStep) {
+    project.setCurrentImageIndex(1);
+    const QString path = writeMask(dir, "m.pgm", {4, 4, 1}, {0, 1, 2, 1});
+    const QStringList before = state(project);
+
+    const MaskImport::Plan plan = MaskImport::plan(&project, {path});
+    ASSERT_TRUE(plan.ok()) << plan.errors.join('\n').toStdString();
+    EXPECT_TRUE(plan.unknownValues.isEmpty());
+    EXPECT_EQ(state(project), before) << "planning changes nothing";
+    ASSERT_TRUE(MaskImport::apply(&project, plan, true));
+
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    ASSERT_NE(b->mask(), nullptr);
+    EXPECT_EQ(a->mask(), nullptr);
+    EXPECT_EQ(b->maskPath(), path);
+    EXPECT_EQ(b->maskState(), LabeledImage::MaskState::Ok);
+    EXPECT_EQ(b->mask()->data()[2], 2);
+    EXPECT_EQ(project.labels().size(), 2);
+
+    project.undoStack()->undo();
+    EXPECT_EQ(state(project), before);
+    project.undoStack()->redo();
+    EXPECT_EQ(b->mask()->data()[1], 1);
+}
+
+TEST_F(MaskImportTest, AsManyMasksAsImagesAreMatchedInSortedOrder) {
+    // Chosen in reverse: the sorted paths meet the images in project order.
+    const QString second = writeMask(dir, "mask_b.pgm", {4, 4, 1}, {2});
+    const QString first = writeMask(dir, "mask_a.pgm", {4, 4, 1}, {1});
+    const QStringList before = state(project);
+    const MaskImport::Plan plan = MaskImport::plan(&project, {second, first});
+    ASSERT_TRUE(plan.ok());
+    ASSERT_TRUE(MaskImport::apply(&project, plan, false));
+    EXPECT_EQ(a->maskPath(), first);
+    EXPECT_EQ(b->maskPath(), second);
+    EXPECT_EQ(a->mask()->data()[0], 1);
+    EXPECT_EQ(b->mask()->data()[0], 2);
+    EXPECT_EQ(project.undoStack()->count(), 1) << "both masks are one step";
+    project.undoStack()->undo();
+    EXPECT_EQ(state(project), before);
+}
+
+TEST_F(MaskImportTest, RefusalsLeaveTheProjectUnchanged) {
+    const QString good = writeMask(dir, "good.pgm", {4, 4, 1}, {1});
+    const QString small = writeMask(dir, "small.pgm", {3, 4, 1}, {1});
+    const QString deep = writeMask(dir, "deep.okav", {4, 4, 2}, {1});
+    const QString rgb = writeMask(dir, "rgb.ppm", {4, 4, 1}, {1}, KYVO::IMAGE_RGB_8I);
+    const QString bits = writeMask(dir, "bits.pbm", {4, 4, 1}, {1}, KYVO::IMAGE_BOOL);
+    pxmtest::writeFile(dir.path("broken.pgm"), "P5\n4 4\n255\nxx");
+    struct Case {
+        QStringList paths;
+        MaskImport::Status status;
+        QString message; // a part of the one error line
+    } cases[] = {
+        {{small}, MaskImport::Status::Invalid, "'small.pgm' is 3 x 4 pixels, but the image 'a.png' is 4 x 4"},
+        {{deep}, MaskImport::Status::Invalid, "'deep.okav' is 4 x 4 x 2 pixels"},
+        {{rgb}, MaskImport::Status::Invalid, "'rgb.ppm' has pixels of type IMAGE_RGB_8I"},
+        {{bits}, MaskImport::Status::Invalid, "'bits.pbm' has pixels of type IMAGE_BOOL"},
+        {{dir.path("broken.pgm")}, MaskImport::Status::Invalid, "could not be read"},
+        {{dir.path("missing.pgm")}, MaskImport::Status::Invalid, "could not be read"},
+        {{good, good, good}, MaskImport::Status::InvalidCount, ""},
+        // One bad mask of two refuses both.
+        {{good, small}, MaskImport::Status::Invalid, "'small.pgm' is 3 x 4 pixels, but the image 'b.png'"},
+    };
+    const QStringList before = state(project);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.paths.join(' ').toStdString());
+        const MaskImport::Plan plan = MaskImport::plan(&project, c.paths);
+        EXPECT_EQ(plan.status, c.status);
+        EXPECT_FALSE(MaskImport::apply(&project, plan, true));
+        if (!c.message.isEmpty()) {
+            ASSERT_EQ(plan.errors.size(), 1);
+            EXPECT_TRUE(plan.errors[0].contains(c.message)) << plan.errors[0].toStdString();
+        }
+        EXPECT_EQ(state(project), before);
+        EXPECT_EQ(project.undoStack()->count(), 0);
+    }
+    project.setCurrentImageIndex(-1);
+    EXPECT_EQ(MaskImport::plan(&project, {good}).status, MaskImport::Status::NoImage);
+}
+
+TEST_F(MaskImportTest, UnknownValuesAreReportedAndBecomeLabelsInTheSameStep) {
+    const QString path = writeMask(dir, "m.pgm", {4, 4, 1}, {0, 1, 7, 9, 7});
+    const MaskImport::Plan plan = MaskImport::plan(&project, {path});
+    ASSERT_TRUE(plan.ok());
+    EXPECT_EQ(plan.unknownValues, QVector<int>({7, 9}));
+    ASSERT_TRUE(MaskImport::apply(&project, plan, true));
+    ASSERT_EQ(project.labels().size(), 4);
+    EXPECT_EQ(project.labelsByMaskId(7).value(0)->name(), "Label 7");
+    EXPECT_EQ(project.labelsByMaskId(9).value(0)->name(), "Label 9");
+    EXPECT_NE(project.labelsByMaskId(9).value(0)->id(), 0);
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    project.undoStack()->undo();
+    EXPECT_EQ(project.labels().size(), 2);
+    EXPECT_EQ(a->mask(), nullptr);
+    project.undoStack()->redo();
+    EXPECT_EQ(project.labels().size(), 4);
+    EXPECT_NE(a->mask(), nullptr);
+}
+
+TEST_F(MaskImportTest, ReplacingAMaskClearsErasuresAndUndoRestoresMaskAndErasures) {
+    // An image whose mask comes from a file, as after opening a project; one voxel erased
+    // and one reassigned in memory.
+    const QString old = writeMask(dir, "old.pgm", {4, 4, 1}, {1});
+    a->setMaskPath(old);
+    a->loadMask(true, false);
+    ASSERT_NE(a->mask(), nullptr);
+    a->eraseOverlay()->data()[0] = 1;
+    a->mask()->data()[5] = 2;
+    const QString path = writeMask(dir, "new.pgm", {4, 4, 1}, {2});
+    ASSERT_TRUE(MaskImport::apply(&project, MaskImport::plan(&project, {path}), false));
+    EXPECT_EQ(a->eraseOverlay()->data()[0], 0) << "the old erasures do not apply to the new mask";
+    EXPECT_EQ(a->mask()->data()[0], 2);
+
+    // Swapped out and in again, the imported mask comes back from its file.
+    a->swap();
+    EXPECT_EQ(a->mask(), nullptr);
+    a->incUsage();
+    ASSERT_NE(a->mask(), nullptr);
+    EXPECT_EQ(a->mask()->data()[3], 2);
+    a->decUsage();
+
+    project.undoStack()->undo();
+    EXPECT_EQ(a->maskPath(), old);
+    ASSERT_NE(a->mask(), nullptr);
+    EXPECT_EQ(a->mask()->data()[5], 2) << "the edit made in memory is back";
+    EXPECT_EQ(a->mask()->data()[4], 1);
+    a->ensureEraseOverlay();
+    EXPECT_EQ(a->eraseOverlay()->data()[0], 1);
+}
+
+TEST_F(MaskImportTest, AnImageNeverLoadedIsLoadedToCheckTheMask) {
+    const QString imagePath = dir.path("img.pgm");
+    KYVO::CImageIo2::Save(dir.localPath("img.pgm"), KYVO::CImage(KYVO::IMAGE_GREY_8, {5, 3, 1}));
+    auto* lazy = new LabeledImage(&project);
+    lazy->setImagePath(imagePath);
+    project.addImage(lazy);
+    project.setCurrentImageIndex(2);
+    EXPECT_EQ(lazy->width(), 0u);
+    EXPECT_FALSE(MaskImport::plan(&project, {writeMask(dir, "m4.pgm", {4, 4, 1}, {1})}).ok());
+    const MaskImport::Plan plan = MaskImport::plan(&project, {writeMask(dir, "m5.pgm", {5, 3, 1}, {1})});
+    ASSERT_TRUE(plan.ok());
+    EXPECT_EQ(lazy->image(), nullptr) << "the image is not kept in memory for the check";
+    ASSERT_TRUE(MaskImport::apply(&project, plan, false));
+    EXPECT_EQ(lazy->maskPath(), dir.path("m5.pgm"));
+
+    auto* missing = new LabeledImage(&project);
+    missing->setImagePath(dir.path("nowhere.pgm"));
+    project.addImage(missing);
+    project.setCurrentImageIndex(3);
+    const MaskImport::Plan refused = MaskImport::plan(&project, {dir.path("m5.pgm")});
+    ASSERT_EQ(refused.errors.size(), 1);
+    EXPECT_TRUE(refused.errors[0].contains("could not be loaded")) << refused.errors[0].toStdString();
+}
