@@ -13,9 +13,11 @@
 #include <QDir>
 #include <QStringList>
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <signal.h>
 #include <unistd.h>
 
 namespace pxm {
@@ -46,7 +48,8 @@ const char* const UsageText =
     "  -h, --help          show this help\n"
     "\n"
     "Exit codes: 0 success, 2 bad arguments, 3 unreadable project,\n"
-    "4 a file or the output directory could not be written.\n"
+    "4 a file or the output directory could not be written,\n"
+    "130 stopped by Ctrl-C, 143 stopped by SIGTERM (files written before stay complete).\n"
     "A progress bar is drawn on standard error when it is a terminal.\n";
 
 void printError(const QString& message) {
@@ -174,6 +177,56 @@ void logThroughProgressBar(QtMsgType type, const QMessageLogContext& context, co
     std::fflush(stderr);
 }
 
+/// The signal that asked the command to stop; 0 while none has.
+volatile std::sig_atomic_t g_stopSignal = 0;
+
+extern "C" void onStopSignal(int signal) {
+    if (g_stopSignal != 0) {
+        // Asked twice: stop now. Every file is written to a temporary first, so at worst a
+        // temporary is left behind, never a half-written target.
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+        return;
+    }
+    g_stopSignal = signal;
+}
+
+/// Catches SIGINT and SIGTERM for the life of the command; the export stops between two files.
+class StopSignals {
+public:
+    StopSignals() {
+        struct sigaction action {};
+        action.sa_handler = onStopSignal;
+        sigemptyset(&action.sa_mask);
+        // Reads and writes in progress go on; the flag is looked at between files.
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGINT, &action, &m_previousInt);
+        sigaction(SIGTERM, &action, &m_previousTerm);
+    }
+    ~StopSignals() {
+        sigaction(SIGINT, &m_previousInt, nullptr);
+        sigaction(SIGTERM, &m_previousTerm, nullptr);
+    }
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+
+    static bool stopped() { return g_stopSignal != 0; }
+    static int exitCode() { return ExportInterruptedBase + int(g_stopSignal); }
+
+private:
+    struct sigaction m_previousInt {};
+    struct sigaction m_previousTerm {};
+};
+
+int interrupted(const char* detail) {
+    if (ProgressBar::active)
+        ProgressBar::active->clearLine();
+    printError(QStringLiteral("Interrupted by %1%2.")
+                   .arg(g_stopSignal == SIGINT ? QStringLiteral("Ctrl-C") : QStringLiteral("SIGTERM"),
+                        QString::fromLatin1(detail)));
+    return StopSignals::exitCode();
+}
+
 /// Starts the platform library for the life of the command.
 struct PlatformScope {
     PlatformScope() { VanduInit(-1); }
@@ -209,6 +262,9 @@ int exportProject(const Request& request) {
         return ExportUnreadableProject;
     }
 
+    if (StopSignals::stopped())
+        return interrupted(" before anything was written");
+
     if (!QDir().mkpath(request.settings.directory)) {
         printError(
             QStringLiteral("Cannot create the output directory '%1'.").arg(request.settings.directory));
@@ -223,6 +279,11 @@ int exportProject(const Request& request) {
         printError(QStringLiteral("Could not write '%1': %2").arg(path, reason));
     });
 
+    // Every step ends with a progress report on this thread: the place to look at the signal.
+    QObject::connect(&worker, &ExportMaskWorker::progressChanged, [&worker](int) {
+        if (StopSignals::stopped())
+            worker.requestStop();
+    });
     ProgressBar bar(worker.progressTotal());
     const bool showProgress = isatty(STDERR_FILENO);
     if (showProgress) {
@@ -238,6 +299,8 @@ int exportProject(const Request& request) {
         ProgressBar::active = nullptr;
     }
 
+    if (StopSignals::stopped())
+        return interrupted("; the files written before stay complete");
     if (worker.failureCount() > 0) {
         printError(QStringLiteral("%1 file(s) could not be written.").arg(worker.failureCount()));
         return ExportWriteFailed;
@@ -269,6 +332,7 @@ int runExportCommand(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 
+    const StopSignals stopSignals;
     const PlatformScope platform;
     // Our own arguments are not Qt's: the application sees only the program name.
     int appArgc = 1;

@@ -106,6 +106,9 @@ void ExportMaskWorker::exportProject() {
 
     const QList<LabeledImage*> images = m_project->images();
     for (LabeledImage* image : images) {
+        // A stop asked for while an image was skipped must not start the next one.
+        if (stopRequested())
+            return;
         m_currentImage = image;
         if (m_skipUnlabeled && !isLabeled(image)) {
             countSkippedImage(image);
@@ -114,7 +117,7 @@ void ExportMaskWorker::exportProject() {
         if (!exportImage(image))
             return;
     }
-    if (m_vggImageAnnotator) {
+    if (m_vggImageAnnotator && !stopRequested()) {
         exportVGGImageAnnotator();
         step();
     }

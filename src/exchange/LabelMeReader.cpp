@@ -17,10 +17,6 @@
 #include <QGraphicsLineItem>
 #include <QGraphicsPolygonItem>
 #include <QGraphicsRectItem>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QJsonParseError>
 #include <QUndoStack>
 #include <algorithm>
 #include <cmath>
@@ -30,7 +26,7 @@ namespace pxm {
 
 namespace {
 
-// Qt's JSON parser refuses documents far smaller than this; reading more would only waste memory.
+// Larger files are not LabelMe annotations; reading more would only waste memory.
 constexpr qint64 maxDocumentBytes = qint64(1) << 30;
 
 /// Faults in single shapes are the developer's business, not the user's: debug log only.
@@ -39,54 +35,54 @@ void log(const QString& text) {
 }
 
 /// A size value when it is a number within limits, else 0 (unknown).
-uint32_t extent(const QJsonValue& value) {
-    const double v = value.toDouble();
+uint32_t extent(const JsonTree::Value& value) {
+    const double v = value.toNumber();
     if (!std::isfinite(v) || v < 0 || v > double(BaseReader::maxImageExtent))
         return 0;
     return uint32_t(v);
 }
 
-int colorComponent(const QJsonValue& value) {
-    const double v = value.toDouble();
+int colorComponent(const JsonTree::Value& value) {
+    const double v = value.toNumber();
     return std::isfinite(v) ? int(std::lround(std::min(255.0, std::max(0.0, v)))) : 0;
 }
 
 /// [red, green, blue] or [alpha, red, green, blue]; an invalid colour for anything else.
-QColor readColor(const QJsonValue& value) {
-    if (!value.isArray())
+QColor readColor(const JsonTree::Value& values) {
+    if (!values.isArray())
         return QColor();
-    const QJsonArray values = value.toArray();
     if (values.size() < 3) {
         log("Expected at least 3 values for an RGB(A) color.");
         return QColor();
     }
     for (int i = 0; i < 3; ++i) {
-        if (!values[i].isDouble()) {
+        if (!values.at(i).isNumber()) {
             log("Expected only numbers for RGB(A) values.");
             return QColor();
         }
     }
     if (values.size() == 3)
-        return QColor(colorComponent(values[0]), colorComponent(values[1]), colorComponent(values[2]));
+        return QColor(colorComponent(values.at(0)), colorComponent(values.at(1)),
+                      colorComponent(values.at(2)));
     if (values.size() == 4)
-        return QColor(colorComponent(values[1]), colorComponent(values[2]), colorComponent(values[3]),
-                      colorComponent(values[0]));
+        return QColor(colorComponent(values.at(1)), colorComponent(values.at(2)),
+                      colorComponent(values.at(3)), colorComponent(values.at(0)));
     return QColor();
 }
 
 /// Every point of the array; a malformed point ends the file.
-QPolygonF readPoints(const QJsonArray& points) {
+QPolygonF readPoints(const JsonTree::Value& points) {
     QPolygonF polygon;
     polygon.reserve(points.size());
-    for (const QJsonValue& value : points) {
-        if (!value.isArray())
+    for (int i = 0; i < points.size(); ++i) {
+        const JsonTree::Value point = points.at(i);
+        if (!point.isArray())
             throw CriticalReadError("Expected a 'point' to be a JSON array.");
-        const QJsonArray point = value.toArray();
-        if (point.size() != 2 || !point[0].isDouble() || !point[1].isDouble() ||
-            !std::isfinite(point[0].toDouble()) || !std::isfinite(point[1].toDouble()))
+        if (point.size() != 2 || !point.at(0).isNumber() || !point.at(1).isNumber() ||
+            !std::isfinite(point.at(0).toNumber()) || !std::isfinite(point.at(1).toNumber()))
             throw CriticalReadError("Expected a 'point' to be a JSON array with two numbers.");
-        polygon.append(QPointF(BaseReader::clampedCoordinate(point[0].toDouble()),
-                               BaseReader::clampedCoordinate(point[1].toDouble())));
+        polygon.append(QPointF(BaseReader::clampedCoordinate(point.at(0).toNumber()),
+                               BaseReader::clampedCoordinate(point.at(1).toNumber())));
     }
     return polygon;
 }
@@ -116,45 +112,48 @@ void LabelMeReader::readFile(const QString& path) {
         throw CriticalReadError(QString("Could not open '%1'.").arg(path));
     if (file.size() > maxDocumentBytes)
         throw CriticalReadError(QString("Expected a JSON document at '%1'.").arg(path));
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
-    if (parseError.error != QJsonParseError::NoError)
-        throw CriticalReadError(QString("Expected a JSON document at '%1'.").arg(path));
-    if (!document.isObject())
+    // Our own parser: it takes what QJsonDocument takes, tells where a document breaks, and
+    // does not leak on repeated keys as Qt's does.
+    JsonTree document;
+    if (!document.parse(file.readAll()))
+        throw CriticalReadError(QString("Expected a JSON document at '%1'.").arg(path), document.errorLine());
+    const JsonTree::Value root = document.root();
+    if (!root.isObject())
         throw CriticalReadError(QString("Expected a JSON object in '%1'.").arg(path));
-    const QJsonObject root = document.object();
     m_appliedColors.clear();
 
     // The image belongs to this function until the add-images command takes it.
     std::unique_ptr<LabeledImage> image(new LabeledImage(project()));
-    if (root.value("imageHeight").isDouble())
-        image->setHeight(extent(root.value("imageHeight")));
-    if (root.value("imageWidth").isDouble())
-        image->setWidth(extent(root.value("imageWidth")));
+    if (root.member("imageHeight").isNumber())
+        image->setHeight(extent(root.member("imageHeight")));
+    if (root.member("imageWidth").isNumber())
+        image->setWidth(extent(root.member("imageWidth")));
     image->setDepth(1);
 
-    if (!root.contains("imagePath"))
+    const JsonTree::Value pathValue = root.member("imagePath");
+    if (pathValue.isUndefined())
         throw CriticalReadError("Missing 'imagePath' key.");
-    if (!root.value("imagePath").isString())
+    if (!pathValue.isString())
         throw CriticalReadError("Expected 'imagePath' to be a string.");
-    QString imagePath = root.value("imagePath").toString();
+    QString imagePath = pathValue.toString();
     if (!imagePath.startsWith('/'))
         imagePath = QDir::cleanPath(QFileInfo(path).absoluteDir().absoluteFilePath(imagePath));
     image->setImagePath(imagePath);
 
-    if (root.contains("imageData") && !root.value("imageData").isNull())
+    if (!root.member("imageData").isUndefined() && !root.member("imageData").isNull())
         log("The 'imageData' attribute is currently not supported.");
 
     image->createScenes();
     Scene* target = image->scene(0);
 
-    if (!root.value("shapes").isArray())
+    const JsonTree::Value shapes = root.member("shapes");
+    if (!shapes.isArray())
         throw CriticalReadError("Expected 'shapes' to be a JSON array.");
-    const QJsonArray shapes = root.value("shapes").toArray();
-    for (const QJsonValue& shape : shapes) {
+    for (int i = 0; i < shapes.size(); ++i) {
+        const JsonTree::Value shape = shapes.at(i);
         if (!shape.isObject())
             throw CriticalReadError("Expected 'shapes' items to be JSON objects.");
-        readShape(shape.toObject(), target);
+        readShape(shape, target);
     }
     project()->undoStack()->push(new commands::AddImages(project(), image.release()));
 }
@@ -186,38 +185,41 @@ Label* LabelMeReader::labelFor(const QString& name, const QColor& lineColor, con
     return label;
 }
 
-void LabelMeReader::readShape(const QJsonObject& shape, Scene* target) {
-    if (!shape.contains("label")) {
+void LabelMeReader::readShape(const JsonTree::Value& shape, Scene* target) {
+    const JsonTree::Value name = shape.member("label");
+    if (name.isUndefined()) {
         log("Missing 'label' attribute in 'shapes' object.");
         return;
     }
-    if (!shape.value("label").isString()) {
+    if (!name.isString()) {
         log("Expected 'label' to be a JSON string.");
         return;
     }
-    const QColor lineColor = readColor(shape.value("line_color"));
-    const QColor fillColor = readColor(shape.value("fill_color"));
-    const Label* label = labelFor(shape.value("label").toString(), lineColor, fillColor);
+    const QColor lineColor = readColor(shape.member("line_color"));
+    const QColor fillColor = readColor(shape.member("fill_color"));
+    const Label* label = labelFor(name.toString(), lineColor, fillColor);
 
-    if (!shape.contains("shape_type")) {
+    const JsonTree::Value typeValue = shape.member("shape_type");
+    if (typeValue.isUndefined()) {
         log("'shape' item does not have a 'shape_type' attribute.");
         return;
     }
-    if (!shape.value("shape_type").isString()) {
+    if (!typeValue.isString()) {
         log("Expected 'shape_type' to be a string.");
         return;
     }
-    const QString type = shape.value("shape_type").toString();
+    const QString type = typeValue.toString();
     if (type != QLatin1String("polygon") && type != QLatin1String("rectangle") &&
         type != QLatin1String("circle") && type != QLatin1String("line")) {
         log("Unsupported 'shape_type': " + type);
         return;
     }
-    if (!shape.value("points").isArray()) {
+    const JsonTree::Value points = shape.member("points");
+    if (!points.isArray()) {
         log("Expected 'points' to be a JSON array.");
         return;
     }
-    if (QGraphicsItem* item = buildItem(type, readPoints(shape.value("points").toArray())))
+    if (QGraphicsItem* item = buildItem(type, readPoints(points)))
         target->addLabelItem(item, label);
 }
 

@@ -2,14 +2,12 @@
 #pragma once
 
 #include "exchange/BaseReader.h"
+#include "persistence/JsonTree.h"
 
 #include <QColor>
 #include <QHash>
 #include <QString>
 #include <optional>
-
-class QJsonObject;
-class QJsonValue;
 
 namespace pxm {
 
@@ -19,7 +17,8 @@ class Scene;
 /// Imports LabelMe JSON files: each file adds one 2D image, and each shape of type
 /// "polygon", "rectangle", "circle" or "line" an item under the label of its name. A missing
 /// label is created with the shape's colour; an existing one takes a differing colour of the
-/// file. Faults in single shapes go to the debug log; structural faults end the file.
+/// file. Faults in single shapes go to the debug log; structural faults end the file. A file
+/// that is not JSON fails with the line where it stops being JSON.
 class LabelMeReader : public BaseReader {
     Q_OBJECT
 public:
@@ -29,7 +28,7 @@ public:
     void readFile(const QString& path) override;
 
 private:
-    void readShape(const QJsonObject& shape, Scene* target);
+    void readShape(const JsonTree::Value& shape, Scene* target);
     Label* labelFor(const QString& name, const QColor& lineColor, const QColor& fillColor);
 
     // The colour each label was last given by the file being read.

@@ -3,6 +3,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -86,6 +87,9 @@ public:
         skipSpace();
         return m_p == m_end;
     }
+
+    /// Where parsing stopped: after a failure, the first character that could not be taken.
+    std::size_t position() const { return std::size_t(m_p - m_begin); }
 
 private:
     void skipSpace() {
@@ -316,16 +320,21 @@ private:
 
 bool JsonTree::parse(const QByteArray& text) {
     m_text = text;
+    m_errorLine = -1;
     m_nodes.clear();
     m_elements.clear();
     m_members.clear();
     // Offsets are 32-bit; the project reader never hands over more than 1 GiB.
-    if (quint64(text.size()) >= std::numeric_limits<uint32_t>::max())
+    if (quint64(text.size()) >= std::numeric_limits<uint32_t>::max()) {
+        m_errorLine = 0;
         return false;
+    }
     m_nodes.reserve(std::size_t(text.size()) / 24 + 16);
     Parser parser(*this, m_text.constData(), m_text.constData() + m_text.size());
     if (parser.document())
         return true;
+    const std::size_t stop = std::min(parser.position(), std::size_t(m_text.size()));
+    m_errorLine = int(std::count(m_text.constBegin(), m_text.constBegin() + stop, '\n'));
     m_text.clear();
     m_nodes = std::vector<Node>();
     m_elements = std::vector<uint32_t>();

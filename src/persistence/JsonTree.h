@@ -27,6 +27,8 @@ public:
 
     /// Parses text; false (and an empty tree) when it is not valid JSON.
     bool parse(const QByteArray& text);
+    /// After a failed parse, the 0-based line where the text stopped being JSON; -1 otherwise.
+    int errorLine() const { return m_errorLine; }
     /// The document's value; undefined before a successful parse.
     Value root() const;
 
@@ -95,6 +97,7 @@ private:
     static QString decode(const char* text, uint32_t size, bool escaped);
 
     QByteArray m_text;
+    int m_errorLine = -1;
     std::vector<Node> m_nodes;
     std::vector<uint32_t> m_elements;
     std::vector<Member> m_members;

@@ -190,13 +190,18 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     struct Case {
         QByteArray text;
         QString error;
+        int line = -1; // where the text stops being JSON, 0-based
     };
     const QString point = R"({"imagePath": "a.png", "shapes": [{"label": "early", "fill_color": [1, 2, 3]}, )"
                           R"({"label": "x", "shape_type": "polygon", "points": %1}]})";
     const QList<Case> cases = {
-        {"{", "Expected a JSON document at '" + path + "'."},
-        {"{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", "Expected a JSON document at '" + path + "'."},
-        {QByteArray(5000, '['), "Expected a JSON document at '" + path + "'."},
+        {"{", "Expected a JSON document at '" + path + "'.", 0},
+        {"{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", "Expected a JSON document at '" + path + "'.", 0},
+        {QByteArray(5000, '['), "Expected a JSON document at '" + path + "'.", 0},
+        {"{\n  \"imagePath\": \"a.png\",\n  \"shapes\": [\n    {\"label\": \"y\",,}\n  ]\n}\n",
+         "Expected a JSON document at '" + path + "'.", 3},
+        {"{\"imagePath\": \"a.png\",\r\n\"shapes\": []}\r\n\r\n}",
+         "Expected a JSON document at '" + path + "'.", 3},
         {"[]", "Expected a JSON object in '" + path + "'."},
         {"{}", "Missing 'imagePath' key."},
         {R"({"imagePath": 5, "shapes": []})", "Expected 'imagePath' to be a string."},
@@ -213,7 +218,7 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
         SCOPED_TRACE(c.text.left(80).toStdString());
         ASSERT_TRUE(pxmtest::writeFile(path, c.text));
         pxm::Project project;
-        EXPECT_EQ(import(project, path), QStringList({"E -1 " + c.error}));
+        EXPECT_EQ(import(project, path), QStringList({QString("E %1 ").arg(c.line) + c.error}));
         EXPECT_TRUE(project.images().isEmpty());
         // Labels pushed before the fault stay.
         const int pushed = int(c.text.contains("\"early\"")) + int(c.text.contains("\"label\": \"x\""));
@@ -222,6 +227,26 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     pxm::Project project;
     EXPECT_EQ(import(project, dir.path("none.json")),
               QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
+}
+
+TEST(LabelMeTest, RepeatedKeysKeepTheirLastValue) {
+    // Other tools write such files; the last value counts, and a replaced array must not leak.
+    pxmtest::TempDir dir;
+    const QString path = dir.path("r.json");
+    ASSERT_TRUE(pxmtest::writeFile(path, R"({"imagePath": [1], "imagePath": "a.png", "shapes": [[2, 3], 4],
+        "shapes": [{"label": "x", "label": "cat", "shape_type": "rectangle",
+                    "points": [[0, 0]], "points": [[1, 2], [4, 6]]}]})"));
+    pxm::Project project;
+    EXPECT_EQ(import(project, path), QStringList());
+    ASSERT_EQ(project.images().size(), 1);
+    EXPECT_EQ(project.images()[0]->imagePath(), dir.path("a.png"));
+    const QList<QGraphicsItem*> items = pxmtest::labelItems(project.images()[0]->scene(0));
+    ASSERT_EQ(items.size(), 1);
+    const auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(items[0]);
+    ASSERT_NE(rect, nullptr);
+    EXPECT_EQ(rect->rect(), QRectF(1, 2, 3, 4));
+    ASSERT_EQ(project.labels().size(), 1);
+    EXPECT_EQ(project.labels()[0]->name(), "cat");
 }
 
 TEST(LabelMeTest, FaultsInSingleShapesGoToTheLog) {
