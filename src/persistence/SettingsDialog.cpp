@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "persistence/SettingsDialog.h"
 
+#include "persistence/ReannotationSettings.h"
 #include "persistence/SettingsPages.h"
 #include "persistence/SettingsToolPages.h"
 
@@ -20,7 +21,8 @@ SettingsDialog::SettingsDialog(Project* project, QWidget* parent) : QDialog(pare
                new SerializationSettings(project),
                new StatusLineSettings(project),
                new ScriptSettings(project),
-               new LabelSettings(project)};
+               new LabelSettings(project),
+               new ReannotationSettings(project)};
 
     // The pages are taller than many screens; they scroll inside the dialog.
     auto* content = new QWidget;

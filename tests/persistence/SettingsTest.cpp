@@ -182,7 +182,8 @@ TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
     for (SettingsPage* page : dialog.pages())
         titles << page->title();
     EXPECT_EQ(titles, QStringList({"View", "Rect Tool", "Ellipse Tool", "Freehand Tool", "Eraser Tool",
-                                   "Serialization", "Status Line", "Script Settings", "Label Settings"}));
+                                   "Serialization", "Status Line", "Script Settings", "Label Settings",
+                                   "Reannotation"}));
     auto* rect = qobject_cast<RectToolSettings*>(dialog.pages()[1]);
     ASSERT_NE(rect, nullptr);
     EXPECT_EQ(rect->widthBox()->value(), 40) << "the dialog shows the project's values when built";
