@@ -23,7 +23,7 @@ public:
     void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
 
 private:
-    static constexpr int TileSize = 256;
+    static constexpr int TileSize = 128;
     void fillRaster(const QRect& square);
     void recolour(QRgb colour);
 

@@ -106,7 +106,7 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelSquaresInsideTheScene) {
 /// The item painted into a white picture at a zoom, clipped to the exposed scene rectangle
 /// as a view clips it.
 QImage paintItem(QGraphicsPathItem& item, double zoom, const QRectF& exposed) {
-    QImage out(int(120 * zoom), int(120 * zoom), QImage::Format_ARGB32_Premultiplied);
+    QImage out(int(300 * zoom), int(300 * zoom), QImage::Format_ARGB32_Premultiplied);
     out.fill(Qt::white);
     QPainter painter(&out);
     painter.scale(zoom, zoom);
@@ -118,7 +118,7 @@ QImage paintItem(QGraphicsPathItem& item, double zoom, const QRectF& exposed) {
 }
 
 TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
-    // Squares across tile borders (tiles are 256 wide), overlapping and clipped.
+    // Squares across tile borders (tiles are 128 wide), overlapping each other.
     pxm::FreehandRegion region;
     QGraphicsPathItem reference;
     for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference}) {
@@ -127,21 +127,21 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
     }
     QPainterPath path;
     path.setFillRule(Qt::WindingFill);
-    for (const QRect& r :
-         {QRect(3, 4, 9, 9), QRect(8, 8, 9, 9), QRect(50, 60, 30, 2), QRect(100, 0, 20, 120)}) {
+    for (const QRect& r : {QRect(3, 4, 9, 9), QRect(8, 8, 9, 9), QRect(50, 60, 30, 2), QRect(120, 0, 20, 300),
+                           QRect(250, 240, 20, 30)}) {
         region.addSquare(r);
         path.addRect(r);
     }
     reference.setPath(path);
     EXPECT_EQ(region.path(), path);
     for (const double zoom : {1.0, 3.0})
-        for (const QRectF& exposed : {QRectF(0, 0, 120, 120), QRectF(5.5, 6.2, 50, 70)})
+        for (const QRectF& exposed : {QRectF(0, 0, 300, 300), QRectF(5.5, 6.2, 250, 170)})
             EXPECT_EQ(paintItem(region, zoom, exposed), paintItem(reference, zoom, exposed))
                 << "zoom " << zoom << " exposed " << exposed.width();
     // A new colour, and a path set from outside, as the eraser and undo do.
     for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference})
         item->setBrush(QColor(20, 40, 240, 90));
-    EXPECT_EQ(paintItem(region, 2, QRectF(0, 0, 120, 120)), paintItem(reference, 2, QRectF(0, 0, 120, 120)));
+    EXPECT_EQ(paintItem(region, 2, QRectF(0, 0, 300, 300)), paintItem(reference, 2, QRectF(0, 0, 300, 300)));
     QPainterPath cut = path.subtracted([] {
                                QPainterPath p;
                                p.addRect(10, 0, 100, 50);
@@ -150,14 +150,14 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
                            .simplified();
     region.setPath(cut);
     reference.setPath(cut);
-    EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 120, 120)), paintItem(reference, 1, QRectF(0, 0, 120, 120)));
+    EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 300, 300)), paintItem(reference, 1, QRectF(0, 0, 300, 300)));
     // Stamping goes on from the path it has now.
     region.addSquare(QRect(60, 100, 5, 5));
     cut.setFillRule(Qt::WindingFill);
     cut.addRect(QRect(60, 100, 5, 5));
     reference.setPath(cut);
     EXPECT_EQ(region.path(), cut);
-    EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 120, 120)), paintItem(reference, 1, QRectF(0, 0, 120, 120)));
+    EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 300, 300)), paintItem(reference, 1, QRectF(0, 0, 300, 300)));
 }
 
 TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
