@@ -259,6 +259,15 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     expectUndoRedo(*this, before, after);
     stack()->undo();
     EXPECT_EQ(rect->scene(), scene()) << "the same item comes back";
+
+    // A tool switch in the middle of a stroke closes its undo step.
+    press({60, 48.7});
+    EXPECT_FALSE(stack()->canUndo()) << "the stroke's step is open";
+    view->setTool(pxm::ToolType::Rectangle);
+    EXPECT_TRUE(stack()->canUndo());
+    EXPECT_EQ(stack()->text(stack()->index() - 1), "erase");
+    stack()->undo();
+    EXPECT_EQ(rect->scene(), scene());
 }
 
 TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
