@@ -68,6 +68,8 @@ int run(int argc, char** argv) {
         // A project that cannot be read ends the program before any window is shown.
         projects.push_back(std::make_unique<Project>());
         ProjectReader::read(files.projects[i], projects.back().get());
+        // "&Save" writes back to the file the project came from.
+        projects.back()->setPath(files.projects[i]);
         projectWindows[size_t(i)]->setProject(projects.back().get());
     }
     for (const auto& window : projectWindows)

@@ -230,6 +230,9 @@ void MainWindow::buildToolBars() {
         } else {
             bar = new QToolBar(translated(row.title), this);
         }
+        // The tools and their settings get a row of their own: the window is too narrow for all.
+        if (QByteArray(row.objectName) == "editToolBar")
+            addToolBarBreak(Qt::TopToolBarArea);
         bar->setObjectName(row.objectName);
         bar->setWindowTitle(translated(row.title));
         bar->setAllowedAreas(Qt::TopToolBarArea);

@@ -8,8 +8,10 @@
 #include "ui/MainWindow.h"
 
 #include <QCoreApplication>
+#include <QLayout>
 #include <QMessageBox>
 #include <QProgressBar>
+#include <algorithm>
 
 namespace pxm {
 
@@ -33,6 +35,11 @@ void MainWindow::exportMasks() {
     if (!m_project)
         return;
     ExportMaskDialog dialog(m_project, this);
+    // Wide enough to show a whole directory path and the file-name pattern.
+    const int width = std::max(dialog.sizeHint().width(), 560);
+    QLayout* layout = dialog.layout();
+    dialog.resize(width, layout && layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)
+                                                               : dialog.sizeHint().height());
     dialog.exec();
 }
 

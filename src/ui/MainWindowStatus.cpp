@@ -63,6 +63,9 @@ void MainWindow::updateSizeStatus() {
     std::optional<Pictor::CImageInfo> loaded;
     LabeledImage* image = scene->image();
     if (!scene->CImage() && image && !image->imagePath().isEmpty()) {
+        // A hidden window reads nothing; showing it brings the line up to date.
+        if (!isVisible())
+            return;
         // The scene has not been given its image yet: read it for the figures, then let it go
         // again unless someone else holds it.
         image->incUsage();
