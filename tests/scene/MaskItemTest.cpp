@@ -6,6 +6,7 @@
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
 #include "scene/MaskFlood.h"
+#include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
 #include "scene/commands/MaskItemFlood.h"
 
@@ -163,6 +164,35 @@ TEST(MaskItem, FloodFillsEightConnectedRegionsWithUndo) {
     item.flood(QPoint(0, 0), 3); // same value
     item.flood(QPoint(3, 2), 7); // erased start
     EXPECT_EQ(std::vector<uint8_t>(m, m + 25), before);
+}
+
+TEST(MaskItem, FloodCommandOutlivesTheMaskItemItWasMadeWith) {
+    Project project;
+    project.createLabel();
+    LabeledImage* image = pxmtest::addImage(project, 4, 4);
+    image->setMask(pxmtest::volume(4, 4, 1,
+                                   {2, 2, 0, 0, //
+                                    0, 2, 0, 2, //
+                                    0, 0, 0, 2, //
+                                    0, 0, 0, 0}),
+                   true, false);
+    Scene* scene = image->scene(0);
+    scene->incUsage();
+    ASSERT_NE(scene->maskItem(), nullptr);
+    QUndoStack stack;
+    stack.push(new commands::MaskItemFlood(scene->maskItem(), QPoint(0, 0), 6));
+    const uint8_t* m = image->mask()->data();
+    EXPECT_EQ(std::vector<uint8_t>(m, m + 12), std::vector<uint8_t>({6, 6, 0, 0, 0, 6, 0, 2, 0, 0, 0, 2}));
+    EXPECT_EQ(m[15], 0);
+    // Unpinning deletes the mask item; the mask stays with the labeled image.
+    scene->decUsage();
+    ASSERT_EQ(scene->maskItem(), nullptr);
+    stack.undo();
+    EXPECT_EQ(std::vector<uint8_t>(m, m + 12), std::vector<uint8_t>({2, 2, 0, 0, 0, 2, 0, 2, 0, 0, 0, 2}));
+    scene->incUsage(); // a new mask item
+    stack.redo();
+    EXPECT_EQ(m[5], 6);
+    scene->decUsage();
 }
 
 namespace {
