@@ -13,7 +13,9 @@ namespace {
 constexpr int ApplicationVersion = 1;
 } // namespace
 
-QString AboutDialog::versionText() { return tr("Version: ") + QString::number(ApplicationVersion) + "-alpha"; }
+QString AboutDialog::versionText() {
+    return tr("Version: ") + QString::number(ApplicationVersion) + "-alpha";
+}
 
 AboutDialog::AboutDialog(QWidget* parent) : QDialog(parent) {
     setWindowTitle(tr("About Pixmarker"));

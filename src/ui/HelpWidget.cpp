@@ -27,7 +27,8 @@ QStringList HelpWidget::candidateFiles() {
     if (!kyvoDir.isEmpty())
         files << QDir::cleanPath(QString(PlatformLocation).replace("%KYVODIR%", kyvoDir));
     if (QCoreApplication::instance())
-        files << QDir::cleanPath(QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(InstalledGuide));
+        files << QDir::cleanPath(
+            QDir(QCoreApplication::applicationDirPath()).absoluteFilePath(InstalledGuide));
     files << BuiltInGuide;
     return files;
 }

@@ -118,8 +118,10 @@ void ImageChooser::setProject(Project* project) {
             << connect(project, &QObject::destroyed, this, &ImageChooser::on_project_destroyed)
             << connect(project, &Project::imageAdded, this, &ImageChooser::on_project_imageAdded)
             << connect(project, &Project::imageRemoved, this, &ImageChooser::on_project_imageRemoved)
-            << connect(project, &Project::currentImageChanged, this, &ImageChooser::on_project_currentImageChanged)
-            << connect(project, &Project::currentSceneChanged, this, &ImageChooser::on_project_currentSceneChanged)
+            << connect(project, &Project::currentImageChanged, this,
+                       &ImageChooser::on_project_currentImageChanged)
+            << connect(project, &Project::currentSceneChanged, this,
+                       &ImageChooser::on_project_currentSceneChanged)
             << connect(project, &Project::settingsChanged, this, &ImageChooser::on_project_settingsChanged)
             << connect(project, &Project::labelAdded, this, &ImageChooser::on_project_labelsChanged)
             << connect(project, &Project::labelRemoved, this, &ImageChooser::on_project_labelsChanged)
@@ -130,7 +132,9 @@ void ImageChooser::setProject(Project* project) {
     emit filterChanged();
 }
 
-void ImageChooser::on_project_destroyed() { setProject(nullptr); }
+void ImageChooser::on_project_destroyed() {
+    setProject(nullptr);
+}
 
 bool ImageChooser::isSelectable(const LabeledImage* image) const {
     return !m_filter.isActive() || m_filter.matches(image);
@@ -215,7 +219,9 @@ void ImageChooser::on_project_currentImageChanged() {
     refresh();
 }
 
-void ImageChooser::on_project_currentSceneChanged() { refreshZLayer(); }
+void ImageChooser::on_project_currentSceneChanged() {
+    refreshZLayer();
+}
 
 void ImageChooser::on_project_settingsChanged(const QString& key) {
     if (key != ImageFilter::SettingsKey || m_storingFilter)
@@ -377,6 +383,8 @@ void ImageChooser::setFilter(const ImageFilter& filter) {
     emit filterChanged();
 }
 
-void ImageChooser::clearFilter() { setFilter(ImageFilter()); }
+void ImageChooser::clearFilter() {
+    setFilter(ImageFilter());
+}
 
 } // namespace pxm

@@ -90,8 +90,7 @@ bool ImageFilter::isPatternValid() const {
 
 void ImageFilter::prepare(const Project* project) {
     if (patternSyntax == PatternSyntax::Wildcard)
-        m_regex = QRegularExpression(wildcardToRegex(namePattern),
-                                     QRegularExpression::CaseInsensitiveOption);
+        m_regex = QRegularExpression(wildcardToRegex(namePattern), QRegularExpression::CaseInsensitiveOption);
     else
         m_regex = QRegularExpression(namePattern, QRegularExpression::CaseInsensitiveOption);
     m_regex.optimize();
@@ -190,7 +189,8 @@ ImageFilter ImageFilter::fromVariant(const QVariant& value) {
         bool ok = false;
         const double d = id.toDouble(&ok);
         // Label ids are 32-bit; anything else cannot name a label.
-        if (ok && d >= -2147483648.0 && d <= 2147483647.0 && d == double(qint64(d)) && !filter.labelIds.contains(int(d)))
+        if (ok && d >= -2147483648.0 && d <= 2147483647.0 && d == double(qint64(d)) &&
+            !filter.labelIds.contains(int(d)))
             filter.labelIds << int(d);
     }
     const QString mode = map.value("labelMode").toString();
@@ -198,8 +198,8 @@ ImageFilter ImageFilter::fromVariant(const QVariant& value) {
         if (mode == ModeNames[i])
             filter.labelMode = LabelMode(i);
     filter.namePattern = map.value("pattern").toString();
-    filter.patternSyntax =
-        map.value("syntax").toString() == "regex" ? PatternSyntax::RegularExpression : PatternSyntax::Wildcard;
+    filter.patternSyntax = map.value("syntax").toString() == "regex" ? PatternSyntax::RegularExpression
+                                                                     : PatternSyntax::Wildcard;
     filter.minWidth = intOf(map, "minWidth");
     filter.maxWidth = intOf(map, "maxWidth");
     filter.minHeight = intOf(map, "minHeight");

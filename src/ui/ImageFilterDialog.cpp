@@ -65,7 +65,8 @@ ImageFilterDialog::ImageFilterDialog(Project* project, const ImageFilter& filter
             item->setCheckState(Qt::Unchecked);
         }
     }
-    auto* labelHint = new QLabel(tr("Shapes count on every z-layer; a mask counts once it is loaded."), labelBox);
+    auto* labelHint =
+        new QLabel(tr("Shapes count on every z-layer; a mask counts once it is loaded."), labelBox);
     labelHint->setWordWrap(true);
     labelHint->setEnabled(false);
     auto* labelLayout = new QVBoxLayout(labelBox);
@@ -116,11 +117,13 @@ ImageFilterDialog::ImageFilterDialog(Project* project, const ImageFilter& filter
     bold.setBold(true);
     m_count->setFont(bold);
 
-    m_buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel | QDialogButtonBox::Reset, this);
+    m_buttons =
+        new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel | QDialogButtonBox::Reset, this);
     m_buttons->button(QDialogButtonBox::Reset)->setText(tr("Clear All"));
     connect(m_buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(m_buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(m_buttons->button(QDialogButtonBox::Reset), &QPushButton::clicked, this, &ImageFilterDialog::reset);
+    connect(m_buttons->button(QDialogButtonBox::Reset), &QPushButton::clicked, this,
+            &ImageFilterDialog::reset);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(intro);
@@ -166,7 +169,7 @@ void ImageFilterDialog::setFilter(const ImageFilter& filter) {
     for (int row = 0; row < m_labels->count(); ++row) {
         QListWidgetItem* item = m_labels->item(row);
         item->setCheckState(filter.labelIds.contains(item->data(LabelIdRole).toInt()) ? Qt::Checked
-                                                                                    : Qt::Unchecked);
+                                                                                      : Qt::Unchecked);
     }
     m_mode->setCurrentIndex(int(filter.labelMode));
     m_pattern->setText(filter.namePattern);
@@ -178,16 +181,17 @@ void ImageFilterDialog::setFilter(const ImageFilter& filter) {
     updateCount();
 }
 
-void ImageFilterDialog::reset() { setFilter(ImageFilter()); }
+void ImageFilterDialog::reset() {
+    setFilter(ImageFilter());
+}
 
 void ImageFilterDialog::updateCount() {
     const ImageFilter current = filter();
     const bool valid = current.isPatternValid();
     m_patternError->setVisible(!valid);
     if (!valid)
-        m_patternError->setText(
-            tr("Not a valid regular expression: %1")
-                .arg(QRegularExpression(current.namePattern).errorString()));
+        m_patternError->setText(tr("Not a valid regular expression: %1")
+                                    .arg(QRegularExpression(current.namePattern).errorString()));
     m_buttons->button(QDialogButtonBox::Ok)->setEnabled(valid);
 
     const int total = m_project ? m_project->images().size() : 0;

@@ -7,12 +7,12 @@
 
 #include <QHBoxLayout>
 #include <QIcon>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPixmap>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QKeyEvent>
 #include <QUndoStack>
 #include <QVBoxLayout>
 
@@ -26,7 +26,9 @@ const char* const PrimaryOpacityKey = "primary_opacity";
 const char* const SecondaryOpacityKey = "secondary_opacity";
 constexpr int LabelRole = Qt::UserRole + 1;
 
-bool isShown(const Label* label) { return label->opacity() > 0 || label->secondaryOpacity() > 0; }
+bool isShown(const Label* label) {
+    return label->opacity() > 0 || label->secondaryOpacity() > 0;
+}
 
 // A small square of the label's colour, so a row can be matched to the shapes in the view.
 QIcon swatch(const QColor& color) {
@@ -65,7 +67,8 @@ LabelListWidget::LabelListWidget(QWidget* parent) : QWidget(parent) {
     layout->addWidget(m_listWidget);
     layout->addLayout(buttons);
 
-    connect(m_listWidget, &QListWidget::currentRowChanged, this, &LabelListWidget::on_listWidget_currentRowChanged);
+    connect(m_listWidget, &QListWidget::currentRowChanged, this,
+            &LabelListWidget::on_listWidget_currentRowChanged);
     connect(m_listWidget, &QListWidget::itemChanged, this, &LabelListWidget::on_label_checked);
     connect(m_newButton, &QPushButton::clicked, this, &LabelListWidget::on_newButton_clicked);
     connect(m_deleteButton, &QPushButton::clicked, this, &LabelListWidget::on_deleteButton_clicked);
@@ -91,7 +94,9 @@ bool LabelListWidget::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-QListWidgetItem* LabelListWidget::itemOf(const Label* label) const { return m_items.value(label); }
+QListWidgetItem* LabelListWidget::itemOf(const Label* label) const {
+    return m_items.value(label);
+}
 
 Label* LabelListWidget::labelOf(const QListWidgetItem* item) const {
     return item ? static_cast<Label*>(item->data(LabelRole).value<void*>()) : nullptr;
@@ -115,20 +120,22 @@ void LabelListWidget::setProject(Project* project) {
     m_deleteButton->setEnabled(false);
     if (!project)
         return;
-    m_projectConnections << connect(project, &Project::labelAdded, this, &LabelListWidget::on_project_labelAdded)
-                         << connect(project, &Project::labelRemoved, this,
-                                    &LabelListWidget::on_project_labelRemoved)
-                         << connect(project, &Project::currentLabelChanged, this,
-                                    &LabelListWidget::on_project_currentLabelChanged)
-                         << connect(project, &QObject::destroyed, this, &LabelListWidget::on_project_destroyed)
-                         // clear() deletes the labels without labelRemoved.
-                         << connect(project, &Project::cleared, this, [this] { setProject(m_project); });
+    m_projectConnections
+        << connect(project, &Project::labelAdded, this, &LabelListWidget::on_project_labelAdded)
+        << connect(project, &Project::labelRemoved, this, &LabelListWidget::on_project_labelRemoved)
+        << connect(project, &Project::currentLabelChanged, this,
+                   &LabelListWidget::on_project_currentLabelChanged)
+        << connect(project, &QObject::destroyed, this, &LabelListWidget::on_project_destroyed)
+        // clear() deletes the labels without labelRemoved.
+        << connect(project, &Project::cleared, this, [this] { setProject(m_project); });
     for (Label* label : project->labels())
         on_project_labelAdded(label);
     on_project_currentLabelChanged(project->currentLabel());
 }
 
-void LabelListWidget::on_project_destroyed() { setProject(nullptr); }
+void LabelListWidget::on_project_destroyed() {
+    setProject(nullptr);
+}
 
 void LabelListWidget::on_project_labelAdded(Label* label) {
     if (!label || m_items.contains(label))

@@ -56,7 +56,8 @@ LabelSettingsWidget::LabelSettingsWidget(QWidget* parent) : QWidget(parent) {
     form->addRow(tr("S. Opacity"), m_secondaryOpacity);
     form->addRow(tr("Width"), m_penWidth);
 
-    connect(m_maskId, qOverload<int>(&QSpinBox::valueChanged), this, &LabelSettingsWidget::on_maskId_valueChanged);
+    connect(m_maskId, qOverload<int>(&QSpinBox::valueChanged), this,
+            &LabelSettingsWidget::on_maskId_valueChanged);
     connect(m_name, &QLineEdit::textEdited, this, &LabelSettingsWidget::on_name_textEdited);
     connect(m_color, &QPushButton::clicked, this, &LabelSettingsWidget::on_color_clicked);
     connect(m_opacity, &QSlider::sliderMoved, this, &LabelSettingsWidget::on_opacity_sliderMoved);
@@ -70,10 +71,16 @@ LabelSettingsWidget::LabelSettingsWidget(QWidget* parent) : QWidget(parent) {
 
 // Rounded rather than truncated: 0.29 * 1000 is 289.99..., and a slider that jumps back one
 // step under the user's drag would be read as a change of its own.
-int LabelSettingsWidget::toSlider(double value) { return qRound(value * SliderMaximum); }
-double LabelSettingsWidget::fromSlider(int value) { return double(value) / SliderMaximum; }
+int LabelSettingsWidget::toSlider(double value) {
+    return qRound(value * SliderMaximum);
+}
+double LabelSettingsWidget::fromSlider(int value) {
+    return double(value) / SliderMaximum;
+}
 
-bool LabelSettingsWidget::canEdit() const { return !m_updating && m_label && m_project; }
+bool LabelSettingsWidget::canEdit() const {
+    return !m_updating && m_label && m_project;
+}
 
 void LabelSettingsWidget::setProject(Project* project) {
     if (m_project)
@@ -87,7 +94,9 @@ void LabelSettingsWidget::setProject(Project* project) {
     on_project_currentLabelChanged(project ? project->currentLabel() : nullptr);
 }
 
-void LabelSettingsWidget::setLabel(Label* label) { on_project_currentLabelChanged(label); }
+void LabelSettingsWidget::setLabel(Label* label) {
+    on_project_currentLabelChanged(label);
+}
 
 void LabelSettingsWidget::clear() {
     m_updating = true;
@@ -126,7 +135,8 @@ void LabelSettingsWidget::on_project_currentLabelChanged(Label* label) {
     connect(label, &Label::nameChanged, this, &LabelSettingsWidget::on_label_nameChanged);
     connect(label, &Label::colorChanged, this, &LabelSettingsWidget::on_label_colorChanged);
     connect(label, &Label::opacityChanged, this, &LabelSettingsWidget::on_label_opacityChanged);
-    connect(label, &Label::secondaryOpacityChanged, this, &LabelSettingsWidget::on_label_secondaryOpacityChanged);
+    connect(label, &Label::secondaryOpacityChanged, this,
+            &LabelSettingsWidget::on_label_secondaryOpacityChanged);
     connect(label, &Label::penWidthChanged, this, &LabelSettingsWidget::on_label_penWidthChanged);
     connect(label, &QObject::destroyed, this, [this] { on_project_currentLabelChanged(nullptr); });
     setEnabled(true);
@@ -145,15 +155,21 @@ void LabelSettingsWidget::on_label_nameChanged(const QString& name) {
         m_name->setText(name);
 }
 
-void LabelSettingsWidget::on_label_colorChanged(const QColor& color) { setSwatch(color); }
+void LabelSettingsWidget::on_label_colorChanged(const QColor& color) {
+    setSwatch(color);
+}
 
-void LabelSettingsWidget::on_label_opacityChanged(double opacity) { m_opacity->setValue(toSlider(opacity)); }
+void LabelSettingsWidget::on_label_opacityChanged(double opacity) {
+    m_opacity->setValue(toSlider(opacity));
+}
 
 void LabelSettingsWidget::on_label_secondaryOpacityChanged(double secondaryOpacity) {
     m_secondaryOpacity->setValue(toSlider(secondaryOpacity));
 }
 
-void LabelSettingsWidget::on_label_penWidthChanged(double penWidth) { m_penWidth->setValue(toSlider(penWidth)); }
+void LabelSettingsWidget::on_label_penWidthChanged(double penWidth) {
+    m_penWidth->setValue(toSlider(penWidth));
+}
 
 void LabelSettingsWidget::on_maskId_valueChanged(int value) {
     if (canEdit())

@@ -21,7 +21,8 @@ namespace {
 // Sets or removes KYVODIR for the life of the object.
 class KyvoDir {
 public:
-    explicit KyvoDir(const QByteArray& value) : m_old(qgetenv("KYVODIR")), m_had(qEnvironmentVariableIsSet("KYVODIR")) {
+    explicit KyvoDir(const QByteArray& value)
+        : m_old(qgetenv("KYVODIR")), m_had(qEnvironmentVariableIsSet("KYVODIR")) {
         if (value.isNull())
             qunsetenv("KYVODIR");
         else
@@ -39,7 +40,8 @@ private:
     bool m_had;
 };
 
-const char* const NotFound = "Sorry, The file %KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html is not found!";
+const char* const NotFound =
+    "Sorry, The file %KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html is not found!";
 
 } // namespace
 
@@ -47,14 +49,17 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
     pxmtest::TempDir dir;
     const QString guideDir = dir.path("kyvo/doc/nodara/html/lumarka/PPixmarker");
     ASSERT_TRUE(QDir().mkpath(guideDir));
-    ASSERT_TRUE(pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
+    ASSERT_TRUE(
+        pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
 
     {
         KyvoDir env(dir.path("kyvo").toLocal8Bit());
         HelpWidget help;
-        EXPECT_EQ(QFileInfo(help.shownFile()).canonicalFilePath(), QFileInfo(guideDir + "/index.html").canonicalFilePath());
+        EXPECT_EQ(QFileInfo(help.shownFile()).canonicalFilePath(),
+                  QFileInfo(guideDir + "/index.html").canonicalFilePath());
         EXPECT_TRUE(help.textBrowser()->toPlainText().contains("Platform guide"));
-        EXPECT_EQ(help.textBrowser()->searchPaths(), QStringList({QFileInfo(help.shownFile()).absolutePath()}));
+        EXPECT_EQ(help.textBrowser()->searchPaths(),
+                  QStringList({QFileInfo(help.shownFile()).absolutePath()}));
         EXPECT_EQ(help.windowTitle(), "Help");
         EXPECT_EQ(help.size(), QSize(600, 800));
         EXPECT_FALSE(help.textBrowser()->openLinks());
@@ -76,8 +81,9 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     QFile file(":/guide/index.html");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString html = QString::fromUtf8(file.readAll());
-    for (const char* topic : {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation",
-                              "Eraser", "Ruler", "Import", "Export", "pixmarker-export", "Space", "Backspace"})
+    for (const char* topic :
+         {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation", "Eraser", "Ruler",
+          "Import", "Export", "pixmarker-export", "Space", "Backspace"})
         EXPECT_TRUE(html.contains(topic)) << topic;
 
     QSet<QString> anchors;

@@ -23,13 +23,17 @@ int visiblePixels(const QImage& image) {
 } // namespace
 
 TEST(Icons, EveryActionIconIsBuiltInAndVisibleAtSmallSizes) {
-    const char* names[] = {"save_project.svg", "new_project.svg", "open_project.svg", "new.svg", "quit.svg",
-                           "nodara.svg", "rotate_left.svg", "rotate_right.svg", "flip_horizontal.svg",
-                           "flip_vertical.svg", "restore-view.svg", "zoom_fit_best.svg", "normalize.svg",
-                           "reannotation.svg", "rect.svg", "circle.svg", "polygon.svg", "line.svg", "pen.svg",
-                           "fill-icon-27.png", "res-rot-mv.svg", "eraser.svg", "ruler.svg", "undo.svg",
-                           "redo.svg", "pixmarker_icon.svg", "add-label.svg", "del-label.svg", "filter.svg",
-                           "filter-clear.svg", "go-previous.svg", "go-next.svg", "remove-image.svg"};
+    const char* names[] = {"save_project.svg",  "new_project.svg",    "open_project.svg",
+                           "new.svg",           "quit.svg",           "nodara.svg",
+                           "rotate_left.svg",   "rotate_right.svg",   "flip_horizontal.svg",
+                           "flip_vertical.svg", "restore-view.svg",   "zoom_fit_best.svg",
+                           "normalize.svg",     "reannotation.svg",   "rect.svg",
+                           "circle.svg",        "polygon.svg",        "line.svg",
+                           "pen.svg",           "fill-icon-27.png",   "res-rot-mv.svg",
+                           "eraser.svg",        "ruler.svg",          "undo.svg",
+                           "redo.svg",          "pixmarker_icon.svg", "add-label.svg",
+                           "del-label.svg",     "filter.svg",         "filter-clear.svg",
+                           "go-previous.svg",   "go-next.svg",        "remove-image.svg"};
     for (const char* name : names) {
         const QIcon icon(QString(":/icons/") + name);
         for (int size : {16, 24}) {

@@ -326,7 +326,8 @@ TEST(ImageChooser, RunScriptReplacesThePathAndReportsFailure) {
         Capture out(std::cout);
         Capture err(std::cerr);
         chooser.runScript();
-        EXPECT_EQ(out.text(), "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
+        EXPECT_EQ(out.text(),
+                  "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
         EXPECT_EQ(err.text(), "");
     }
     EXPECT_TRUE(QFileInfo::exists(dir.path("shot.png.done")));

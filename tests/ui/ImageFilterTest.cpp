@@ -61,7 +61,7 @@ TEST(ImageFilter, NamePatternsWildcardAndRegularExpression) {
         {"cell_0[1.png", S::Wildcard, {}}, // an open bracket is a plain character
         {"_0[12]", S::RegularExpression, {"Cell_01.png", "cell_02.tif"}},
         {"^nuc", S::RegularExpression, {"nuc_03.png"}},
-        {"day2", S::RegularExpression, {}},                    // names only ...
+        {"day2", S::RegularExpression, {}},                              // names only ...
         {"/day2/", S::RegularExpression, {"cell_02.tif", "nuc_03.png"}}, // ... unless a / asks for the path
         {"*/day1/*", S::Wildcard, {"Cell_01.png"}},
         {"(", S::RegularExpression, {}}, // unusable: lets nothing through
@@ -102,15 +102,16 @@ TEST(ImageFilter, SizeBoundsAreInclusiveAndUnknownSizesFail) {
         filter.maxWidth = c.maxW;
         filter.minHeight = c.minH;
         filter.maxHeight = c.maxH;
-        EXPECT_EQ(passing(filter, project), c.expected) << c.minW << " " << c.maxW << " " << c.minH << " " << c.maxH;
+        EXPECT_EQ(passing(filter, project), c.expected)
+            << c.minW << " " << c.maxW << " " << c.minH << " " << c.maxH;
     }
 }
 
 TEST(ImageFilter, LabelsFromShapesOnEveryLayerAndFromLoadedMasks) {
     Project project;
-    Label* cell = project.createLabel(); // mask id 1
+    Label* cell = project.createLabel();    // mask id 1
     Label* nucleus = project.createLabel(); // mask id 2
-    Label* unused = project.createLabel(); // mask id 3
+    Label* unused = project.createLabel();  // mask id 3
     LabeledImage* shapes = namedImage(project, "shapes.png", 4, 4, 3);
     addShape(shapes, 2, cell); // on the last layer only
     addShape(shapes, 0, nucleus);
