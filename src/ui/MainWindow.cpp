@@ -14,6 +14,7 @@
 #include "ui/ImageChooser.h"
 #include "ui/LabelListWidget.h"
 #include "ui/LabelSettingsWidget.h"
+#include "ui/ReannotationDialog.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -325,6 +326,8 @@ void MainWindow::updateImageDependentActions() {
     const bool hasImage = m_project && m_project->currentImage();
     m_toolGroup->setEnabled(hasImage);
     action(MainAction::ImportMask)->setEnabled(hasImage);
+    // The reannotation window works on the shown image; it tells when there is no mask.
+    action(MainAction::Reannotation)->setEnabled(hasImage);
     m_zoomToolBar->setEnabled(hasImage);
 }
 
@@ -389,13 +392,8 @@ void MainWindow::reloadNodaraInput() {
 }
 
 void MainWindow::showReannotationDialog() {
-    Scene* scene = m_project ? m_project->currentScene() : nullptr;
-    if (!scene || !scene->image() || !scene->image()->mask()) {
-        QMessageBox::warning(this, tr("Reannotation Dialog"), tr("No Mask found on the Canvas."));
-        return;
-    }
-    QMessageBox::information(this, tr("Reannotation Dialog"),
-                             tr("Reannotation is not available yet in this version of Pixmarker."));
+    if (m_project)
+        ReannotationDialog::open(this, m_view, m_project);
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

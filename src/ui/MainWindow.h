@@ -32,6 +32,7 @@ class ImageChooser;
 class LabelListWidget;
 class LabelSettingsWidget;
 class LabeledImage;
+class PPixmarker;
 class Project;
 class Scene;
 class View;
@@ -160,6 +161,8 @@ private:
     void resolveMissingMask(LabeledImage* image);
     /// Asks about unsaved changes; false when the user cancels the close.
     bool confirmClose();
+    /// Saves a plug-in's project beside the node's image; throws when the node lacks a path.
+    void savePluginProject(PPixmarker* plugin);
     void runImport(BaseReader* reader, const QString& title, const QString& filter);
     QString dialogDirectory() const;
 

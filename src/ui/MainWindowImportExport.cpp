@@ -5,6 +5,8 @@
 #include "exchange/LabelMeReader.h"
 #include "exchange/VOCReader.h"
 #include "model/Project.h"
+#include "ui/LabelImportDialog.h"
+#include "ui/MaskImportDialog.h"
 #include "ui/MainWindow.h"
 
 #include <QCoreApplication>
@@ -24,11 +26,6 @@ QString filters(std::initializer_list<const char*> list) {
     return result.join(";;");
 }
 
-void notAvailableYet(QWidget* parent, const QString& what) {
-    QMessageBox::information(parent, what,
-                             MainWindow::tr("%1 is not available yet in this version of Pixmarker.").arg(what));
-}
-
 } // namespace
 
 void MainWindow::exportMasks() {
@@ -46,23 +43,20 @@ void MainWindow::exportMasks() {
 void MainWindow::importMask() {
     if (!m_project)
         return;
-    const QStringList paths = m_fileDialogs.openFileNames(
-        this, tr("Import masks"), dialogDirectory(),
-        filters({QT_TR_NOOP("Tagged Image File Format (*.tiff *.tif)"), QT_TR_NOOP("OKAV (*.okav)"),
-                 QT_TR_NOOP("Portable Graymap (*.pgm)"), QT_TR_NOOP("Portable Bitmap (*.pbm)"),
-                 QT_TR_NOOP("All files (*.*)")}));
-    if (paths.isEmpty())
-        return;
-    if (paths.size() != 1 && paths.size() != m_project->images().size()) {
-        QMessageBox::warning(this, tr("Invalid number of masks."),
-                             tr("The selected number of masks does not match the number of laoded images. Please "
-                                "select only one mask or as many as loaded images."));
-        return;
-    }
-    notAvailableYet(this, tr("Importing masks"));
+    const QStringList paths = m_fileDialogs.openFileNames(this, MaskImportDialog::chooserTitle(), dialogDirectory(),
+                                                          MaskImportDialog::fileFilters());
+    if (!paths.isEmpty())
+        MaskImportDialog::importMasks(this, m_project, paths);
 }
 
-void MainWindow::importLabels() { notAvailableYet(this, tr("Importing labels")); }
+void MainWindow::importLabels() {
+    if (!m_project)
+        newProject();
+    const QString path = m_fileDialogs.openFileName(this, LabelImportDialog::chooserTitle(), dialogDirectory(),
+                                                    LabelImportDialog::fileFilters());
+    if (!path.isEmpty())
+        LabelImportDialog::importLabels(this, m_project, path);
+}
 
 void MainWindow::importVOC() {
     VOCReader reader;

@@ -89,7 +89,7 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {"&Save", "", dialogAsked("Save project")},
         {"&Save as", "", dialogAsked("Save project")},
         {"Mask", "", dialogAsked("Import masks")},
-        {"Labels", "", modalShown("QMessageBox", "")},
+        {"Labels", "", dialogAsked("Import labels")},
         {"VOC", "", dialogAsked("Import VOC file")},
         {"KARO Mark", "", dialogAsked("Import KARO Mark file")},
         {"LabelMe", "", dialogAsked("Import LabelMe file")},
@@ -119,6 +119,13 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         action->trigger();
         c.check();
     }
+
+    // Two masks for three images are refused before anything changes.
+    files.manyAnswers.push_back({writeImage("m1.pgm"), writeImage("m2.pgm")});
+    find("Mask")->trigger();
+    ASSERT_FALSE(modals.seen().empty());
+    EXPECT_EQ(modals.seen().back().title, "Invalid number of masks.");
+    EXPECT_EQ(project.undoStack()->count(), 0);
 
     // Slices step through the 3D image.
     project.setCurrentImageIndex(2);
