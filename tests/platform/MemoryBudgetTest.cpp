@@ -104,3 +104,21 @@ TEST(MemoryBudget, EveryCodecRefusesAnImageOverTheBudget) {
         EXPECT_EQ(loadError(path), "") << "the same file loads within the machine's budget";
     }
 }
+
+TEST(MemoryBudget, JpegTwoThousandTilesCountBeforeOpenJpegSeesThem) {
+    // OpenJPEG allocates the parameters of every tile while it reads the header; a header
+    // that cuts a small image into one-pixel tiles must be refused before that.
+    pxmtest::TempDir dir;
+    const std::string path = dir.localPath("tiles.j2k");
+    CImageIo2::Save(path, CImage(IMAGE_GREY_8, CSize(64, 48, 1)));
+    QByteArray bytes = pxmtest::readFile(QString::fromStdString(path));
+    ASSERT_EQ(bytes.left(4), QByteArray("\xff\x4f\xff\x51", 4));
+    const QByteArray oneByOne("\0\0\0\1\0\0\0\1", 8); // XTsiz, YTsiz
+    bytes.replace(24, 8, oneByOne);
+    ASSERT_TRUE(pxmtest::writeFile(QString::fromStdString(path), bytes));
+
+    const BudgetScope scope(std::uint64_t(4) << 20);
+    const std::string error = loadError(path);
+    EXPECT_NE(error.find("Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"), std::string::npos)
+        << error;
+}

@@ -73,6 +73,66 @@ OPJ_CODEC_FORMAT detectFormat(const std::string& path, std::uint64_t* fileSize) 
     KYVO_THROW("not a JPEG 2000 file");
 }
 
+std::uint64_t bigEndian(const std::uint8_t* p, int bytes) {
+    std::uint64_t v = 0;
+    for (int i = 0; i < bytes; ++i)
+        v = v << 8 | p[i];
+    return v;
+}
+
+/// Refuses a codestream whose SIZ marker asks for more than the budget, before OpenJPEG reads
+/// it: reading the header alone makes OpenJPEG allocate the parameters of every tile, so a
+/// few bytes declaring millions of tiny tiles would cost gigabytes. What cannot be parsed here
+/// is left for OpenJPEG to refuse.
+void checkDeclaredSize(const std::string& path, OPJ_CODEC_FORMAT format) {
+    BinaryFile f(path, BinaryFile::Read);
+    if (format == OPJ_CODEC_JP2) {
+        // The codestream is the content of the "jp2c" box.
+        for (int boxes = 0; boxes < 64; ++boxes) {
+            std::uint8_t box[16];
+            const std::uint64_t start = f.tell();
+            if (f.readSome(box, 8) < 8)
+                return;
+            std::uint64_t length = bigEndian(box, 4);
+            std::uint64_t header = 8;
+            if (length == 1) {
+                if (f.readSome(box + 8, 8) < 8)
+                    return;
+                length = bigEndian(box + 8, 8);
+                header = 16;
+            }
+            if (std::memcmp(box + 4, "jp2c", 4) == 0)
+                break;
+            if (length < header || length > f.size() - start)
+                return;
+            f.seek(start + length);
+        }
+    }
+    std::uint8_t siz[42];
+    if (f.readSome(siz, sizeof siz) < sizeof siz || bigEndian(siz, 2) != 0xff4f ||
+        bigEndian(siz + 2, 2) != 0xff51)
+        return;
+    const std::uint64_t width = bigEndian(siz + 8, 4), height = bigEndian(siz + 12, 4);
+    const std::uint64_t x0 = bigEndian(siz + 16, 4), y0 = bigEndian(siz + 20, 4);
+    const std::uint64_t tileWidth = bigEndian(siz + 24, 4), tileHeight = bigEndian(siz + 28, 4);
+    const std::uint64_t tileX0 = bigEndian(siz + 32, 4), tileY0 = bigEndian(siz + 36, 4);
+    const std::uint64_t components = bigEndian(siz + 40, 2);
+    if (tileWidth == 0 || tileHeight == 0 || width <= x0 || height <= y0 || tileX0 > x0 || tileY0 > y0)
+        return;
+    const std::uint64_t tiles =
+        ((width - tileX0 + tileWidth - 1) / tileWidth) * ((height - tileY0 + tileHeight - 1) / tileHeight);
+    // Bytes OpenJPEG keeps per tile and per tile-component before decoding (rounded up).
+    constexpr std::uint64_t kTileBytes = 8192, kTileComponentBytes = 2048;
+    const long double bytes =
+        static_cast<long double>(tiles) * (kTileBytes + kTileComponentBytes * components) +
+        static_cast<long double>(width - x0) * static_cast<long double>(height - y0) * components * 4;
+    const std::uint64_t limited =
+        bytes > static_cast<long double>(UINT64_MAX / 2) ? UINT64_MAX / 2 : std::uint64_t(bytes);
+    MemoryBudget::require(limited, "Decoding a JPEG 2000 image of " + std::to_string(width - x0) + "x" +
+                                       std::to_string(height - y0) + " pixels in " + std::to_string(tiles) +
+                                       " tiles");
+}
+
 EnImageType typeOf(const opj_image_t& img) {
     if (img.numcomps == 0)
         KYVO_THROW("the JPEG 2000 image has no components");
@@ -132,6 +192,7 @@ std::vector<std::string> Jpeg2000Codec::endings() const {
 std::unique_ptr<CImage> Jpeg2000Codec::read(const std::string& path, const Options&) const {
     std::uint64_t fileSize = 0;
     const OPJ_CODEC_FORMAT format = detectFormat(path, &fileSize);
+    checkDeclaredSize(path, format);
     Messages messages;
     ImagePtr img; // declared first: OpenJPEG's examples free the image after codec and stream
     CodecPtr codec(opj_create_decompress(format));

@@ -3,6 +3,8 @@
 
 #include "platform/CException.h"
 #include "platform/MemoryBudget.h"
+#include "platform/io/BinaryFile.h"
+#include "platform/io/ByteOrder.h"
 #include "platform/io/CompletenessCheck.h"
 
 #include <QImage>
@@ -100,6 +102,39 @@ std::unique_ptr<CImage> fromQImage(const QImage& q) {
     return image;
 }
 
+/// Pixels a plugin allocates beyond the size it reports: the logical screen of a GIF, into which
+/// every frame is drawn, and the bitmap or PNG inside an icon, whose own header Qt follows
+/// rather than the directory's. 0 when there is nothing more.
+std::uint64_t hiddenPixels(const QByteArray& format, const std::string& path) {
+    BinaryFile f(path, BinaryFile::Read);
+    if (format == "gif") {
+        std::uint8_t head[10] = {};
+        return f.readSome(head, sizeof head) < sizeof head ? 0 : getLE(head + 6, 2) * getLE(head + 8, 2);
+    }
+    if (format != "ico")
+        return 0;
+    std::uint8_t directory[6 + 16] = {};
+    if (f.readSome(directory, sizeof directory) < sizeof directory)
+        return 0;
+    const std::uint64_t offset = getLE(directory + 6 + 12, 4);
+    std::uint8_t head[24] = {};
+    if (offset >= f.size())
+        return 0;
+    f.seek(offset);
+    if (f.readSome(head, sizeof head) < sizeof head)
+        return 0;
+    if (std::memcmp(head, "\x89PNG", 4) == 0) {
+        const auto bigEndian = [](const std::uint8_t* p) {
+            return std::uint64_t(p[0]) << 24 | std::uint64_t(p[1]) << 16 | std::uint64_t(p[2]) << 8 | p[3];
+        };
+        return bigEndian(head + 16) * bigEndian(head + 20);
+    }
+    // The bitmap's height counts the colour rows and the mask rows together.
+    const std::int64_t width = std::int32_t(getLE(head + 4, 4));
+    const std::int64_t height = std::int32_t(getLE(head + 8, 4));
+    return std::uint64_t(width < 0 ? -width : width) * std::uint64_t(height < 0 ? -height : height);
+}
+
 /// Decodes greyscale images straight into the volume's memory, saving a copy of the pixels.
 /// The reader has reported a valid size, so its format is set too.
 std::unique_ptr<CImage> readGreyInPlace(QImageReader& reader, const QSize& size, QImage::Format format) {
@@ -146,13 +181,17 @@ std::unique_ptr<CImage> QtImageCodec::read(const std::string& path, const Option
     if (!size.isValid() || size.isEmpty())
         KYVO_THROW("cannot decode the image (" + text(reader.errorString()) + ")");
     const QImage::Format decoded = reader.imageFormat();
-    const int bitsPerPixel = decoded == QImage::Format_Invalid
-                                 ? 32
-                                 : std::max(1, int(QImage::toPixelFormat(decoded).bitsPerPixel()));
-    MemoryBudget::require(
-        (std::uint64_t(size.width()) * std::uint64_t(size.height()) * std::uint64_t(bitsPerPixel) + 7) / 8,
-        "Decoding an image of " + std::to_string(size.width()) + "x" + std::to_string(size.height()) +
-            " pixels");
+    const std::uint64_t pixels =
+        std::max(std::uint64_t(size.width()) * std::uint64_t(size.height()), hiddenPixels(format, path));
+    // Greyscale is decoded in place; everything else passes through a 32-bit (or wider) QImage
+    // on its way into the volume.
+    const bool grey = decoded == QImage::Format_Grayscale8 || decoded == QImage::Format_Grayscale16;
+    const std::uint64_t bitsPerPixel =
+        decoded == QImage::Format_Invalid ? 32 : QImage::toPixelFormat(decoded).bitsPerPixel();
+    const std::uint64_t bytesPerPixel =
+        grey ? bitsPerPixel / 8 : std::max<std::uint64_t>(4, bitsPerPixel / 8);
+    MemoryBudget::require(pixels * bytesPerPixel, "Decoding an image of " + std::to_string(size.width()) +
+                                                      "x" + std::to_string(size.height()) + " pixels");
     std::unique_ptr<CImage> image = readGreyInPlace(reader, size, decoded);
     if (!image) {
         QImage q;
