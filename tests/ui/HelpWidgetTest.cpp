@@ -90,14 +90,26 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     auto names = QRegularExpression("name=\"([^\"]+)\"").globalMatch(html);
     while (names.hasNext())
         anchors.insert(names.next().captured(1));
-    auto links = QRegularExpression("href=\"#([^\"]+)\"").globalMatch(html);
+    auto links = QRegularExpression("href=\"(#?)([^\"]+)\"").globalMatch(html);
     int count = 0;
     while (links.hasNext()) {
-        const QString target = links.next().captured(1);
-        EXPECT_TRUE(anchors.contains(target)) << target.toStdString();
+        const auto link = links.next();
+        const QString target = link.captured(2);
+        if (link.captured(1).isEmpty())
+            EXPECT_TRUE(QFile::exists(":/guide/" + target)) << target.toStdString(); // a page of its own
+        else
+            EXPECT_TRUE(anchors.contains(target)) << target.toStdString();
         ++count;
     }
     EXPECT_GT(count, 5);
+
+    // Clicking a link to another page shows it; a link within the page keeps the page.
+    HelpWidget help(QStringList{":/guide/index.html"});
+    emit help.textBrowser()->anchorClicked(QUrl("#tools"));
+    EXPECT_EQ(help.textBrowser()->source(), QUrl("index.html"));
+    emit help.textBrowser()->anchorClicked(QUrl("mask-import.html"));
+    EXPECT_EQ(help.textBrowser()->source(), QUrl("mask-import.html"));
+    EXPECT_TRUE(help.textBrowser()->toPlainText().contains("mask", Qt::CaseInsensitive));
 }
 
 TEST(AboutDialog, ShowsIconVersionAndClosesWithItsButton) {
