@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Builds the sample project next to this file: the coins photograph with a loaded label mask
-// and one shape of every kind, a small synthetic 3D volume with shapes on two of its layers,
+// and one shape of every kind, a small synthetic 3D volume with shapes on three of its layers,
 // and four labels. Image paths are stored relative to this folder, so the project is opened
 // from here (scripts/run.sh does that). Rebuild it with scripts/make_sample_project.sh.
 #include "model/Label.h"
@@ -16,10 +16,8 @@
 #include <QDir>
 #include <QGraphicsEllipseItem>
 #include <QGraphicsLineItem>
-#include <QGraphicsPathItem>
 #include <QGraphicsPolygonItem>
 #include <QGraphicsRectItem>
-#include <QPainterPath>
 #include <cmath>
 #include <cstdio>
 #include <random>
@@ -121,11 +119,9 @@ int main(int argc, char** argv) {
         }
         tagged(new QGraphicsPolygonItem(octagon), flat, labels[0]);
         tagged(new QGraphicsLineItem(190, 232, 232, 212), flat, labels[2]);
-        QPainterPath stroke;
-        stroke.moveTo(212, 168);
-        stroke.cubicTo(242, 166, 238, 218, 212, 218);
-        stroke.cubicTo(184, 218, 182, 168, 212, 168);
-        tagged(new QGraphicsPathItem(stroke), flat, labels[1]);
+        // Free-hand work is shown by the mask: a project file keeps a free-hand path only as its
+        // outline polygons, which read back as an empty path.
+        tagged(new QGraphicsEllipseItem(186, 168, 52, 50), flat, labels[1]);
 
         auto* volume = new pxm::LabeledImage(&project);
         volume->setImagePath("nuclei_volume.tif");

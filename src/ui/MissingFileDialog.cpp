@@ -12,16 +12,16 @@ MissingFileDialog::MissingFileDialog(Kind kind, const QString& path, QWidget* pa
         setObjectName("imageNotFoundDialog");
         setWindowTitle(tr("Image not found"));
         setText(tr("The image could not be loaded from %1.").arg(path));
-        setInformativeText(tr("<b>Remove</b> takes the image out of the project, <b>Select new path.</b> "
-                              "points the project at the file's new place, and <b>Try again</b> reads it "
-                              "once more. All of this can be undone."));
+        setInformativeText(tr("Choose <b>Remove</b> to take the image out of the project, <b>Select new "
+                              "path.</b> to show where the file is now, or <b>Try again</b> once it is back "
+                              "(a drive plugged in, say). Removing and a new path can be undone."));
     } else {
         setObjectName("maskNotFoundDialog");
         setWindowTitle(tr("Mask not found"));
         setText(tr("The mask could not be loaded from %1.").arg(path));
-        setInformativeText(tr("<b>Remove</b> detaches the mask from the image (the drawn shapes stay), "
-                              "<b>Select new path</b> points the image at the mask's new place, and "
-                              "<b>Try again</b> reads it once more. All of this can be undone."));
+        setInformativeText(tr("Choose <b>Remove</b> to detach the mask from the image (the drawn shapes "
+                              "stay), <b>Select new path</b> to show where the mask is now, or <b>Try again</b> "
+                              "once it is back. Removing and a new path can be undone."));
     }
     m_remove = addButton(tr("Remove"), QMessageBox::DestructiveRole);
     m_selectNewPath =
