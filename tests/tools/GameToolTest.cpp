@@ -5,6 +5,7 @@
 #include "tools/game/GameBoard.h"
 
 #include <QGraphicsRectItem>
+#include <QShortcut>
 
 using namespace pxm;
 using pxmtest::ToolFixture;
@@ -76,9 +77,12 @@ TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
     EXPECT_TRUE(board.isNull());
     EXPECT_EQ(stack()->count(), 0);
 
-    // The same key sequence in the window toggles it on and off.
-    game::toggleGame(view);
+    // The window's key sequence toggles it on and off.
+    QShortcut* shortcut = game::installGameShortcut(window.get(), view);
+    ASSERT_NE(shortcut, nullptr);
+    EXPECT_EQ(shortcut->key(), QKeySequence("Ctrl+Alt+4"));
+    emit shortcut->activated();
     EXPECT_EQ(view->toolType(), ToolType::Reserved);
-    game::toggleGame(view);
+    emit shortcut->activated();
     EXPECT_EQ(view->toolType(), ToolType::Rectangle);
 }

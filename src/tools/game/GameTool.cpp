@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPointer>
+#include <QShortcut>
 #include <QTimer>
 
 namespace pxm::game {
@@ -44,6 +45,16 @@ void leaveGame(View* view) {
     const int previous = view->property(PreviousToolProperty).toInt();
     view->setProperty(PreviousToolProperty, QVariant());
     view->setTool(ToolType(previous));
+}
+
+QShortcut* installGameShortcut(QWidget* window, View* view) {
+    if (!window)
+        return nullptr;
+    auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_4), window);
+    shortcut->setContext(Qt::WindowShortcut);
+    QObject::connect(shortcut, &QShortcut::activated, window,
+                     [v = QPointer<View>(view)] { toggleGame(v.data()); });
+    return shortcut;
 }
 
 GameTool::GameTool(View* view)

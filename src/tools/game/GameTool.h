@@ -6,6 +6,9 @@
 
 #include <QPointer>
 
+class QShortcut;
+class QWidget;
+
 namespace pxm {
 class View;
 }
@@ -68,5 +71,8 @@ bool registerGameTool();
 void toggleGame(View* view);
 /// Gives the View back the tool it had before the game (none if it had none).
 void leaveGame(View* view);
+/// Binds the key sequence that toggles the game in `window` (Ctrl+Alt+4, for four in a row)
+/// and returns the shortcut, owned by the window.
+QShortcut* installGameShortcut(QWidget* window, View* view);
 
 } // namespace pxm::game
