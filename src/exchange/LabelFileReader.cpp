@@ -9,6 +9,7 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QStringList>
+#include <QTextCodec>
 #include <cmath>
 #include <limits>
 
@@ -217,6 +218,19 @@ QString readJsonLabel(const QJsonObject& object, LabelDefinition* d) {
     return checkDefinition(*d);
 }
 
+/// UTF-8 when the bytes are valid UTF-8; otherwise Windows-1252, which older spreadsheet
+/// programs write when asked for CSV.
+QString decodeText(const QByteArray& bytes) {
+    QTextCodec::ConverterState state;
+    const QString utf8 =
+        QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
+    if (state.invalidChars == 0)
+        return utf8;
+    if (QTextCodec* windows = QTextCodec::codecForName("Windows-1252"))
+        return windows->toUnicode(bytes);
+    return QString::fromLatin1(bytes);
+}
+
 /// Splits CSV text into records of fields, each record with its starting line.
 struct CsvRecord {
     QStringList fields;
@@ -365,15 +379,20 @@ Result LabelFileReader::readJson(const QByteArray& input) {
 }
 
 Result LabelFileReader::readCsv(const QByteArray& input) {
-    const QString text = QString::fromUtf8(withoutBom(input));
-    if (text.contains(QChar::ReplacementCharacter))
-        return failure(1 + int(text.left(text.indexOf(QChar::ReplacementCharacter)).count('\n')),
-                       tr("the file is not UTF-8 text."));
-    const QString firstLine = text.section('\n', 0, 0);
-    // Spreadsheets in many locales separate with semicolons (their decimal mark is the comma).
-    const QChar separator = firstLine.contains('\t')                              ? QChar('\t')
-                            : firstLine.contains(';') && !firstLine.contains(',') ? QChar(';')
-                                                                                  : QChar(',');
+    QString text = decodeText(withoutBom(input));
+    QString firstLine = text.section('\n', 0, 0).trimmed();
+    QChar separator;
+    if (firstLine.size() == 5 && firstLine.startsWith("sep=", Qt::CaseInsensitive)) {
+        // Excel's separator line. It is blanked rather than removed so line numbers stay true.
+        separator = firstLine[4];
+        text = text.mid(text.indexOf('\n') >= 0 ? text.indexOf('\n') : text.size());
+        text.prepend(' ');
+    } else {
+        // Spreadsheets in many locales separate with semicolons (their decimal mark is the comma).
+        separator = firstLine.contains('\t')                              ? QChar('\t')
+                    : firstLine.contains(';') && !firstLine.contains(',') ? QChar(';')
+                                                                          : QChar(',');
+    }
     QList<CsvRecord> records;
     int badLine = 0;
     if (!splitCsv(text, separator, &records, &badLine))

@@ -33,7 +33,8 @@ struct LabelDefinition {
 /// secondary opacity, pen width; also red, green and blue) in any order and spelling
 /// ("maskId", "mask_id", "Mask ID"); a colour as #rrggbb or "r,g,b". Comma, semicolon or tab
 /// separated, as spreadsheets write it: quoted fields, doubled quotes, line breaks inside
-/// quotes, CRLF, a UTF-8 byte order mark, and decimal commas in semicolon files.
+/// quotes, CRLF, a UTF-8 byte order mark, Excel's "sep=" line, Windows-1252 text where the
+/// bytes are not UTF-8, and decimal commas in semicolon files.
 ///
 /// Anything malformed stops the read with a message naming the line.
 class LabelFileReader {

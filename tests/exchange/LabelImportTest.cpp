@@ -95,6 +95,19 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
             expected = state;
         EXPECT_EQ(state, expected);
     }
+    // Excel's own CSV: a separator line, Windows-1252 text, decimal commas.
+    Project target;
+    const LabelImport::Plan excel = planText("sep=;\r\nName;Colour;Opacity\r\nZelle \xe4;0,128,255;0,25\r\n"
+                                             "Kern;#zz;\r\n",
+                                             "excel.csv");
+    EXPECT_EQ(excel.error, "Line 4: the colour '#zz' is neither #rrggbb nor r,g,b.");
+    pxmtest::writeFile(dir.path("excel.csv"),
+                       "sep=;\r\nName;Colour;Opacity\r\nZelle \xe4;0,128,255;0,25\r\n");
+    ASSERT_TRUE(LabelImport::apply(&target, LabelImport::planFile(&target, dir.path("excel.csv"))));
+    EXPECT_EQ(fullState(target)[0].section(" id=", 0, 0), QString::fromUtf8("Zelle \u00e4"));
+    EXPECT_TRUE(fullState(target)[0].endsWith("#0080ff o=0.25 s=0.3 p=0.5"))
+        << fullState(target)[0].toStdString();
+
     EXPECT_EQ(expected, QStringList({"cell id=11 mask=1 #ff0000 o=0.5 s=0.25 p=0.3",
                                      "tumour, \"grade 2\" id=77 mask=5 #00ff00 o=0.7 s=0.3 p=0.5",
                                      "vessel\nwall id=* mask=6 #0000ff o=0.7 s=0.3 p=0.5"}));
