@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "platform/CImage.h"
+#include "platform/CValueOwnedPointer.h"
+#include "plugin/PPixmarker.h"
+
+#include <QString>
+#include <QStringList>
+#include <gtest/gtest.h>
+
+namespace {
+
+using ImagePointer = KYVO::CValueOwnedPointer<KYVO::CImage>;
+
+const char* const kKeepDesc =
+    "The type of this parameter is of type bool.\n"
+    "determines whether the workspace should be forgotten after closing the window\n"
+    "(set to \\a false) or kept (set to \\a true)\\n\n";
+const char* const kPathDesc = " The type of this parameter is of type string.\n"
+                              "determines the image path, so that you can save your changes within Lumarka\n"
+                              "as a Lumarka-project \\n\n";
+
+KYVO::CValueMap describe(const KYVO::CValueMap& parameters) {
+    pxm::PPixmarker node;
+    node.Init(&parameters);
+    KYVO::CValueMap description;
+    node.Describe(&description);
+    return description;
+}
+
+std::string stringAttribute(const KYVO::CValueMap& map, const std::string& path, const char* name) {
+    const auto* value = dynamic_cast<const KYVO::CValueString*>(map.GetAttribute(path, name));
+    return value ? value->Get() : std::string("<missing>");
+}
+
+bool isEmptyImage(const KYVO::CValue* value) {
+    const auto* pointer = dynamic_cast<const ImagePointer*>(value);
+    return pointer && !pointer->Get();
+}
+
+} // namespace
+
+TEST(Description, KeysValuesAndAttributesForBothKeepWorkspaceSettings) {
+    for (const bool keep : {false, true}) {
+        SCOPED_TRACE(keep ? "keep_workspace true" : "keep_workspace false");
+        KYVO::CValueMap parameters;
+        parameters.SetBool("keep_workspace", keep);
+        parameters.SetString("input_image_path", "%KYVODIR%/a.tif");
+        parameters.SetString("label_mask_path", "/m/a.pgm");
+        const KYVO::CValueMap d = describe(parameters);
+
+        EXPECT_EQ(d.Keys(),
+                  (std::vector<std::string>{"pluginType", "subType", "name", "widget", "parameters", "inputs",
+                                            "outputs", "description", "__nodaraDocumentation"}));
+        EXPECT_EQ(d.GetString("pluginType"), "Generic");
+        EXPECT_EQ(d.GetString("subType"), "Utility");
+        EXPECT_EQ(d.GetString("name"), "Lumarka");
+        KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
+        EXPECT_TRUE(d.GetBool("widget", false, &err));
+        EXPECT_EQ(err, KYVO::CValue::ERR_OK);
+        EXPECT_EQ(d.GetString("__nodaraDocumentation"),
+                  "%KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html");
+
+        // The parameters show the node's current values.
+        EXPECT_EQ(d.GetMap("parameters")->Keys(),
+                  (std::vector<std::string>{"keep_workspace", "input_image_path", "label_mask_path"}));
+        EXPECT_EQ(d.GetBool("parameters/keep_workspace", !keep, &err), keep);
+        EXPECT_EQ(err, KYVO::CValue::ERR_OK);
+        EXPECT_EQ(d.GetString("parameters/input_image_path"), "%KYVODIR%/a.tif");
+        EXPECT_EQ(d.GetString("parameters/label_mask_path"), "/m/a.pgm");
+        // ... while the texts describing them do not change.
+        EXPECT_EQ(stringAttribute(d, "parameters/keep_workspace", "desc"), kKeepDesc);
+        EXPECT_EQ(stringAttribute(d, "parameters/input_image_path", "desc"), kPathDesc);
+        EXPECT_EQ(d.Attributes("parameters/label_mask_path"), nullptr);
+
+        const struct {
+            const char* path;
+            const char* label;
+        } inputs[] = {{"inputs/0", "The image which should be annotated."},
+                      {"inputs/1", "An existing image mask."},
+                      {"inputs/2", "A list with all labels."},
+                      {"inputs/3", "A zone list characterizing image masks"}};
+        EXPECT_EQ(d.GetMap("inputs")->Keys(), (std::vector<std::string>{"0", "1", "2", "3"}));
+        for (const auto& input : inputs) {
+            SCOPED_TRACE(input.path);
+            EXPECT_EQ(stringAttribute(d, input.path, "label"), input.label);
+            const auto* optional =
+                dynamic_cast<const KYVO::CValueBool*>(d.GetAttribute(input.path, "optional"));
+            ASSERT_NE(optional, nullptr);
+            EXPECT_FALSE(optional->Get());
+        }
+        EXPECT_TRUE(isEmptyImage(d.Get("inputs/0")));
+        EXPECT_TRUE(isEmptyImage(d.Get("inputs/1")));
+        ASSERT_NE(d.GetMap("inputs/2"), nullptr);
+        EXPECT_TRUE(d.GetMap("inputs/2")->empty());
+        EXPECT_TRUE(isEmptyImage(d.Get("inputs/3")));
+
+        EXPECT_EQ(d.GetMap("outputs")->Keys(), (std::vector<std::string>{"0", "1"}));
+        EXPECT_TRUE(isEmptyImage(d.Get("outputs/0")));
+        ASSERT_NE(d.GetMap("outputs/1"), nullptr);
+        EXPECT_TRUE(d.GetMap("outputs/1")->empty());
+        EXPECT_EQ(stringAttribute(d, "outputs/0", "label"),
+                  "An image mask containing the ID of the label for each pixel.");
+        EXPECT_EQ(d.Attributes("outputs/1"), nullptr);
+    }
+}
+
+TEST(Description, HelpTextLineByLine) {
+    const KYVO::CValueMap d = describe({});
+    const QString text = QString::fromStdString(d.GetString("description"));
+    ASSERT_TRUE(text.endsWith('\n'));
+    const QStringList lines = text.left(text.size() - 1).split('\n');
+    const QStringList expected = {
+        "BRIEF",
+        "A simple GUI which allows manual, real time labeling.",
+        "",
+        "This node offers a simple GUI which allows manual, real time labeling in Nodara but also as a "
+        "standalone application.",
+        "",
+        "",
+        "",
+        "",
+        "-- BEGIN ONLY FOR PLUGIN --",
+        "",
+        "INPUT 0",
+        "The image which should be annotated.",
+        "",
+        "INPUT 1",
+        "An existing image mask.",
+        "",
+        "INPUT 2",
+        "A list with all labels.",
+        "",
+        "INPUT 3",
+        "A zone list characterizing image masks",
+        "",
+        "",
+        "OUTPUT 0",
+        "An image mask containing the ID of the label for each pixel.",
+        "",
+        "PARAMETER keep_workspace",
+        "The type of this parameter is of type bool.",
+        "determines whether the workspace should be forgotten after closing the window",
+        "(set to \\a false) or kept (set to \\a true)\\n",
+        "",
+        "",
+        "PARAMETER input_image_path",
+        " The type of this parameter is of type string.",
+        "determines the image path, so that you can save your changes within Lumarka",
+        "as a Lumarka-project \\n",
+        "",
+        ""};
+    ASSERT_EQ(lines.size(), expected.size()) << text.toStdString();
+    for (int i = 0; i < lines.size(); ++i)
+        EXPECT_EQ(lines[i].toStdString(), expected[i].toStdString()) << "line " << i + 1;
+}

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "platform/CPNode.h"
+#include "platform/CValueVector.h"
+#include "plugin/PPixmarker.h"
+#include "plugin/PluginEntry.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <cstring>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace {
+
+using ListFunction = KYVO::CValueVector* (*)();
+using CreateFunction = KYVO::CPNode* (*)(const char*);
+
+template <class To> To entryPoint(void* library, const char* name) {
+    void* address = dlsym(library, name);
+    To function = nullptr;
+    if (address)
+        std::memcpy(&function, &address, sizeof function);
+    return function;
+}
+
+// Names the framework might pass; only the exact one creates a node.
+const struct {
+    const char* name;
+    bool creates;
+} kNames[] = {{"Pixmarker", true},   {"pixmarker", false}, {"PIXMARKER", false}, {"Pixmarkers", false},
+              {"Pixmarker ", false}, {"Pixmarke", false},  {"", false},          {nullptr, false}};
+
+void checkNames(CreateFunction create) {
+    for (const auto& c : kNames) {
+        SCOPED_TRACE(c.name ? c.name : "(null)");
+        const std::unique_ptr<KYVO::CPNode> node(create(c.name));
+        EXPECT_EQ(node != nullptr, c.creates);
+    }
+}
+
+} // namespace
+
+TEST(EntryPoints, BuiltLibraryOffersBothByTheirCNames) {
+    void* library = dlopen(PXM_CORE_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    const auto list = entryPoint<ListFunction>(library, "ListPlugins");
+    const auto create = entryPoint<CreateFunction>(library, "CreatePluginInstanceEx");
+    ASSERT_NE(list, nullptr);
+    ASSERT_NE(create, nullptr);
+
+    const std::unique_ptr<KYVO::CValueVector> names(list());
+    ASSERT_NE(names, nullptr);
+    ASSERT_EQ(names->size(), 1u);
+    EXPECT_STREQ(names->at(0)->TypeName(), "CValueString");
+    EXPECT_EQ(static_cast<const KYVO::CValueString*>(names->at(0))->Get(), "Pixmarker");
+    // Each call hands out a vector of its own.
+    const std::unique_ptr<KYVO::CValueVector> again(list());
+    EXPECT_NE(again.get(), names.get());
+
+    checkNames(create);
+    const std::unique_ptr<KYVO::CPNode> node(create("Pixmarker"));
+    ASSERT_NE(node, nullptr);
+    KYVO::CValueMap description;
+    node->Describe(&description);
+    EXPECT_EQ(description.GetString("name"), "Lumarka") << "the node is the annotation node";
+    // The library stays loaded: Qt keeps pointers into it (meta-objects, resources).
+
+    // The copy linked into this program answers the same.
+    checkNames(&CreatePluginInstanceEx);
+    const std::unique_ptr<KYVO::CPNode> linked(CreatePluginInstanceEx("Pixmarker"));
+    EXPECT_NE(dynamic_cast<pxm::PPixmarker*>(linked.get()), nullptr);
+}
+
+TEST(EntryPoints, DynamicSymbolTableNamesThemUnmangled) {
+    const QString nm = QStandardPaths::findExecutable("nm");
+    if (nm.isEmpty())
+        GTEST_SKIP() << "nm is not installed";
+    QProcess process;
+    process.start(nm, {"-D", "--defined-only", PXM_CORE_LIBRARY});
+    ASSERT_TRUE(process.waitForFinished(60000));
+    const QStringList lines = QString::fromLocal8Bit(process.readAllStandardOutput()).split('\n');
+    for (const QString name : {"ListPlugins", "CreatePluginInstanceEx"}) {
+        SCOPED_TRACE(name.toStdString());
+        // "<address> T <name>": a defined text symbol under its plain name.
+        EXPECT_EQ(lines.filter(QRegularExpression("^[0-9a-f]+ T " + name + "$")).size(), 1);
+    }
+}

@@ -1,0 +1,285 @@
+// SPDX-License-Identifier: MIT
+#include "PluginTestSupport.h"
+#include "model/Label.h"
+#include "model/Project.h"
+#include "platform/CException.h"
+#include "platform/CValueOwnedPointer.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+
+#include <QGraphicsRectItem>
+#include <algorithm>
+#include <functional>
+#include <gtest/gtest.h>
+#include <limits>
+#include <set>
+#include <tuple>
+
+using namespace plugintest;
+
+namespace {
+
+struct InputError {
+    const char* what;
+    std::function<void(pxm::PPixmarker&)> feed;
+    const char* message;
+    const char* function;
+};
+
+// Each case feeds a valid image (so the later readers are reached) plus one bad input.
+const InputError kErrors[] = {
+    {"label list not in a holder", [](pxm::PPixmarker& n) { n.SetInput(2, new KYVO::CValueVector); },
+     "Expected a CValueSmart<CValueVector> as third input.", "reloadLabelInput"},
+    {"label list holds a map",
+     [](pxm::PPixmarker& n) { n.SetInput(2, new KYVO::CValueSmart(new KYVO::CValueMap)); },
+     "The label list (third input) must be a CValueVector.", "reloadLabelInput"},
+    {"image not in a holder", [](pxm::PPixmarker& n) { n.SetInput(0, new KYVO::CValueString("img.png")); },
+     "Expected a CValueSmart<CImage> as first input.", "reloadImageInput"},
+    {"image holder holds a vector",
+     [](pxm::PPixmarker& n) { n.SetInput(0, new KYVO::CValueSmart(new KYVO::CValueVector)); },
+     "The image (first input) must be an image.", "reloadImageInput"},
+    {"empty image holder", [](pxm::PPixmarker& n) { n.SetInput(0, new KYVO::CValueSmart); },
+     "The image (first input) must be an image.", "reloadImageInput"},
+    {"mask not in a holder",
+     [](pxm::PPixmarker& n) {
+         n.SetInput(1, new KYVO::CValueOwnedPointer<KYVO::CImage>(
+                           new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3))));
+     },
+     "Expected a CValueSmart<CImage> as second input.", "reloadMaskInput"},
+    {"mask holder holds a map",
+     [](pxm::PPixmarker& n) { n.SetInput(1, new KYVO::CValueSmart(new KYVO::CValueMap)); },
+     "The mask (second input) must be an image.", "reloadMaskInput"},
+    {"float mask", [](pxm::PPixmarker& n) { n.SetInput(1, imageValue(KYVO::IMAGE_GREY_F, 4, 3)); },
+     "The mask (second input) must be of type IMAGE_GREY_8.", "reloadMaskInput"},
+    {"boolean mask", [](pxm::PPixmarker& n) { n.SetInput(1, imageValue(KYVO::IMAGE_BOOL, 4, 3)); },
+     "The mask (second input) must be of type IMAGE_GREY_8.", "reloadMaskInput"},
+    {"zones not in a holder", [](pxm::PPixmarker& n) { n.SetInput(3, new KYVO::CValueVector); },
+     "Expected a CValueSmart as fourth input.", "reloadZoneInput"},
+    {"zone holder holds a string",
+     [](pxm::PPixmarker& n) { n.SetInput(3, new KYVO::CValueSmart(new KYVO::CValueString("zones"))); },
+     "Expected an IMAGE_GREY_F or CValueVectgoras zone list.", "reloadZoneInput"},
+    {"empty zone holder", [](pxm::PPixmarker& n) { n.SetInput(3, new KYVO::CValueSmart); },
+     "Expected an IMAGE_GREY_F or CValueVectgoras zone list.", "reloadZoneInput"},
+    {"zone image of 8 bits", [](pxm::PPixmarker& n) { n.SetInput(3, imageValue(KYVO::IMAGE_GREY_8, 4, 2)); },
+     "Expected an IMAGE_GREY_F with 4 or 5 columns as zone list.", "addZoneListImage"},
+    {"zone image of 6 columns",
+     [](pxm::PPixmarker& n) {
+         n.SetInput(3, zoneImage(6, {{0, 0, 1, 1, 1, 1}}));
+     },
+     "Expected an IMAGE_GREY_F with 4 or 5 columns as zone list.", "addZoneListImage"},
+    {"zone image of 3 columns",
+     [](pxm::PPixmarker& n) {
+         n.SetInput(3, zoneImage(3, {{0, 0, 1}}));
+     },
+     "Expected an IMAGE_GREY_F with 4 or 5 columns as zone list.", "addZoneListImage"},
+};
+
+QRectF rectOf(QGraphicsItem* item) {
+    auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(item);
+    return rect ? rect->rect() : QRectF();
+}
+
+// The rectangles of image 0's first scene with the id of each one's label, sorted.
+std::vector<std::pair<int, QRectF>> zonesOf(const pxm::PPixmarker& node) {
+    std::vector<std::pair<int, QRectF>> zones;
+    pxm::Scene* scene = node.project()->images().at(0)->scene(0);
+    for (const auto& [item, label] : scene->labelledItems())
+        zones.emplace_back(label->id(), rectOf(item));
+    std::sort(zones.begin(), zones.end(), [](const auto& a, const auto& b) {
+        return std::make_tuple(a.first, a.second.x(), a.second.y()) <
+               std::make_tuple(b.first, b.second.x(), b.second.y());
+    });
+    return zones;
+}
+
+class EnvironmentVariable {
+public:
+    EnvironmentVariable(const char* name, const QByteArray& value)
+        : m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name)) {
+        qputenv(name, value);
+    }
+    ~EnvironmentVariable() {
+        if (m_had)
+            qputenv(m_name, m_old);
+        else
+            qunsetenv(m_name);
+    }
+
+private:
+    const char* m_name;
+    bool m_had;
+    QByteArray m_old;
+};
+
+} // namespace
+
+TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace) {
+    // One kept workspace serves every case: building a window each time would be slow.
+    pxm::PPixmarker node;
+    KYVO::CValueMap keep;
+    keep.SetBool("keep_workspace", true);
+    node.Init(&keep);
+    for (const InputError& c : kErrors) {
+        SCOPED_TRACE(c.what);
+        node.ClearInputs();
+        node.SetInput(0, imageValue(KYVO::IMAGE_GREY_8, 4, 3));
+        c.feed(node);
+        try {
+            node.Execute();
+            ADD_FAILURE() << "no exception";
+        } catch (const KYVO::CException& e) {
+            EXPECT_EQ(e.Message(), c.message);
+            EXPECT_EQ(e.File(), "PPixmarker");
+            EXPECT_NE(e.Function().find(std::string("pxm::PPixmarker::") + c.function), std::string::npos)
+                << e.Function();
+            EXPECT_GT(e.Line(), 0);
+        }
+        ASSERT_NE(node.mainWindow(), nullptr);
+        EXPECT_FALSE(node.mainWindow()->isVisible());
+        EXPECT_EQ(node.OutputCount(), 0);
+    }
+}
+
+TEST(PluginInputs, ParentWidgetEntryMustHoldAWidgetPointer) {
+    pxm::PPixmarker node;
+    node.Parameters().SetString("QWidgetPointer", "0x1234");
+    try {
+        node.Execute();
+        ADD_FAILURE() << "no exception";
+    } catch (const KYVO::CException& e) {
+        EXPECT_NE(e.Message().find("QWidget"), std::string::npos) << e.Message();
+    }
+
+    // With a real widget the window lives inside it.
+    QWidget host;
+    node.Parameters().Set("QWidgetPointer", new KYVO::CValuePointer<QWidget>(&host));
+    host.show();
+    runAndClose(node);
+    EXPECT_EQ(node.mainWindow()->parentWidget(), &host);
+}
+
+TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
+    const EnvironmentVariable kyvo("KYVODIR", "/opt/k");
+    const struct {
+        const char* input;
+        const char* image;
+        const char* project;
+    } cases[] = {
+        {"%KYVODIR%/data/a.b/img.tif", "/opt/k/data/a.b/img.tif", "/opt/k/data/a.json"},
+        {"/x/%KYVODIR%//%KYVODIR%/i.png", "/x//opt/k///opt/k/i.png", "/x//opt/k///opt/k/i.json"},
+        {"/x/%KYVODIR%x/%kyvodir%/i.png", "/x/%KYVODIR%x/%kyvodir%/i.png", "/x/%KYVODIR%x/%kyvodir%/i.json"},
+        {"/images/scan", "/images/scan", "/images/scan.json"},
+        {"/images/scan.okav.gz", "/images/scan.okav.gz", "/images/scan.json"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.input);
+        EXPECT_EQ(pxm::PPixmarker::resolveImagePath(c.input), c.image);
+        EXPECT_EQ(pxm::PPixmarker::projectPathFor(c.image), c.project);
+    }
+    {
+        const EnvironmentVariable unset("KYVODIR", "");
+        EXPECT_EQ(pxm::PPixmarker::resolveImagePath("%KYVODIR%/a.png"), "/a.png");
+    }
+
+    // Through a run: the image, its mask path (taken as it stands), the project path and the
+    // overwrite setting.
+    pxm::PPixmarker node;
+    KYVO::CValueMap parameters;
+    parameters.SetString("input_image_path", "%KYVODIR%/data/a.b/img.tif");
+    parameters.SetString("label_mask_path", "%KYVODIR%/mask.pgm");
+    node.Init(&parameters);
+    node.SetInput(0, imageValue(KYVO::IMAGE_GREY_8, 4, 3));
+    runAndClose(node);
+    const pxm::LabeledImage* image = node.project()->images().value(0);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->imagePath(), "/opt/k/data/a.b/img.tif");
+    EXPECT_EQ(image->maskPath(), "%KYVODIR%/mask.pgm");
+    EXPECT_EQ(node.project()->path(), "/opt/k/data/a.json");
+    EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask"), QVariant(true));
+    EXPECT_NE(image->image(), nullptr) << "the image from the stack stays, though no file holds it";
+
+    // An empty path leaves all of that alone.
+    pxm::PPixmarker plain;
+    plain.SetInput(0, imageValue(KYVO::IMAGE_GREY_8, 4, 3));
+    runAndClose(plain);
+    ASSERT_EQ(plain.project()->images().size(), 1);
+    EXPECT_TRUE(plain.project()->images()[0]->imagePath().isEmpty());
+    EXPECT_TRUE(plain.project()->images()[0]->maskPath().isEmpty());
+    EXPECT_TRUE(plain.project()->path().isEmpty());
+    EXPECT_EQ(plain.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
+              QVariant(pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged")));
+}
+
+TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
+    const QRectF a(1, 2, 3, 4), b(0, 0, 5, 1);
+    const struct {
+        const char* what;
+        std::function<KYVO::CValue*()> zones;
+        std::vector<std::pair<int, QRectF>> expected;
+    } cases[] = {
+        // Columns 2 and 3 are the second corner; corners in either order give the same box.
+        {"4 columns",
+         [&] {
+             return zoneImage(4, {{1, 2, 4, 6}, {5, 1, 0, 0}});
+         },
+         {{1, b}, {1, a}}},
+        {"5 columns",
+         [&] {
+             return zoneImage(5, {{1, 2, 4, 6, 7.9f}, {0, 0, 5, 1, 9}, {0, 0, 5, 1, -2}});
+         },
+         {{-2, b}, {7, a}, {9, b}}},
+        {"vector",
+         [&] {
+             auto* zones = new KYVO::CValueVector;
+             zones->Append(zoneMap(1, 2, 4, 6, 7));
+             zones->Append(zoneMap(5, 1, 0, 0, 7));
+             zones->Append(new KYVO::CValueString("not a zone"));
+             return new KYVO::CValueSmart(zones);
+         },
+         {{7, b}, {7, a}}},
+        // Rows that cannot be a rectangle of a label are left out.
+        {"5 columns, bad rows",
+         [&] {
+             const float nan = std::numeric_limits<float>::quiet_NaN();
+             const float inf = std::numeric_limits<float>::infinity();
+             return zoneImage(5, {{nan, 0, 1, 1, 2},
+                                  {0, 0, 1, 1, inf},
+                                  {0, 0, 1, 1, 3e9f},
+                                  {0, 0, 1, 1, 0.5f},
+                                  {5, 1, 0, 0, 2}});
+         },
+         {{2, b}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        pxm::PPixmarker node;
+        node.SetInput(0, imageValue(KYVO::IMAGE_GREY_8, 8, 8));
+        auto* labels = new KYVO::CValueVector;
+        labels->Append(labelMap("given", 255, 0, 0));
+        node.SetInput(2, new KYVO::CValueSmart(labels));
+        node.SetInput(3, c.zones());
+        runAndClose(node);
+
+        auto expected = c.expected;
+        std::sort(expected.begin(), expected.end(), [](const auto& x, const auto& y) {
+            return std::make_tuple(x.first, x.second.x(), x.second.y()) <
+                   std::make_tuple(y.first, y.second.x(), y.second.y());
+        });
+        EXPECT_EQ(zonesOf(node), expected);
+
+        // One new label per zone id, with that id as mask id, after the label from the stack.
+        const QList<pxm::Label*>& projectLabels = node.project()->labels();
+        ASSERT_GE(projectLabels.size(), 1);
+        EXPECT_EQ(projectLabels[0]->name(), "given");
+        std::set<int> ids;
+        for (const auto& zone : expected)
+            ids.insert(zone.first);
+        EXPECT_EQ(projectLabels.size(), int(ids.size()) + 1);
+        for (int id : ids) {
+            SCOPED_TRACE(id);
+            const pxm::Label* label = node.project()->labelById(id);
+            ASSERT_NE(label, nullptr);
+            EXPECT_EQ(label->maskId(), id);
+        }
+    }
+}

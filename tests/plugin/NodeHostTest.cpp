@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "platform/CValueJson.h"
+#include "platform/CValueMap.h"
+#include "platform/CValueVector.h"
+#include "support/TestSupport.h"
+
+#include <QProcess>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace {
+
+// Runs the built host with a private configuration directory and no display.
+class NodeHostTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("XDG_CONFIG_HOME", dir.path("config"));
+        // Qt's offscreen plugin keeps its screens until exit; that is not the host's leak.
+        ASSERT_TRUE(
+            pxmtest::writeFile(dir.path("lsan.supp"), "leak:libqoffscreen.so\nleak:libfontconfig.so\n"));
+        env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" + dir.path("lsan.supp"));
+        process.setProcessEnvironment(env);
+        process.setWorkingDirectory(dir.path());
+
+        KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
+        for (std::size_t i = 0; i < image.byteCount(); ++i)
+            image.data()[i] = uint8_t(i * 5);
+        KYVO::CImageIo2::Save(dir.localPath("image.pgm"), image);
+        KYVO::CImage mask(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
+        *mask.voxel(7, 5, 0) = 4;
+        KYVO::CImageIo2::Save(dir.localPath("mask.pgm"), mask);
+        KYVO::CImage floatMask(KYVO::IMAGE_GREY_F, KYVO::CSize(8, 6));
+        KYVO::CImageIo2::Save(dir.localPath("float.pfm"), floatMask);
+        KYVO::CImage zones(KYVO::IMAGE_GREY_F, KYVO::CSize(5, 1));
+        const float row[5] = {0, 0, 2, 3, 6};
+        for (std::size_t x = 0; x < 5; ++x)
+            *reinterpret_cast<float*>(zones.voxel(x, 0, 0)) = row[x];
+        KYVO::CImageIo2::Save(dir.localPath("zones.pfm"), zones);
+
+        ASSERT_TRUE(pxmtest::writeFile(
+            dir.path("labels.json"),
+            R"([{"name": "cell", "color": {"red": 0, "green": 0, "blue": 255, "alpha": 255}, "opacity": 0.6}])"));
+        ASSERT_TRUE(pxmtest::writeFile(dir.path("zones.json"),
+                                       R"([{"ax": 4, "ay": 4, "bx": 6, "by": 6, "label": 3}])"));
+        ASSERT_TRUE(pxmtest::writeFile(dir.path("object.json"), R"({"name": "not a list"})"));
+    }
+    void TearDown() override {
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished(10000);
+        }
+    }
+
+    /// Runs to the end; returns the exit code (-1 when it crashed or hung).
+    int run(const QStringList& arguments) {
+        process.start(PXM_NODE_HOST_BINARY, arguments);
+        if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
+            return -1;
+        out = QString::fromLocal8Bit(process.readAllStandardOutput());
+        err = QString::fromLocal8Bit(process.readAllStandardError());
+        return process.exitCode();
+    }
+
+    QStringList inputs(const QString& zones) const {
+        return {"--image",       dir.path("image.pgm"),
+                "--mask",        dir.path("mask.pgm"),
+                "--labels",      dir.path("labels.json"),
+                "--zones",       dir.path(zones),
+                "--close-after", "0"};
+    }
+
+    pxmtest::TempDir dir;
+    QProcess process;
+    QString out;
+    QString err;
+};
+
+} // namespace
+
+TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
+    const struct {
+        const char* zones;
+        KYVO::CSize zoneFrom, zoneTo;
+        int zoneId;
+    } cases[] = {{"zones.json", {4, 4}, {6, 6}, 3}, {"zones.pfm", {0, 0}, {2, 3}, 6}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.zones);
+        ASSERT_EQ(run(inputs(c.zones) + QStringList{"--output-mask", dir.path("out.pgm"), "--output-labels",
+                                                    dir.path("out.json")}),
+                  0)
+            << err.toStdString();
+        EXPECT_TRUE(out.contains("Nodara standalone0")) << "a plug-in window: " << out.toStdString();
+
+        const std::unique_ptr<KYVO::CImage> mask(KYVO::CImageIo2::Load(dir.localPath("out.pgm")));
+        ASSERT_EQ(mask->size(), KYVO::CSize(8, 6, 1));
+        for (std::size_t y = 0; y < 6; ++y)
+            for (std::size_t x = 0; x < 8; ++x) {
+                const bool inZone =
+                    x >= c.zoneFrom.x && x < c.zoneTo.x && y >= c.zoneFrom.y && y < c.zoneTo.y;
+                const int expected = (x == 7 && y == 5) ? 4 : inZone ? c.zoneId : 0;
+                EXPECT_EQ(int(mask->value(x, y, 0)), expected) << "at " << x << "," << y;
+            }
+
+        const std::unique_ptr<KYVO::CValue> labels =
+            KYVO::CValueJson::Read(pxmtest::readFile(dir.path("out.json")).toStdString());
+        const auto* list = dynamic_cast<const KYVO::CValueVector*>(labels.get());
+        ASSERT_NE(list, nullptr);
+        ASSERT_EQ(list->size(), 3u) << "the given label, one for mask value 4, one for the zone";
+        const auto* first = static_cast<const KYVO::CValueMap*>(list->at(0));
+        EXPECT_EQ(first->GetString("name"), "cell");
+        EXPECT_EQ(first->GetLong("color/blue"), 255);
+        // A map's own "opacity" is not taken over; the opaque colour sets it to 1.
+        EXPECT_DOUBLE_EQ(first->GetDouble("opacity"), 1.0);
+        EXPECT_EQ(static_cast<const KYVO::CValueMap*>(list->at(1))->GetLong("maskId"), 4);
+        EXPECT_EQ(static_cast<const KYVO::CValueMap*>(list->at(2))->GetLong("id"), c.zoneId);
+    }
+
+    // Without an image there is no mask; the labels go to standard output.
+    ASSERT_EQ(run({"--labels", dir.path("labels.json"), "--output-mask", dir.path("none.pgm"),
+                   "--close-after", "0"}),
+              0)
+        << err.toStdString();
+    EXPECT_FALSE(QFile::exists(dir.path("none.pgm")));
+    EXPECT_TRUE(err.contains("no label mask")) << err.toStdString();
+    EXPECT_TRUE(out.contains("\"name\": \"cell\"")) << out.toStdString();
+}
+
+TEST_F(NodeHostTest, DescribesTheNode) {
+    ASSERT_EQ(run({"--describe"}), 0) << err.toStdString();
+    const QStringList lines = out.split('\n');
+    for (const QString line :
+         {"plugins = \"Pixmarker\"", "name = \"Lumarka\"", "widget = true",
+          "parameters/keep_workspace = false", "inputs/2 = {}",
+          "inputs/3 [label] = \"A zone list characterizing image masks\"", "inputs/0 [optional] = false"})
+        EXPECT_TRUE(lines.contains(line)) << line.toStdString() << "\n" << out.toStdString();
+    ASSERT_EQ(run({"--describe", "--keep-workspace"}), 0);
+    EXPECT_TRUE(out.contains("\nparameters/keep_workspace = true\n")) << out.toStdString();
+}
+
+TEST_F(NodeHostTest, BadInputEndsWithTheNodesMessage) {
+    const struct {
+        QStringList arguments;
+        int code;
+        const char* message;
+    } cases[] = {
+        {{"--image", dir.path("image.pgm"), "--mask", dir.path("float.pfm")},
+         1,
+         "ERROR: The mask (second input) must be of type IMAGE_GREY_8."},
+        {{"--labels", dir.path("object.json")},
+         1,
+         "ERROR: The label list (third input) must be a CValueVector."},
+        {{"--image", dir.path("image.pgm"), "--zones", dir.path("mask.pgm")},
+         1,
+         "ERROR: Expected an IMAGE_GREY_F with 4 or 5 columns as zone list."},
+        {{"--image", dir.path("missing.pgm")}, 3, "missing.pgm"},
+        {{"--labels", dir.path("image.pgm")}, 3, "image.pgm"},
+        {{"--node", "pixmarker"}, 3, "no node named pixmarker"},
+        {{"--library", dir.path("image.pgm")}, 3, "cannot load the plug-in library"},
+        {{"--close-after", "soon"}, 2, "--close-after"},
+        {{"--unknown"}, 2, "unknown"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.arguments.join(' ').toStdString());
+        // A window shown by mistake would close instead of hanging the test.
+        const QStringList closing = c.code == 2 ? QStringList() : QStringList{"--close-after", "0"};
+        EXPECT_EQ(run(c.arguments + closing), c.code) << err.toStdString();
+        EXPECT_TRUE(err.contains(c.message)) << err.toStdString();
+        if (c.code == 1) {
+            EXPECT_TRUE(err.contains("PPixmarker")) << "the message carries its place";
+        }
+    }
+}
