@@ -98,6 +98,12 @@ ReannotationDialog::ReannotationDialog(View* view, Project* project, QWidget* pa
         connect(project, &Project::labelAdded, this, &ReannotationDialog::fillLabelBoxes);
         connect(project, &Project::labelRemoved, this, &ReannotationDialog::fillLabelBoxes);
         connect(project, &Project::imageRemoved, this, &ReannotationDialog::refresh);
+        // Clearing deletes every image and label at once; nothing listed may be kept.
+        connect(project, &Project::cleared, this, [this] {
+            m_entries.clear();
+            m_index = -1;
+            fillLabelBoxes();
+        });
         connect(project, &Project::settingsChanged, this, &ReannotationDialog::updateTexts);
     }
     fillLabelBoxes();

@@ -153,4 +153,10 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
     EXPECT_EQ(dialog.count(), 1);
     EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 1");
+
+    // Clearing the project empties the list before the shapes are gone.
+    project.clear();
+    EXPECT_EQ(dialog.count(), 0);
+    EXPECT_EQ(dialog.currentItem(), nullptr);
+    EXPECT_FALSE(dialog.moveButton()->isEnabled());
 }
