@@ -4,6 +4,7 @@
 #include "persistence/ProjectReader.h"
 #include "persistence/ProjectSerializer.h"
 #include "platform/CException.h"
+#include "plugin/PPixmarker.h"
 #include "scene/LabeledImage.h"
 #include "ui/MainWindow.h"
 #include "ui/RecentProjects.h"
@@ -116,12 +117,33 @@ void MainWindow::saveProject() {
 void MainWindow::saveProjectAs() {
     if (!m_project)
         return;
+    if (PPixmarker* plugin = m_project->plugin()) {
+        savePluginProject(plugin);
+        return;
+    }
     QString path = m_fileDialogs.saveFileName(this, tr("Save project"), dialogDirectory(), projectFilters());
     if (path.isEmpty())
         return;
     // The file must be recognisable as a project later, also when typed without an ending.
     if (!path.endsWith(".json") && !path.endsWith(".json.gz"))
         path += ".json";
+    doSave(path);
+    addRecentProject(path);
+}
+
+void MainWindow::savePluginProject(PPixmarker* plugin) {
+    // A node's work belongs beside the node's image; where that is, the node's settings say.
+    const QString imagePath = PPixmarker::resolveImagePath(plugin->inputImagePath());
+    if (imagePath.isEmpty())
+        KYVO_THROW("Image has no path. You can set it in the plugin settings.");
+    const QString maskPath = QString::fromLocal8Bit(plugin->labelMaskPath().c_str());
+    if (maskPath.isEmpty())
+        KYVO_THROW("Label mask has no path. You can set it in the plugin settings.");
+    if (LabeledImage* image = m_project->images().value(0)) {
+        image->setImagePath(imagePath);
+        image->setMaskPath(maskPath);
+    }
+    const QString path = PPixmarker::projectPathFor(imagePath);
     doSave(path);
     addRecentProject(path);
 }

@@ -6,6 +6,8 @@
 #include "persistence/ProjectReader.h"
 #include "platform/CRegistry.h"
 #include "platform/CValueVector.h"
+#include "plugin/PPixmarker.h"
+#include "platform/CException.h"
 #include "scene/LabeledImage.h"
 #include "ui/RecentProjects.h"
 #include "UiTestSupport.h"
@@ -243,4 +245,51 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     // Cancelling adds nothing.
     window.loadImages();
     EXPECT_EQ(project.undoStack()->count(), 1);
+}
+
+// A plug-in's project is always saved beside the node's image, with the node's mask path;
+// a node without those paths refuses with the message the user sees.
+TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
+    Project project;
+    project.createLabel();
+    LabeledImage* image = addImage(project, writeImage("node.pgm"));
+    MainWindow window(nullptr, false);
+    window.setFileDialogs(files.seam());
+    window.setProject(&project);
+    pxm::PPixmarker node;
+    project.setNodaraPlugin(&node);
+
+    struct Case {
+        const char* imagePath;
+        const char* maskPath;
+        const char* message;
+    };
+    const std::vector<Case> refusals = {
+        {"", "m.pgm", "Image has no path. You can set it in the plugin settings."},
+        {"x.pgm", "", "Label mask has no path. You can set it in the plugin settings."},
+    };
+    for (const Case& c : refusals) {
+        KYVO::CValueMap parameters;
+        parameters.SetString("input_image_path", c.imagePath);
+        parameters.SetString("label_mask_path", c.maskPath);
+        node.Init(&parameters);
+        try {
+            window.saveProject();
+            ADD_FAILURE() << "no exception for " << c.message;
+        } catch (const KYVO::CException& e) {
+            EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
+        }
+    }
+
+    KYVO::CValueMap parameters;
+    parameters.SetString("input_image_path", dir.path("node.pgm").toStdString());
+    parameters.SetString("label_mask_path", dir.path("node_mask.pgm").toStdString());
+    node.Init(&parameters);
+    window.saveProject();
+    const QString expected = pxm::PPixmarker::projectPathFor(dir.path("node.pgm"));
+    EXPECT_TRUE(QFile::exists(expected));
+    EXPECT_EQ(project.path(), expected);
+    EXPECT_EQ(image->maskPath(), dir.path("node_mask.pgm"));
+    EXPECT_TRUE(files.calls.empty()) << "no file dialog in plug-in use";
+    project.setNodaraPlugin(nullptr);
 }
