@@ -21,6 +21,11 @@ struct Kind {
     int itemType;
 };
 
+// Names the case by its tool, so test names stay the same from run to run.
+void PrintTo(const Kind& kind, std::ostream* os) {
+    *os << kind.prefix;
+}
+
 class RectToolTest : public ToolFixture, public ::testing::WithParamInterface<Kind> {
 protected:
     pxm::AbstractRectTool* tool() const { return static_cast<pxm::AbstractRectTool*>(view->tool()); }
