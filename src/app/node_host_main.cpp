@@ -289,6 +289,12 @@ int run(int argc, char** argv) {
     if (options.closeAfter)
         closeWindowsAfter(*options.closeAfter);
     try {
+        // The window's console lines go to standard error, so that standard output carries
+        // nothing but the label list when it is written there.
+        struct ConsoleToErrors {
+            std::streambuf* saved = std::cout.rdbuf(std::cerr.rdbuf());
+            ~ConsoleToErrors() { std::cout.rdbuf(saved); }
+        } console;
         node->Execute();
     } catch (const KYVO::CException& e) {
         std::cerr << "ERROR: " << e.FormattedWhat() << std::endl;

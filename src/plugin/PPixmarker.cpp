@@ -93,6 +93,8 @@ void PPixmarker::Init(const KYVO::CValueMap* parameters) {
 }
 
 void PPixmarker::Execute() {
+    // A run that fails must not leave the last run's results looking like its own.
+    ClearOutputs();
     // Without keep_workspace the workspace is forgotten once its window was closed, which
     // every finished run has done. A window the framework's parent widget took down with
     // itself has to be rebuilt as well.

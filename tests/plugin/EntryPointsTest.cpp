@@ -3,7 +3,9 @@
 #include "platform/CValueVector.h"
 #include "plugin/PPixmarker.h"
 #include "plugin/PluginEntry.h"
+#include "support/TestSupport.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -43,7 +45,12 @@ void checkNames(CreateFunction create) {
 } // namespace
 
 TEST(EntryPoints, BuiltLibraryOffersBothByTheirCNames) {
-    void* library = dlopen(PXM_CORE_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    // A private copy: the loaded file stays mapped until the process ends, and a rebuild
+    // rewriting the original meanwhile would pull the pages from under it.
+    const pxmtest::TempDir dir;
+    const QString copy = dir.path("libpixmarker_core.so");
+    ASSERT_TRUE(QFile::copy(PXM_CORE_LIBRARY, copy));
+    void* library = dlopen(copy.toLocal8Bit().constData(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr) << dlerror();
     const auto list = entryPoint<ListFunction>(library, "ListPlugins");
     const auto create = entryPoint<CreateFunction>(library, "CreatePluginInstanceEx");

@@ -2,6 +2,7 @@
 #include "PluginTestSupport.h"
 #include "model/Label.h"
 #include "model/Project.h"
+#include "platform/CException.h"
 #include "platform/CValueOwnedPointer.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
@@ -171,5 +172,10 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         }
         EXPECT_EQ(node.mainWindow()->project(), node.project());
         EXPECT_EQ(node.project()->plugin(), &node);
+
+        // A third run that fails on its input leaves no outputs of the second behind.
+        node.SetInput(0, new KYVO::CValueString("not an image"));
+        EXPECT_THROW(node.Execute(), KYVO::CException);
+        EXPECT_EQ(node.OutputCount(), 0);
     }
 }
