@@ -80,11 +80,9 @@ QRectF rectOf(QGraphicsItem* item) {
 }
 
 // The rectangles of image 0's first scene with the id of each one's label, sorted.
-std::vector<std::pair<int, QRectF>> zonesOf(const pxm::PPixmarker& node) {
-    std::vector<std::pair<int, QRectF>> zones;
-    pxm::Scene* scene = node.project()->images().at(0)->scene(0);
-    for (const auto& [item, label] : scene->labelledItems())
-        zones.emplace_back(label->id(), rectOf(item));
+using Zones = std::vector<std::pair<int, QRectF>>;
+
+Zones sorted(Zones zones) {
     std::sort(zones.begin(), zones.end(), [](const auto& a, const auto& b) {
         return std::make_tuple(a.first, a.second.x(), a.second.y()) <
                std::make_tuple(b.first, b.second.x(), b.second.y());
@@ -92,24 +90,13 @@ std::vector<std::pair<int, QRectF>> zonesOf(const pxm::PPixmarker& node) {
     return zones;
 }
 
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const QByteArray& value)
-        : m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name)) {
-        qputenv(name, value);
-    }
-    ~EnvironmentVariable() {
-        if (m_had)
-            qputenv(m_name, m_old);
-        else
-            qunsetenv(m_name);
-    }
-
-private:
-    const char* m_name;
-    bool m_had;
-    QByteArray m_old;
-};
+// The rectangles of image 0's first scene with the id of each one's label, sorted.
+Zones zonesOf(const pxm::PPixmarker& node) {
+    Zones zones;
+    for (const auto& [item, label] : node.project()->images().at(0)->scene(0)->labelledItems())
+        zones.emplace_back(label->id(), rectOf(item));
+    return sorted(zones);
+}
 
 } // namespace
 
@@ -159,7 +146,8 @@ TEST(PluginInputs, ParentWidgetEntryMustHoldAWidgetPointer) {
 }
 
 TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
-    const EnvironmentVariable kyvo("KYVODIR", "/opt/k");
+    // No other test of this program reads the variable.
+    qputenv("KYVODIR", "/opt/k");
     const struct {
         const char* input;
         const char* image;
@@ -176,10 +164,9 @@ TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
         EXPECT_EQ(pxm::PPixmarker::resolveImagePath(c.input), c.image);
         EXPECT_EQ(pxm::PPixmarker::projectPathFor(c.image), c.project);
     }
-    {
-        const EnvironmentVariable unset("KYVODIR", "");
-        EXPECT_EQ(pxm::PPixmarker::resolveImagePath("%KYVODIR%/a.png"), "/a.png");
-    }
+    qputenv("KYVODIR", "");
+    EXPECT_EQ(pxm::PPixmarker::resolveImagePath("%KYVODIR%/a.png"), "/a.png");
+    qputenv("KYVODIR", "/opt/k");
 
     // Through a run: the image, its mask path (taken as it stands), the project path and the
     // overwrite setting.
@@ -208,6 +195,7 @@ TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
     EXPECT_TRUE(plain.project()->path().isEmpty());
     EXPECT_EQ(plain.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
               QVariant(pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged")));
+    qunsetenv("KYVODIR");
 }
 
 TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
@@ -215,7 +203,7 @@ TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
     const struct {
         const char* what;
         std::function<KYVO::CValue*()> zones;
-        std::vector<std::pair<int, QRectF>> expected;
+        Zones expected;
     } cases[] = {
         // Columns 2 and 3 are the second corner; corners in either order give the same box.
         {"4 columns",
@@ -260,19 +248,14 @@ TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
         node.SetInput(3, c.zones());
         runAndClose(node);
 
-        auto expected = c.expected;
-        std::sort(expected.begin(), expected.end(), [](const auto& x, const auto& y) {
-            return std::make_tuple(x.first, x.second.x(), x.second.y()) <
-                   std::make_tuple(y.first, y.second.x(), y.second.y());
-        });
-        EXPECT_EQ(zonesOf(node), expected);
+        EXPECT_EQ(zonesOf(node), sorted(c.expected));
 
         // One new label per zone id, with that id as mask id, after the label from the stack.
         const QList<pxm::Label*>& projectLabels = node.project()->labels();
         ASSERT_GE(projectLabels.size(), 1);
         EXPECT_EQ(projectLabels[0]->name(), "given");
         std::set<int> ids;
-        for (const auto& zone : expected)
+        for (const auto& zone : c.expected)
             ids.insert(zone.first);
         EXPECT_EQ(projectLabels.size(), int(ids.size()) + 1);
         for (int id : ids) {
