@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "ui/MainWindow.h"
 
+#include "exchange/BaseReader.h"
+#include "exchange/CriticalReadError.h"
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
+#include "scene/Scene.h"
 #include "tools/View.h"
 #include "ui/HelpWidget.h"
 #include "UiTestSupport.h"
 
 #include <QAction>
+#include <QProgressBar>
 #include <QSignalSpy>
 #include <QTest>
 #include <QUndoCommand>
@@ -99,7 +103,12 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {"Settings", "", modalShown("pxm::SettingsDialog", "")},
         {"About", "", modalShown("pxm::AboutDialog", "")},
         {"&Help", "", [this] { EXPECT_TRUE(window->helpWidget()->isVisible()); }},
-        {"Normalize", "", [this] { EXPECT_TRUE(window->normalize()); }},
+        {"Normalize", "",
+         [this] {
+             EXPECT_TRUE(window->normalize());
+             ASSERT_NE(window->shownScene(), nullptr);
+             EXPECT_TRUE(window->shownScene()->Normalize()) << "the shown scene is redrawn normalised";
+         }},
         {"Rotate left", "", [view] { EXPECT_LT(view->transform().m12(), 0.0); }},
         {"Rotate right", "", [view] { EXPECT_EQ(view->transform().m12(), 0.0); }},
         {"Flip horizontally", "", [view] { EXPECT_LT(view->transform().m11(), 0.0); }},
@@ -228,4 +237,53 @@ TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
     project.undoStack()->push(new QUndoCommand("edit"));
     QTest::keySequence(window.get(), QKeySequence::Undo);
     EXPECT_EQ(project.undoStack()->index(), 0);
+}
+
+namespace {
+
+/// A reader that records what the window shows while it reads and fails on files named "bad".
+class RecordingReader : public pxm::BaseReader {
+public:
+    explicit RecordingReader(MainWindow* window) : m_window(window) { setPauseMilliseconds(0); }
+    void readFile(const QString& path) override {
+        progress << m_window->progressBar()->value();
+        maximum = m_window->progressBar()->maximum();
+        barShown = barShown && m_window->progressBar()->isVisible();
+        windowEnabled = windowEnabled || m_window->isEnabled();
+        project()->undoStack()->push(new QUndoCommand("read " + path));
+        if (path.contains("bad"))
+            throw pxm::CriticalReadError("Broken file.", 3);
+        addWarning("Odd. ");
+    }
+    QList<int> progress;
+    int maximum = 0;
+    bool barShown = true;
+    bool windowEnabled = false;
+
+private:
+    MainWindow* m_window;
+};
+
+} // namespace
+
+// An import shows its progress per file with the window locked, then lists every message.
+TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {
+    RecordingReader reader(window.get());
+    const int stepsBefore = project.undoStack()->count();
+    uitest::ModalAnswerer modals;
+    window->handleImport(&reader, {"/a.voc", "/bad.voc", "/c.voc"});
+    EXPECT_EQ(reader.progress, (QList<int>{0, 1, 2}));
+    EXPECT_EQ(reader.maximum, 3);
+    EXPECT_TRUE(reader.barShown);
+    EXPECT_FALSE(reader.windowEnabled) << "the window is locked while reading";
+    EXPECT_TRUE(window->isEnabled());
+    EXPECT_FALSE(window->progressBar()->isVisible());
+    EXPECT_EQ(project.undoStack()->count(), stepsBefore + 3) << "one undo step per file";
+    ASSERT_EQ(modals.seen().size(), 1u);
+    EXPECT_EQ(modals.seen()[0].title, "VOC Import Errors");
+    EXPECT_EQ(modals.seen()[0].text, "Odd. Broken file.Odd. ");
+
+    // Nothing chosen, nothing happens.
+    window->handleImport(&reader, {});
+    EXPECT_EQ(modals.seen().size(), 1u);
 }
