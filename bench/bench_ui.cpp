@@ -29,6 +29,7 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <memory>
+#include <random>
 #include <vector>
 
 namespace {
@@ -41,15 +42,17 @@ QTemporaryDir& sharedDir() {
     return dir;
 }
 
-/// A grey image file with a gradient and a little structure, so the decoder has real work.
+/// A grey image file: a gradient under sensor-like noise, so it compresses (and decodes) like a
+/// photograph rather than like a drawing.
 QString writeImage(const QString& name, int size) {
     const QString path = sharedDir().filePath(name);
     if (QFileInfo::exists(path))
         return path;
     KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(size, size, 1));
+    std::minstd_rand random(11);
     for (int y = 0; y < size; ++y)
         for (int x = 0; x < size; ++x)
-            image.data()[std::size_t(y) * size + x] = uint8_t((x + y) / 16 + ((x * y) % 7));
+            image.data()[std::size_t(y) * size + x] = uint8_t((x + y) / 16 + random() % 32);
     KYVO::CImageIo2::Save(path.toStdString(), image);
     return path;
 }
