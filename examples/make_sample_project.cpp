@@ -94,6 +94,8 @@ int main(int argc, char** argv) {
         for (int i = 0; i < 4; ++i) {
             labels[i] = project.createLabel();
             labels[i]->setName(names[i]);
+            // Fixed ids keep the file the same from one generation to the next.
+            labels[i]->setId(101 + i);
         }
         // Outlines thick enough to see at the zoom that fits the window.
         for (pxm::Label* label : labels)
