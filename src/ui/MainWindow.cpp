@@ -8,7 +8,9 @@
 #include "platform/CRegistry.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "tools/ReannotationShortcuts.h"
 #include "tools/View.h"
+#include "tools/game/GameTool.h"
 #include "ui/AboutDialog.h"
 #include "ui/HelpWidget.h"
 #include "ui/ImageChooser.h"
@@ -148,6 +150,9 @@ void MainWindow::buildCentralLayout() {
     setCentralWidget(central);
 
     connect(m_view, &View::toolChanged, this, &MainWindow::on_view_toolChanged);
+    // Reannotation rules act on key releases over the view; the hidden extra has its own keys.
+    new ReannotationShortcuts(m_view);
+    game::installGameShortcut(this, m_view);
     connect(m_view, &View::statusTipChanged, this, &MainWindow::on_view_statusTipChanged);
     connect(this, &MainWindow::projectChanged, m_labelList, &LabelListWidget::setProject);
     connect(this, &MainWindow::projectChanged, m_labelSettings, &LabelSettingsWidget::setProject);
@@ -286,9 +291,13 @@ void MainWindow::setProject(Project* project) {
 
 void MainWindow::on_project_currentImageChanged(LabeledImage* image) {
     disconnect(m_imageConnection);
+    disconnect(m_maskConnection);
     m_image = image;
-    if (image)
+    if (image) {
         m_imageConnection = connect(image, &QObject::destroyed, this, &MainWindow::on_image_destroyed);
+        m_maskConnection =
+            connect(image, &LabeledImage::maskChanged, this, &MainWindow::updateImageDependentActions);
+    }
     showCurrentScene();
     updateSizeStatus();
     updateWindowTitle();
@@ -326,8 +335,8 @@ void MainWindow::updateImageDependentActions() {
     const bool hasImage = m_project && m_project->currentImage();
     m_toolGroup->setEnabled(hasImage);
     action(MainAction::ImportMask)->setEnabled(hasImage);
-    // The reannotation window works on the shown image; it tells when there is no mask.
-    action(MainAction::Reannotation)->setEnabled(hasImage);
+    // Reannotation steps through a mask's shapes: offered only where there is a mask.
+    action(MainAction::Reannotation)->setEnabled(hasImage && ReannotationDialog::hasMask(m_project));
     m_zoomToolBar->setEnabled(hasImage);
 }
 

@@ -172,6 +172,8 @@ private:
     std::unique_ptr<Project> m_ownedProject;
     QList<QMetaObject::Connection> m_projectConnections;
     QMetaObject::Connection m_imageConnection;
+    // Follows the current image's mask, which decides whether reannotation is offered.
+    QMetaObject::Connection m_maskConnection;
     QPointer<LabeledImage> m_image;
 
     View* m_view = nullptr;

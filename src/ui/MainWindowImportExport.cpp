@@ -5,6 +5,7 @@
 #include "exchange/LabelMeReader.h"
 #include "exchange/VOCReader.h"
 #include "model/Project.h"
+#include "tools/View.h"
 #include "ui/LabelImportDialog.h"
 #include "ui/MaskImportDialog.h"
 #include "ui/MainWindow.h"
@@ -31,6 +32,10 @@ QString filters(std::initializer_list<const char*> list) {
 void MainWindow::exportMasks() {
     if (!m_project)
         return;
+    // A tool's temporary items (grips, a ruler, a brush) must not show in rendered snapshots:
+    // the tool is put down for the export and taken up again afterwards.
+    const ToolType tool = m_view->toolType();
+    m_view->setTool(ToolType::None);
     ExportMaskDialog dialog(m_project, this);
     // Wide enough to show a whole directory path and the file-name pattern.
     const int width = std::max(dialog.sizeHint().width(), 560);
@@ -38,6 +43,7 @@ void MainWindow::exportMasks() {
     dialog.resize(width, layout && layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)
                                                                : dialog.sizeHint().height());
     dialog.exec();
+    m_view->setTool(tool);
 }
 
 void MainWindow::importMask() {

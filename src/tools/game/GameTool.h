@@ -3,6 +3,7 @@
 
 #include "tools/Tool.h"
 #include "tools/game/FourInARow.h"
+#include "tools/game/GameBoard.h"
 
 #include <QPointer>
 

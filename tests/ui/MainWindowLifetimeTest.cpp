@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "model/Project.h"
+#include "platform/CImage.h"
+#include "scene/LabeledImage.h"
+#include "tools/View.h"
+#include "ui/MainWindow.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMouseEvent>
+#include <QTimer>
+#include <gtest/gtest.h>
+
+// A plug-in may drop its project while the window still exists: the window, its view and
+// its panels let go of everything without touching what is gone.
+TEST(MainWindowLifetime, WindowOutlivesItsProject) {
+    auto* project = new pxm::Project;
+    for (int i = 0; i < 3; ++i) {
+        auto* image = new pxm::LabeledImage(project);
+        image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true);
+        project->addImage(image);
+    }
+    project->createLabel();
+    auto* onDisk = new pxm::LabeledImage(project);
+    onDisk->setImagePath("/nonexistent/x.png");
+    project->addImage(onDisk);
+    project->setSetting("ImageChooser.filter", QVariantMap{{"namePattern", "*.png"}});
+    pxm::MainWindow window(nullptr, false);
+    window.setProject(project);
+    window.show();
+    QApplication::processEvents();
+    delete project;
+    QApplication::processEvents();
+    EXPECT_EQ(window.project(), nullptr);
+    EXPECT_EQ(window.view()->project(), nullptr);
+    EXPECT_EQ(window.view()->currentScene(), nullptr);
+    EXPECT_FALSE(window.view()->isEnabled());
+}
+
+namespace {
+
+QAction* findAction(pxm::MainWindow& window, const char* name) {
+    return window.findChild<QAction*>(name);
+}
+
+} // namespace
+
+// Reannotation works on a mask, so it is offered exactly while the shown image has one.
+TEST(MainWindowLifetime, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
+    pxm::Project project;
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true);
+    project.addImage(image);
+    project.createLabel();
+    pxm::MainWindow window(nullptr, false);
+    window.setProject(&project);
+    window.show();
+    QApplication::processEvents();
+    QAction* reannotation = findAction(window, "actionReannotation");
+    ASSERT_NE(reannotation, nullptr);
+    EXPECT_FALSE(reannotation->isEnabled());
+    image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true, false);
+    EXPECT_TRUE(reannotation->isEnabled());
+
+    // The ruler's drawing is gone while the export dialog is open, and the ruler comes back.
+    pxm::View* view = window.view();
+    view->setTool(pxm::ToolType::Ruler);
+    const int plain = view->currentScene()->items().size();
+    const QPoint p = view->mapFromScene(QPointF(2, 2));
+    QMouseEvent press(QEvent::MouseButtonPress, p, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(view->viewport(), &press);
+    ASSERT_GT(view->currentScene()->items().size(), plain);
+    int itemsDuringExport = -1;
+    QTimer::singleShot(0, [&]() {
+        itemsDuringExport = view->currentScene()->items().size();
+        if (QWidget* dialog = QApplication::activeModalWidget())
+            dialog->close();
+    });
+    QAction* exportAction = nullptr;
+    for (QAction* a : window.findChildren<QAction*>())
+        if (a->text() == "Export")
+            exportAction = a;
+    ASSERT_NE(exportAction, nullptr);
+    exportAction->trigger();
+    EXPECT_EQ(itemsDuringExport, plain);
+    EXPECT_EQ(view->toolType(), pxm::ToolType::Ruler);
+}
