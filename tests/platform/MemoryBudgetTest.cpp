@@ -122,3 +122,17 @@ TEST(MemoryBudget, JpegTwoThousandTilesCountBeforeOpenJpegSeesThem) {
     EXPECT_NE(error.find("Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"), std::string::npos)
         << error;
 }
+
+TEST(MemoryBudget, AGifCountsTheCanvasQtDrawsItsFrameInto) {
+    // A screen 0 wide and 65534 high with a frame at x = 256, 2049 wide: Qt widens the screen
+    // to the frame's right edge and allocates 2305 x 65534 pixels of 4 bytes.
+    static const unsigned char gif[] = {'G',  'I', 'F',  '8',  '9',  'a', 0,    0, 0xfe, 0xff, 0x80,
+                                        0,    0,   0xff, 0xff, 0xff, 0,   0,    0, 0x2c, 0,    1,
+                                        0xbb, 0,   1,    8,    1,    2,   0x44, 1, 0,    0x3b};
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(
+        pxmtest::writeFile(dir.path("a.gif"), QByteArray(reinterpret_cast<const char*>(gif), sizeof gif)));
+    const BudgetScope scope(std::uint64_t(64) << 20);
+    const std::string error = loadError(dir.localPath("a.gif"));
+    EXPECT_NE(error.find("needs 576.2 MiB of memory"), std::string::npos) << error;
+}

@@ -102,15 +102,48 @@ std::unique_ptr<CImage> fromQImage(const QImage& q) {
     return image;
 }
 
-/// Pixels a plugin allocates beyond the size it reports: the logical screen of a GIF, into which
-/// every frame is drawn, and the bitmap or PNG inside an icon, whose own header Qt follows
-/// rather than the directory's. 0 when there is nothing more.
+/// The canvas Qt's GIF reader allocates: the logical screen, or where the screen's width or
+/// height is 0, the first frame's extent from the origin, however far off it lies.
+std::uint64_t gifCanvas(BinaryFile& f) {
+    std::uint8_t head[13] = {};
+    if (f.readSome(head, sizeof head) < sizeof head)
+        return 0;
+    const std::uint64_t screenWidth = getLE(head + 6, 2), screenHeight = getLE(head + 8, 2);
+    const auto skip = [&f](std::uint64_t n) {
+        if (n > f.remaining())
+            return false;
+        f.seek(f.tell() + n);
+        return true;
+    };
+    if ((head[10] & 0x80) && !skip(3u << ((head[10] & 7) + 1)))
+        return screenWidth * screenHeight;
+    // Extensions may come first; the first image descriptor decides.
+    for (int blocks = 0; blocks < 1024; ++blocks) {
+        const int block = f.get();
+        if (block == 0x21) {
+            f.get(); // the extension's label
+            for (int n = f.get(); n > 0; n = f.get())
+                if (!skip(std::uint64_t(n)))
+                    return screenWidth * screenHeight;
+            continue;
+        }
+        std::uint8_t frame[8] = {}; // left, top, width, height
+        if (block != 0x2c || f.readSome(frame, sizeof frame) < sizeof frame)
+            break;
+        const std::uint64_t width = screenWidth ? screenWidth : getLE(frame, 2) + getLE(frame + 4, 2);
+        const std::uint64_t height = screenHeight ? screenHeight : getLE(frame + 2, 2) + getLE(frame + 6, 2);
+        return width * height;
+    }
+    return screenWidth * screenHeight;
+}
+
+/// Pixels a plugin allocates beyond the size it reports: the canvas of a GIF, into which every
+/// frame is drawn, and the bitmap or PNG inside an icon, whose own header Qt follows rather
+/// than the directory's. 0 when there is nothing more.
 std::uint64_t hiddenPixels(const QByteArray& format, const std::string& path) {
     BinaryFile f(path, BinaryFile::Read);
-    if (format == "gif") {
-        std::uint8_t head[10] = {};
-        return f.readSome(head, sizeof head) < sizeof head ? 0 : getLE(head + 6, 2) * getLE(head + 8, 2);
-    }
+    if (format == "gif")
+        return gifCanvas(f);
     if (format != "ico")
         return 0;
     std::uint8_t directory[6 + 16] = {};
