@@ -103,16 +103,23 @@ void LabeledImage::setImage(KYVO::CImage* image, bool takeOwnership) {
         m_ownsImage = true;
         return;
     }
+    const bool hadImage = m_image != nullptr;
     deleteImage();
     m_imageState = ImageState::NotLoaded;
-    if (!image)
+    if (!image) {
+        // Whoever shows the old pixels must let go of them now.
+        if (hadImage)
+            emit imageChanged();
         return;
+    }
     const KYVO::CSize size = image->size();
     if ((m_width && size.x != m_width) || (m_height && size.y != m_height) ||
         (m_depth && size.z != m_depth)) {
         m_imageState = ImageState::SizeMismatch;
         if (takeOwnership)
             delete image;
+        if (hadImage)
+            emit imageChanged();
         return;
     }
     const uint32_t channels = uint32_t(image->channels());
@@ -131,33 +138,45 @@ void LabeledImage::setImage(KYVO::CImage* image, bool takeOwnership) {
 }
 
 void LabeledImage::loadImage(bool /*force*/) {
+    const bool hadImage = m_image != nullptr;
     deleteImage();
     m_imageState = ImageState::NotLoaded;
-    if (KYVO::CImage* loaded = loadLogged(m_imagePath))
+    if (KYVO::CImage* loaded = loadLogged(m_imagePath)) {
         setImage(loaded, true);
-    else
+    } else {
         m_imageState = ImageState::LoadFailed;
+        if (hadImage)
+            emit imageChanged();
+    }
 }
 
 void LabeledImage::setMask(KYVO::CImage* mask, bool takeOwnership, bool checkLabels) {
     if (mask == m_mask)
         return;
+    const bool hadMask = m_mask != nullptr;
     deleteMask();
     m_maskState = m_maskPath.isEmpty() ? MaskState::Ok : MaskState::NotLoaded;
-    if (!mask)
+    if (!mask) {
+        if (hadMask)
+            emit maskChanged();
         return;
+    }
     const KYVO::CSize size = mask->size();
     if ((m_width && size.x != m_width) || (m_height && size.y != m_height) ||
         (m_depth && size.z != m_depth)) {
         m_maskState = MaskState::SizeMismatch;
         if (takeOwnership)
             delete mask;
+        if (hadMask)
+            emit maskChanged();
         return;
     }
     if (mask->type() != KYVO::IMAGE_GREY_8) {
         m_maskState = MaskState::WrongType;
         if (takeOwnership)
             delete mask;
+        if (hadMask)
+            emit maskChanged();
         return;
     }
     if (checkLabels && m_project) {
@@ -188,12 +207,16 @@ void LabeledImage::setMask(KYVO::CImage* mask, bool takeOwnership, bool checkLab
 void LabeledImage::loadMask(bool force, bool checkLabels) {
     if (m_maskPath.isEmpty() || (m_mask && !force))
         return;
+    const bool hadMask = m_mask != nullptr;
     deleteMask();
     m_maskState = MaskState::NotLoaded;
-    if (KYVO::CImage* loaded = loadLogged(m_maskPath))
+    if (KYVO::CImage* loaded = loadLogged(m_maskPath)) {
         setMask(loaded, true, checkLabels);
-    else
+    } else {
         m_maskState = MaskState::LoadFailed;
+        if (hadMask)
+            emit maskChanged();
+    }
 }
 
 void LabeledImage::ensureEraseOverlay() {

@@ -164,6 +164,9 @@ bool Scene::unswap() {
 void Scene::updateImageItem() {
     delete m_imageItem;
     m_imageItem = nullptr;
+    // The statistics must never outlive the pixels they were read from.
+    if (!m_image->image())
+        SetCImage(nullptr);
     if (m_usageCount > 0 && m_image->image()) {
         SetCImage(m_image->image(), m_zLayer);
         try {

@@ -205,3 +205,43 @@ TEST(Scene, OverlayItems) {
     EXPECT_TRUE(graticule.pen().isCosmetic());
     EXPECT_EQ(graticule.brush().color(), QColor(Qt::white));
 }
+
+// A shown scene must never keep pixels its image dropped: refused, cleared or failed to
+// reload, the old image is gone, and so must be the item and statistics made from it.
+TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
+    Project project;
+    LabeledImage* image = pxmtest::addImage(project, 4, 3);
+    image->setMask(pxmtest::volume(4, 3, 1, {1, 2, 3}), true, false);
+    Scene* scene = image->scene(0);
+    scene->incUsage();
+    ASSERT_NE(scene->imageItem(), nullptr);
+    ASSERT_NE(scene->CImage(), nullptr);
+    QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
+    QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
+
+    // Refused for its size: the old image is deleted all the same.
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(5, 3, 1)), true);
+    EXPECT_EQ(image->image(), nullptr);
+    EXPECT_EQ(imageChanged.count(), 1);
+    EXPECT_EQ(scene->imageItem(), nullptr);
+    EXPECT_EQ(scene->CImage(), nullptr);
+    EXPECT_EQ(scene->ImageInfo(), nullptr);
+
+    // A reload from a path that does not exist fails after dropping the image.
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1)), true);
+    ASSERT_NE(scene->imageItem(), nullptr);
+    image->setImagePath("/nonexistent/pixmarker/image.png");
+    image->loadImage(true);
+    EXPECT_EQ(image->imageState(), LabeledImage::ImageState::LoadFailed);
+    EXPECT_EQ(scene->imageItem(), nullptr);
+    EXPECT_EQ(scene->CImage(), nullptr);
+
+    // A mask cleared or refused is a mask change the mask item follows.
+    image->setMask(nullptr, false, false);
+    EXPECT_EQ(maskChanged.count(), 1);
+    image->setMask(pxmtest::volume(4, 3, 1, {1}), true, false);
+    image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(2, 2, 1)), true, false);
+    EXPECT_EQ(image->mask(), nullptr);
+    EXPECT_EQ(maskChanged.count(), 3);
+    scene->decUsage();
+}
