@@ -34,6 +34,8 @@ const QVector<SettingKey>& settingKeys() {
         {"Label.secondary_opacity", "main/Settings/Label/SecondaryOpacity", SettingType::Double, 0.3},
         {"Label.pen_width", "main/Settings/Label/PenWidth", SettingType::Double, 0.5},
         // Key bindings that move shapes to another label, as JSON text (ReannotationRules).
+        // Seconds between recovery snapshots of unsaved work; 0 turns them off.
+        {"Autosave.interval", "main/Settings/Autosave/Interval", SettingType::Integer, 60},
         {"ReannotationKeys", "main/Settings/Reannotation/Keys", SettingType::String, QString()},
     };
     return keys;

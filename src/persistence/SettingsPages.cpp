@@ -71,21 +71,32 @@ SerializationSettings::SerializationSettings(Project* project, QWidget* parent)
     m_overwriteMask->setObjectName("overwriteMask");
     m_lazyLoadImages = new QCheckBox(tr("Lazy load images"), this);
     m_lazyLoadImages->setObjectName("lazyLoadImages");
+    m_autosaveInterval = new QSpinBox(this);
+    m_autosaveInterval->setObjectName("autosaveInterval");
+    m_autosaveInterval->setRange(0, 24 * 60 * 60);
+    m_autosaveInterval->setSuffix(tr(" s"));
+    m_autosaveInterval->setSpecialValueText(tr("Off"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_overwriteMask);
     layout->addWidget(m_lazyLoadImages);
+    auto* autosave = new QFormLayout;
+    autosave->addRow(tr("Autosave every"), m_autosaveInterval);
+    layout->addLayout(autosave);
     writeBackOn(m_overwriteMask, &QCheckBox::toggled);
     writeBackOn(m_lazyLoadImages, &QCheckBox::toggled);
+    writeBackOn(m_autosaveInterval, QOverload<int>::of(&QSpinBox::valueChanged));
 }
 
 void SerializationSettings::readProject() {
     m_overwriteMask->setChecked(value("SerializationSettings.overwriteMask").toBool());
     m_lazyLoadImages->setChecked(value("SerializationSettings.lazyLoadImages").toBool());
+    m_autosaveInterval->setValue(value("Autosave.interval").toInt());
 }
 
 void SerializationSettings::writeProject() {
     store("SerializationSettings.overwriteMask", m_overwriteMask->isChecked());
     store("SerializationSettings.lazyLoadImages", m_lazyLoadImages->isChecked());
+    store("Autosave.interval", m_autosaveInterval->value());
 }
 
 // ---- StatusLineSettings ----

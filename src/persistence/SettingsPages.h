@@ -41,6 +41,8 @@ public:
 
     QCheckBox* overwriteMaskBox() const { return m_overwriteMask; }
     QCheckBox* lazyLoadImagesBox() const { return m_lazyLoadImages; }
+    /// Seconds between recovery snapshots ("Autosave.interval"); 0 shows as off.
+    QSpinBox* autosaveIntervalBox() const { return m_autosaveInterval; }
 
 protected:
     void readProject() override;
@@ -49,6 +51,7 @@ protected:
 private:
     QCheckBox* m_overwriteMask;
     QCheckBox* m_lazyLoadImages;
+    QSpinBox* m_autosaveInterval;
 };
 
 /// The format of the status line, with a help text on its placeholders.

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+#include "persistence/RecoverySnapshot.h"
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "persistence/JsonFileWriter.h"
+#include "persistence/JsonTextWriter.h"
+#include "persistence/JsonValues.h"
+#include "persistence/RecoveryFolder.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QGraphicsItem>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSet>
+
+namespace pxm {
+
+RecoverySnapshot::RecoverySnapshot() = default;
+RecoverySnapshot::~RecoverySnapshot() = default;
+
+void RecoverySnapshot::capture(const Project& project) {
+    m_projectPath = project.path();
+    m_time = QDateTime::currentDateTime();
+    m_currentImageIndex = project.currentImageIndex();
+    m_nodara = project.plugin() != nullptr;
+    m_settings = project.settings();
+    m_labels.clear();
+    m_images.clear();
+    m_scenes.clear();
+    m_items.clear();
+    m_volumes.clear();
+    for (const pxm::Label* label : project.labels())
+        m_labels.push_back({label->color(), label->id(), label->maskId(), label->name(), label->opacity()});
+    for (const LabeledImage* image : project.images()) {
+        Image record{image->colorChannels(), image->depth(),    image->height(), image->width(),
+                     image->imagePath(),     image->maskPath(), m_scenes.size(), 0};
+        for (const pxm::Scene* scene : image->scenes()) {
+            const std::size_t first = m_items.size();
+            for (const QGraphicsItem* item : scene->items())
+                if (isLabelItem(item))
+                    captureItem(*item);
+            m_scenes.push_back({int(scene->zLayer()), first, m_items.size()});
+        }
+        record.endScene = m_scenes.size();
+        m_images.push_back(std::move(record));
+    }
+}
+
+void RecoverySnapshot::captureItem(const QGraphicsItem& item) {
+    Item record{Item::Rect, labelIdOf(&item), {}, {}, {}, {}, item.scenePos(), item.sceneTransform()};
+    if (const auto* rect = dynamic_cast<const QGraphicsRectItem*>(&item)) {
+        record.rect = rect->rect();
+    } else if (const auto* ellipse = dynamic_cast<const QGraphicsEllipseItem*>(&item)) {
+        record.kind = Item::Ellipse;
+        record.rect = ellipse->rect();
+    } else if (const auto* line = dynamic_cast<const QGraphicsLineItem*>(&item)) {
+        record.kind = Item::Line;
+        record.line = line->line();
+    } else if (const auto* polygon = dynamic_cast<const QGraphicsPolygonItem*>(&item)) {
+        record.kind = Item::Polygon;
+        record.polygon = polygon->polygon();
+    } else if (const auto* path = dynamic_cast<const QGraphicsPathItem*>(&item)) {
+        record.kind = Item::Path;
+        // A path caches its bounds inside the data it shares; the writer thread gets data of
+        // its own so that painting here and writing there never touch the same cache.
+        const QPainterPath& source = path->path();
+        record.path.setFillRule(source.fillRule());
+        record.path.addPath(source);
+    } else {
+        // The project file has no form for other kinds either.
+        return;
+    }
+    m_items.push_back(std::move(record));
+}
+
+void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
+    // Members in the order the project file has them (QJsonObject's sorted keys).
+    out.beginObject();
+    out.key("$type");
+    out.asciiValue("pxm::Project");
+    out.key("currentImageIndex");
+    out.value(m_currentImageIndex);
+    out.key("hasNodaraEnvironment");
+    out.value(m_nodara);
+    out.key("images");
+    out.beginArray();
+    for (const Image& image : m_images) {
+        out.beginObject();
+        out.key("$type");
+        out.asciiValue("pxm::LabeledImage");
+        out.key("colorChannels");
+        out.value(image.colorChannels);
+        out.key("depth");
+        out.value(image.depth);
+        out.key("height");
+        out.value(image.height);
+        out.key("imagePath");
+        out.value(image.imagePath);
+        out.key("maskPath");
+        out.value(image.maskPath);
+        out.key("scenes");
+        out.beginArray();
+        for (std::size_t s = image.firstScene; s < image.endScene; ++s) {
+            const Scene& scene = m_scenes[s];
+            out.beginObject();
+            out.key("$type");
+            out.asciiValue("pxm::Scene");
+            out.key("labelItems");
+            out.beginArray();
+            for (std::size_t i = scene.firstItem; i < scene.endItem; ++i) {
+                const Item& item = m_items[i];
+                static const char* const kTypes[] = {"QGraphicsRectItem", "QGraphicsEllipseItem",
+                                                     "QGraphicsLineItem", "QGraphicsPolygonItem",
+                                                     "QGraphicsPathItem"};
+                out.beginObject();
+                out.key("$type");
+                out.asciiValue(kTypes[item.kind]);
+                out.key("labelId");
+                out.value(item.labelId);
+                switch (item.kind) {
+                case Item::Rect:
+                case Item::Ellipse:
+                    out.key("rect");
+                    JsonValues::write(out, item.rect);
+                    break;
+                case Item::Line:
+                    out.key("line");
+                    JsonValues::write(out, item.line);
+                    break;
+                case Item::Polygon:
+                    out.key("polygon");
+                    JsonValues::write(out, item.polygon);
+                    break;
+                case Item::Path:
+                    out.key("path");
+                    JsonValues::write(out, item.path);
+                    break;
+                }
+                out.key("scenePos");
+                JsonValues::write(out, item.scenePos);
+                out.key("sceneTransform");
+                JsonValues::write(out, item.transform);
+                out.endObject();
+            }
+            out.endArray();
+            out.key("zLayer");
+            out.value(qint64(scene.zLayer));
+            out.endObject();
+        }
+        out.endArray();
+        out.key("width");
+        out.value(image.width);
+        out.endObject();
+    }
+    out.endArray();
+    out.key("labels");
+    out.beginArray();
+    for (const Label& label : m_labels) {
+        out.beginObject();
+        out.key("$type");
+        out.asciiValue("pxm::Label");
+        out.key("color");
+        JsonValues::write(out, label.color);
+        out.key("id");
+        out.value(label.id);
+        out.key("maskId");
+        out.value(label.maskId);
+        out.key("name");
+        out.value(label.name);
+        out.key("opacity");
+        out.value(label.opacity);
+        out.endObject();
+    }
+    out.endArray();
+    out.key("settings");
+    out.documentValue(QJsonDocument(QJsonObject::fromVariantMap(m_settings)).toJson(QJsonDocument::Indented));
+    out.endObject();
+}
+
+void RecoverySnapshot::writeTo(const QString& folder, int generation) const {
+    const QDir dir(folder);
+    QSet<QString> keep{RecoveryFolder::kLockFile, RecoveryFolder::kDescriptionFile};
+    for (const Volume& volume : m_volumes) {
+        keep.insert(volume.file);
+        if (!volume.reuse)
+            KYVO::CImageIo2::Save(dir.filePath(volume.file).toLocal8Bit().toStdString(), *volume.data);
+    }
+    const QString projectFile = QStringLiteral("project-%1.json.gz").arg(generation);
+    keep.insert(projectFile);
+    {
+        JsonFileWriter file(dir.filePath(projectFile), true);
+        JsonTextWriter out([&file](std::string& piece) { file.write(piece); });
+        writeProject(out);
+        out.finish();
+        file.commit();
+    }
+    RecoveryFolder::Description description;
+    description.projectPath = m_projectPath;
+    description.time = m_time;
+    description.pid = QCoreApplication::applicationPid();
+    description.projectFile = projectFile;
+    for (const Volume& volume : m_volumes)
+        description.volumes.push_back({volume.image, volume.overlay, volume.file});
+    RecoveryFolder::writeDescription(folder, description);
+    // Files of earlier snapshots go only now that the new one is complete.
+    for (const QString& name : dir.entryList(QDir::Files))
+        if (!keep.contains(name))
+            QFile::remove(dir.filePath(name));
+}
+
+} // namespace pxm
