@@ -5,13 +5,17 @@
 #include "app/CommandLine.h"
 #include "model/Project.h"
 #include "persistence/ProjectReader.h"
+#include "persistence/RecoveryFolder.h"
 #include "platform/CException.h"
 #include "platform/Vandu.h"
 #include "scene/LabeledImage.h"
+#include "ui/Autosave.h"
 #include "ui/MainWindow.h"
+#include "ui/RecoveryDialog.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>
+#include <QMessageBox>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -29,6 +33,9 @@ std::shared_ptr<QCommandLineParser> makeParser() {
     // Declared so that it is accepted and listed; images come from the positional arguments.
     parser->addOption(QCommandLineOption(QStringList{"i", "images"},
                                          QObject::tr("Images added to the new project."), "images"));
+    parser->addOption(QCommandLineOption(
+        "recover-all",
+        QObject::tr("Recovers the work of every earlier run that ended without saving, without asking.")));
     return parser;
 }
 
@@ -79,6 +86,35 @@ int run(int argc, char** argv) {
         projects.push_back(newProjectFromImages(files.images));
         firstWindow.setProject(projects.back().get());
         firstWindow.show();
+    }
+
+    // Work of earlier runs that ended without saving or discarding it.
+    const QList<RecoveryFolder::Entry> orphans = RecoveryFolder::orphaned();
+    QList<RecoveryFolder::Entry> recover = orphans;
+    if (!orphans.isEmpty() && !parser->isSet("recover-all")) {
+        RecoveryDialog dialog(orphans);
+        dialog.exec();
+        recover = dialog.chosen();
+    }
+    for (const RecoveryFolder::Entry& entry : recover) {
+        auto project = std::make_unique<Project>();
+        QList<int> restored;
+        try {
+            restored = RecoveryFolder::restore(entry, project.get());
+        } catch (const std::exception& e) {
+            // The snapshot stays for another try.
+            std::cerr << "Recovering " << entry.folder.toStdString() << " failed: " << e.what() << std::endl;
+            QMessageBox::warning(
+                nullptr, QObject::tr("Recovery failed."),
+                QObject::tr("The work saved in '%1' could not be recovered.").arg(entry.folder));
+            continue;
+        }
+        projects.push_back(std::move(project));
+        projectWindows.push_back(std::make_unique<MainWindow>(nullptr, false));
+        MainWindow* window = projectWindows.back().get();
+        window->setProject(projects.back().get());
+        Autosave::of(window)->adopt(entry.folder, restored);
+        window->show();
     }
 
     const int code = app.exec();

@@ -31,8 +31,8 @@ void VolumeShadow::markAll() {
     m_staleCount = m_stale.size();
 }
 
-std::size_t VolumeShadow::refresh(const KYVO::CImage* live, std::size_t maxLayers) {
-    if (!m_marked)
+std::size_t VolumeShadow::refresh(const KYVO::CImage* live, std::size_t maxLayers, bool swappedOut) {
+    if (!m_marked || (!live && swappedOut))
         return 0;
     if (!live) {
         if (m_copy) {

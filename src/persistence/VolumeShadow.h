@@ -30,9 +30,10 @@ public:
     void markLayer(std::size_t z);
     /// The whole live volume may have been replaced.
     void markAll();
-    /// Copies up to maxLayers stale layers from live (null: there is no volume any more).
+    /// Copies up to maxLayers stale layers from live. A null live volume is gone, unless it
+    /// is only swapped out to come back unchanged (`swappedOut`): then the copy stays as it is.
     /// Returns the number of layers still stale.
-    std::size_t refresh(const KYVO::CImage* live, std::size_t maxLayers);
+    std::size_t refresh(const KYVO::CImage* live, std::size_t maxLayers, bool swappedOut = false);
     /// Layers not yet copied.
     std::size_t staleLayers() const { return m_staleCount; }
 

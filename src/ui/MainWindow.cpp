@@ -12,6 +12,7 @@
 #include "tools/View.h"
 #include "tools/game/GameTool.h"
 #include "ui/AboutDialog.h"
+#include "ui/Autosave.h"
 #include "ui/HelpWidget.h"
 #include "ui/ImageChooser.h"
 #include "ui/LabelListWidget.h"
@@ -91,6 +92,8 @@ MainWindow::MainWindow(QWidget* parent, bool standalone)
 
     resize(1200, 600);
     updateWindowTitle();
+    // Keeps unsaved work in the recovery folder until it is saved or discarded.
+    new Autosave(this);
     setWindowIcon(QIcon(":/icons/pixmarker_icon.svg"));
 }
 

@@ -6,6 +6,7 @@
 #include "platform/CException.h"
 #include "plugin/PPixmarker.h"
 #include "scene/LabeledImage.h"
+#include "ui/Autosave.h"
 #include "ui/MainWindow.h"
 #include "ui/RecentProjects.h"
 
@@ -170,6 +171,9 @@ void MainWindow::doSave(QString path) {
     m_lastSavePath = path;
     m_project->setPath(path);
     m_project->undoStack()->setClean();
+    // Only the file written counts as safe: after a failure the recovery snapshot goes on.
+    if (Autosave* autosave = Autosave::of(this))
+        failure.isEmpty() ? autosave->projectSaved() : autosave->saveFailed();
 }
 
 void MainWindow::loadImages() {

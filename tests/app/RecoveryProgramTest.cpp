@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "persistence/RecoveryFolder.h"
+#include "platform/CRegistry.h"
+#include "support/TestSupport.h"
+#include "ui/Autosave.h"
+#include "ui/AutosaveTestSupport.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <gtest/gtest.h>
+#include <iostream>
+
+using namespace pxm;
+
+// The work of a window that is killed in the middle of it comes back when the real program
+// starts again. The window lives in a second run of this test program (the child below), so
+// that the edits go through the program's own window, commands and autosave exactly as a
+// user's would, and so that it can be killed without a chance to clean up.
+
+namespace {
+
+const char* const kChildFolder = "PXM_AUTOSAVE_CHILD_FOLDER";
+
+/// The child's and the program's shared environment: private data, configuration and display.
+QProcessEnvironment environment(const pxmtest::TempDir& dir) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("XDG_DATA_HOME", dir.path("data"));
+    env.insert("XDG_CONFIG_HOME", dir.path("config"));
+    env.insert("XDG_RUNTIME_DIR", dir.path("runtime"));
+    env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" + dir.path("lsan.supp"));
+    env.remove(kChildFolder);
+    return env;
+}
+
+} // namespace
+
+// Runs only as the child (hence disabled in the suite): edits, waits for its snapshot, writes what it expects
+// to be recovered, says so and waits to be killed.
+TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
+    const QString folder = qEnvironmentVariable(kChildFolder);
+    if (folder.isEmpty())
+        GTEST_SKIP() << "run by RecoveryProgramTest only";
+    // The program's own recovery folder, in the private data directory the parent gave.
+    QStandardPaths::setTestModeEnabled(false);
+    QCoreApplication::setApplicationName("lumarka");
+    KYVO::CRegistry::SetStorageDirectory(folder + "/registry");
+
+    MainWindow window(nullptr, false);
+    window.show();
+    ASSERT_TRUE(window.openProjectFile(autosavetest::writeStudy(folder)));
+    autosavetest::makeEdits(&window);
+    Autosave* autosave = Autosave::of(&window);
+    ASSERT_NE(autosave, nullptr);
+    QSignalSpy written(autosave, &Autosave::snapshotWritten);
+    window.project()->setSetting(Autosave::kIntervalKey, 1);
+    ASSERT_TRUE(written.wait(60000));
+
+    Project* project = window.project();
+    ASSERT_TRUE(pxmtest::writeFile(folder + "/expected.json",
+                                   QJsonDocument(autosavetest::normalisedDocument(*project)).toJson()));
+    for (int i = 0; i < project->images().size(); ++i) {
+        LabeledImage* image = project->images()[i];
+        image->incUsage();
+        const std::unique_ptr<KYVO::CImage> mask(image->createErasedMask());
+        ASSERT_TRUE(mask);
+        KYVO::CImageIo2::Save(QString("%1/expected-%2.okav").arg(folder).arg(i).toStdString(), *mask);
+        image->decUsage();
+    }
+    std::cout << "SNAPSHOT " << autosave->folder().toStdString() << std::endl;
+    for (;;)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+}
+
+TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("lsan.supp"), "leak:libqoffscreen.so\nleak:libfontconfig.so\n"));
+    QDir().mkpath(dir.path("work"));
+    QDir().mkpath(dir.path("runtime"));
+    QFile::setPermissions(dir.path("runtime"),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+
+    QProcess child;
+    QProcessEnvironment childEnv = environment(dir);
+    childEnv.insert(kChildFolder, dir.path("work"));
+    child.setProcessEnvironment(childEnv);
+    child.start(
+        QCoreApplication::applicationFilePath(),
+        {"--gtest_also_run_disabled_tests", "--gtest_filter=DISABLED_AutosaveChild.EditsAndWaitsToBeKilled"});
+    ASSERT_TRUE(child.waitForStarted(30000));
+    const qint64 childPid = child.processId();
+    QString snapshotFolder;
+    QByteArray childOutput;
+    ASSERT_TRUE(autosavetest::waitUntil(
+        [&] {
+            childOutput += child.readAllStandardOutput();
+            const int at = childOutput.indexOf("SNAPSHOT ");
+            if (at >= 0 && childOutput.indexOf('\n', at) > at)
+                snapshotFolder =
+                    QString::fromLocal8Bit(childOutput.mid(at + 9, childOutput.indexOf('\n', at) - at - 9));
+            return !snapshotFolder.isEmpty() || child.state() == QProcess::NotRunning;
+        },
+        120000));
+    ASSERT_FALSE(snapshotFolder.isEmpty())
+        << childOutput.toStdString() << child.readAllStandardError().toStdString();
+    EXPECT_TRUE(snapshotFolder.startsWith(dir.path("data/lumarka/recovery/")))
+        << snapshotFolder.toStdString();
+    child.kill(); // SIGKILL: nothing is saved, closed or cleaned up
+    ASSERT_TRUE(child.waitForFinished(30000));
+    RecoveryFolder::Description left;
+    ASSERT_TRUE(RecoveryFolder::readDescription(snapshotFolder, &left));
+    EXPECT_EQ(left.pid, childPid);
+
+    // The program recovers without asking and keeps the work safe in the same folder: its
+    // own snapshot of the recovered project shows up there under its own process id.
+    QProcess program;
+    program.setProcessEnvironment(environment(dir));
+    program.setWorkingDirectory(dir.path());
+    program.start(PIXMARKER_BINARY, {"--recover-all"});
+    ASSERT_TRUE(program.waitForStarted(30000));
+    const qint64 pid = program.processId();
+    RecoveryFolder::Description description;
+    const bool rewritten = autosavetest::waitUntil(
+        [&] {
+            return RecoveryFolder::readDescription(snapshotFolder, &description) && description.pid == pid;
+        },
+        120000);
+    const QByteArray lock = pxmtest::readFile(snapshotFolder + "/lock").trimmed();
+    program.kill();
+    program.waitForFinished(30000);
+    ASSERT_TRUE(rewritten) << program.readAllStandardError().toStdString();
+    EXPECT_EQ(lock, QByteArray::number(pid)) << "the lock names the process that holds it";
+    EXPECT_EQ(description.projectPath, dir.path("work/study.json"));
+
+    RecoveryFolder::Entry entry{snapshotFolder, description};
+    Project recovered;
+    RecoveryFolder::restore(entry, &recovered);
+    const QJsonObject expected =
+        QJsonDocument::fromJson(pxmtest::readFile(dir.path("work/expected.json"))).object();
+    EXPECT_EQ(autosavetest::normalisedDocument(recovered), expected);
+    ASSERT_EQ(recovered.images().size(), 2);
+    for (int i = 0; i < recovered.images().size(); ++i) {
+        LabeledImage* image = recovered.images()[i];
+        image->incUsage();
+        const std::unique_ptr<KYVO::CImage> mask(image->createErasedMask());
+        const std::unique_ptr<KYVO::CImage> want(
+            KYVO::CImageIo2::Load(dir.localPath(QString("work/expected-%1.okav").arg(i))));
+        EXPECT_EQ(autosavetest::differingVoxels(mask.get(), want.get()), 0) << "mask of image " << i;
+        image->decUsage();
+    }
+}

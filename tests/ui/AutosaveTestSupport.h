@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// A small study with masks, the edits a user might make in it, and the comparison of two
+// projects item by item and mask voxel by voxel. Shared by the window tests and the test that
+// kills a running window and recovers its work with the real program.
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "model/commands/LabelCommands.h"
+#include "persistence/JsonTextWriter.h"
+#include "persistence/ProjectSerializer.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/LabelItems.h"
+#include "scene/LabeledImage.h"
+#include "scene/MaskItem.h"
+#include "scene/Scene.h"
+#include "scene/commands/ItemCommands.h"
+#include "scene/commands/MaskItemFlood.h"
+#include "tools/commands/Erase.h"
+#include "ui/MainWindow.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QGraphicsItem>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUndoStack>
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace autosavetest {
+
+inline bool waitUntil(const std::function<bool()>& done, int milliseconds = 10000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done() && timer.elapsed() < milliseconds)
+        QApplication::processEvents(QEventLoop::AllEvents, 10);
+    return done();
+}
+
+/// A 2D image with a mask of two regions and a 3-layer volume with a mask, two labels, and
+/// the project file naming them. Returns the project file's path.
+inline QString writeStudy(const QString& folder) {
+    const QDir dir(folder);
+    auto save = [&dir](const QString& name, const KYVO::CImage& image) {
+        KYVO::CImageIo2::Save(dir.filePath(name).toLocal8Bit().toStdString(), image);
+    };
+    KYVO::CImage cells(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 48));
+    KYVO::CImage cellsMask(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 48));
+    for (std::size_t y = 0; y < 48; ++y)
+        for (std::size_t x = 0; x < 64; ++x) {
+            *cells.voxel(x, y, 0) = uint8_t(x * 3 + y);
+            *cellsMask.voxel(x, y, 0) = x < 20 && y < 20 ? 1 : (x > 40 && y > 24 ? 2 : 0);
+        }
+    save("cells.pgm", cells);
+    save("cells_mask.pgm", cellsMask);
+    KYVO::CImage stack(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 12, 3));
+    KYVO::CImage stackMask(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 12, 3));
+    for (std::size_t z = 0; z < 3; ++z)
+        for (std::size_t y = 0; y < 12; ++y)
+            for (std::size_t x = 0; x < 16; ++x) {
+                *stack.voxel(x, y, z) = uint8_t(x + y + z * 50);
+                *stackMask.voxel(x, y, z) = x < 8 ? 2 : 0;
+            }
+    save("stack.okav", stack);
+    save("stack_mask.okav.gz", stackMask);
+
+    pxm::Project project;
+    project.createLabel();
+    project.createLabel();
+    for (const QString& name : {QString("cells"), QString("stack")}) {
+        auto* image = new pxm::LabeledImage(&project);
+        image->setImagePath(dir.filePath(name + (name == "cells" ? ".pgm" : ".okav")));
+        image->setMaskPath(dir.filePath(name == "cells" ? "cells_mask.pgm" : "stack_mask.okav.gz"));
+        project.addImage(image);
+        image->loadImage();
+        image->loadMask();
+        image->decUsage(); // nothing stays in memory for the file
+    }
+    const QString path = dir.filePath("study.json");
+    pxm::ProjectSerializer::write(&project, path, false);
+    return path;
+}
+
+inline void push(pxm::Project* project, QUndoCommand* command) {
+    project->undoStack()->push(command);
+}
+
+inline void addShape(pxm::Project* project, pxm::Scene* scene, QGraphicsItem* item, pxm::Label* label) {
+    pxm::Scene::styleItem(item, label);
+    push(project, new pxm::commands::AddItemToScene(scene, item));
+}
+
+/// Shapes on both images, a renamed label, a reassigned mask region in both masks and an
+/// erasure, each as the tools and panels do it: through the undo stack. The window must be
+/// shown and hold the study.
+inline void makeEdits(pxm::MainWindow* window) {
+    pxm::Project* project = window->project();
+    ASSERT_NE(project, nullptr);
+    pxm::Label* first = project->labels()[0];
+    pxm::Label* second = project->labels()[1];
+    project->setCurrentImageIndex(0);
+    pxm::Scene* flat = project->images()[0]->scene(0);
+    ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; }))
+        << "the shown scene holds its mask";
+    addShape(project, flat, new QGraphicsRectItem(5, 6, 20, 10), first);
+    auto* polygon = new QGraphicsPolygonItem(QPolygonF({{30, 2}, {50, 4}, {40, 20}}));
+    polygon->setTransform(QTransform::fromTranslate(1.5, 2));
+    addShape(project, flat, polygon, second);
+    push(project, new pxm::commands::SetLabelName(first, "tumour"));
+    push(project, new pxm::commands::MaskItemFlood(flat->maskItem(), QPoint(3, 3), 2));
+    auto* erase = new pxm::commands::Erase(flat);
+    erase->apply(QRectF(44, 30, 6, 5));
+    push(project, erase);
+    // The user's next step comes in a later turn of the event loop.
+    QApplication::processEvents();
+
+    project->setCurrentImageIndex(1);
+    project->setCurrentZLayer(2);
+    pxm::Scene* layer = project->images()[1]->scene(2);
+    ASSERT_TRUE(waitUntil([layer] { return layer->maskItem() != nullptr; }));
+    addShape(project, layer, new QGraphicsEllipseItem(1, 1, 6, 4), second);
+    push(project, new pxm::commands::MaskItemFlood(layer->maskItem(), QPoint(2, 2), 1));
+}
+
+/// The project document with each scene's items in a fixed order (a project file read back
+/// stacks its items the other way round).
+inline QJsonObject normalisedDocument(const pxm::Project& project) {
+    std::string text;
+    pxm::JsonTextWriter out([&text](std::string& piece) { text += piece; });
+    pxm::ProjectSerializer::write(out, project);
+    out.finish();
+    QJsonObject document = QJsonDocument::fromJson(QByteArray::fromStdString(text)).object();
+    QJsonArray images = document["images"].toArray();
+    for (int i = 0; i < images.size(); ++i) {
+        QJsonObject image = images[i].toObject();
+        QJsonArray scenes = image["scenes"].toArray();
+        for (int s = 0; s < scenes.size(); ++s) {
+            QJsonObject scene = scenes[s].toObject();
+            QList<QByteArray> items;
+            for (const QJsonValue& item : scene["labelItems"].toArray())
+                items << QJsonDocument(item.toObject()).toJson(QJsonDocument::Compact);
+            std::sort(items.begin(), items.end());
+            QJsonArray sorted;
+            for (const QByteArray& item : items)
+                sorted.append(QJsonDocument::fromJson(item).object());
+            scene["labelItems"] = sorted;
+            scenes[s] = scene;
+        }
+        image["scenes"] = scenes;
+        images[i] = image;
+    }
+    document["images"] = images;
+    return document;
+}
+
+/// Number of voxels that differ, or -1 when the sizes do.
+inline long long differingVoxels(const KYVO::CImage* a, const KYVO::CImage* b) {
+    if (!a || !b || a->size() != b->size() || a->byteCount() != b->byteCount())
+        return -1;
+    long long count = 0;
+    for (std::size_t i = 0; i < a->byteCount(); ++i)
+        count += a->data()[i] != b->data()[i];
+    return count;
+}
+
+/// Items, labels, paths and settings as in the project file; every image's effective mask
+/// (mask minus erasures, what a save writes) voxel by voxel.
+inline void expectSameWork(pxm::Project& expected, pxm::Project& actual) {
+    EXPECT_EQ(normalisedDocument(actual), normalisedDocument(expected));
+    ASSERT_EQ(actual.images().size(), expected.images().size());
+    for (int i = 0; i < expected.images().size(); ++i) {
+        pxm::LabeledImage* want = expected.images()[i];
+        pxm::LabeledImage* got = actual.images()[i];
+        want->incUsage();
+        got->incUsage();
+        const std::unique_ptr<KYVO::CImage> wantMask(want->createErasedMask());
+        const std::unique_ptr<KYVO::CImage> gotMask(got->createErasedMask());
+        EXPECT_EQ(differingVoxels(wantMask.get(), gotMask.get()), 0) << "mask of image " << i;
+        got->decUsage();
+        want->decUsage();
+    }
+}
+
+} // namespace autosavetest
