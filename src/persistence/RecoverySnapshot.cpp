@@ -25,7 +25,7 @@ namespace pxm {
 RecoverySnapshot::RecoverySnapshot() = default;
 RecoverySnapshot::~RecoverySnapshot() = default;
 
-void RecoverySnapshot::capture(const Project& project) {
+void RecoverySnapshot::capture(const Project& project, const SceneCapture& items) {
     m_projectPath = project.path();
     m_time = QDateTime::currentDateTime();
     m_currentImageIndex = project.currentImageIndex();
@@ -34,26 +34,34 @@ void RecoverySnapshot::capture(const Project& project) {
     m_labels.clear();
     m_images.clear();
     m_scenes.clear();
-    m_items.clear();
     m_volumes.clear();
+    m_itemCount = 0;
     for (const pxm::Label* label : project.labels())
         m_labels.push_back({label->color(), label->id(), label->maskId(), label->name(), label->opacity()});
     for (const LabeledImage* image : project.images()) {
         Image record{image->colorChannels(), image->depth(),    image->height(), image->width(),
                      image->imagePath(),     image->maskPath(), m_scenes.size(), 0};
         for (const pxm::Scene* scene : image->scenes()) {
-            const std::size_t first = m_items.size();
-            for (const QGraphicsItem* item : scene->items())
-                if (isLabelItem(item))
-                    captureItem(*item);
-            m_scenes.push_back({int(scene->zLayer()), first, m_items.size()});
+            SceneItems sceneItems = items ? items(*scene) : captureScene(*scene);
+            m_itemCount += sceneItems->size();
+            m_scenes.push_back({int(scene->zLayer()), std::move(sceneItems)});
         }
         record.endScene = m_scenes.size();
         m_images.push_back(std::move(record));
     }
 }
 
-void RecoverySnapshot::captureItem(const QGraphicsItem& item) {
+RecoverySnapshot::SceneItems RecoverySnapshot::captureScene(const pxm::Scene& scene) {
+    auto items = std::make_shared<std::vector<Item>>();
+    const QList<QGraphicsItem*> all = scene.items();
+    items->reserve(std::size_t(all.size()));
+    for (const QGraphicsItem* item : all)
+        if (isLabelItem(item))
+            captureItem(*item, items.get());
+    return items;
+}
+
+void RecoverySnapshot::captureItem(const QGraphicsItem& item, std::vector<Item>* items) {
     Item record{Item::Rect, labelIdOf(&item), {}, {}, {}, {}, item.scenePos(), item.sceneTransform()};
     if (const auto* rect = dynamic_cast<const QGraphicsRectItem*>(&item)) {
         record.rect = rect->rect();
@@ -77,7 +85,7 @@ void RecoverySnapshot::captureItem(const QGraphicsItem& item) {
         // The project file has no form for other kinds either.
         return;
     }
-    m_items.push_back(std::move(record));
+    items->push_back(std::move(record));
 }
 
 void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
@@ -114,8 +122,7 @@ void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
             out.asciiValue("pxm::Scene");
             out.key("labelItems");
             out.beginArray();
-            for (std::size_t i = scene.firstItem; i < scene.endItem; ++i) {
-                const Item& item = m_items[i];
+            for (const Item& item : *scene.items) {
                 static const char* const kTypes[] = {"QGraphicsRectItem", "QGraphicsEllipseItem",
                                                      "QGraphicsLineItem", "QGraphicsPolygonItem",
                                                      "QGraphicsPathItem"};

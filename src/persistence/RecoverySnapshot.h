@@ -12,6 +12,7 @@
 #include <QString>
 #include <QTransform>
 #include <QVariant>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -25,6 +26,7 @@ namespace pxm {
 
 class JsonTextWriter;
 class Project;
+class Scene;
 
 /// A frozen copy of everything a recovery snapshot holds: the project as its file would
 /// show it and the changed masks and erase overlays. It is taken on the GUI thread and then
@@ -44,29 +46,7 @@ public:
         bool reuse = false; ///< already written by an earlier snapshot
     };
 
-    RecoverySnapshot();
-    ~RecoverySnapshot();
-
-    /// Replaces the held copy with the project's present state (no volumes). Storage of the
-    /// previous copy is reused.
-    void capture(const Project& project);
-    void addVolume(Volume volume) { m_volumes.push_back(std::move(volume)); }
-    const std::vector<Volume>& volumes() const { return m_volumes; }
-
-    /// The project file's path and when the copy was taken.
-    QString projectPath() const { return m_projectPath; }
-    QDateTime time() const { return m_time; }
-    std::size_t itemCount() const { return m_items.size(); }
-
-    /// The project document, as ProjectSerializer::write gives it.
-    void writeProject(JsonTextWriter& out) const;
-    /// Writes the snapshot into the folder: the volumes not yet there, the project as
-    /// "project-<generation>.json.gz" and, last, the description that makes it complete.
-    /// Each file is replaced atomically, so a folder always holds one complete snapshot.
-    /// Throws SerializationError or KYVO::CException. Runs on any thread.
-    void writeTo(const QString& folder, int generation) const;
-
-private:
+    /// A label item as the project file holds it.
     struct Item {
         enum Kind : unsigned char { Rect, Ellipse, Line, Polygon, Path } kind;
         int labelId;
@@ -77,10 +57,42 @@ private:
         QPointF scenePos;
         QTransform transform;
     };
+    /// The label items of one scene in the order the file lists them, shared between the
+    /// snapshots of a scene that did not change in between.
+    using SceneItems = std::shared_ptr<const std::vector<Item>>;
+    /// Finds the items of a scene, perhaps from an earlier capture.
+    using SceneCapture = std::function<SceneItems(const pxm::Scene& scene)>;
+
+    RecoverySnapshot();
+    ~RecoverySnapshot();
+
+    /// Replaces the held copy with the project's present state (no volumes), taking each
+    /// scene's items from `items` when given, else from the scene.
+    void capture(const Project& project, const SceneCapture& items = {});
+    /// The label items of a scene as they are now.
+    static SceneItems captureScene(const pxm::Scene& scene);
+    void addVolume(Volume volume) { m_volumes.push_back(std::move(volume)); }
+    const std::vector<Volume>& volumes() const { return m_volumes; }
+    /// Lets go of the volumes once they are written.
+    void releaseVolumes() { m_volumes.clear(); }
+
+    /// The project file's path and when the copy was taken.
+    QString projectPath() const { return m_projectPath; }
+    QDateTime time() const { return m_time; }
+    std::size_t itemCount() const { return m_itemCount; }
+
+    /// The project document, as ProjectSerializer::write gives it.
+    void writeProject(JsonTextWriter& out) const;
+    /// Writes the snapshot into the folder: the volumes not yet there, the project as
+    /// "project-<generation>.json.gz" and, last, the description that makes it complete.
+    /// Each file is replaced atomically, so a folder always holds one complete snapshot.
+    /// Throws SerializationError or KYVO::CException. Runs on any thread.
+    void writeTo(const QString& folder, int generation) const;
+
+private:
     struct Scene {
         int zLayer;
-        std::size_t firstItem;
-        std::size_t endItem;
+        SceneItems items;
     };
     struct Image {
         qint64 colorChannels, depth, height, width;
@@ -93,7 +105,7 @@ private:
         QString name;
         double opacity;
     };
-    void captureItem(const QGraphicsItem& item);
+    static void captureItem(const QGraphicsItem& item, std::vector<Item>* items);
 
     QString m_projectPath;
     QDateTime m_time;
@@ -103,7 +115,7 @@ private:
     std::vector<Label> m_labels;
     std::vector<Image> m_images;
     std::vector<Scene> m_scenes;
-    std::vector<Item> m_items;
+    std::size_t m_itemCount = 0;
     std::vector<Volume> m_volumes;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/Autosave.h"
 
+#include "model/Label.h"
 #include "model/Project.h"
 #include "persistence/RecoverySnapshot.h"
 #include "persistence/VolumeShadow.h"
@@ -22,7 +23,9 @@ const char* const Autosave::kIntervalKey = "Autosave.interval";
 
 namespace {
 // Copies made while the user works are kept short: about this much per turn of the event loop.
-constexpr std::size_t kPrimeBytesPerTurn = std::size_t(16) << 20;
+constexpr std::size_t kPrimeBytesPerTurn = std::size_t(8) << 20;
+// and the items of this many scenes.
+constexpr int kPrimeScenesPerTurn = 32;
 } // namespace
 
 /// The copies of one image's mask and overlay.
@@ -77,6 +80,7 @@ void Autosave::on_window_projectChanged(Project* project) {
     removeFolder();
     releasePins();
     m_tracked.clear();
+    forgetScenes();
     m_saveFailed = false;
     m_project = project;
     if (project) {
@@ -108,8 +112,20 @@ void Autosave::watchImage(LabeledImage* image) {
 }
 
 void Autosave::watchScenes(LabeledImage* image) {
-    for (Scene* scene : image->scenes())
-        connect(scene, &QGraphicsScene::changed, this, &Autosave::on_scene_changed, Qt::UniqueConnection);
+    for (Scene* scene : image->scenes()) {
+        if (m_sceneItems.contains(scene))
+            continue;
+        connect(scene, &QGraphicsScene::changed, this, &Autosave::on_scene_changed);
+        connect(scene, &QObject::destroyed, this, [this](QObject* gone) { m_sceneItems.remove(gone); });
+        m_sceneItems.insert(scene, nullptr);
+    }
+}
+
+void Autosave::forgetScenes() {
+    for (auto it = m_sceneItems.cbegin(); it != m_sceneItems.cend(); ++it)
+        disconnect(it.key(), nullptr, this, nullptr);
+    m_sceneItems.clear();
+    m_labelIds.clear();
 }
 
 void Autosave::on_project_imageAdded(LabeledImage* image) {
@@ -143,8 +159,13 @@ void Autosave::markLayer(LabeledImage* image, std::size_t z) {
 }
 
 void Autosave::on_scene_changed() {
-    if (const auto* scene = qobject_cast<Scene*>(sender()))
+    if (const auto* scene = qobject_cast<Scene*>(sender())) {
+        // Its items are captured again at the next snapshot.
+        const auto cached = m_sceneItems.find(static_cast<const QObject*>(scene));
+        if (cached != m_sceneItems.end())
+            cached->reset();
         markLayer(scene->image(), scene->zLayer());
+    }
 }
 
 void Autosave::on_image_maskChanged() {
@@ -162,14 +183,29 @@ void Autosave::on_image_maskChanged() {
 
 void Autosave::on_undoStack_indexChanged() {
     // Edits reach the shown layer; this does not wait for the scene to report its repaint.
-    if (m_project && m_project->currentImage())
+    if (m_project && m_project->currentImage()) {
+        const auto cached = m_sceneItems.find(static_cast<const QObject*>(m_project->currentScene()));
+        if (cached != m_sceneItems.end())
+            cached->reset();
         markLayer(m_project->currentImage(), std::size_t(std::max(0, m_project->currentZLayer())));
+    }
     updateTimer();
 }
 
+void Autosave::forgetItemsOnLabelIdChange() {
+    // Items carry label ids, which change without a repaint.
+    std::vector<int> labelIds;
+    for (const Label* label : m_project->labels())
+        labelIds.push_back(label->id());
+    if (labelIds != m_labelIds) {
+        for (auto& items : m_sceneItems)
+            items.reset();
+        m_labelIds = std::move(labelIds);
+    }
+}
+
 void Autosave::prime() {
-    if (isWriting())
-        return;
+    // Copies a writer still holds are refreshed after it is done.
     bool more = false;
     for (auto it = m_tracked.begin(); it != m_tracked.end();) {
         Tracked& tracked = **it;
@@ -180,9 +216,24 @@ void Autosave::prime() {
         for (const bool overlay : {false, true}) {
             const KYVO::CImage* live = overlay ? tracked.image->eraseOverlay() : tracked.image->mask();
             const std::size_t bytes = live ? std::max<std::size_t>(1, live->layerBytes()) : 1;
-            more |= refresh(tracked, overlay, std::max<std::size_t>(1, kPrimeBytesPerTurn / bytes)) > 0;
+            more |= !isWriting() &&
+                    refresh(tracked, overlay, std::max<std::size_t>(1, kPrimeBytesPerTurn / bytes)) > 0;
         }
         ++it;
+    }
+    // Items of unchanged scenes are taken from these copies at the next snapshot.
+    if (hasUnsavedWork()) {
+        forgetItemsOnLabelIdChange();
+        int scenes = kPrimeScenesPerTurn;
+        for (auto it = m_sceneItems.begin(); it != m_sceneItems.end(); ++it) {
+            if (*it)
+                continue;
+            if (scenes-- == 0) {
+                more = true;
+                break;
+            }
+            *it = RecoverySnapshot::captureScene(*static_cast<const Scene*>(it.key()));
+        }
     }
     if (more)
         m_primer.start();
@@ -205,8 +256,10 @@ void Autosave::updateTimer() {
         m_timer.stop();
         return;
     }
-    if (!m_timer.isActive() || m_timer.interval() != seconds * 1000)
+    if (!m_timer.isActive() || m_timer.interval() != seconds * 1000) {
         m_timer.start(seconds * 1000);
+        m_primer.start();
+    }
 }
 
 bool Autosave::snapshotNow() {
@@ -214,14 +267,10 @@ bool Autosave::snapshotNow() {
         return false;
     QElapsedTimer clock;
     clock.start();
-    // Repaints the scenes have yet to report may stand for mask changes.
-    for (const auto& tracked : m_tracked)
-        if (tracked->image)
-            for (Scene* scene : tracked->image->scenes())
-                QCoreApplication::sendPostedEvents(scene, QEvent::MetaCall);
-    if (LabeledImage* current = m_project->currentImage())
-        for (Scene* scene : current->scenes())
-            QCoreApplication::sendPostedEvents(scene, QEvent::MetaCall);
+    // Repaints the scenes have yet to report stand for changes of their items and masks.
+    for (auto it = m_sceneItems.cbegin(); it != m_sceneItems.cend(); ++it)
+        QCoreApplication::sendPostedEvents(const_cast<QObject*>(it.key()), QEvent::MetaCall);
+    forgetItemsOnLabelIdChange();
 
     QString error;
     if (!m_folder.isOpen() && !m_folder.create(&error)) {
@@ -229,7 +278,14 @@ bool Autosave::snapshotNow() {
         return false;
     }
     ++m_generation;
-    m_snapshot->capture(*m_project);
+    m_snapshot->capture(*m_project, [this](const Scene& scene) {
+        const auto cached = m_sceneItems.find(static_cast<const QObject*>(&scene));
+        if (cached == m_sceneItems.end())
+            return RecoverySnapshot::captureScene(scene);
+        if (!*cached)
+            *cached = RecoverySnapshot::captureScene(scene);
+        return *cached;
+    });
     const QList<LabeledImage*> images = m_project->images();
     m_writing.clear();
     for (auto it = m_tracked.begin(); it != m_tracked.end();) {
@@ -294,6 +350,8 @@ void Autosave::finishWrite(bool ok, const QString& error) {
     for (const auto& written : m_writing)
         (written.second ? written.first->overlay : written.first->mask).endWrite(ok);
     m_writing.clear();
+    // The copies are free to follow the live volumes again.
+    m_snapshot->releaseVolumes();
     if (m_removeAfterWrite) {
         m_removeAfterWrite = false;
         removeFolder();
@@ -309,8 +367,7 @@ void Autosave::finishWrite(bool ok, const QString& error) {
         m_failureShown = true;
         emit snapshotFailed(error);
     }
-    if (!m_tracked.isEmpty())
-        m_primer.start();
+    m_primer.start();
 }
 
 void Autosave::removeFolder() {

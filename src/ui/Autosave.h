@@ -2,6 +2,7 @@
 #pragma once
 
 #include "persistence/RecoveryFolder.h"
+#include "persistence/RecoverySnapshot.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -19,7 +20,6 @@ namespace pxm {
 class LabeledImage;
 class MainWindow;
 class Project;
-class RecoverySnapshot;
 class Scene;
 class VolumeShadow;
 
@@ -97,6 +97,8 @@ private:
     struct Tracked;
     void watchImage(LabeledImage* image);
     void watchScenes(LabeledImage* image);
+    void forgetScenes();
+    void forgetItemsOnLabelIdChange();
     Tracked* track(LabeledImage* image);
     void markLayer(LabeledImage* image, std::size_t z);
     std::size_t refresh(Tracked& tracked, bool overlay, std::size_t maxLayers);
@@ -112,6 +114,9 @@ private:
     QTimer m_primer;
     std::unique_ptr<RecoverySnapshot> m_snapshot;
     QHash<const LabeledImage*, std::shared_ptr<Tracked>> m_tracked;
+    // The scenes whose changes reach us, with their items as last captured (null: changed since).
+    QHash<const QObject*, RecoverySnapshot::SceneItems> m_sceneItems;
+    std::vector<int> m_labelIds;
     // Shadows handed to the writer, to be told how it went.
     std::vector<std::pair<std::shared_ptr<Tracked>, bool>> m_writing;
     RecoveryFolder m_folder;

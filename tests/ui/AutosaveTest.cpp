@@ -84,8 +84,12 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     EXPECT_EQ(recovered.path(), project->path());
     autosavetest::expectSameWork(*project, recovered);
 
-    // A later edit reaches the next snapshot; the unchanged volumes are not written again.
+    // Later edits reach the next snapshot: a shape on an image not shown, a renamed label and
+    // a label id (which retags its shapes without a repaint). Unchanged volumes are not
+    // written again.
     const QDateTime firstTime = entry.description.time;
+    autosavetest::addShape(project, project->images()[0]->scene(0), new QGraphicsLineItem(1, 2, 30, 40),
+                           project->labels()[1]);
     autosavetest::push(project, new commands::SetLabelName(project->labels()[1], "stroma"));
     written.clear();
     ASSERT_TRUE(written.wait(5000));
@@ -94,6 +98,13 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     Project again;
     RecoveryFolder::restore(second, &again);
     EXPECT_EQ(again.labels()[1]->name(), "stroma");
+    autosavetest::expectSameWork(*project, again);
+    project->labels()[1]->setId(4242);
+    written.clear();
+    ASSERT_TRUE(written.wait(5000));
+    Project third;
+    RecoveryFolder::restore(entryOf(autosave->folder()), &third);
+    autosavetest::expectSameWork(*project, third);
     for (const RecoveryFolder::VolumeEntry& volume : second.description.volumes)
         EXPECT_TRUE(volume.file.endsWith("-1.okav.gz") || volume.file.endsWith("-2.okav.gz"))
             << volume.file.toStdString();
