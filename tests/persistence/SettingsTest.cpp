@@ -38,7 +38,6 @@ TEST_F(SettingsTest, ViewPageShowsModeByItemDataAndWritesChangesAtOnce) {
     const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(),
                               mode->itemData(2).toString()};
     EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
-    EXPECT_EQ(mode->itemText(2), "Remember each project");
     EXPECT_DOUBLE_EQ(page.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
 
     // Defaults when the project has no values.
@@ -74,7 +73,6 @@ TEST_F(SettingsTest, BoxToolPagesUseTheirPrefixAndRegistryGroup) {
         registry().Clear();
         Project project;
         RectToolSettings page(prefix, prefix + " title", &project);
-        EXPECT_EQ(page.title(), prefix + " title");
         page.projectToUi();
         EXPECT_TRUE(page.oneClickBox()->isChecked());
         EXPECT_EQ(page.widthBox()->value(), 1);
@@ -126,12 +124,6 @@ TEST_F(SettingsTest, SerializationAndTextPages) {
     EXPECT_FALSE(serialization.overwriteMaskBox()->isChecked());
     EXPECT_EQ(status.formatEdit()->text(), "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
     EXPECT_EQ(script.pathEdit()->text(), "KAROcmd %1 Otsu.ndp");
-    const QLabel* help = status.findChild<QLabel*>("help");
-    ASSERT_NE(help, nullptr);
-    EXPECT_TRUE(help->text().startsWith("Customize the status line on the bottom of the window.\n"
-                                        "Supported status line entries are:\nw = width\n"));
-    EXPECT_TRUE(
-        help->text().endsWith("psigma = standard deviation for plane\n| = starts new status bar box."));
 
     serialization.lazyLoadImagesBox()->setChecked(true);
     EXPECT_TRUE(project.setting("SerializationSettings.lazyLoadImages").toBool());
