@@ -95,11 +95,6 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelSquaresInsideTheScene) {
     const QStringList after = snapshot();
     EXPECT_NE(after, before);
     expectUndoRedo(*this, before, after);
-    stack()->redo(); // no-op at the top: redo, undo, redo again
-    stack()->undo();
-    EXPECT_EQ(snapshot(), before);
-    stack()->redo();
-    EXPECT_EQ(snapshot(), after);
     EXPECT_EQ(regions().first()->path(), expected);
 }
 
@@ -213,7 +208,6 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
     typeKey(Qt::Key_Plus);
     EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 100);
     EXPECT_EQ(tool->widthSpinBox()->value(), 99);
-    EXPECT_EQ(tool->widthSpinBox()->minimum(), 1);
     project.setSetting("FreehandTool.brushWidth", "junk");
     EXPECT_EQ(tool->brushWidth(), 1);
 }

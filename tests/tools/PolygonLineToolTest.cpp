@@ -19,19 +19,12 @@ namespace {
 QString poly(std::initializer_list<QPointF> points, int id) {
     QStringList parts;
     for (const QPointF& p : points)
-        parts << QString("%1,%2").arg(p.x(), 0, 'f', 3).arg(p.y(), 0, 'f', 3);
-    return QString("polygon %1 id=%2 pos=0.000,0.000 t=1.000,0.000,0.000,1.000,0.000,0.000")
-        .arg(parts.join(' '))
-        .arg(id);
+        parts << numbers({p.x(), p.y()});
+    return plainShape("polygon " + parts.join(' '), id);
 }
 
 QString line(QPointF a, QPointF b, int id) {
-    return QString("line %1,%2,%3,%4 id=%5 pos=0.000,0.000 t=1.000,0.000,0.000,1.000,0.000,0.000")
-        .arg(a.x(), 0, 'f', 3)
-        .arg(a.y(), 0, 'f', 3)
-        .arg(b.x(), 0, 'f', 3)
-        .arg(b.y(), 0, 'f', 3)
-        .arg(id);
+    return plainShape("line " + numbers({a.x(), a.y(), b.x(), b.y()}), id);
 }
 
 class PolygonToolTest : public ToolFixture {

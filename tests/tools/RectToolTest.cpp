@@ -38,13 +38,7 @@ protected:
         ASSERT_NE(tool(), nullptr);
     }
     QString shape(double x, double y, double w, double h, int id) const {
-        return QString("%1 %2,%3,%4,%5 id=%6 pos=0.000,0.000 t=1.000,0.000,0.000,1.000,0.000,0.000")
-            .arg(GetParam().word)
-            .arg(x, 0, 'f', 3)
-            .arg(y, 0, 'f', 3)
-            .arg(w, 0, 'f', 3)
-            .arg(h, 0, 'f', 3)
-            .arg(id);
+        return plainShape(QString(GetParam().word) + " " + numbers({x, y, w, h}), id);
     }
 };
 

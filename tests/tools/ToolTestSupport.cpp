@@ -9,14 +9,18 @@
 
 namespace pxmtest {
 
-namespace {
-
 QString numbers(std::initializer_list<qreal> values) {
     QStringList parts;
     for (qreal v : values)
         parts << QString::number(v, 'f', 3);
     return parts.join(',');
 }
+
+QString plainShape(const QString& geometry, int id) {
+    return QString("%1 id=%2 pos=0.000,0.000 t=1.000,0.000,0.000,1.000,0.000,0.000").arg(geometry).arg(id);
+}
+
+namespace {
 
 QString geometry(const QGraphicsItem* item) {
     switch (item->type()) {

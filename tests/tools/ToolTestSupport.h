@@ -113,6 +113,11 @@ public:
     pxm::View* view = nullptr;
 };
 
+/// Numbers as snapshot() writes them: three decimals, joined by commas.
+QString numbers(std::initializer_list<qreal> values);
+/// An untransformed label item at the origin as snapshot() describes it, e.g. "rect 1,2,3,4".
+QString plainShape(const QString& geometry, int id);
+
 /// Checks that the stack's top command undoes to `before` and redoes to `after`, twice.
 void expectUndoRedo(ToolFixture& f, const QStringList& before, const QStringList& after);
 
