@@ -60,11 +60,6 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
         EXPECT_TRUE(help.textBrowser()->toPlainText().contains("Platform guide"));
         EXPECT_EQ(help.textBrowser()->searchPaths(),
                   QStringList({QFileInfo(help.shownFile()).absolutePath()}));
-        EXPECT_EQ(help.windowTitle(), "Help");
-        EXPECT_EQ(help.size(), QSize(600, 800));
-        EXPECT_FALSE(help.textBrowser()->openLinks());
-        EXPECT_FALSE(help.textBrowser()->openExternalLinks());
-        EXPECT_EQ(help.textBrowser()->lineWrapMode(), QTextEdit::WidgetWidth);
     }
     for (const QByteArray& value : {QByteArray(), QByteArray(""), dir.path("empty").toLocal8Bit()}) {
         KyvoDir env(value);
@@ -118,7 +113,6 @@ TEST(AboutDialog, ShowsIconVersionAndClosesWithItsButton) {
     EXPECT_EQ(dialog.versionLabel()->text(), "Version: 1-alpha");
     EXPECT_FALSE(dialog.iconLabel()->pixmap(Qt::ReturnByValue).isNull());
     EXPECT_FALSE(dialog.organisationLabel()->text().isEmpty());
-    EXPECT_EQ(dialog.closeButton()->text(), "Close");
     bool wasVisible = false;
     pxmtest::whenModal([&](QWidget* modal) {
         wasVisible = modal == &dialog;

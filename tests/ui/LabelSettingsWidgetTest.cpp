@@ -56,8 +56,6 @@ TEST(LabelSettingsWidget, ShowsTheCurrentLabelAndFollowsItsChanges) {
     EXPECT_EQ(panel.opacitySlider()->value(), 700);
     EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 300);
     EXPECT_EQ(panel.penWidthSlider()->value(), 500);
-    const QSize swatch = panel.colorButton()->icon().availableSizes().value(0);
-    EXPECT_EQ(swatch, QSize(64, 64));
 
     // Changes made elsewhere show up and push nothing.
     label->setMaskId(9);
@@ -171,18 +169,15 @@ TEST(LabelSettingsWidget, ColourButtonPushesTheDialogsAnswerEvenWhenCancelled) {
     panel.show();
     QUndoStack* stack = project.undoStack();
 
-    QString title;
     QColor initial;
     pxmtest::whenModal([&](QWidget* modal) {
         auto* dialog = qobject_cast<QColorDialog*>(modal);
         ASSERT_NE(dialog, nullptr);
-        title = dialog->windowTitle();
         initial = dialog->currentColor();
         dialog->setCurrentColor(QColor(200, 100, 50));
         dialog->accept();
     });
     QTest::mouseClick(panel.colorButton(), Qt::LeftButton);
-    EXPECT_EQ(title, "Label color");
     EXPECT_EQ(initial, before);
     EXPECT_EQ(label->color(), QColor(200, 100, 50));
     EXPECT_DOUBLE_EQ(label->opacity(), 1.0);

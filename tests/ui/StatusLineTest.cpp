@@ -76,7 +76,6 @@ TEST_F(StatusLineTest, SizeLabelFollowsTheSceneAndTheFormatSetting) {
     window.setProject(&project);
     window.show();
     EXPECT_TRUE(window.sizeLabel()->isHidden()) << "no scene, no size";
-    EXPECT_EQ(window.sizeLabel()->toolTip(), "width x height");
     EXPECT_EQ(window.statusFormat(), kDefault);
 
     addImage(project, writeImage("grey.pgm", 3, 2, '\x20'));
@@ -111,10 +110,8 @@ TEST_F(StatusLineTest, StatusBarWidgetsStartHiddenAndTheIndicatorShowsOnRequest)
     EXPECT_FALSE(window.loadingIndicator()->isVisible());
     EXPECT_FALSE(window.progressBar()->isVisible());
     EXPECT_FALSE(window.sizeLabel()->isVisible());
-    EXPECT_EQ(window.progressBar()->maximumWidth(), 100);
     window.showLoadingIndicator();
     EXPECT_TRUE(window.loadingIndicator()->isVisible());
-    EXPECT_EQ(window.loadingIndicator()->size(), QSize(16, 16));
     window.hideLoadingIndicator();
     EXPECT_FALSE(window.loadingIndicator()->isVisible());
     window.close();
