@@ -81,6 +81,11 @@ void VolumeShadow::markSaved() {
     m_file.clear();
 }
 
+void VolumeShadow::forgetFile() {
+    m_file.clear();
+    m_changedSinceWrite = true;
+}
+
 void VolumeShadow::beginWrite(const QString& file) {
     m_pendingFile = file;
     m_changedSinceWrite = false;

@@ -48,6 +48,8 @@ public:
 
     /// The project was saved: what is in memory is what the files hold.
     void markSaved();
+    /// The snapshot files are gone: the next snapshot writes the copy again.
+    void forgetFile();
     /// The copy was handed to a writer that puts it in `file`.
     void beginWrite(const QString& file);
     /// The writer finished; a failed write leaves the copy counted as unwritten.

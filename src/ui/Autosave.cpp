@@ -139,7 +139,8 @@ void Autosave::on_project_settingsChanged(const QString& key) {
 
 Autosave::Tracked* Autosave::track(LabeledImage* image) {
     std::shared_ptr<Tracked>& tracked = m_tracked[image];
-    if (!tracked) {
+    // An entry whose image is gone may share the address of a new one.
+    if (!tracked || !tracked->image) {
         tracked = std::make_shared<Tracked>();
         tracked->image = image;
     }
@@ -348,7 +349,7 @@ void Autosave::finishWrite(bool ok, const QString& error) {
     if (m_thread.joinable())
         m_thread.join();
     for (const auto& written : m_writing)
-        (written.second ? written.first->overlay : written.first->mask).endWrite(ok);
+        (written.second ? written.first->overlay : written.first->mask).endWrite(ok && !m_removeAfterWrite);
     m_writing.clear();
     // The copies are free to follow the live volumes again.
     m_snapshot->releaseVolumes();
@@ -376,6 +377,10 @@ void Autosave::removeFolder() {
         return;
     }
     m_folder.remove();
+    for (const auto& tracked : m_tracked) {
+        tracked->mask.forgetFile();
+        tracked->overlay.forgetFile();
+    }
 }
 
 void Autosave::projectSaved() {

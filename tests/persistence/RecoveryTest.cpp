@@ -16,6 +16,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QGraphicsItem>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -122,8 +123,19 @@ KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
 
 class RecoveryTest : public ::testing::Test {
 protected:
-    void SetUp() override { QDir(RecoveryFolder::root()).removeRecursively(); }
-    void TearDown() override { QDir(RecoveryFolder::root()).removeRecursively(); }
+    void SetUp() override {
+        // A recovery folder of this process's own: tests run side by side.
+        m_name = QCoreApplication::applicationName();
+        QCoreApplication::setApplicationName(m_name + "-" +
+                                             QString::number(QCoreApplication::applicationPid()));
+        QDir(RecoveryFolder::root()).removeRecursively();
+    }
+    void TearDown() override {
+        QDir(RecoveryFolder::root()).removeRecursively();
+        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
+        QCoreApplication::setApplicationName(m_name);
+    }
+    QString m_name;
     pxmtest::TempDir dir;
 };
 

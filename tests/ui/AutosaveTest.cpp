@@ -23,13 +23,20 @@ class AutosaveTest : public uitest::UiTest {
 protected:
     void SetUp() override {
         UiTest::SetUp();
+        // A recovery folder of this process's own: tests run side by side.
+        m_name = QCoreApplication::applicationName();
+        QCoreApplication::setApplicationName(m_name + "-" +
+                                             QString::number(QCoreApplication::applicationPid()));
         QDir(RecoveryFolder::root()).removeRecursively();
     }
     void TearDown() override {
         QDir(RecoveryFolder::root()).removeRecursively();
         QFile::remove(RecoveryFolder::root());
+        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
+        QCoreApplication::setApplicationName(m_name);
         UiTest::TearDown();
     }
+    QString m_name;
 
     /// A shown window holding the study, its edits made.
     std::unique_ptr<MainWindow> editedWindow() {
