@@ -1,54 +1,24 @@
 // SPDX-License-Identifier: MIT
 // What the pixel tools leave in a saved project: a freehand region as the union of its
 // brush squares, and nothing of a stroke still under way.
-#include "model/Label.h"
-#include "model/Project.h"
 #include "persistence/ProjectSerializer.h"
-#include "platform/CImage.h"
-#include "scene/LabeledImage.h"
-#include "scene/Scene.h"
-#include "tools/View.h"
+#include "tools/ToolTestSupport.h"
 
-#include <QApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMainWindow>
-#include <QMouseEvent>
 #include <QPainterPath>
 #include <QTemporaryDir>
-#include <gtest/gtest.h>
-#include <memory>
 
 namespace {
 
-class PixelToolSaveTest : public ::testing::Test {
+class PixelToolSaveTest : public pxmtest::ToolFixture {
 protected:
     void SetUp() override {
-        window = std::make_unique<QMainWindow>();
-        auto* image = new pxm::LabeledImage(&project);
-        image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(120, 90, 1)), true);
-        project.addImage(image);
-        project.setCurrentLabel(project.createLabel());
-        view = new pxm::View(window.get());
-        window->setCentralWidget(view);
-        view->setProject(&project);
-        window->show();
-        view->setFixedSize(300, 300);
-        QApplication::processEvents();
-        view->resetTransform();
-        view->centerOn(60, 45);
-        QApplication::processEvents();
+        ToolFixture::SetUp();
         project.setSetting("FreehandTool.brushWidth", 7);
         view->setTool(pxm::ToolType::Freehand);
-    }
-
-    void send(QEvent::Type type, const QPointF& scenePoint, Qt::MouseButton button,
-              Qt::MouseButtons buttons) {
-        const QPoint p = view->mapFromScene(scenePoint);
-        QMouseEvent event(type, p, view->viewport()->mapToGlobal(p), button, buttons, Qt::NoModifier);
-        QApplication::sendEvent(view->viewport(), &event);
     }
 
     /// The fill polygons of every path item the saved file holds.
@@ -81,27 +51,24 @@ protected:
     }
 
     QTemporaryDir dir;
-    pxm::Project project;
-    std::unique_ptr<QMainWindow> window;
-    pxm::View* view = nullptr;
 };
 
 TEST_F(PixelToolSaveTest, RegionIsSavedAsTheUnionOfItsBrushSquaresAndAStrokeUnderWayNotAtAll) {
     ASSERT_TRUE(dir.isValid());
-    const QList<QPointF> points = {{10.2, 10.7}, {14, 12}, {40, 30}, {118, 88}, {60.5, 44.5}};
-    send(QEvent::MouseButtonPress, points.first(), Qt::LeftButton, Qt::LeftButton);
+    const QList<QPointF> points = {{10.2, 10.7}, {14, 12}, {40, 30}, {198, 198}, {100.5, 100.5}};
+    press(points.first());
     for (const QPointF& p : points.mid(1))
-        send(QEvent::MouseMove, p, Qt::NoButton, Qt::LeftButton);
+        move(p, Qt::LeftButton);
     EXPECT_TRUE(savedPaths().isEmpty()) << "neither the stroke under way nor the brush cursor is saved";
 
-    send(QEvent::MouseButtonRelease, points.last(), Qt::LeftButton, Qt::NoButton);
+    release(points.last());
     QPainterPath expected;
     expected.setFillRule(Qt::WindingFill);
     for (const QPointF& p : points) {
         QRectF square(0, 0, 7, 7);
         // Where the tool sees the pointer: the event carries whole view pixels.
         square.moveCenter(view->mapToScene(view->mapFromScene(p)));
-        expected.addRect(square.intersected(QRectF(0, 0, 120, 90)).toRect());
+        expected.addRect(square.intersected(QRectF(0, 0, 200, 200)).toRect());
     }
     const QList<QList<QPolygonF>> saved = savedPaths();
     ASSERT_EQ(saved.size(), 1);
@@ -111,7 +78,7 @@ TEST_F(PixelToolSaveTest, RegionIsSavedAsTheUnionOfItsBrushSquaresAndAStrokeUnde
     QRectF all;
     for (const QPolygonF& polygon : saved.first())
         all |= polygon.boundingRect();
-    EXPECT_EQ(all.bottomRight(), QPointF(120, 90));
+    EXPECT_EQ(all.bottomRight(), QPointF(200, 200));
 }
 
 } // namespace
