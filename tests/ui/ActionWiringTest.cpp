@@ -41,11 +41,7 @@ protected:
         window->show();
     }
     void TearDown() override {
-        QList<MainWindow*> others;
-        for (QWidget* widget : QApplication::topLevelWidgets())
-            if (auto* other = qobject_cast<MainWindow*>(widget); other && other != window.get())
-                others << other;
-        qDeleteAll(others);
+        deleteWindows(window.get());
         window.reset();
         UiTest::TearDown();
     }
@@ -174,10 +170,7 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
 
     // "&New project" in a window with a project opens a second window with one label.
     find("&New project")->trigger();
-    MainWindow* second = nullptr;
-    for (QWidget* widget : QApplication::topLevelWidgets())
-        if (auto* other = qobject_cast<MainWindow*>(widget); other && other != window.get() && other->isVisible())
-            second = other;
+    MainWindow* second = otherWindow(window.get());
     ASSERT_NE(second, nullptr);
     ASSERT_NE(second->project(), nullptr);
     ASSERT_EQ(second->project()->labels().size(), 1);

@@ -21,13 +21,7 @@ namespace {
 class CloseAndDropTest : public uitest::UiTest {
 protected:
     void TearDown() override {
-        QList<MainWindow*> others;
-        for (QWidget* widget : QApplication::topLevelWidgets())
-            if (auto* other = qobject_cast<MainWindow*>(widget))
-                others << other;
-        for (MainWindow* other : others)
-            other->deleteLater();
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        deleteWindows();
         UiTest::TearDown();
     }
     /// Drops local files on the window as a file manager does; true when the drop was taken.
@@ -74,10 +68,7 @@ TEST_F(CloseAndDropTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
     writer.doSave(dir.path("dropped.json"));
     EXPECT_TRUE(drop(window, {dir.path("dropped.json")}));
     EXPECT_EQ(window.project(), &project);
-    MainWindow* opened = nullptr;
-    for (QWidget* widget : QApplication::topLevelWidgets())
-        if (auto* other = qobject_cast<MainWindow*>(widget); other && other->isVisible() && other != &window)
-            opened = other;
+    MainWindow* opened = otherWindow(&window);
     ASSERT_NE(opened, nullptr);
     ASSERT_NE(opened->project(), nullptr);
     EXPECT_EQ(opened->project()->path(), dir.path("dropped.json"));

@@ -28,10 +28,7 @@ namespace {
 class FileCommandsTest : public uitest::UiTest {
 protected:
     void TearDown() override {
-        for (QWidget* widget : QApplication::topLevelWidgets())
-            if (auto* other = qobject_cast<MainWindow*>(widget))
-                other->deleteLater();
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        deleteWindows();
         UiTest::TearDown();
     }
     static void storeRecent(const QStringList& paths) {
@@ -145,10 +142,7 @@ TEST_F(FileCommandsTest, OpenShowsUnreadableFilesAndUsesANewWindowWhenTheProject
     files.singleAnswers << path;
     window.openProject();
     EXPECT_EQ(window.project(), &mine) << "the window keeps its project";
-    MainWindow* opened = nullptr;
-    for (QWidget* widget : QApplication::topLevelWidgets())
-        if (auto* other = qobject_cast<MainWindow*>(widget); other && other->isVisible())
-            opened = other;
+    MainWindow* opened = otherWindow(&window);
     ASSERT_NE(opened, nullptr);
     ASSERT_NE(opened->project(), nullptr);
     EXPECT_EQ(opened->project()->path(), path);

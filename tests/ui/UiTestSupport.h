@@ -6,6 +6,7 @@
 #include "scene/LabeledImage.h"
 #include "support/TestSupport.h"
 #include "ui/FileDialogs.h"
+#include "ui/MainWindow.h"
 
 #include <QApplication>
 #include <QAbstractButton>
@@ -157,6 +158,20 @@ protected:
         image->setImagePath(path);
         project.addImage(image);
         return image;
+    }
+    /// The visible main window other than `except`, as a command opens one, or null.
+    static pxm::MainWindow* otherWindow(const QWidget* except) {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (auto* window = qobject_cast<pxm::MainWindow*>(widget); window && window != except && window->isVisible())
+                return window;
+        return nullptr;
+    }
+    /// Deletes every main window but `keep`: windows that commands opened outlive the test.
+    static void deleteWindows(const QWidget* keep = nullptr) {
+        for (QWidget* widget : QApplication::topLevelWidgets())
+            if (auto* window = qobject_cast<pxm::MainWindow*>(widget); window && window != keep)
+                window->deleteLater();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
     /// Runs the event loop until `done` or a generous deadline.
     static bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
