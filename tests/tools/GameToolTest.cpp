@@ -16,9 +16,7 @@ class GameToolTest : public ToolFixture {
 protected:
     void SetUp() override {
         ToolFixture::SetUp();
-        auto* item = new QGraphicsRectItem(QRectF(10, 10, 30, 30));
-        item->setData(LabelIdDataKey, label->id());
-        scene()->addLabelItem(item, label);
+        addRect(QRectF(10, 10, 30, 30), label);
         stack()->clear();
         view->setTool(ToolType::Rectangle);
     }

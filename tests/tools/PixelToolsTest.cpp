@@ -40,13 +40,6 @@ protected:
         return result;
     }
 
-    /// A label rectangle added straight to the scene.
-    QGraphicsRectItem* addRect(const QRectF& r, const pxm::Label* l) {
-        auto* item = new QGraphicsRectItem(r);
-        scene()->addLabelItem(item, l);
-        return item;
-    }
-
     /// Gives the image a mask of zeros with `value` in the rectangle.
     void setMask(const QRect& r, int value) {
         auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(200, 200, 1));

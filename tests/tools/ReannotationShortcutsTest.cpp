@@ -24,12 +24,6 @@ protected:
         upper = addRect(QRectF(60, 60, 100, 100), other);
         stack()->clear();
     }
-    QGraphicsRectItem* addRect(const QRectF& rect, Label* l) {
-        auto* item = new QGraphicsRectItem(rect);
-        item->setData(LabelIdDataKey, l->id());
-        scene()->addLabelItem(item, l);
-        return item;
-    }
     void setRules(const QList<ReannotationRule>& rules) { ReannotationRules(rules).storeIn(&project); }
 
     Label* bird = nullptr;

@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QGraphicsItem>
+#include <QGraphicsRectItem>
 #include <QKeyEvent>
 #include <QMainWindow>
 #include <QMouseEvent>
@@ -98,6 +99,13 @@ public:
     void typeKey(int k, Qt::KeyboardModifiers m = Qt::NoModifier) {
         key(QEvent::KeyPress, k, m);
         key(QEvent::KeyRelease, k, m);
+    }
+
+    /// A label rectangle added straight to the scene.
+    QGraphicsRectItem* addRect(const QRectF& r, const pxm::Label* l) {
+        auto* item = new QGraphicsRectItem(r);
+        scene()->addLabelItem(item, l);
+        return item;
     }
 
     /// The label items of the scene, each as "type id geometry pos transform", sorted.

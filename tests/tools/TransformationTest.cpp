@@ -16,8 +16,7 @@ class TransformationTest : public ToolFixture {
 protected:
     void SetUp() override {
         ToolFixture::SetUp();
-        shape = new QGraphicsRectItem(20, 20, 60, 40);
-        scene()->addLabelItem(shape, label);
+        shape = addRect({20, 20, 60, 40}, label);
         view->setTool(pxm::ToolType::Transformation);
         click({50, 40});
         ASSERT_EQ(tool()->state(), Transformation::State::Attached);

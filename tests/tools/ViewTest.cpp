@@ -224,10 +224,8 @@ TEST_F(ViewTest, StatusTextShowsTheClampedPixelAndTheLabelsUnderThePointer) {
     move({5.2, 6.8});
     ASSERT_EQ(status.count(), 1);
     EXPECT_EQ(status.last().at(0).toString(), "[5, 7, 0] = 42");
-    auto* shape = new QGraphicsRectItem(0, 0, 20, 20);
-    scene()->addLabelItem(shape, label);
-    auto* top = new QGraphicsRectItem(0, 0, 10, 10);
-    scene()->addLabelItem(top, other);
+    addRect({0, 0, 20, 20}, label);
+    addRect({0, 0, 10, 10}, other);
     move({5, 7});
     EXPECT_EQ(status.last().at(0).toString(), QString("[5, 7, 0] = 42 | %1 (%2), %3 (%4)")
                                                   .arg(other->name())
