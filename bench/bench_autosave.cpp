@@ -160,6 +160,24 @@ BENCHMARK(BM_LongestTurnWhileCopyingAFirstChangedMask)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3);
 
+// The interval ends in the very turn of the first change: the snapshot waits for the copies.
+void BM_TimerRightAfterTheFirstChange(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto study = std::make_unique<Study>();
+        study->changeLayer(5, 6);
+        QMetaObject::invokeMethod(study->autosave, "on_timer_timeout");
+        while (study->autosave->folder().isEmpty() || study->autosave->isWriting())
+            QApplication::processEvents(QEventLoop::AllEvents, 5);
+        state.ResumeTiming();
+        state.SetIterationTime(study->autosave->lastPause() / 1e3);
+        state.PauseTiming();
+        study.reset();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_TimerRightAfterTheFirstChange)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+
 void BM_SnapshotBeforeTheFirstCopy(benchmark::State& state) {
     for (auto _ : state) {
         state.PauseTiming();

@@ -26,6 +26,8 @@ namespace {
 constexpr std::size_t kPrimeBytesPerTurn = std::size_t(8) << 20;
 // and the items of this many scenes.
 constexpr int kPrimeScenesPerTurn = 32;
+// A snapshot waits this long at most for those copies to be made.
+constexpr qint64 kMaxDeferral = 2000;
 } // namespace
 
 /// The copies of one image's mask and overlay.
@@ -39,7 +41,10 @@ Autosave::Autosave(MainWindow* window)
     : QObject(window), m_window(window), m_snapshot(std::make_unique<RecoverySnapshot>()) {
     setObjectName("autosave");
     m_timer.setSingleShot(false);
-    connect(&m_timer, &QTimer::timeout, this, &Autosave::snapshotNow);
+    connect(&m_timer, &QTimer::timeout, this, &Autosave::on_timer_timeout);
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(20);
+    connect(&m_retry, &QTimer::timeout, this, &Autosave::on_timer_timeout);
     m_primer.setSingleShot(true);
     m_primer.setInterval(0);
     connect(&m_primer, &QTimer::timeout, this, &Autosave::prime);
@@ -102,6 +107,7 @@ void Autosave::on_window_closed() {
     if (!m_saveFailed)
         discard();
     m_timer.stop();
+    m_retry.stop();
 }
 
 void Autosave::watchImage(LabeledImage* image) {
@@ -255,12 +261,27 @@ void Autosave::updateTimer() {
     const bool run = seconds > 0 && hasUnsavedWork() && m_project && !m_project->plugin();
     if (!run) {
         m_timer.stop();
+        m_retry.stop();
         return;
     }
     if (!m_timer.isActive() || m_timer.interval() != seconds * 1000) {
         m_timer.start(seconds * 1000);
         m_primer.start();
     }
+}
+
+void Autosave::on_timer_timeout() {
+    // Copies still under way would otherwise be finished now, all at once, while the user waits.
+    if (m_primer.isActive()) {
+        if (!m_deferral.isValid())
+            m_deferral.start();
+        if (m_deferral.elapsed() < kMaxDeferral) {
+            m_retry.start();
+            return;
+        }
+    }
+    m_deferral.invalidate();
+    snapshotNow();
 }
 
 bool Autosave::snapshotNow() {

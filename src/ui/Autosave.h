@@ -92,6 +92,7 @@ private slots:
     void on_project_settingsChanged(const QString& key);
     void on_undoStack_indexChanged();
     void prime();
+    void on_timer_timeout();
 
 private:
     struct Tracked;
@@ -112,6 +113,8 @@ private:
     QList<QMetaObject::Connection> m_connections;
     QTimer m_timer;
     QTimer m_primer;
+    QTimer m_retry;
+    QElapsedTimer m_deferral;
     std::unique_ptr<RecoverySnapshot> m_snapshot;
     QHash<const LabeledImage*, std::shared_ptr<Tracked>> m_tracked;
     // The scenes whose changes reach us, with their items as last captured (null: changed since).
