@@ -135,38 +135,7 @@ TEST(MaskItem, EraseCountsPassesAndUneraseIsItsInverse) {
     EXPECT_EQ(std::count(overlay.layer(1), overlay.layer(1) + 30, 1), 30);
 }
 
-TEST(MaskItem, FloodFillsEightConnectedRegionsWithUndo) {
-    Project project;
-    project.createLabel();
-    LabeledImage* image = pxmtest::addImage(project, 5, 5);
-    // Two regions of 3 touching only at a corner, and an erased voxel of value 3.
-    image->setMask(pxmtest::volume(5, 5, 1, {3, 3, 0, 0, 0, //
-                                             3, 3, 0, 0, 0, //
-                                             0, 0, 3, 3, 0, //
-                                             0, 0, 0, 0, 0, //
-                                             3, 3, 0, 0, 0}),
-                   true, false);
-    image->eraseOverlay()->voxel(3, 2, 0)[0] = 1;
-    MaskItem item(image, 0);
-    QUndoStack stack;
-    stack.push(new commands::MaskItemFlood(&item, QPoint(0, 0), 5));
-    const uint8_t* m = image->mask()->data();
-    const std::vector<uint8_t> filled(m, m + 25);
-    EXPECT_EQ(filled, std::vector<uint8_t>(
-                          {5, 5, 0, 0, 0, 5, 5, 0, 0, 0, 0, 0, 5, 3, 0, 0, 0, 0, 0, 0, 3, 3, 0, 0, 0}));
-    stack.undo();
-    EXPECT_EQ(std::vector<uint8_t>(m, m + 25), std::vector<uint8_t>({3, 3, 0, 0, 0, 3, 3, 0, 0, 0, 0, 0, 3,
-                                                                     3, 0, 0, 0, 0, 0, 0, 3, 3, 0, 0, 0}));
-
-    const std::vector<uint8_t> before(m, m + 25);
-    item.flood(QPoint(2, 0), 7); // unlabelled start
-    item.flood(QPoint(9, 9), 7); // outside
-    item.flood(QPoint(0, 0), 3); // same value
-    item.flood(QPoint(3, 2), 7); // erased start
-    EXPECT_EQ(std::vector<uint8_t>(m, m + 25), before);
-}
-
-TEST(MaskItem, FloodCommandOutlivesTheMaskItemItWasMadeWith) {
+TEST(MaskItem, FloodUndoOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     Project project;
     project.createLabel();
     LabeledImage* image = pxmtest::addImage(project, 4, 4);
@@ -192,6 +161,14 @@ TEST(MaskItem, FloodCommandOutlivesTheMaskItemItWasMadeWith) {
     scene->incUsage(); // a new mask item
     stack.redo();
     EXPECT_EQ(m[5], 6);
+
+    // Starts that fill nothing: unlabelled, outside, the same value, erased.
+    image->eraseOverlay()->voxel(3, 1, 0)[0] = 1;
+    const std::vector<uint8_t> before(m, m + 16);
+    for (const auto& [start, value] : {std::pair{QPoint(2, 0), 7}, {QPoint(9, 9), 7}, {QPoint(0, 0), 6},
+                                       {QPoint(3, 1), 7}})
+        scene->maskItem()->flood(start, value);
+    EXPECT_EQ(std::vector<uint8_t>(m, m + 16), before);
     scene->decUsage();
 }
 
