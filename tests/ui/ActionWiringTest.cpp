@@ -11,6 +11,7 @@
 #include "tools/View.h"
 #include "ui/HelpWidget.h"
 #include "UiTestSupport.h"
+#include "scene/SceneTestSupport.h"
 
 #include <QAction>
 #include <QProgressBar>
@@ -32,9 +33,7 @@ protected:
         project.createLabel();
         for (const char* name : {"a.pgm", "b.pgm"})
             addImage(project, writeImage(name));
-        volume = new LabeledImage(&project);
-        volume->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 4, 3)), true);
-        project.addImage(volume);
+        volume = pxmtest::addImage(project, 4, 4, 3);
         window = std::make_unique<MainWindow>(nullptr, false);
         window->setFileDialogs(files.seam());
         window->setProject(&project);

@@ -4,6 +4,7 @@
 #include "platform/CImageIo2.h"
 #include "ui/LabelImportDialog.h"
 #include "ui/MaskImportDialog.h"
+#include "scene/SceneTestSupport.h"
 
 #include <QLabel>
 #include <QTreeWidget>
@@ -18,10 +19,7 @@ class ImportDialogsTest : public ::testing::Test {
 protected:
     void SetUp() override {
         for (const char* name : {"a.png", "b.png"}) {
-            auto* image = new LabeledImage(&project);
-            image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 3, 1)), true);
-            image->setImagePath(name);
-            project.addImage(image);
+            pxmtest::addImage(project, 3, 3)->setImagePath(name);
         }
         Label* cell = project.createLabel();
         cell->setName("cell");

@@ -2,6 +2,7 @@
 #include "model/Project.h"
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
+#include "scene/SceneTestSupport.h"
 #include "tools/View.h"
 #include "ui/MainWindow.h"
 
@@ -15,11 +16,8 @@
 // its panels let go of everything without touching what is gone.
 TEST(MainWindowLifetime, WindowOutlivesItsProject) {
     auto* project = new pxm::Project;
-    for (int i = 0; i < 3; ++i) {
-        auto* image = new pxm::LabeledImage(project);
-        image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true);
-        project->addImage(image);
-    }
+    for (int i = 0; i < 3; ++i)
+        pxmtest::addImage(*project, 8, 8);
     project->createLabel();
     auto* onDisk = new pxm::LabeledImage(project);
     onDisk->setImagePath("/nonexistent/x.png");
@@ -37,26 +35,16 @@ TEST(MainWindowLifetime, WindowOutlivesItsProject) {
     EXPECT_FALSE(window.view()->isEnabled());
 }
 
-namespace {
-
-QAction* findAction(pxm::MainWindow& window, const char* name) {
-    return window.findChild<QAction*>(name);
-}
-
-} // namespace
-
 // Reannotation works on a mask, so it is offered exactly while the shown image has one.
 TEST(MainWindowLifetime, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     pxm::Project project;
-    auto* image = new pxm::LabeledImage(&project);
-    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true);
-    project.addImage(image);
+    pxm::LabeledImage* image = pxmtest::addImage(project, 8, 8);
     project.createLabel();
     pxm::MainWindow window(nullptr, false);
     window.setProject(&project);
     window.show();
     QApplication::processEvents();
-    QAction* reannotation = findAction(window, "actionReannotation");
+    QAction* reannotation = window.findChild<QAction*>("actionReannotation");
     ASSERT_NE(reannotation, nullptr);
     EXPECT_FALSE(reannotation->isEnabled());
     image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true, false);
@@ -76,10 +64,7 @@ TEST(MainWindowLifetime, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
         if (QWidget* dialog = QApplication::activeModalWidget())
             dialog->close();
     });
-    QAction* exportAction = nullptr;
-    for (QAction* a : window.findChildren<QAction*>())
-        if (a->text() == "Export")
-            exportAction = a;
+    QAction* exportAction = window.findChild<QAction*>("actionExport");
     ASSERT_NE(exportAction, nullptr);
     exportAction->trigger();
     EXPECT_EQ(itemsDuringExport, plain);

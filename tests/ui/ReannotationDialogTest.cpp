@@ -7,6 +7,7 @@
 #include "platform/CImage.h"
 #include "scene/LabelItems.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 #include "tools/View.h"
 
 #include <QComboBox>
@@ -31,11 +32,8 @@ protected:
         dog = project.createLabel();
         dog->setName("dog");
         for (int i = 0; i < 2; ++i) {
-            auto* image = new LabeledImage(&project);
-            image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(800, 800, 1)), true);
-            image->setImagePath(QString("image%1.png").arg(i));
-            project.addImage(image);
-            images << image;
+            images << pxmtest::addImage(project, 800, 800);
+            images.last()->setImagePath(QString("image%1.png").arg(i));
         }
         // Cats: two on the first image, one on the second; a dog between them.
         cats << addRect(0, QRectF(20, 20, 40, 40), cat) << addRect(0, QRectF(700, 700, 40, 40), cat);
