@@ -207,6 +207,8 @@ void ProjectSerializer::saveModifiedMask(LabeledImage* image, bool overwriteMask
         throw SerializationError(QStringLiteral("Could not write '%1'.").arg(target));
     }
     image->setMaskPath(target);
+    // The file now holds the edits: the mask may be dropped and read back again.
+    image->setMaskModified(false);
 }
 
 } // namespace pxm

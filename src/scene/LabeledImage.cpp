@@ -93,6 +93,7 @@ void LabeledImage::deleteMask() {
         delete m_mask;
     m_mask = nullptr;
     m_ownsMask = false;
+    m_maskModified = false;
 }
 
 void LabeledImage::setImage(KYVO::CImage* image, bool takeOwnership) {
@@ -261,7 +262,8 @@ void LabeledImage::decUsage() {
 void LabeledImage::swap() {
     if (m_image && m_ownsImage && !m_imagePath.isEmpty())
         deleteImage();
-    if (m_mask && m_ownsMask && !m_maskPath.isEmpty())
+    // An edited mask exists only here until it is saved: dropping it would lose the edits.
+    if (m_mask && m_ownsMask && !m_maskPath.isEmpty() && !m_maskModified)
         deleteMask();
     if (!m_eraseOverlay)
         return;

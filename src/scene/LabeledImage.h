@@ -58,6 +58,10 @@ public:
     KYVO::CImage* eraseOverlay() const { return m_eraseOverlay.get(); }
     ImageState imageState() const { return m_imageState; }
     MaskState maskState() const { return m_maskState; }
+    /// True once the loaded mask was edited in memory (a reassign) and not yet saved: such a
+    /// mask cannot be brought back from its file, so it is never swapped out.
+    bool maskModified() const { return m_maskModified; }
+    void setMaskModified(bool modified) { m_maskModified = modified; }
 
     const QList<Scene*>& scenes() const { return m_scenes; }
     /// The scene of layer z, or null when there is none.
@@ -122,6 +126,7 @@ private:
     QString m_maskPath;
     KYVO::CImage* m_mask = nullptr;
     MaskState m_maskState = MaskState::Ok;
+    bool m_maskModified = false;
     bool m_ownsMask = false;
     QString m_eraseOverlayPath;
     std::unique_ptr<KYVO::CImage> m_eraseOverlay;

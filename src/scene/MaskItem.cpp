@@ -169,6 +169,8 @@ void MaskItem::flood(const QPoint& start, uint8_t newValue) {
     if (old == 0)
         return;
     maskflood::flood(d, start.x(), start.y(), old, newValue);
+    if (old != newValue)
+        m_image->setMaskModified(true);
     update();
 }
 

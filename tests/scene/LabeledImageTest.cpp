@@ -123,6 +123,41 @@ TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
     EXPECT_EQ(at(*image->eraseOverlay(), 1, 0), 0);
 }
 
+// A reassign edits the loaded mask in memory only; stepping to another image must not drop
+// those edits by reading the file back.
+TEST(LabeledImage, AnEditedMaskStaysInMemoryUntilSaved) {
+    pxmtest::TempDir dir;
+    Project project;
+    project.createLabel();
+    const QString maskPath = dir.path("mask.pgm");
+    KYVO::CImageIo2::Save(local(maskPath), *std::unique_ptr<CImage>(pxmtest::volume(3, 3, 1, {1, 1, 0, 1})));
+    LabeledImage* image = pxmtest::addImage(project, 3, 3);
+    image->setMaskPath(maskPath);
+    Scene* scene = image->scene(0);
+    scene->incUsage();
+    ASSERT_NE(scene->maskItem(), nullptr);
+    scene->maskItem()->flood(QPoint(0, 0), 5);
+    EXPECT_TRUE(image->maskModified());
+    scene->decUsage();
+    ASSERT_NE(image->mask(), nullptr) << "the edited mask was dropped";
+    EXPECT_EQ(at(*image->mask(), 0, 0), 5);
+    scene->incUsage();
+    EXPECT_EQ(at(*image->mask(), 1, 0), 5);
+    scene->decUsage();
+
+    // Once the file holds the edits (as a save leaves it), the mask may go and come back.
+    KYVO::CImageIo2::Save(local(maskPath), *image->mask());
+    image->setMaskModified(false);
+    image->incUsage();
+    image->decUsage();
+    EXPECT_EQ(image->mask(), nullptr);
+    image->incUsage();
+    ASSERT_NE(image->mask(), nullptr);
+    EXPECT_EQ(at(*image->mask(), 0, 0), 5);
+    EXPECT_FALSE(image->maskModified());
+    image->decUsage();
+}
+
 TEST(LabeledImage, MasksAreCheckedForSizeTypeAndUnknownValues) {
     Project project;
     Label* existing = project.createLabel(); // mask id 1

@@ -75,16 +75,15 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     EXPECT_TRUE(window->windowTitle().endsWith("*"));
     EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty()) << "this process's snapshot is never offered";
 
-    // Changed volumes only: the volume's mask was reassigned and the flat image's overlay
-    // erased (its overlay waits in a swap file since the volume is shown). The flat image's
-    // mask, out of memory now, comes back from its file; the volume's overlay is copied with
-    // its mask.
+    // Changed volumes only: both masks were reassigned (the flat image's edited mask stays in
+    // memory after the switch to the volume) and the flat image's overlay erased (it waits in
+    // a swap file since the volume is shown); the volume's overlay is copied with its mask.
     const RecoveryFolder::Entry entry = entryOf(folder);
     QStringList kinds;
     for (const RecoveryFolder::VolumeEntry& volume : entry.description.volumes)
         kinds << QString("%1:%2").arg(volume.overlay ? "overlay" : "mask").arg(volume.image);
     kinds.sort();
-    EXPECT_EQ(kinds, QStringList({"mask:1", "overlay:0", "overlay:1"}));
+    EXPECT_EQ(kinds, QStringList({"mask:0", "mask:1", "overlay:0", "overlay:1"}));
 
     Project recovered;
     RecoveryFolder::restore(entry, &recovered);

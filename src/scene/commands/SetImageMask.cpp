@@ -15,6 +15,7 @@ SetImageMask::SetImageMask(LabeledImage* image, const QString& path, const KYVO:
       m_oldPath(image->maskPath()) {
     if (image->mask())
         m_oldMask = std::make_unique<KYVO::CImage>(*image->mask());
+    m_oldMaskModified = image->maskModified();
     // An overlay swapped out to its file is brought in first: redo clears it in memory, and
     // the next swap would write the cleared one over the only copy of the old erasures.
     image->ensureEraseOverlay();
@@ -48,6 +49,7 @@ void SetImageMask::undo() {
     m_image->setMaskPath(m_oldPath);
     if (m_oldMask) {
         m_image->setMask(new KYVO::CImage(*m_oldMask), true, false);
+        m_image->setMaskModified(m_oldMaskModified);
     } else {
         m_image->setMask(nullptr, false, false);
         // A mask that was only on disk comes back from there while the image is in use;

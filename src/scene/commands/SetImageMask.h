@@ -41,6 +41,7 @@ private:
     std::unique_ptr<KYVO::CImage> m_newMask;
     QString m_oldPath;
     std::unique_ptr<KYVO::CImage> m_oldMask;    // null when no mask was in memory
+    bool m_oldMaskModified = false;             // the old mask held edits its file lacks
     std::unique_ptr<KYVO::CImage> m_oldOverlay; // null when there was none
 };
 
