@@ -82,28 +82,7 @@ std::string serializerText(const Project& project) {
 /// The document with each scene's items in a fixed order: reading a project file back
 /// stacks its items the other way round.
 QJsonObject normalised(const std::string& text) {
-    QJsonObject project = QJsonDocument::fromJson(QByteArray::fromStdString(text)).object();
-    QJsonArray images = project["images"].toArray();
-    for (int i = 0; i < images.size(); ++i) {
-        QJsonObject image = images[i].toObject();
-        QJsonArray scenes = image["scenes"].toArray();
-        for (int s = 0; s < scenes.size(); ++s) {
-            QJsonObject scene = scenes[s].toObject();
-            QList<QByteArray> items;
-            for (const QJsonValue& item : scene["labelItems"].toArray())
-                items << QJsonDocument(item.toObject()).toJson(QJsonDocument::Compact);
-            std::sort(items.begin(), items.end());
-            QJsonArray sorted;
-            for (const QByteArray& item : items)
-                sorted.append(QJsonDocument::fromJson(item).object());
-            scene["labelItems"] = sorted;
-            scenes[s] = scene;
-        }
-        image["scenes"] = scenes;
-        images[i] = image;
-    }
-    project["images"] = images;
-    return project;
+    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
 }
 
 std::string snapshotText(const RecoverySnapshot& snapshot) {

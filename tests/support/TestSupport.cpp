@@ -2,6 +2,9 @@
 #include "support/TestSupport.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <algorithm>
 
 namespace pxmtest {
 
@@ -19,6 +22,31 @@ QByteArray readFile(const QString& path) {
 bool writeFile(const QString& path, const QByteArray& data) {
     QFile f(path);
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
+}
+
+QJsonObject withSortedItems(const QByteArray& projectJson) {
+    QJsonObject document = QJsonDocument::fromJson(projectJson).object();
+    QJsonArray images = document["images"].toArray();
+    for (int i = 0; i < images.size(); ++i) {
+        QJsonObject image = images[i].toObject();
+        QJsonArray scenes = image["scenes"].toArray();
+        for (int s = 0; s < scenes.size(); ++s) {
+            QJsonObject scene = scenes[s].toObject();
+            QList<QByteArray> items;
+            for (const QJsonValue& item : scene["labelItems"].toArray())
+                items << QJsonDocument(item.toObject()).toJson(QJsonDocument::Compact);
+            std::sort(items.begin(), items.end());
+            QJsonArray sorted;
+            for (const QByteArray& item : items)
+                sorted.append(QJsonDocument::fromJson(item).object());
+            scene["labelItems"] = sorted;
+            scenes[s] = scene;
+        }
+        image["scenes"] = scenes;
+        images[i] = image;
+    }
+    document["images"] = images;
+    return document;
 }
 
 } // namespace pxmtest

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QStringList>
 #include <ostream>
 #include <QString>
@@ -21,6 +22,10 @@ public:
 private:
     QTemporaryDir m_dir;
 };
+
+/// A project document with each scene's items in a fixed order, for comparing projects whose
+/// items were stacked differently (a project file read back stacks them the other way round).
+QJsonObject withSortedItems(const QByteArray& projectJson);
 
 /// The whole content of a file; empty when it cannot be read.
 QByteArray readFile(const QString& path);

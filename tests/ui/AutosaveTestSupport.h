@@ -5,6 +5,7 @@
 // projects item by item and mask voxel by voxel. Shared by the window tests and the test that
 // kills a running window and recovers its work with the real program.
 
+#include "support/TestSupport.h"
 #include "model/Label.h"
 #include "model/Project.h"
 #include "model/commands/LabelCommands.h"
@@ -135,28 +136,7 @@ inline QJsonObject normalisedDocument(const pxm::Project& project) {
     pxm::JsonTextWriter out([&text](std::string& piece) { text += piece; });
     pxm::ProjectSerializer::write(out, project);
     out.finish();
-    QJsonObject document = QJsonDocument::fromJson(QByteArray::fromStdString(text)).object();
-    QJsonArray images = document["images"].toArray();
-    for (int i = 0; i < images.size(); ++i) {
-        QJsonObject image = images[i].toObject();
-        QJsonArray scenes = image["scenes"].toArray();
-        for (int s = 0; s < scenes.size(); ++s) {
-            QJsonObject scene = scenes[s].toObject();
-            QList<QByteArray> items;
-            for (const QJsonValue& item : scene["labelItems"].toArray())
-                items << QJsonDocument(item.toObject()).toJson(QJsonDocument::Compact);
-            std::sort(items.begin(), items.end());
-            QJsonArray sorted;
-            for (const QByteArray& item : items)
-                sorted.append(QJsonDocument::fromJson(item).object());
-            scene["labelItems"] = sorted;
-            scenes[s] = scene;
-        }
-        image["scenes"] = scenes;
-        images[i] = image;
-    }
-    document["images"] = images;
-    return document;
+    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
 }
 
 /// Number of voxels that differ, or -1 when the sizes do.
