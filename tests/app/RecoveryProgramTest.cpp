@@ -26,12 +26,10 @@ const char* const kChildFolder = "PXM_AUTOSAVE_CHILD_FOLDER";
 
 /// The child's and the program's shared environment: private data, configuration and display.
 QProcessEnvironment environment(const pxmtest::TempDir& dir) {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment env = pxmtest::childEnvironment(dir);
     env.insert("QT_QPA_PLATFORM", "offscreen");
     env.insert("XDG_DATA_HOME", dir.path("data"));
-    env.insert("XDG_CONFIG_HOME", dir.path("config"));
     env.insert("XDG_RUNTIME_DIR", dir.path("runtime"));
-    env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" + dir.path("lsan.supp"));
     env.remove(kChildFolder);
     return env;
 }
@@ -77,7 +75,6 @@ TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
 
 TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("lsan.supp"), "leak:libqoffscreen.so\nleak:libfontconfig.so\n"));
     QDir().mkpath(dir.path("work"));
     QDir().mkpath(dir.path("runtime"));
     QFile::setPermissions(dir.path("runtime"),

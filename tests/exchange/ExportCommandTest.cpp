@@ -23,16 +23,9 @@ struct Outcome {
 
 Outcome runExport(const QStringList& arguments) {
     static pxmtest::TempDir support;
-    static const QString suppressions = [] {
-        // The offscreen platform keeps its screen objects until the process dies.
-        const QString path = support.path("lsan.supp");
-        pxmtest::writeFile(path, "leak:libqoffscreen.so\nleak:libfontconfig.so\n");
-        return path;
-    }();
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment environment = pxmtest::childEnvironment(support);
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         environment.remove(name);
-    environment.insert("LSAN_OPTIONS", "suppressions=" + suppressions);
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(PXM_EXPORT_BINARY, arguments);

@@ -16,13 +16,8 @@ namespace {
 class NodeHostTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment env = pxmtest::childEnvironment(dir);
         env.insert("QT_QPA_PLATFORM", "offscreen");
-        env.insert("XDG_CONFIG_HOME", dir.path("config"));
-        // Qt's offscreen plugin keeps its screens until exit; that is not the host's leak.
-        ASSERT_TRUE(
-            pxmtest::writeFile(dir.path("lsan.supp"), "leak:libqoffscreen.so\nleak:libfontconfig.so\n"));
-        env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" + dir.path("lsan.supp"));
         process.setProcessEnvironment(env);
         process.setWorkingDirectory(dir.path());
 

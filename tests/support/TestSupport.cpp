@@ -24,6 +24,16 @@ bool writeFile(const QString& path, const QByteArray& data) {
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
 }
 
+QProcessEnvironment childEnvironment(const TempDir& dir) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("XDG_CONFIG_HOME", dir.path("config"));
+    // Qt's offscreen plugin keeps its screens until exit; that is not the program's leak.
+    const QString suppressions = dir.path("lsan.supp");
+    writeFile(suppressions, "leak:libqoffscreen.so\nleak:libfontconfig.so\n");
+    env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" + suppressions);
+    return env;
+}
+
 QJsonObject withSortedItems(const QByteArray& projectJson) {
     QJsonObject document = QJsonDocument::fromJson(projectJson).object();
     QJsonArray images = document["images"].toArray();

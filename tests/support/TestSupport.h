@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QJsonObject>
+#include <QProcessEnvironment>
 #include <QStringList>
 #include <ostream>
 #include <QString>
@@ -26,6 +27,10 @@ private:
 /// A project document with each scene's items in a fixed order, for comparing projects whose
 /// items were stacked differently (a project file read back stacks them the other way round).
 QJsonObject withSortedItems(const QByteArray& projectJson);
+
+/// The environment for a program the test starts: this one's, plus a private configuration
+/// folder in `dir` and the leak report's suppressions for what Qt's offscreen platform keeps.
+QProcessEnvironment childEnvironment(const TempDir& dir);
 
 /// The whole content of a file; empty when it cannot be read.
 QByteArray readFile(const QString& path);
