@@ -6,6 +6,7 @@
 #include "persistence/JsonFileWriter.h"
 #include "persistence/JsonTextWriter.h"
 #include "persistence/JsonValues.h"
+#include "persistence/LabelItemRecord.h"
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
@@ -77,20 +78,25 @@ void ProjectSerializer::write(JsonTextWriter& out, const Project& project) {
 }
 
 void ProjectSerializer::write(JsonTextWriter& out, const Label& label) {
+    writeLabel(out, label.color(), label.id(), label.maskId(), label.name(), label.opacity());
+}
+
+void ProjectSerializer::writeLabel(JsonTextWriter& out, const QColor& color, int id, int maskId, const QString& name,
+                                   double opacity) {
     // Secondary opacity and pen width are not kept: a read label gets a new label's values.
     out.beginObject();
     out.key("$type");
     out.asciiValue("pxm::Label");
     out.key("color");
-    JsonValues::write(out, label.color());
+    JsonValues::write(out, color);
     out.key("id");
-    out.value(label.id());
+    out.value(id);
     out.key("maskId");
-    out.value(label.maskId());
+    out.value(maskId);
     out.key("name");
-    out.value(label.name());
+    out.value(name);
     out.key("opacity");
-    out.value(label.opacity());
+    out.value(opacity);
     out.endObject();
 }
 
@@ -135,44 +141,9 @@ void ProjectSerializer::write(JsonTextWriter& out, const Scene& scene) {
 }
 
 void ProjectSerializer::write(JsonTextWriter& out, const QGraphicsItem& item) {
-    const auto* rect = dynamic_cast<const QGraphicsRectItem*>(&item);
-    const auto* ellipse = rect ? nullptr : dynamic_cast<const QGraphicsEllipseItem*>(&item);
-    const auto* line = rect || ellipse ? nullptr : dynamic_cast<const QGraphicsLineItem*>(&item);
-    const auto* polygon =
-        rect || ellipse || line ? nullptr : dynamic_cast<const QGraphicsPolygonItem*>(&item);
-    const auto* path =
-        rect || ellipse || line || polygon ? nullptr : dynamic_cast<const QGraphicsPathItem*>(&item);
-    // Nothing could read another kind back; leaving it out keeps the file readable.
-    if (!rect && !ellipse && !line && !polygon && !path)
-        return;
-    out.beginObject();
-    out.key("$type");
-    out.asciiValue(rect      ? "QGraphicsRectItem"
-                   : ellipse ? "QGraphicsEllipseItem"
-                   : line    ? "QGraphicsLineItem"
-                   : polygon ? "QGraphicsPolygonItem"
-                             : "QGraphicsPathItem");
-    out.key("labelId");
-    out.value(labelIdOf(&item));
-    // The geometry's key sorts between "labelId" and "scenePos" for every kind.
-    if (rect || ellipse) {
-        out.key("rect");
-        JsonValues::write(out, rect ? rect->rect() : ellipse->rect());
-    } else if (line) {
-        out.key("line");
-        JsonValues::write(out, line->line());
-    } else if (polygon) {
-        out.key("polygon");
-        JsonValues::write(out, polygon->polygon());
-    } else {
-        out.key("path");
-        JsonValues::write(out, path->path());
-    }
-    out.key("scenePos");
-    JsonValues::write(out, item.scenePos());
-    out.key("sceneTransform");
-    JsonValues::write(out, item.sceneTransform());
-    out.endObject();
+    LabelItemRecord record;
+    if (LabelItemRecord::from(item, &record))
+        record.write(out);
 }
 
 QString ProjectSerializer::maskTarget(const LabeledImage& image, bool overwriteMask) {

@@ -5,6 +5,7 @@
 
 #include <QString>
 
+class QColor;
 class QGraphicsItem;
 
 namespace pxm {
@@ -37,6 +38,9 @@ public:
     /// Saves the image's effective mask (mask minus erasures) to maskTarget and points the
     /// image at it. Does nothing for an image without mask path or without a loadable mask.
     static void saveModifiedMask(LabeledImage* image, bool overwriteMask);
+    /// Writes one label's object (also for copies of labels, as recovery snapshots hold them).
+    static void writeLabel(JsonTextWriter& out, const QColor& color, int id, int maskId, const QString& name,
+                           double opacity);
 
 private:
     static void write(JsonTextWriter& out, const Label& label);

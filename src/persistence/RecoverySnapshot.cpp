@@ -6,6 +6,7 @@
 #include "persistence/JsonFileWriter.h"
 #include "persistence/JsonTextWriter.h"
 #include "persistence/JsonValues.h"
+#include "persistence/ProjectSerializer.h"
 #include "persistence/RecoveryFolder.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
@@ -62,30 +63,9 @@ RecoverySnapshot::SceneItems RecoverySnapshot::captureScene(const pxm::Scene& sc
 }
 
 void RecoverySnapshot::captureItem(const QGraphicsItem& item, std::vector<Item>* items) {
-    Item record{Item::Rect, labelIdOf(&item), {}, {}, {}, {}, item.scenePos(), item.sceneTransform()};
-    if (const auto* rect = dynamic_cast<const QGraphicsRectItem*>(&item)) {
-        record.rect = rect->rect();
-    } else if (const auto* ellipse = dynamic_cast<const QGraphicsEllipseItem*>(&item)) {
-        record.kind = Item::Ellipse;
-        record.rect = ellipse->rect();
-    } else if (const auto* line = dynamic_cast<const QGraphicsLineItem*>(&item)) {
-        record.kind = Item::Line;
-        record.line = line->line();
-    } else if (const auto* polygon = dynamic_cast<const QGraphicsPolygonItem*>(&item)) {
-        record.kind = Item::Polygon;
-        record.polygon = polygon->polygon();
-    } else if (const auto* path = dynamic_cast<const QGraphicsPathItem*>(&item)) {
-        record.kind = Item::Path;
-        // A path caches its bounds inside the data it shares; the writer thread gets data of
-        // its own so that painting here and writing there never touch the same cache.
-        const QPainterPath& source = path->path();
-        record.path.setFillRule(source.fillRule());
-        record.path.addPath(source);
-    } else {
-        // The project file has no form for other kinds either.
-        return;
-    }
-    items->push_back(std::move(record));
+    Item record;
+    if (Item::from(item, &record, true))
+        items->push_back(std::move(record));
 }
 
 void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
@@ -122,40 +102,8 @@ void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
             out.asciiValue("pxm::Scene");
             out.key("labelItems");
             out.beginArray();
-            for (const Item& item : *scene.items) {
-                static const char* const kTypes[] = {"QGraphicsRectItem", "QGraphicsEllipseItem",
-                                                     "QGraphicsLineItem", "QGraphicsPolygonItem",
-                                                     "QGraphicsPathItem"};
-                out.beginObject();
-                out.key("$type");
-                out.asciiValue(kTypes[item.kind]);
-                out.key("labelId");
-                out.value(item.labelId);
-                switch (item.kind) {
-                case Item::Rect:
-                case Item::Ellipse:
-                    out.key("rect");
-                    JsonValues::write(out, item.rect);
-                    break;
-                case Item::Line:
-                    out.key("line");
-                    JsonValues::write(out, item.line);
-                    break;
-                case Item::Polygon:
-                    out.key("polygon");
-                    JsonValues::write(out, item.polygon);
-                    break;
-                case Item::Path:
-                    out.key("path");
-                    JsonValues::write(out, item.path);
-                    break;
-                }
-                out.key("scenePos");
-                JsonValues::write(out, item.scenePos);
-                out.key("sceneTransform");
-                JsonValues::write(out, item.transform);
-                out.endObject();
-            }
+            for (const Item& item : *scene.items)
+                item.write(out);
             out.endArray();
             out.key("zLayer");
             out.value(qint64(scene.zLayer));
@@ -169,22 +117,8 @@ void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
     out.endArray();
     out.key("labels");
     out.beginArray();
-    for (const Label& label : m_labels) {
-        out.beginObject();
-        out.key("$type");
-        out.asciiValue("pxm::Label");
-        out.key("color");
-        JsonValues::write(out, label.color);
-        out.key("id");
-        out.value(label.id);
-        out.key("maskId");
-        out.value(label.maskId);
-        out.key("name");
-        out.value(label.name);
-        out.key("opacity");
-        out.value(label.opacity);
-        out.endObject();
-    }
+    for (const Label& label : m_labels)
+        ProjectSerializer::writeLabel(out, label.color, label.id, label.maskId, label.name, label.opacity);
     out.endArray();
     out.key("settings");
     out.documentValue(QJsonDocument(QJsonObject::fromVariantMap(m_settings)).toJson(QJsonDocument::Indented));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "persistence/LabelItemRecord.h"
+
 #include <QColor>
 #include <QDateTime>
 #include <QLineF>
@@ -47,16 +49,7 @@ public:
     };
 
     /// A label item as the project file holds it.
-    struct Item {
-        enum Kind : unsigned char { Rect, Ellipse, Line, Polygon, Path } kind;
-        int labelId;
-        QRectF rect;
-        QLineF line;
-        QPolygonF polygon;
-        QPainterPath path;
-        QPointF scenePos;
-        QTransform transform;
-    };
+    using Item = LabelItemRecord;
     /// The label items of one scene in the order the file lists them, shared between the
     /// snapshots of a scene that did not change in between.
     using SceneItems = std::shared_ptr<const std::vector<Item>>;
