@@ -12,33 +12,13 @@ namespace {
 // Starts the built program with a private configuration directory and no display.
 class ProgramTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        QProcessEnvironment env = pxmtest::childEnvironment(dir);
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-        process.setProcessEnvironment(env);
-        process.setWorkingDirectory(dir.path());
-    }
-    void TearDown() override {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished(10000);
-        }
-    }
+    int run(const QStringList& arguments) { return program.run(arguments); }
 
-    /// Runs to the end; returns the exit code (-1 when it crashed or hung).
-    int run(const QStringList& arguments) {
-        process.start(PIXMARKER_BINARY, arguments);
-        if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
-            return -1;
-        out = QString::fromLocal8Bit(process.readAllStandardOutput());
-        err = QString::fromLocal8Bit(process.readAllStandardError());
-        return process.exitCode();
-    }
-
-    pxmtest::TempDir dir;
-    QProcess process;
-    QString out;
-    QString err;
+    pxmtest::ChildProgram program{PIXMARKER_BINARY};
+    pxmtest::TempDir& dir = program.dir;
+    QProcess& process = program.process;
+    QString& out = program.out;
+    QString& err = program.err;
 };
 
 } // namespace

@@ -16,11 +16,6 @@ namespace {
 class NodeHostTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        QProcessEnvironment env = pxmtest::childEnvironment(dir);
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-        process.setProcessEnvironment(env);
-        process.setWorkingDirectory(dir.path());
-
         KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
         for (std::size_t i = 0; i < image.byteCount(); ++i)
             image.data()[i] = uint8_t(i * 5);
@@ -43,22 +38,8 @@ protected:
                                        R"([{"ax": 4, "ay": 4, "bx": 6, "by": 6, "label": 3}])"));
         ASSERT_TRUE(pxmtest::writeFile(dir.path("object.json"), R"({"name": "not a list"})"));
     }
-    void TearDown() override {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished(10000);
-        }
-    }
 
-    /// Runs to the end; returns the exit code (-1 when it crashed or hung).
-    int run(const QStringList& arguments) {
-        process.start(PXM_NODE_HOST_BINARY, arguments);
-        if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
-            return -1;
-        out = QString::fromLocal8Bit(process.readAllStandardOutput());
-        err = QString::fromLocal8Bit(process.readAllStandardError());
-        return process.exitCode();
-    }
+    int run(const QStringList& arguments) { return program.run(arguments); }
 
     QStringList inputs(const QString& zones) const {
         return {"--image",       dir.path("image.pgm"),
@@ -68,10 +49,10 @@ protected:
                 "--close-after", "0"};
     }
 
-    pxmtest::TempDir dir;
-    QProcess process;
-    QString out;
-    QString err;
+    pxmtest::ChildProgram program{PXM_NODE_HOST_BINARY};
+    pxmtest::TempDir& dir = program.dir;
+    QString& out = program.out;
+    QString& err = program.err;
 };
 
 } // namespace

@@ -34,6 +34,29 @@ QProcessEnvironment childEnvironment(const TempDir& dir) {
     return env;
 }
 
+ChildProgram::ChildProgram(QString binary) : m_binary(std::move(binary)) {
+    QProcessEnvironment env = childEnvironment(dir);
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    process.setProcessEnvironment(env);
+    process.setWorkingDirectory(dir.path());
+}
+
+ChildProgram::~ChildProgram() {
+    if (process.state() != QProcess::NotRunning) {
+        process.kill();
+        process.waitForFinished(10000);
+    }
+}
+
+int ChildProgram::run(const QStringList& arguments) {
+    process.start(m_binary, arguments);
+    if (!process.waitForFinished(120000) || process.exitStatus() != QProcess::NormalExit)
+        return -1;
+    out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    err = QString::fromLocal8Bit(process.readAllStandardError());
+    return process.exitCode();
+}
+
 QJsonObject withSortedItems(const QByteArray& projectJson) {
     QJsonObject document = QJsonDocument::fromJson(projectJson).object();
     QJsonArray images = document["images"].toArray();

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QJsonObject>
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <ostream>
@@ -31,6 +32,28 @@ QJsonObject withSortedItems(const QByteArray& projectJson);
 /// The environment for a program the test starts: this one's, plus a private configuration
 /// folder in `dir` and the leak report's suppressions for what Qt's offscreen platform keeps.
 QProcessEnvironment childEnvironment(const TempDir& dir);
+
+/// A built program a test runs in a private folder, offscreen and with childEnvironment();
+/// it is killed if it still runs when the test ends.
+class ChildProgram {
+public:
+    explicit ChildProgram(QString binary);
+    ~ChildProgram();
+    ChildProgram(const ChildProgram&) = delete;
+    ChildProgram& operator=(const ChildProgram&) = delete;
+
+    /// Runs to the end and keeps its output in out and err; the exit code, or -1 when it
+    /// crashed or hung.
+    int run(const QStringList& arguments);
+
+    TempDir dir;
+    QProcess process;
+    QString out;
+    QString err;
+
+private:
+    QString m_binary;
+};
 
 /// The whole content of a file; empty when it cannot be read.
 QByteArray readFile(const QString& path);
