@@ -9,6 +9,7 @@
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
 
 #include <QDebug>
@@ -26,18 +27,6 @@
 using namespace pxm;
 
 namespace {
-
-LabeledImage* addBlankImage(Project& project, const QString& path, uint32_t w, uint32_t h, uint32_t d) {
-    auto* image = new LabeledImage(&project);
-    image->setWidth(w);
-    image->setHeight(h);
-    image->setDepth(d);
-    image->setColorChannels(1);
-    image->setImagePath(path);
-    image->createScenes();
-    project.addImage(image);
-    return image;
-}
 
 Label* addLabel(Project& project, const QString& name, QColor color, double opacity, int id, int maskId) {
     auto* label = new Label;
@@ -83,9 +72,9 @@ struct SampleProject {
     SampleProject() {
         Label* cell = addLabel(project, "cell", QColor(200, 10, 30), 0.6, 11, 3);
         Label* road = addLabel(project, "road", QColor(0, 128, 255), 0.25, -40, 200);
-        LabeledImage* flat = addBlankImage(project, "/data/flat.png", 64, 48, 1);
+        LabeledImage* flat = pxmtest::addImageByPath(project, "/data/flat.png", 64, 48, 1);
         flat->setMaskPath("");
-        LabeledImage* volume = addBlankImage(project, "rel/volume.tif", 32, 32, 3);
+        LabeledImage* volume = pxmtest::addImageByPath(project, "rel/volume.tif", 32, 32, 3);
         Scene* scene = flat->scene(0);
         auto* rect = new QGraphicsRectItem(1, 2, 10, 5);
         rect->setPos(3, 4);
@@ -164,7 +153,7 @@ TEST(ProjectFile, WritesTheExpectedTextAndReadsItBack) {
     KYVO::CRegistry::Obj().Clear();
     Project project;
     addLabel(project, "cell", QColor(255, 0, 0), 0.5, 7, 1);
-    LabeledImage* image = addBlankImage(project, "img.png", 4, 3, 1);
+    LabeledImage* image = pxmtest::addImageByPath(project, "img.png", 4, 3, 1);
     image->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 1), project.labels()[0]);
     project.setSetting("SerializationSettings.overwriteMask", false);
     pxmtest::TempDir dir;

@@ -11,6 +11,7 @@
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
@@ -31,18 +32,6 @@ using namespace pxm;
 
 namespace {
 
-LabeledImage* addImage(Project& project, const QString& path, uint32_t w, uint32_t h, uint32_t d) {
-    auto* image = new LabeledImage(&project);
-    image->setWidth(w);
-    image->setHeight(h);
-    image->setDepth(d);
-    image->setColorChannels(1);
-    image->setImagePath(path);
-    image->createScenes();
-    project.addImage(image);
-    return image;
-}
-
 void addItem(Scene* scene, QGraphicsItem* item, int labelId, const QTransform& transform = {}) {
     item->setData(LabelIdDataKey, labelId);
     item->setTransform(transform);
@@ -53,7 +42,7 @@ void addItem(Scene* scene, QGraphicsItem* item, int labelId, const QTransform& t
 void fill(Project& project) {
     project.createLabel()->setName(QString::fromUtf8("Zelle \"ä\""));
     project.createLabel()->setId(77);
-    LabeledImage* flat = addImage(project, "/data/cells.png", 40, 30, 1);
+    LabeledImage* flat = pxmtest::addImageByPath(project, "/data/cells.png", 40, 30, 1);
     Scene* scene = flat->scene(0);
     const int id = project.labels()[0]->id();
     addItem(scene, new QGraphicsRectItem(1.5, 2, 10, 5), id, QTransform::fromTranslate(3, 4));
@@ -63,7 +52,7 @@ void fill(Project& project) {
     QPainterPath path;
     path.addEllipse(10, 10, 6, 4);
     addItem(scene, new QGraphicsPathItem(path), id);
-    LabeledImage* volume = addImage(project, "/data/stack.okav", 8, 6, 3);
+    LabeledImage* volume = pxmtest::addImageByPath(project, "/data/stack.okav", 8, 6, 3);
     addItem(volume->scene(2), new QGraphicsRectItem(0, 0, 2, 2), 77);
     project.setSetting("View.cameraMode", "perImage");
     project.setSetting("Autosave.interval", 5);

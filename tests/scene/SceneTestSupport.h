@@ -19,6 +19,21 @@ inline pxm::LabeledImage* addImage(pxm::Project& project, std::size_t w, std::si
     return image;
 }
 
+/// A labeled image known only by its path and size, as a project file describes it before
+/// anything is loaded; its scenes exist.
+inline pxm::LabeledImage* addImageByPath(pxm::Project& project, const QString& path, uint32_t w, uint32_t h,
+                                         uint32_t d) {
+    auto* image = new pxm::LabeledImage(&project);
+    image->setWidth(w);
+    image->setHeight(h);
+    image->setDepth(d);
+    image->setColorChannels(1);
+    image->setImagePath(path);
+    image->createScenes();
+    project.addImage(image);
+    return image;
+}
+
 /// An 8-bit volume whose voxels are given row by row, layer by layer.
 inline KYVO::CImage* volume(std::size_t w, std::size_t h, std::size_t d, std::initializer_list<int> voxels) {
     auto* v = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
