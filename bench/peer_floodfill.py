@@ -47,9 +47,9 @@ def ours_ms(binary):
     result = {}
     for b in json.loads(out)["benchmarks"]:
         if b.get("aggregate_name") == "median":
-            # BM_FloodFill/w:4096/h:3072/solid:0/exact:0
+            # BM_FloodFill/w:4096/h:3072/solid:0/runs:1
             parts = dict(p.split(":") for p in b["run_name"].split("/")[1:])
-            key = (int(parts["w"]), int(parts["h"]), int(parts["solid"]), int(parts["exact"]))
+            key = (int(parts["w"]), int(parts["h"]), int(parts["solid"]), int(parts["runs"]))
             result[key] = (b["real_time"], b.get("filled", 0))
     return result
 
@@ -62,10 +62,10 @@ def main():
     if len(sys.argv) > 1:
         ours = ours_ms(sys.argv[1])
         for (w, h, solid), (ms, _) in peer.items():
-            for exact in (0, 1):
-                if (w, h, solid, exact) in ours:
-                    t, filled = ours[(w, h, solid, exact)]
-                    name = ("solid" if solid else "discs") + (" breadth-first form" if exact else "")
+            for runs in (0, 1):
+                if (w, h, solid, runs) in ours:
+                    t, filled = ours[(w, h, solid, runs)]
+                    name = ("solid" if solid else "discs") + (" keeping the runs for undo" if runs else "")
                     print("ours %dx%d %s: %.2f ms (%d filled) = %.2f x OpenCV" % (w, h, name, t, filled, t / ms))
 
 

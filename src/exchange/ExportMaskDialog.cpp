@@ -7,8 +7,10 @@
 
 #include <QCheckBox>
 #include <QDesktopServices>
+#include <QDir>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QIcon>
 #include <QLabel>
@@ -149,6 +151,13 @@ bool ExportMaskDialog::exportRunning() const {
 void ExportMaskDialog::startExport() {
     if (exportRunning())
         return;
+    // A folder typed in that does not exist yet is made, as the command line does; without
+    // it every file of the export would fail to open.
+    const QString directory = m_directoryEdit->text();
+    if (!directory.isEmpty() && !QFileInfo(directory).isDir() && !QDir().mkpath(directory)) {
+        QMessageBox::warning(this, tr("Export Masks"), tr("Could not create the folder '%1'.").arg(directory));
+        return;
+    }
     if (!m_worker) {
         m_worker = new ExportMaskWorker(m_project, this);
         connect(m_worker, &ExportMaskWorker::writeFailed, this, &ExportMaskDialog::on_worker_writeFailed,

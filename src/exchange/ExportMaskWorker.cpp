@@ -253,7 +253,7 @@ void ExportMaskWorker::exportKAROMark(Scene* scene) {
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
         qWarning().noquote() << "ExportMaskWorker::exportKAROMark()"
                              << "Could not open the mark file '" + path + "'";
-        ++m_failures;
+        noteFailure(path, file.errorString());
         return;
     }
     QTextStream out(&file);
@@ -262,7 +262,7 @@ void ExportMaskWorker::exportKAROMark(Scene* scene) {
     if (!file.commit()) {
         qWarning().noquote() << "ExportMaskWorker::exportKAROMark()"
                              << "Could not write the mark file '" + path + "'";
-        ++m_failures;
+        noteFailure(path, file.errorString());
     }
 }
 
@@ -272,7 +272,7 @@ void ExportMaskWorker::exportVOC(Scene* scene) {
     if (!file.open(QIODevice::WriteOnly)) {
         qWarning().noquote() << "ExportMaskWorker::exportVOC()"
                              << "Could not open the VOC file '" + path + "'";
-        ++m_failures;
+        noteFailure(path, file.errorString());
         return;
     }
     QXmlStreamWriter out(&file);
@@ -283,7 +283,7 @@ void ExportMaskWorker::exportVOC(Scene* scene) {
     if (out.hasError() || !file.commit()) {
         qWarning().noquote() << "ExportMaskWorker::exportVOC()"
                              << "Could not write the VOC file '" + path + "'";
-        ++m_failures;
+        noteFailure(path, file.errorString());
     }
 }
 
@@ -298,14 +298,14 @@ void ExportMaskWorker::exportLabelMe(LabeledImage* image) {
     if (!file.open(QIODevice::WriteOnly)) {
         qWarning().noquote() << "ExportMaskWorker::exportLabelMe()"
                              << "Could not open the LabelMe file '" + path + "'";
-        ++m_failures;
+        noteFailure(path, file.errorString());
         return;
     }
     writeLabelMe(file, image);
     if (!file.commit()) {
         qWarning().noquote() << "ExportMaskWorker::exportLabelMe()"
                              << "Could not write the LabelMe file '" + path + "'";
-        ++m_failures;
+        noteFailure(path, file.errorString());
     }
 }
 
@@ -324,9 +324,14 @@ void ExportMaskWorker::exportVGGImageAnnotator() {
 }
 
 void ExportMaskWorker::reportFailure(const QString& path, const QString& reason) {
-    ++m_failures;
     qWarning().noquote() << "ExportMaskWorker:"
                          << "Could not write '" + path + "':" << reason;
+    noteFailure(path, reason);
+}
+
+void ExportMaskWorker::noteFailure(const QString& path, const QString& reason) {
+    ++m_failures;
+    // The window lists what failed at the end; the log alone is not seen by most users.
     emit writeFailed(path, reason);
 }
 

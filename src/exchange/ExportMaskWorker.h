@@ -111,6 +111,8 @@ private:
     /// Saves a volume built by `build`, reporting instead of throwing when it fails.
     template <typename Build> void saveVolume(const QString& path, Build build);
     void reportFailure(const QString& path, const QString& reason);
+    /// Counts a failed file and tells the window, without a log line of its own.
+    void noteFailure(const QString& path, const QString& reason);
     void step(int count = 1);
 
     Project* m_project = nullptr;

@@ -99,6 +99,8 @@ void JsonValues::write(JsonTextWriter& out, const QPainterPath& path) {
     out.beginObject();
     out.key("$type");
     out.asciiValue("QPainterPath");
+    out.key("fillRule");
+    out.asciiValue(path.fillRule() == Qt::WindingFill ? "WindingFill" : "OddEvenFill");
     out.key("polygons");
     out.beginArray();
     for (const QPolygonF& polygon : path.toFillPolygons())
@@ -118,6 +120,31 @@ void JsonValues::write(JsonTextWriter& out, const QTransform& t) {
         out.value(value);
     out.endArray();
     out.endObject();
+}
+
+bool JsonValues::isRectangleChain(const QPolygonF& polygon) {
+    // A fill polygon strings closed outlines together, each followed by a return to the
+    // polygon's first point; a rectangle's outline is its four corners and the first again.
+    int i = 0;
+    const int n = polygon.size();
+    while (i < n) {
+        if (n - i < 5)
+            return false;
+        const QPointF* p = polygon.constData() + i;
+        if (p[4] != p[0])
+            return false;
+        for (int k = 0; k < 4; ++k) {
+            const QPointF& a = p[k];
+            const QPointF& b = p[k + 1];
+            if (a.x() != b.x() && a.y() != b.y())
+                return false;
+        }
+        i += 5;
+        // The step back to the polygon's start between outlines.
+        if (i < n && i > 5 && polygon[i] == polygon[0])
+            ++i;
+    }
+    return n > 0;
 }
 
 QColor JsonValues::toColor(const JsonTree::Value& value) {
@@ -170,9 +197,31 @@ QPolygonF JsonValues::toPolygon(const JsonTree::Value& value) {
     return polygon;
 }
 
-void JsonValues::checkPath(const JsonTree::Value& value) {
+QPainterPath JsonValues::toPath(const JsonTree::Value& value) {
     if (!hasType(value, "QPainterPath"))
         fail("QPainterPath: Expected a JSON object with '$type' 'QPainterPath'.");
+    QPainterPath path;
+    const JsonTree::Value polygons = value.member("polygons");
+    if (polygons.isUndefined())
+        return path;
+    if (!polygons.isArray())
+        fail("QPainterPath: Expected 'polygons' to be an array.");
+    bool onlyRectangles = true;
+    for (int i = 0; i < polygons.size(); ++i) {
+        const QPolygonF polygon = toPolygon(polygons.at(i));
+        onlyRectangles = onlyRectangles && isRectangleChain(polygon);
+        path.addPolygon(polygon);
+    }
+    const JsonTree::Value rule = value.member("fillRule");
+    if (rule.isUndefined())
+        path.setFillRule(onlyRectangles ? Qt::WindingFill : Qt::OddEvenFill);
+    else if (rule.equals("WindingFill"))
+        path.setFillRule(Qt::WindingFill);
+    else if (rule.equals("OddEvenFill"))
+        path.setFillRule(Qt::OddEvenFill);
+    else
+        fail("QPainterPath: Expected 'fillRule' to be 'WindingFill' or 'OddEvenFill'.");
+    return path;
 }
 
 QTransform JsonValues::toTransform(const JsonTree::Value& value) {

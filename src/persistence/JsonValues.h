@@ -38,11 +38,16 @@ public:
     static QLineF toLine(const JsonTree::Value& value);
     static QPolygonF toPolygon(const JsonTree::Value& value);
     /// Checks only the kind: path items are restored without their geometry.
-    static void checkPath(const JsonTree::Value& value);
+    /// A path from its fill polygons, under the fill rule the object names. An object without
+    /// one was written before rules were kept: a path made only of rectangles is a brush's
+    /// union of squares (winding), any other the simplified outline an eraser leaves (odd-even).
+    static QPainterPath toPath(const JsonTree::Value& value);
     static QTransform toTransform(const JsonTree::Value& value);
 
     /// True when value is an object whose "$type" is type.
     static bool hasType(const JsonTree::Value& value, const char* type);
+    /// True when a fill polygon is made only of axis-parallel rectangles.
+    static bool isRectangleChain(const QPolygonF& polygon);
 };
 
 } // namespace pxm

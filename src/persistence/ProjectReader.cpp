@@ -15,6 +15,8 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace pxm {
 
@@ -99,9 +101,13 @@ void ProjectReader::readProject(const Value& object, Project* project) {
         fail("Project: No 'labels' entry found.");
     if (!labels.isArray())
         fail("Project: Expected 'labels' to be an array.");
+    // Labels from files that predate their fill opacity and pen width get the project's
+    // defaults for new labels, which the settings at the end of the file may still change.
+    std::vector<std::pair<Label*, int>> incomplete;
     for (int i = 0; i < labels.size(); ++i) {
         auto label = std::make_unique<Label>();
-        readLabel(labels.at(i), label.get());
+        if (const int missing = readLabel(labels.at(i), label.get()))
+            incomplete.emplace_back(label.get(), missing);
         project->addLabel(label.release());
     }
 
@@ -138,16 +144,22 @@ void ProjectReader::readProject(const Value& object, Project* project) {
     project->setCurrentImageIndex(index);
 
     const Value settings = object.member("settings");
-    if (settings.isUndefined())
-        return;
-    if (!settings.isObject())
-        fail("Project: Expected 'settings' to be an object.");
-    const QVariantMap map = settings.toQJsonValue().toObject().toVariantMap();
-    for (auto it = map.cbegin(); it != map.cend(); ++it)
-        project->setSetting(it.key(), it.value());
+    if (!settings.isUndefined()) {
+        if (!settings.isObject())
+            fail("Project: Expected 'settings' to be an object.");
+        const QVariantMap map = settings.toQJsonValue().toObject().toVariantMap();
+        for (auto it = map.cbegin(); it != map.cend(); ++it)
+            project->setSetting(it.key(), it.value());
+    }
+    for (const auto& [label, missing] : incomplete) {
+        if (missing & SecondaryOpacityMissing)
+            label->setSecondaryOpacity(project->setting("Label.secondary_opacity", 0.3).toDouble());
+        if (missing & PenWidthMissing)
+            label->setPenWidth(project->setting("Label.pen_width", 0.5).toDouble());
+    }
 }
 
-void ProjectReader::readLabel(const Value& value, Label* label) {
+int ProjectReader::readLabel(const Value& value, Label* label) {
     if (!JsonValues::hasType(value, "pxm::Label"))
         fail("Label: Expected a JSON object with '$type' 'Label'.");
     const Value name = value.member("name");
@@ -157,6 +169,12 @@ void ProjectReader::readLabel(const Value& value, Label* label) {
     const double opacity = number(value, "opacity", "Label: Expected 'opacity' to be a number.");
     const double id = number(value, "id", "Label: Expected 'id' to be a number.");
     const double maskId = number(value, "maskId", "Label: Expected 'maskId' to be a number.");
+    const Value secondary = value.member("secondaryOpacity");
+    const Value penWidth = value.member("penWidth");
+    if (!secondary.isUndefined() && !secondary.isNumber())
+        fail("Label: Expected 'secondaryOpacity' to be a number.");
+    if (!penWidth.isUndefined() && !penWidth.isNumber())
+        fail("Label: Expected 'penWidth' to be a number.");
 
     label->setName(name.toString());
     // The colour's alpha lands in the primary opacity; the stored opacity then overrides it.
@@ -164,6 +182,11 @@ void ProjectReader::readLabel(const Value& value, Label* label) {
     label->setPrimaryOpacity(opacity);
     label->setId(wholeNumber(id, "Label: Expected 'id' to be a whole number within 32 bits."));
     label->setMaskId(wholeNumber(maskId, "Label: Expected 'maskId' to be a whole number within 32 bits."));
+    if (secondary.isNumber())
+        label->setSecondaryOpacity(secondary.toNumber());
+    if (penWidth.isNumber())
+        label->setPenWidth(penWidth.toNumber());
+    return (secondary.isNumber() ? 0 : SecondaryOpacityMissing) | (penWidth.isNumber() ? 0 : PenWidthMissing);
 }
 
 void ProjectReader::readImage(const Value& value, LabeledImage* image) {
@@ -228,9 +251,16 @@ void ProjectReader::readScene(const Value& value, Scene* scene, int zLayer) {
         fail("Scene: No 'labelItems' entry found.");
     if (!items.isArray())
         fail("Scene: Expected 'labelItems' to be an array.");
+    // Items are read in file order, so the first bad one is the one reported. The file
+    // lists them topmost first; added bottom first they stack as they did when saved, and
+    // the full mask, where the lowest of overlapping shapes wins, stays the same.
+    std::vector<std::unique_ptr<QGraphicsItem>> read;
+    read.reserve(std::size_t(items.size()));
     for (int i = 0; i < items.size(); ++i)
+        read.push_back(readItem(items.at(i)));
+    for (auto it = read.rbegin(); it != read.rend(); ++it)
         // The scene styles the item from its label and creates a label for an unknown id.
-        scene->addLabelItem(readItem(items.at(i)).release());
+        scene->addLabelItem(it->release());
 }
 
 std::unique_ptr<QGraphicsItem> ProjectReader::readItem(const Value& value) {
@@ -245,9 +275,7 @@ std::unique_ptr<QGraphicsItem> ProjectReader::readItem(const Value& value) {
     } else if (type.equals("QGraphicsPolygonItem")) {
         item = std::make_unique<QGraphicsPolygonItem>(JsonValues::toPolygon(value.member("polygon")));
     } else if (type.equals("QGraphicsPathItem")) {
-        // The file holds the path's fill polygons, but path items come back empty.
-        JsonValues::checkPath(value.member("path"));
-        item = std::make_unique<QGraphicsPathItem>();
+        item = std::make_unique<QGraphicsPathItem>(JsonValues::toPath(value.member("path")));
     } else {
         fail("QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type.");
     }

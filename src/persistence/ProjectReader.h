@@ -28,7 +28,11 @@ public:
     static void read(const QString& fileName, pxm::Project* project);
 
     static void readProject(const JsonTree::Value& value, Project* project);
-    static void readLabel(const JsonTree::Value& value, Label* label);
+    /// What a label object left out, for the caller to fill with the project's defaults.
+    enum Missing { NoneMissing = 0, SecondaryOpacityMissing = 1, PenWidthMissing = 2 };
+    /// Reads a label. Its fill opacity and pen width come from the object when it has them;
+    /// otherwise they are left as they are and flagged in the result.
+    static int readLabel(const JsonTree::Value& value, Label* label);
     static void readImage(const JsonTree::Value& value, LabeledImage* image);
     static void readScene(const JsonTree::Value& value, Scene* scene, int zLayer);
     /// A new item of the kind the object names, transformed and tagged with its label id.

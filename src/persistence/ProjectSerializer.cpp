@@ -78,12 +78,14 @@ void ProjectSerializer::write(JsonTextWriter& out, const Project& project) {
 }
 
 void ProjectSerializer::write(JsonTextWriter& out, const Label& label) {
-    writeLabel(out, label.color(), label.id(), label.maskId(), label.name(), label.opacity());
+    writeLabel(out, label.color(), label.id(), label.maskId(), label.name(),
+               {label.opacity(), label.secondaryOpacity(), label.penWidth()});
 }
 
 void ProjectSerializer::writeLabel(JsonTextWriter& out, const QColor& color, int id, int maskId, const QString& name,
-                                   double opacity) {
-    // Secondary opacity and pen width are not kept: a read label gets a new label's values.
+                                   const LabelLook& look) {
+    // The fill opacity and pen width are kept too: without them a reopened project showed
+    // opaque fills and lines of another width, and its full mask changed.
     out.beginObject();
     out.key("$type");
     out.asciiValue("pxm::Label");
@@ -96,7 +98,11 @@ void ProjectSerializer::writeLabel(JsonTextWriter& out, const QColor& color, int
     out.key("name");
     out.value(name);
     out.key("opacity");
-    out.value(opacity);
+    out.value(look.opacity);
+    out.key("penWidth");
+    out.value(look.penWidth);
+    out.key("secondaryOpacity");
+    out.value(look.secondaryOpacity);
     out.endObject();
 }
 

@@ -38,9 +38,13 @@ public:
     /// Saves the image's effective mask (mask minus erasures) to maskTarget and points the
     /// image at it. Does nothing for an image without mask path or without a loadable mask.
     static void saveModifiedMask(LabeledImage* image, bool overwriteMask);
+    /// How a label's regions are drawn: border opacity, fill opacity and pen width.
+    struct LabelLook {
+        double opacity, secondaryOpacity, penWidth;
+    };
     /// Writes one label's object (also for copies of labels, as recovery snapshots hold them).
     static void writeLabel(JsonTextWriter& out, const QColor& color, int id, int maskId, const QString& name,
-                           double opacity);
+                           const LabelLook& look);
 
 private:
     static void write(JsonTextWriter& out, const Label& label);

@@ -38,7 +38,8 @@ void RecoverySnapshot::capture(const Project& project, const SceneCapture& items
     m_volumes.clear();
     m_itemCount = 0;
     for (const pxm::Label* label : project.labels())
-        m_labels.push_back({label->color(), label->id(), label->maskId(), label->name(), label->opacity()});
+        m_labels.push_back({label->color(), label->id(), label->maskId(), label->name(), label->opacity(),
+                            label->secondaryOpacity(), label->penWidth()});
     for (const LabeledImage* image : project.images()) {
         Image record{image->colorChannels(), image->depth(),    image->height(), image->width(),
                      image->imagePath(),     image->maskPath(), m_scenes.size(), 0};
@@ -118,7 +119,8 @@ void RecoverySnapshot::writeProject(JsonTextWriter& out) const {
     out.key("labels");
     out.beginArray();
     for (const Label& label : m_labels)
-        ProjectSerializer::writeLabel(out, label.color, label.id, label.maskId, label.name, label.opacity);
+        ProjectSerializer::writeLabel(out, label.color, label.id, label.maskId, label.name,
+                                      {label.opacity, label.secondaryOpacity, label.penWidth});
     out.endArray();
     out.key("settings");
     out.documentValue(QJsonDocument(QJsonObject::fromVariantMap(m_settings)).toJson(QJsonDocument::Indented));

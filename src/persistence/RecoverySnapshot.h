@@ -96,7 +96,7 @@ private:
         QColor color;
         int id, maskId;
         QString name;
-        double opacity;
+        double opacity, secondaryOpacity, penWidth;
     };
     static void captureItem(const QGraphicsItem& item, std::vector<Item>* items);
 

@@ -2,8 +2,10 @@
 #include "persistence/SettingsToolPages.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFormLayout>
 #include <QSpinBox>
+#include <algorithm>
 
 namespace pxm {
 
@@ -48,22 +50,32 @@ void RectToolSettings::writeProject() {
 
 BrushToolSettings::BrushToolSettings(const QString& prefix, const QString& title, Project* project,
                                      QWidget* parent)
-    : SettingsPage(title, project, parent), m_key(prefix + ".brushWidth") {
+    : SettingsPage(title, project, parent), m_key(prefix + ".brushWidth"), m_shapeKey(prefix + ".brushShape") {
     setObjectName(prefix + "Settings");
     m_brushWidth = new QSpinBox(this);
     m_brushWidth->setObjectName("brushWidth");
     m_brushWidth->setMinimum(1);
+    m_brushShape = new QComboBox(this);
+    m_brushShape->setObjectName("brushShape");
+    m_brushShape->addItem(tr("Square"), QStringLiteral("Square"));
+    m_brushShape->addItem(tr("Round"), QStringLiteral("Round"));
     auto* layout = new QFormLayout(this);
     layout->addRow(tr("Brush width"), m_brushWidth);
+    layout->addRow(tr("Brush shape"), m_brushShape);
     writeBackOn(m_brushWidth, qOverload<int>(&QSpinBox::valueChanged));
+    writeBackOn(m_brushShape, qOverload<int>(&QComboBox::currentIndexChanged));
 }
 
 void BrushToolSettings::readProject() {
     m_brushWidth->setValue(value(m_key).toInt());
+    // Any value but "Round" is the square the tools fall back to.
+    const int shape = m_brushShape->findData(value(m_shapeKey).toString());
+    m_brushShape->setCurrentIndex(std::max(0, shape));
 }
 
 void BrushToolSettings::writeProject() {
     store(m_key, m_brushWidth->value());
+    store(m_shapeKey, m_brushShape->currentData());
 }
 
 FreehandToolSettings::FreehandToolSettings(Project* project, QWidget* parent)

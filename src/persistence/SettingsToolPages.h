@@ -4,6 +4,7 @@
 #include "persistence/SettingsPage.h"
 
 class QCheckBox;
+class QComboBox;
 class QSpinBox;
 
 namespace pxm {
@@ -34,11 +35,13 @@ private:
     QSpinBox* m_height;
 };
 
-/// The brush width of a pixel tool, stored under "<prefix>.brushWidth".
+/// The brush of a pixel tool: its width, stored under "<prefix>.brushWidth", and its shape,
+/// "Square" or "Round" under "<prefix>.brushShape".
 class BrushToolSettings : public SettingsPage {
     Q_OBJECT
 public:
     QSpinBox* brushWidthBox() const { return m_brushWidth; }
+    QComboBox* brushShapeBox() const { return m_brushShape; }
 
 protected:
     BrushToolSettings(const QString& prefix, const QString& title, Project* project, QWidget* parent);
@@ -47,7 +50,9 @@ protected:
 
 private:
     QString m_key;
+    QString m_shapeKey;
     QSpinBox* m_brushWidth;
+    QComboBox* m_brushShape;
 };
 
 /// The freehand (pixel painting) tool's page.

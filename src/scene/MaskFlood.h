@@ -3,37 +3,36 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace pxm::maskflood {
 
-/// The mask voxels a fill works on: the whole mask volume and its erase overlay (may be
-/// null), with the layer's width and height.
-struct MaskData {
+/// One z-layer of a mask, rows of `width` bytes one after the other, with the same layer of
+/// its erase overlay (may be null).
+struct Layer {
     uint8_t* mask = nullptr;
     const uint8_t* overlay = nullptr;
-    std::size_t bytes = 0; ///< size of the mask (and overlay) volume
     int width = 0;
     int height = 0;
 };
 
-/// The value a fill tests at (x, y): 0 outside 0..width × 0..height (the right and bottom
-/// edges included), else the byte at x + height·y, or 0 where erased or past the data.
-uint8_t readValue(const MaskData& data, int x, int y);
+/// A run of pixels in one row, x from `first` to `last` inclusive.
+struct Run {
+    int y;
+    int first;
+    int last;
+};
 
-/// The breadth-first fill with 8-connectivity, in its exact form: a point is filled when
-/// readValue gives the old value and differs from the new one; writes go to x + width·y.
-/// Every point is queued at most once, so it terminates; it uses about 5 bytes per point.
-void floodExact(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
+/// The value at (x, y): 0 outside the layer and where erased, else the mask byte.
+uint8_t readValue(const Layer& layer, int x, int y);
 
-/// A scanline fill for square layers giving exactly the result of floodExact. The accepted
-/// column x = width reads the first byte of the next row, so such a byte belongs to two
-/// points of which only the first reached passes; the scanline result is kept only where
-/// that order cannot matter. Returns false, with the mask as it was, where it cannot tell
-/// (and for layers it does not handle: not square, narrower than 3, a start outside the
-/// layer, an old value of 0 or equal to the new one).
-bool floodSquare(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
+/// Gives the 8-connected region of the start's value the new value. Erased pixels bound the
+/// region like any other value; a start that reads 0 (unlabelled, erased, outside) or already
+/// holds the new value changes nothing. The filled pixels are appended to `filled` as runs,
+/// which is all an undo needs to put them back exactly.
+void flood(const Layer& layer, int x, int y, uint8_t newValue, std::vector<Run>* filled = nullptr);
 
-/// The fill: the scanline form on square layers, the breadth-first form otherwise.
-void flood(const MaskData& data, int x, int y, uint8_t oldValue, uint8_t newValue);
+/// Writes `value` into every pixel of the runs (clipped to the layer).
+void fillRuns(const Layer& layer, const std::vector<Run>& runs, uint8_t value);
 
 } // namespace pxm::maskflood

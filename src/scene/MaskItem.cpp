@@ -16,19 +16,19 @@
 namespace pxm {
 
 namespace {
-maskflood::MaskData maskData(LabeledImage* image) {
-    maskflood::MaskData d;
+/// The item's layer of the mask and of the erase overlay; no mask when the layer is missing.
+maskflood::Layer maskLayer(LabeledImage* image, uint32_t zLayer) {
+    maskflood::Layer layer;
     KYVO::CImage* mask = image->mask();
-    if (!mask)
-        return d;
-    d.mask = mask->data();
-    d.bytes = mask->byteCount();
+    if (!mask || zLayer >= mask->size().z || mask->size().x != image->width() || mask->size().y != image->height())
+        return layer;
+    layer.mask = mask->layer(zLayer);
     KYVO::CImage* overlay = image->eraseOverlay();
-    if (overlay && overlay->byteCount() >= d.bytes)
-        d.overlay = overlay->data();
-    d.width = int(image->width());
-    d.height = int(image->height());
-    return d;
+    if (overlay && overlay->byteCount() >= mask->byteCount())
+        layer.overlay = overlay->layer(zLayer);
+    layer.width = int(image->width());
+    layer.height = int(image->height());
+    return layer;
 }
 } // namespace
 
@@ -132,7 +132,7 @@ void MaskItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* option, 
 }
 
 uint8_t MaskItem::value(const QPoint& point) const {
-    return maskflood::readValue(maskData(m_image), point.x(), point.y());
+    return maskflood::readValue(maskLayer(m_image, m_zLayer), point.x(), point.y());
 }
 
 void MaskItem::changeOverlay(const QRectF& rect, int delta) {
@@ -160,16 +160,20 @@ void MaskItem::unerase(const QRectF& rect) {
     changeOverlay(rect, -1);
 }
 
-void MaskItem::flood(const QPoint& start, uint8_t newValue) {
+void MaskItem::flood(const QPoint& start, uint8_t newValue, std::vector<maskflood::Run>* filled) {
     qDebug() << "flooding " << start << " with " << newValue;
-    const maskflood::MaskData d = maskData(m_image);
-    if (!d.mask || start.x() < 0 || start.y() < 0 || start.x() >= d.width || start.y() >= d.height)
-        return;
-    const uint8_t old = d.mask[std::size_t(start.x()) + std::size_t(d.width) * std::size_t(start.y())];
-    if (old == 0)
-        return;
-    maskflood::flood(d, start.x(), start.y(), old, newValue);
-    if (old != newValue)
+    std::vector<maskflood::Run> runs;
+    maskflood::flood(maskLayer(m_image, m_zLayer), start.x(), start.y(), newValue, &runs);
+    if (!runs.empty())
+        m_image->setMaskModified(true);
+    if (filled)
+        filled->insert(filled->end(), runs.begin(), runs.end());
+    update();
+}
+
+void MaskItem::fill(const std::vector<maskflood::Run>& runs, uint8_t value) {
+    maskflood::fillRuns(maskLayer(m_image, m_zLayer), runs, value);
+    if (!runs.empty())
         m_image->setMaskModified(true);
     update();
 }

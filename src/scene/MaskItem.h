@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "scene/MaskFlood.h"
+
 #include <QGraphicsItem>
 #include <QPoint>
 #include <cstdint>
+#include <vector>
 
 namespace pxm {
 
@@ -23,15 +26,17 @@ public:
     /// not one rectangle per voxel.
     void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
 
-    /// The mask value at a point, 0 where erased or outside. Rows are read with the height
-    /// as stride and without a layer offset; the flood fill relies on exactly this read.
+    /// The mask value at a point of this layer, 0 where erased or outside the image.
     uint8_t value(const QPoint& point) const;
     /// Adds one to the erase overlay over the rectangle in this layer.
     void erase(const QRectF& rect);
     /// Subtracts one over the rectangle: the exact inverse of erase.
     void unerase(const QRectF& rect);
-    /// Reassigns the 8-connected region at the point to a new value (writes go to layer 0).
-    void flood(const QPoint& start, uint8_t newValue);
+    /// Reassigns the 8-connected region of the start's value in this layer to a new value,
+    /// bounded by erased pixels; appends the pixels it changed to `filled` when given.
+    void flood(const QPoint& start, uint8_t newValue, std::vector<maskflood::Run>* filled = nullptr);
+    /// Writes a value into the runs of this layer: redoes or undoes a flood exactly.
+    void fill(const std::vector<maskflood::Run>& runs, uint8_t value);
 
     LabeledImage* image() const { return m_image; }
     uint32_t zLayer() const { return m_zLayer; }

@@ -63,9 +63,11 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     for (const char* name : {"p.pgm", "q.pgm"})
         addRect(addImageFile(project, in, name, 32, 32)->scene(0), QRectF(4, 4, 8, 8), a);
 
+    // A folder that does not exist yet is made.
+    const QString target = out.path() + "/new/sub";
     ExportMaskDialog dialog(&project);
     dialog.show();
-    dialog.findChild<QLineEdit*>("directoryEdit")->setText(out.path());
+    dialog.findChild<QLineEdit*>("directoryEdit")->setText(target);
     dialog.findChild<QLineEdit*>("filenameEdit")->setText("{image_name}");
     box(dialog, "boolMaskCheckBox")->setChecked(true);
     auto* buttons = dialog.findChild<QDialogButtonBox*>("buttonBox");
@@ -77,7 +79,7 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     EXPECT_EQ(bar->maximum(), 4);
     EXPECT_FALSE(buttons->isEnabled());
     EXPECT_FALSE(box(dialog, "fullMaskCheckBox")->isEnabled());
-    EXPECT_EQ(project.setting("ExportMaskDialog.directory").toString(), out.path());
+    EXPECT_EQ(project.setting("ExportMaskDialog.directory").toString(), target);
     EXPECT_TRUE(project.setting("ExportMaskDialog.boolMask").toBool());
     EXPECT_TRUE(project.setting("ExportMaskDialog.skipUnlabeled").toBool());
 
@@ -89,5 +91,6 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     EXPECT_EQ(dialog.worker(), nullptr);
     EXPECT_TRUE(dialog.failures().isEmpty());
     EXPECT_EQ(bar->value(), 4);
-    EXPECT_EQ(filesIn(out.path()), sorted({"p_fullmask.pgm", "p_mask.pbm", "q_fullmask.pgm", "q_mask.pbm"}));
+    EXPECT_EQ(filesIn(target), sorted({"p_fullmask.pgm", "p_mask.pbm", "q_fullmask.pgm", "q_mask.pbm"}));
 }
+

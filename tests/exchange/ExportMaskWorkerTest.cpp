@@ -245,8 +245,8 @@ TEST(ExportMaskWorker, ReportsFilesItCannotWriteAndGoesOn) {
     const Label* a = addLabel(project, 1, 6, "a");
     LabeledImage* image = addImageFile(project, in, "img.pgm", 6, 6);
     addRect(image->scene(0), QRectF(1, 1, 2, 2), a);
-    // Directories in the way of three targets make their files unwritable.
-    for (const char* blocked : {"img_fullmask.pgm", "img.mark", ".vgg.json"})
+    // Directories in the way of five targets make their files unwritable.
+    for (const char* blocked : {"img_fullmask.pgm", "img.mark", "img.voc", "img.json", ".vgg.json"})
         ASSERT_TRUE(QDir(out.path()).mkdir(blocked));
 
     ExportMaskWorker worker(&project);
@@ -257,18 +257,23 @@ TEST(ExportMaskWorker, ReportsFilesItCannotWriteAndGoesOn) {
     worker.setKaroMark(true);
     worker.setVoc(true);
     worker.setVggImageAnnotator(true);
+    worker.setLabelMe(true);
     QSignalSpy failed(&worker, &ExportMaskWorker::writeFailed);
     worker.exportProject();
 
-    ASSERT_EQ(failed.size(), 2) << "masks and the VGG file are reported; the mark file only logs";
-    EXPECT_EQ(failed[0][0].toString(), out.path("img_fullmask.pgm"));
-    EXPECT_EQ(failed[1][0].toString(), out.path(".vgg.json"));
-    EXPECT_FALSE(failed[1][1].toString().isEmpty());
-    EXPECT_EQ(worker.failureCount(), 3);
+    // Every target that failed reaches the window, not only the log.
+    QStringList paths;
+    for (const QList<QVariant>& f : qAsConst(failed)) {
+        paths << f[0].toString();
+        EXPECT_FALSE(f[1].toString().isEmpty()) << "a reason for " << f[0].toString().toStdString();
+    }
+    EXPECT_EQ(paths, QStringList({out.path("img_fullmask.pgm"), out.path("img.mark"), out.path("img.voc"),
+                                  out.path("img.json"), out.path(".vgg.json")}));
+    EXPECT_EQ(worker.failureCount(), 5);
     EXPECT_EQ(worker.progress(), worker.progressTotal() + 1) << "every step still counts";
     // The rest is written, and no temporary file is left behind.
     EXPECT_EQ(filesIn(out.path()),
-              sorted({".vgg.json", "img.mark", "img.voc", "img_fullmask.pgm", "img_mask.pbm"}));
+              sorted({".vgg.json", "img.json", "img.mark", "img.voc", "img_fullmask.pgm", "img_mask.pbm"}));
     const auto bool1 = load(out.path("img_mask.pbm"));
     ASSERT_TRUE(bool1);
     EXPECT_EQ(bool1->value(1, 1, 0), 1.0);

@@ -33,10 +33,14 @@ const QByteArray kDocument = R"({"$type":"pxm::Project",
      {"$type":"QGraphicsPolygonItem","polygon":{"$type":"QPolygonF","points":[{"$type":"QPointF","x":0,"y":0},
       {"$type":"QPointF","x":9,"y":0},{"$type":"QPointF","x":0,"y":9}]},
       "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[]},
+     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[{"$type":"QPolygonF","points":[
+      {"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":8,"y":0},{"$type":"QPointF","x":8,"y":8},
+      {"$type":"QPointF","x":0,"y":8},{"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":2,"y":2},
+      {"$type":"QPointF","x":6,"y":2},{"$type":"QPointF","x":6,"y":6},{"$type":"QPointF","x":2,"y":6},
+      {"$type":"QPointF","x":2,"y":2},{"$type":"QPointF","x":0,"y":0}]}]},
       "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7}]}]}],
  "currentImageIndex":0,
- "settings":{"View.cameraMode":1}})";
+ "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
 
 QByteArray replaced(const QByteArray& find, const QByteArray& with) {
     const int at = kDocument.indexOf(find);
@@ -129,10 +133,16 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"points\":[", "\"points\":null,\"p\":[", "QPolygonF: Expected 'points' to be an array."},
         {"\"$type\":\"QPainterPath\"", "\"$type\":\"QPath\"",
          "QPainterPath: Expected a JSON object with '$type' 'QPainterPath'."},
+        {"\"polygons\":[", "\"polygons\":{},\"p\":[", "QPainterPath: Expected 'polygons' to be an array."},
+        {"\"polygons\":[", "\"fillRule\":\"Even\",\"polygons\":[",
+         "QPainterPath: Expected 'fillRule' to be 'WindingFill' or 'OddEvenFill'."},
+        {"\"maskId\":1", "\"maskId\":1,\"penWidth\":\"1\"", "Label: Expected 'penWidth' to be a number."},
+        {"\"maskId\":1", "\"maskId\":1,\"secondaryOpacity\":null",
+         "Label: Expected 'secondaryOpacity' to be a number."},
         // An empty find stands for a whole document of its own.
         {"", "[{\"$type\":\"pxm::Project\"}]", "Expected a JSON document at '%1'."},
         {"", "", "Expected a JSON document at '%1'."},
-        {"\"settings\":{\"View.cameraMode\":1}}", "\"settings\":{\"View.cameraMode\":1}",
+        {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}",
          "Expected a JSON document at '%1'."},
         {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}",
          "Expected a JSON document at '%1'."},
@@ -195,7 +205,7 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
     const LabeledImage* image = project.images()[0];
     EXPECT_EQ(image->width(), 40u);
     EXPECT_EQ(image->colorChannels(), 3u);
-    const QList<QGraphicsItem*> items = image->scene(0)->items(Qt::AscendingOrder);
+    const QList<QGraphicsItem*> items = image->scene(0)->items(Qt::DescendingOrder);
     ASSERT_EQ(items.size(), 5);
     QList<int> types;
     for (const QGraphicsItem* item : items) {
@@ -204,7 +214,7 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
         EXPECT_EQ(item->toolTip(), created->name());
         EXPECT_EQ(item->pos(), QPointF());
     }
-    // Added in file order, so the first item is at the bottom.
+    // The file lists items topmost first, and they stack that way again.
     EXPECT_EQ(types, (QList<int>{QGraphicsRectItem::Type, QGraphicsEllipseItem::Type, QGraphicsLineItem::Type,
                                  QGraphicsPolygonItem::Type, QGraphicsPathItem::Type}));
     EXPECT_EQ(static_cast<QGraphicsRectItem*>(items[0])->rect(), QRectF(QPointF(-1e300, 2), QPointF(5, 6)));
@@ -212,5 +222,13 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
     EXPECT_EQ(static_cast<QGraphicsLineItem*>(items[2])->line(), QLineF(11, 12, 13, 14));
     EXPECT_EQ(items[2]->sceneTransform(), QTransform::fromTranslate(5, 5));
     EXPECT_EQ(static_cast<QGraphicsPolygonItem*>(items[3])->polygon(), QPolygonF({{0, 0}, {9, 0}, {0, 9}}));
-    EXPECT_TRUE(static_cast<QGraphicsPathItem*>(items[4])->path().isEmpty());
+    // Two nested squares: from an old file without a fill rule, only rectangles mean a
+    // brush's union, so the inner square is painted over, not a hole.
+    const QPainterPath path = static_cast<QGraphicsPathItem*>(items[4])->path();
+    EXPECT_TRUE(path.contains(QPointF(4, 4)));
+    EXPECT_EQ(path.boundingRect(), QRectF(0, 0, 8, 8));
+    // A label from before fill opacity and pen width were kept gets the project's defaults,
+    // read from the settings at the file's end.
+    EXPECT_DOUBLE_EQ(project.labels()[0]->penWidth(), 0.25);
+    EXPECT_DOUBLE_EQ(project.labels()[0]->secondaryOpacity(), 0.3);
 }

@@ -16,7 +16,6 @@
 #include <QUndoStack>
 #include <deque>
 #include <gtest/gtest.h>
-#include <set>
 
 using namespace pxm;
 using KYVO::CImage;
@@ -135,170 +134,110 @@ TEST(MaskItem, EraseCountsPassesAndUneraseIsItsInverse) {
     EXPECT_EQ(std::count(overlay.layer(1), overlay.layer(1) + 30, 1), 30);
 }
 
-TEST(MaskItem, FloodUndoOutlivesTheMaskItemAndEmptyStartsFillNothing) {
+TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     Project project;
     project.createLabel();
-    LabeledImage* image = pxmtest::addImage(project, 4, 4);
-    image->setMask(pxmtest::volume(4, 4, 1,
-                                   {2, 2, 0, 0, //
-                                    0, 2, 0, 2, //
-                                    0, 0, 0, 2, //
-                                    0, 0, 0, 0}),
-                   true, false);
-    Scene* scene = image->scene(0);
+    LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
+    // Layer 1 holds a region of 2 (joined at a corner) touching pixels that already have the
+    // new value 6, and another region of 2 that touches it nowhere.
+    std::vector<uint8_t> voxels(40, 2);
+    const std::vector<uint8_t> layer1 = {2, 2, 6, 0, 0, //
+                                         0, 2, 6, 0, 2, //
+                                         2, 0, 6, 2, 0, //
+                                         6, 6, 0, 0, 2};
+    std::copy(layer1.begin(), layer1.end(), voxels.begin() + 20);
+    auto* mask = new CImage(KYVO::IMAGE_GREY_8, CSize{5, 4, 2});
+    std::copy(voxels.begin(), voxels.end(), mask->data());
+    image->setMask(mask, true, false);
+    Scene* scene = image->scene(1);
     scene->incUsage();
     ASSERT_NE(scene->maskItem(), nullptr);
     QUndoStack stack;
-    stack.push(new commands::MaskItemFlood(scene->maskItem(), QPoint(0, 0), 6));
     const uint8_t* m = image->mask()->data();
-    EXPECT_EQ(std::vector<uint8_t>(m, m + 12), std::vector<uint8_t>({6, 6, 0, 0, 0, 6, 0, 2, 0, 0, 0, 2}));
-    EXPECT_EQ(m[15], 0);
+    auto layer = [m](int z) { return std::vector<uint8_t>(m + 20 * z, m + 20 * z + 20); };
+    stack.push(new commands::MaskItemFlood(scene->maskItem(), QPoint(0, 0), 6));
+    EXPECT_EQ(layer(1), std::vector<uint8_t>({6, 6, 6, 0, 0, //
+                                              0, 6, 6, 0, 2, //
+                                              6, 0, 6, 2, 0, //
+                                              6, 6, 0, 0, 2}))
+        << "the region at the start only";
+    EXPECT_EQ(layer(0), std::vector<uint8_t>(20, 2)) << "other layers are never touched";
     // Unpinning deletes the mask item; the mask stays with the labeled image.
     scene->decUsage();
     ASSERT_EQ(scene->maskItem(), nullptr);
     stack.undo();
-    EXPECT_EQ(std::vector<uint8_t>(m, m + 12), std::vector<uint8_t>({2, 2, 0, 0, 0, 2, 0, 2, 0, 0, 0, 2}));
+    EXPECT_EQ(layer(1), layer1) << "undo gives back exactly the changed pixels, not the touching 6s";
     scene->incUsage(); // a new mask item
     stack.redo();
-    EXPECT_EQ(m[5], 6);
+    EXPECT_EQ(m[20 + 1], 6);
+    EXPECT_EQ(m[20 + 9], 2);
+    stack.undo();
+    EXPECT_EQ(layer(1), layer1);
 
-    // Starts that fill nothing: unlabelled, outside, the same value, erased.
-    image->eraseOverlay()->voxel(3, 1, 0)[0] = 1;
-    const std::vector<uint8_t> before(m, m + 16);
-    for (const auto& [start, value] : {std::pair{QPoint(2, 0), 7}, {QPoint(9, 9), 7}, {QPoint(0, 0), 6},
-                                       {QPoint(3, 1), 7}})
+    // Starts that fill nothing: unlabelled, outside (on and past each edge), the same value,
+    // erased.
+    image->ensureEraseOverlay();
+    image->eraseOverlay()->voxel(1, 1, 1)[0] = 1;
+    const std::vector<uint8_t> before(m, m + 40);
+    for (const auto& [start, value] : {std::pair{QPoint(3, 0), 7}, {QPoint(5, 0), 7}, {QPoint(0, 4), 7},
+                                       {QPoint(-1, 0), 7}, {QPoint(2, 0), 6}, {QPoint(1, 1), 7}})
         scene->maskItem()->flood(start, value);
-    EXPECT_EQ(std::vector<uint8_t>(m, m + 16), before);
+    EXPECT_EQ(std::vector<uint8_t>(m, m + 40), before);
+    EXPECT_EQ(scene->maskItem()->value(QPoint(4, 3)), 2);
+    EXPECT_EQ(scene->maskItem()->value(QPoint(5, 3)), 0) << "x = width is outside";
+    EXPECT_EQ(scene->maskItem()->value(QPoint(1, 1)), 0) << "erased";
     scene->decUsage();
 }
 
-namespace {
-
-/// The fill exactly as stated: a first-in-first-out queue of points with no memory of what
-/// was queued; a point is filled when the read at x + height·y (0 outside [0, width] ×
-/// [0, height], past the data or where erased) gives the old value, written at x + width·y.
-/// With unequal strides a point whose read byte is never written passes again and again
-/// and the literal loop never ends; there `once` skips points already processed, which
-/// leaves the same mask: bytes only ever change to the new value, so a point that failed
-/// fails again and a point that passed only repeats its write and re-queues neighbours
-/// whose first occurrence came earlier.
-void literalFlood(std::vector<uint8_t>& mask, const std::vector<uint8_t>& overlay, int w, int h, int x0,
-                  int y0, uint8_t newValue, bool once) {
-    if (x0 < 0 || y0 < 0 || x0 >= w || y0 >= h)
-        return;
-    const uint8_t old = mask[std::size_t(x0 + w * y0)];
-    if (old == 0)
-        return;
-    auto read = [&](int x, int y) -> uint8_t {
-        if (x < 0 || y < 0 || x > w || y > h)
-            return 0;
-        const std::size_t i = std::size_t(x) + std::size_t(h) * std::size_t(y);
-        if (i >= mask.size() || overlay[i] != 0)
-            return 0;
-        return mask[i];
-    };
-    std::deque<QPoint> queue{QPoint(x0, y0)};
-    std::set<std::pair<int, int>> processed;
-    while (!queue.empty()) {
-        const QPoint p = queue.front();
-        queue.pop_front();
-        if (once && !processed.insert({p.x(), p.y()}).second)
-            continue;
-        const uint8_t v = read(p.x(), p.y());
-        if (v != old || v == newValue)
-            continue;
-        const std::size_t write = std::size_t(p.x()) + std::size_t(w) * std::size_t(p.y());
-        if (write < mask.size())
-            mask[write] = newValue;
-        for (const QPoint d : {QPoint(-1, -1), QPoint(-1, 0), QPoint(-1, 1), QPoint(0, -1), QPoint(0, 1),
-                               QPoint(1, -1), QPoint(1, 0), QPoint(1, 1)})
-            queue.push_back(p + d);
-    }
-}
-
-} // namespace
-
-TEST(MaskItem, FillMatchesTheLiteralBreadthFirstFill) {
-    // Random masks, square and not, 2D and 3D, dense enough for regions to reach the last
-    // row and column (where reads run into the next row or layer), with erased voxels.
+TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
+    // Random layers of every shape, with erased pixels, against the textbook fill; the runs
+    // it reports are exactly the changed pixels.
     QRandomGenerator random(11);
-    int squareFast = 0, squareRefused = 0, touchedLast = 0;
-    for (int round = 0; round < 600; ++round) {
-        const int w = 3 + random.bounded(round < 300 ? 10 : 30);
-        const bool square = round % 3 != 0;
-        const int h = square ? w : 2 + random.bounded(30);
-        const int d = 1 + random.bounded(3);
-        const std::size_t bytes = std::size_t(w) * std::size_t(h) * std::size_t(d);
+    int reachedEdges = 0;
+    for (int round = 0; round < 400; ++round) {
+        const int w = 1 + random.bounded(round < 200 ? 10 : 40);
+        const int h = 1 + random.bounded(round < 200 ? 10 : 40);
+        const std::size_t n = std::size_t(w) * std::size_t(h);
         const int density = 5 + random.bounded(5); // in tenths
-        std::vector<uint8_t> mask(bytes), overlay(bytes, 0);
+        std::vector<uint8_t> mask(n), overlay(n, 0);
         for (auto& v : mask)
             v = uint8_t(random.bounded(10) < density ? 1 : random.bounded(3));
-        if (round % 4 != 0)
+        const bool erased = round % 4 != 0;
+        if (erased)
             for (auto& v : overlay)
                 v = uint8_t(random.bounded(25) == 0 ? 1 + random.bounded(2) : 0);
         const int x = random.bounded(w), y = random.bounded(h);
-        const uint8_t old = mask[std::size_t(x + w * y)];
         const uint8_t newValue = uint8_t(round % 5 == 0 ? 2 : 9);
-        std::vector<uint8_t> expected = mask, ours = mask;
-        literalFlood(expected, overlay, w, h, x, y, newValue, !square);
-        const maskflood::MaskData data{ours.data(), round % 4 ? overlay.data() : nullptr, bytes, w, h};
-        if (old != 0)
-            maskflood::flood(data, x, y, old, newValue);
-        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << "x" << d << " start "
-                                  << x << "," << y;
-        std::vector<uint8_t> viaExact = mask;
-        if (old != 0)
-            maskflood::floodExact({viaExact.data(), data.overlay, bytes, w, h}, x, y, old, newValue);
-        ASSERT_EQ(viaExact, expected) << "round " << round;
-        if (square && old != 0 && old != newValue) {
-            // The scanline form either gives the literal result or refuses, leaving the mask.
-            std::vector<uint8_t> fast = mask;
-            const bool taken =
-                maskflood::floodSquare({fast.data(), data.overlay, bytes, w, h}, x, y, old, newValue);
-            ASSERT_EQ(fast, taken ? expected : mask) << "round " << round;
-            squareFast += taken;
-            squareRefused += !taken;
-        }
-        for (int i = 0; i < h; ++i)
-            if (ours[std::size_t(w - 1 + w * i)] != mask[std::size_t(w - 1 + w * i)])
-                ++touchedLast;
-    }
-    EXPECT_GT(squareFast, 5 * squareRefused) << "the scanline form must take most square fills";
-    EXPECT_GT(squareRefused, 0) << "some fills must depend on which point of a shared byte comes first";
-    EXPECT_GT(touchedLast, 100) << "regions must reach the last column";
-    std::vector<uint8_t> wide(12, 1);
-    EXPECT_FALSE(maskflood::floodSquare({wide.data(), nullptr, 12, 4, 3}, 0, 0, 1, 8));
-    EXPECT_EQ(wide, std::vector<uint8_t>(12, 1)) << "a refused fill writes nothing";
-}
 
-TEST(MaskItem, SquareFillFollowsRowEndsIntoTheNextRowAndLayer) {
-    // 4×4 layers of a 2-layer volume: the last pixel of row 0 and the first of row 1 are
-    // neighbours through the read at x = width; the last row reaches the next layer's first
-    // row through the read at y = height; row 0 does not wrap back to its own end.
-    struct Case {
-        std::vector<int> ones; // offsets holding 1
-        int start;
-        std::vector<int> filled;
-    };
-    const Case cases[] = {
-        {{3, 4}, 3, {3, 4}},              // (3,0) ~ (0,1)
-        {{3, 8}, 3, {3, 8}},              // (3,0) ~ (0,2)
-        {{0, 3}, 0, {0}},                 // (0,0) and (3,0) are not neighbours
-        {{13, 17}, 13, {13, 17}},         // (1,3) ~ (1,4), the next layer's (1,0)
-        {{13, 17, 20}, 13, {13, 17}},     // (1,4) and (4,4) are not neighbours
-        {{15, 16, 20}, 15, {15, 16, 20}}, // (3,3) ~ (4,3)=(0,4) ~ (4,4)
-    };
-    for (const Case& c : cases) {
-        std::vector<uint8_t> mask(32, 0);
-        for (int i : c.ones)
-            mask[std::size_t(i)] = 1;
         std::vector<uint8_t> expected = mask;
-        for (int i : c.filled)
-            expected[std::size_t(i)] = 7;
-        std::vector<uint8_t> fast = mask, literal = mask;
-        ASSERT_TRUE(maskflood::floodSquare({fast.data(), nullptr, 32, 4, 4}, c.start % 4, c.start / 4, 1, 7));
-        literalFlood(literal, std::vector<uint8_t>(32, 0), 4, 4, c.start % 4, c.start / 4, 7, false);
-        EXPECT_EQ(literal, expected) << "start " << c.start;
-        EXPECT_EQ(fast, expected) << "start " << c.start;
+        const uint8_t old = overlay[std::size_t(x + w * y)] ? 0 : mask[std::size_t(x + w * y)];
+        if (old != 0 && old != newValue) {
+            std::deque<QPoint> queue{QPoint(x, y)};
+            expected[std::size_t(x + w * y)] = newValue;
+            while (!queue.empty()) {
+                const QPoint p = queue.front();
+                queue.pop_front();
+                for (int dy = -1; dy <= 1; ++dy)
+                    for (int dx = -1; dx <= 1; ++dx) {
+                        const int qx = p.x() + dx, qy = p.y() + dy;
+                        const std::size_t i = std::size_t(qx + w * qy);
+                        if (qx < 0 || qy < 0 || qx >= w || qy >= h || overlay[i] || expected[i] != old)
+                            continue;
+                        expected[i] = newValue;
+                        queue.push_back(QPoint(qx, qy));
+                    }
+            }
+        }
+        std::vector<uint8_t> ours = mask;
+        std::vector<maskflood::Run> runs;
+        const maskflood::Layer layer{ours.data(), erased ? overlay.data() : nullptr, w, h};
+        maskflood::flood(layer, x, y, newValue, &runs);
+        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << " start " << x << "," << y;
+        std::vector<uint8_t> back = ours;
+        maskflood::fillRuns({back.data(), nullptr, w, h}, runs, old);
+        ASSERT_EQ(back, mask) << "round " << round;
+        for (int i = 0; i < h; ++i)
+            reachedEdges += ours[std::size_t(w - 1 + w * i)] != mask[std::size_t(w - 1 + w * i)];
     }
+    EXPECT_GT(reachedEdges, 100) << "regions must reach the last column";
 }

@@ -11,24 +11,31 @@ MaskItemFlood::MaskItemFlood(MaskItem* item, const QPoint& point, uint8_t newVal
     : QUndoCommand(parent), m_item(item), m_image(item->image()), m_zLayer(item->zLayer()), m_start(point),
       m_oldValue(item->value(point)), m_newValue(newValue) {}
 
-void MaskItemFlood::flood(uint8_t value) const {
+template <typename Act> void MaskItemFlood::withItem(Act act) const {
     if (!m_image)
         return;
     const Scene* scene = m_image->scene(int(m_zLayer));
     if (MaskItem* item = scene ? scene->maskItem() : nullptr) {
-        item->flood(m_start, value);
+        act(item);
     } else if (m_image->mask()) {
         MaskItem detached(m_image.data(), m_zLayer);
-        detached.flood(m_start, value);
+        act(&detached);
     }
 }
 
 void MaskItemFlood::redo() {
-    flood(m_newValue);
+    if (m_filled) {
+        withItem([this](MaskItem* item) { item->fill(m_runs, m_newValue); });
+        return;
+    }
+    withItem([this](MaskItem* item) {
+        item->flood(m_start, m_newValue, &m_runs);
+        m_filled = true;
+    });
 }
 
 void MaskItemFlood::undo() {
-    flood(m_oldValue);
+    withItem([this](MaskItem* item) { item->fill(m_runs, m_oldValue); });
 }
 
 } // namespace pxm::commands

@@ -4,7 +4,10 @@
 #include <QPoint>
 #include <QPointer>
 #include <QUndoCommand>
+#include "scene/MaskFlood.h"
+
 #include <cstdint>
+#include <vector>
 
 namespace pxm {
 class LabeledImage;
@@ -13,8 +16,9 @@ class MaskItem;
 
 namespace pxm::commands {
 
-/// Flood-fills a mask region with a new value; undo floods from the same start back to
-/// the old value (no pixel list is kept, so undo may spread where the new value already was).
+/// Flood-fills a mask region of one layer with a new value. The first redo keeps the pixels
+/// it changed, run-length coded; undo gives exactly those back their old value and later
+/// redos set exactly them again, so neither spreads into touching regions of either value.
 /// The mask item it was made with goes when its scene is swapped out; undo and redo then
 /// reach the mask through the scene's new mask item, or through a detached one.
 class MaskItemFlood : public QUndoCommand {
@@ -24,7 +28,8 @@ public:
     void undo() override;
 
 private:
-    void flood(uint8_t value) const;
+    /// Runs `act` on a mask item of the command's layer: the scene's, or a detached one.
+    template <typename Act> void withItem(Act act) const;
 
     MaskItem* m_item; ///< as made; never used after construction, it may be gone
     QPointer<LabeledImage> m_image;
@@ -32,6 +37,8 @@ private:
     QPoint m_start;
     uint8_t m_oldValue;
     uint8_t m_newValue;
+    bool m_filled = false; ///< the fill has run once and m_runs holds what it changed
+    std::vector<maskflood::Run> m_runs;
 };
 
 } // namespace pxm::commands
