@@ -280,6 +280,10 @@ void Project::setCurrentZLayer(int z, bool force) {
 }
 
 Label* Project::addLabel(Label* label) {
+    return insertLabel(int(m_labels.size()), label);
+}
+
+Label* Project::insertLabel(int index, Label* label) {
     if (!label)
         return nullptr;
     if (m_labels.contains(label))
@@ -287,10 +291,13 @@ Label* Project::addLabel(Label* label) {
     if (label->id() == 0)
         label->setId(int(qHash(QUuid::createUuid(), 0)));
     label->setParent(this);
-    m_labels.append(label);
+    index = std::clamp(index, 0, int(m_labels.size()));
+    m_labels.insert(index, label);
+    if (m_currentLabelIndex >= index)
+        ++m_currentLabelIndex;
     emit labelAdded(label);
     if (m_currentLabelIndex == -1)
-        setCurrentLabelIndex(m_labels.size() - 1);
+        setCurrentLabelIndex(index);
     return label;
 }
 

@@ -97,6 +97,8 @@ public slots:
     void setCurrentImageIndex(int index, bool force = false);
     void setCurrentZLayer(int z, bool force = false);
     Label* addLabel(pxm::Label* label);
+    /// Puts a label at a position of the label list (clamped), as addLabel does at its end.
+    Label* insertLabel(int index, pxm::Label* label);
     void addLabels(const KYVO::CValueVector* labels);
     Label* takeLabel(pxm::Label* label);
     void setCurrentLabel(pxm::Label* label);

@@ -12,6 +12,7 @@
 #include <QDebug>
 #include <QGraphicsItem>
 #include <QPen>
+#include <QSet>
 
 namespace pxm {
 
@@ -223,10 +224,18 @@ void Scene::changeLabel(QGraphicsItem* item, const Label* label) {
 void Scene::on_project_labelAdded(Label* label) {
     const auto parked = m_removedLabelItems.find(label);
     if (parked != m_removedLabelItems.end()) {
-        const QList<QGraphicsItem*> items = parked.value();
+        const QList<QGraphicsItem*> back = parked.value();
         m_removedLabelItems.erase(parked);
-        for (QGraphicsItem* item : items)
+        // Each item goes back under the item it lay under, so the stacking, and with it the
+        // full mask where shapes overlap, is as before the label left.
+        const QList<QGraphicsItem*> present = items();
+        const QSet<QGraphicsItem*> inScene(present.cbegin(), present.cend());
+        for (QGraphicsItem* item : back) {
+            QGraphicsItem* above = m_parkedUnder.take(item);
             addItem(item);
+            if (above && inScene.contains(above))
+                item->stackBefore(above);
+        }
     }
     if (m_labelIds.contains(label))
         return;
@@ -241,10 +250,25 @@ void Scene::on_project_labelAdded(Label* label) {
 }
 
 void Scene::on_project_labelRemoved(Label* label) {
-    const QList<QGraphicsItem*> items = itemsOfLabel(label);
-    for (QGraphicsItem* item : items)
+    if (!label)
+        return;
+    // From the top down, each of the label's items notes the nearest staying item above it
+    // (of its own z value), to go back under it; the list is kept bottom first.
+    QList<QGraphicsItem*> taken;
+    QGraphicsItem* above = nullptr;
+    for (QGraphicsItem* item : items(Qt::DescendingOrder)) {
+        if (item->parentItem())
+            continue;
+        if (isLabelItem(item) && labelIdOf(item) == label->id()) {
+            taken.prepend(item);
+            m_parkedUnder.insert(item, above && above->zValue() == item->zValue() ? above : nullptr);
+        } else {
+            above = item;
+        }
+    }
+    for (QGraphicsItem* item : qAsConst(taken))
         removeItem(item);
-    m_removedLabelItems.insert(label, items);
+    m_removedLabelItems.insert(label, taken);
 }
 
 void Scene::on_image_imageChanged() {
@@ -264,6 +288,8 @@ void Scene::on_label_destroyed(QObject* label) {
     // Items parked for it can never come back either.
     for (auto it = m_removedLabelItems.begin(); it != m_removedLabelItems.end();) {
         if (static_cast<QObject*>(it.key()) == label) {
+            for (QGraphicsItem* item : qAsConst(it.value()))
+                m_parkedUnder.remove(item);
             qDeleteAll(it.value());
             it = m_removedLabelItems.erase(it);
         } else {

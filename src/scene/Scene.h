@@ -82,6 +82,8 @@ private:
     QGraphicsItem* m_imageItem = nullptr;
     MaskItem* m_maskItem = nullptr;
     QMap<Label*, QList<QGraphicsItem*>> m_removedLabelItems;
+    // For each parked item, the item it lay directly under (null: none), to go back there.
+    QHash<QGraphicsItem*, QGraphicsItem*> m_parkedUnder;
     // The id each followed label had when last seen, so items can be found after the label
     // changes its id or is already half destroyed.
     QHash<const QObject*, int> m_labelIds;

@@ -146,7 +146,12 @@ void LabelListWidget::on_project_labelAdded(Label* label) {
     m_items.insert(label, item);
     refreshItem(item, label);
     m_updating = true;
-    m_listWidget->addItem(item);
+    // A label put back by undo returns to its row.
+    const int row = m_project ? int(m_project->labels().indexOf(label)) : -1;
+    if (row >= 0 && row < m_listWidget->count())
+        m_listWidget->insertItem(row, item);
+    else
+        m_listWidget->addItem(item);
     m_updating = false;
     applyFilter(item);
     connect(label, &Label::nameChanged, this, &LabelListWidget::on_label_nameChanged);

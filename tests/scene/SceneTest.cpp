@@ -14,7 +14,9 @@
 #include <QPointer>
 #include <QSignalSpy>
 #include <QUndoStack>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <memory>
 
 using namespace pxm;
 
@@ -103,6 +105,8 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
         scene->addLabelItem(new QGraphicsRectItem(0, 0, 1, 1), keep);
     }
     EXPECT_TRUE(first->hasItemsOfLabel(label));
+    const std::unique_ptr<KYVO::CImage> before(first->createLabelMask());
+    const QList<QGraphicsItem*> stacking = first->scene(1)->items();
 
     project.undoStack()->push(new commands::RemoveLabel(&project, label));
     for (QGraphicsItem* item : items)
@@ -115,6 +119,12 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     EXPECT_EQ(items[1]->scene(), first->scene(1));
     EXPECT_EQ(items[2]->scene(), second->scene(0));
     EXPECT_EQ(first->scene(1)->itemsOfLabel(label), QList<QGraphicsItem*>({items[1]}));
+    // Back in its place in the list and under the shapes it lay under: where they overlap,
+    // the full mask is the same byte for byte.
+    EXPECT_EQ(project.labels(), QList<Label*>({label, keep}));
+    EXPECT_EQ(first->scene(1)->items(), stacking);
+    const std::unique_ptr<KYVO::CImage> after(first->createLabelMask());
+    EXPECT_EQ(std::memcmp(before->data(), after->data(), before->byteCount()), 0);
 
     // Destroying a label deletes its items, also those parked while it was out.
     Tracked<QGraphicsEllipseItem>::destroyed = 0;

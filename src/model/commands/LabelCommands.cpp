@@ -41,12 +41,14 @@ RemoveLabel::~RemoveLabel() {
 }
 
 void RemoveLabel::redo() {
+    m_index = m_project->labels().indexOf(m_label);
     if (m_project->takeLabel(m_label))
         m_owned = true;
 }
 
 void RemoveLabel::undo() {
-    m_project->addLabel(m_label);
+    // Back where it was: the label order decides which label wins where shapes overlap.
+    m_project->insertLabel(m_index, m_label);
     m_owned = false;
 }
 

@@ -31,7 +31,8 @@ private:
     bool m_owned = true;
 };
 
-/// Takes a label out of a project; the command owns it while it is out.
+/// Takes a label out of a project; the command owns it while it is out, and undo puts it
+/// back at its place in the label list.
 class RemoveLabel : public QUndoCommand {
 public:
     RemoveLabel(Project* project, Label* label, QUndoCommand* parent = nullptr);
@@ -43,6 +44,7 @@ public:
 private:
     Project* m_project;
     Label* m_label;
+    int m_index = 0;
     bool m_owned = false;
 };
 
