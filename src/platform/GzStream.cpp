@@ -10,6 +10,10 @@ namespace KYVO {
 
 namespace {
 constexpr std::size_t kBufferSize = 1 << 17;
+// zlib's input buffer when reading; its output buffer is twice as large.
+constexpr unsigned kZlibBuffer = 1 << 17;
+static_assert(gzstreambuf::ReadMemory >= kBufferSize + 3 * std::size_t(kZlibBuffer) + (32 << 10) + (8 << 10),
+              "ReadMemory counts every buffer a reading stream holds");
 gzFile gz(void* f) { return static_cast<gzFile>(f); }
 // gzread and gzwrite take unsigned counts; large requests go in slices.
 constexpr std::streamsize kMaxChunk = 1 << 30;
@@ -30,7 +34,7 @@ gzstreambuf* gzstreambuf::open(const char* path, std::ios::openmode mode, int le
     gzFile f = gzopen(path, how.c_str());
     if (!f)
         return nullptr;
-    gzbuffer(f, 1 << 17);
+    gzbuffer(f, kZlibBuffer);
     m_file = f;
     m_mode = mode;
     m_corrupt = false;

@@ -24,6 +24,9 @@ public:
     bool is_open() const { return m_file != nullptr; }
     /// True when zlib reported a corrupt or truncated stream while reading.
     bool corrupt() const { return m_corrupt; }
+    /// Memory a stream open for reading holds whatever the file: our buffer, zlib's input and
+    /// output buffers, its 32 KiB window and inflate state (rounded up).
+    static constexpr std::size_t ReadMemory = (128 + 128 + 256 + 32 + 16) << 10;
 
 protected:
     int_type underflow() override;

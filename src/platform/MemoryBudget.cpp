@@ -15,6 +15,7 @@ namespace KYVO {
 namespace {
 
 std::atomic<std::uint64_t> g_override{0};
+thread_local std::uint64_t t_claimed = 0;
 
 std::uint64_t physicalMemory() {
     const long pages = sysconf(_SC_PHYS_PAGES);
@@ -65,10 +66,26 @@ void MemoryBudget::setLimit(std::uint64_t bytes) {
     g_override.store(bytes, std::memory_order_relaxed);
 }
 
+std::uint64_t MemoryBudget::claimed() {
+    return t_claimed;
+}
+
 void MemoryBudget::require(std::uint64_t bytes, const std::string& what) {
-    if (!fits(bytes))
-        KYVO_THROW(what + " needs " + describe(bytes) + " of memory, more than the " + describe(limit()) +
-                   " one image may use on this machine");
+    const std::uint64_t held = t_claimed, budget = limit();
+    if (held > budget || bytes > budget - held)
+        KYVO_THROW(what + " needs " + describe(bytes) + " of memory" +
+                   (held ? " besides the " + describe(held) + " already held while reading" : std::string()) +
+                   ", more than the " + describe(budget) + " one image may use on this machine");
+}
+
+MemoryClaim::~MemoryClaim() {
+    t_claimed -= m_bytes;
+}
+
+void MemoryClaim::add(std::uint64_t bytes, const std::string& what) {
+    MemoryBudget::require(bytes, what);
+    m_bytes += bytes;
+    t_claimed += bytes;
 }
 
 std::string MemoryBudget::describe(std::uint64_t bytes) {

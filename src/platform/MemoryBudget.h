@@ -25,12 +25,39 @@ public:
     /// True when `bytes` is within the budget.
     static bool fits(std::uint64_t bytes) { return bytes <= limit(); }
     /// Throws CException "<what> needs <n> of memory, more than the <limit> one image may use
-    /// on this machine" when `bytes` is over the budget.
+    /// on this machine" when `bytes`, together with what the calling thread's live claims hold,
+    /// is over the budget.
     static void require(std::uint64_t bytes, const std::string& what);
+    /// Bytes the calling thread's live MemoryClaim objects hold.
+    static std::uint64_t claimed();
     /// A byte count for people: "812 bytes", "3.4 MiB", "12.0 GiB".
     static std::string describe(std::uint64_t bytes);
     /// The budget of this machine, ignoring setLimit().
     static std::uint64_t machineLimit();
+};
+
+/// Memory a reader holds on the way from the file to the image: staging rows and strips, a
+/// library's own copy of the pixels, a converted copy. While a claim lives, MemoryBudget::require()
+/// (and so every CImage) and every further claim on the same thread count it too, so that a
+/// reader's buffers and its output stay within the budget together, not each on its own.
+///
+/// A claim belongs to the thread that made it and must end there; scoped objects do.
+class MemoryClaim {
+public:
+    MemoryClaim() = default;
+    /// Claims `bytes` at once; throws as MemoryBudget::require() does.
+    MemoryClaim(std::uint64_t bytes, const std::string& what) { add(bytes, what); }
+    ~MemoryClaim();
+    MemoryClaim(const MemoryClaim&) = delete;
+    MemoryClaim& operator=(const MemoryClaim&) = delete;
+
+    /// Claims `bytes` more until the claim ends; throws, claiming nothing, when they do not fit.
+    void add(std::uint64_t bytes, const std::string& what);
+    /// What this claim holds.
+    std::uint64_t bytes() const { return m_bytes; }
+
+private:
+    std::uint64_t m_bytes = 0;
 };
 
 } // namespace KYVO

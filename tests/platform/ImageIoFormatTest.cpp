@@ -13,6 +13,7 @@
 #include <memory>
 #include <tiffio.h>
 #include <vector>
+#include <zlib.h>
 
 using namespace KYVO;
 
@@ -44,8 +45,9 @@ void writeTiffPage(TIFF* tif, int w, int h, const Tags& tags, const std::vector<
     for (const auto& [tag, value] : tags)
         TIFFSetField(tif, tag, value);
     if (extraSamples) {
-        const std::uint16_t alpha = EXTRASAMPLE_UNASSALPHA;
-        TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &alpha);
+        std::vector<std::uint16_t> kinds(std::size_t(extraSamples), EXTRASAMPLE_UNSPECIFIED);
+        kinds[0] = EXTRASAMPLE_UNASSALPHA;
+        TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, extraSamples, kinds.data());
     }
     ASSERT_GE(TIFFWriteEncodedStrip(tif, 0, const_cast<std::uint8_t*>(strip.data()), tmsize_t(strip.size())),
               0);
@@ -205,6 +207,93 @@ TEST(ImageIoTiff, HandWrittenPagesReadAsTheyLook) {
     writeTiffPage(tif, 1, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {3});
     TIFFClose(tif);
     EXPECT_THROW(std::unique_ptr<CImage>(CImageIo2::Load(mixed)), CException);
+}
+
+TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
+    pxmtest::TempDir dir;
+    const auto loadError = [](const std::string& path) -> std::string {
+        try {
+            std::unique_ptr<CImage> image(CImageIo2::Load(path));
+            return image ? "" : "no image";
+        } catch (const CException& e) {
+            return e.what();
+        }
+    };
+    // Up to 16 samples beyond a pixel's colours are read (and dropped); one more is refused.
+    struct Samples {
+        int photometric, colours, extra;
+    };
+    for (const Samples& c : {Samples{PHOTOMETRIC_RGB, 3, 4}, Samples{PHOTOMETRIC_MINISBLACK, 1, 16},
+                             Samples{PHOTOMETRIC_MINISBLACK, 1, 17}}) {
+        const int spp = c.colours + c.extra;
+        SCOPED_TRACE(spp);
+        const std::string path = dir.localPath(QString("spp%1.tif").arg(spp));
+        std::vector<std::uint8_t> strip(2 * std::size_t(spp));
+        for (std::size_t i = 0; i < strip.size(); ++i)
+            strip[i] = std::uint8_t(i + 1);
+        TIFF* tif = TIFFOpen(path.c_str(), "w");
+        writeTiffPage(tif, 2, 1,
+                      {{TIFFTAG_BITSPERSAMPLE, 8},
+                       {TIFFTAG_SAMPLESPERPIXEL, spp},
+                       {TIFFTAG_PHOTOMETRIC, c.photometric}},
+                      strip, c.extra);
+        TIFFClose(tif);
+        const std::string error = loadError(path);
+        if (c.extra > 16) {
+            EXPECT_NE(error.find(std::to_string(spp) + " samples per pixel"), std::string::npos) << error;
+            continue;
+        }
+        ASSERT_EQ(error, "");
+        std::vector<int> expected;
+        for (int x = 0; x < 2; ++x)
+            for (int k = 0; k < c.colours; ++k)
+                expected.push_back(x * spp + k + 1);
+        EXPECT_EQ(values(*std::unique_ptr<CImage>(CImageIo2::Load(path))), expected);
+    }
+
+    // A strip decodes to at most its stored bytes times what its compression can expand to:
+    // the densest real data of each compression reads, a header promising more is refused.
+    struct Strips {
+        const char* name;
+        int compression, w, h;
+        std::vector<std::uint8_t> raw; // empty: zeros encoded by libtiff
+        bool reads;
+    };
+    const std::vector<std::uint8_t> run128 = {0x81, 7}; // PackBits: 128 times 7
+    std::vector<std::uint8_t> zeros(std::size_t(4096) * 256), deflated(compressBound(uLong(zeros.size())));
+    uLongf deflatedSize = uLongf(deflated.size());
+    ASSERT_EQ(compress2(deflated.data(), &deflatedSize, zeros.data(), uLong(zeros.size()), 9), Z_OK);
+    deflated.resize(deflatedSize); // over 1000:1
+    for (const Strips& c : {Strips{"packbits", COMPRESSION_PACKBITS, 128, 1, run128, true},
+                            Strips{"packbits-short", COMPRESSION_PACKBITS, 128, 2, run128, false},
+                            Strips{"deflate", COMPRESSION_ADOBE_DEFLATE, 4096, 256, deflated, true},
+                            Strips{"lzw", COMPRESSION_LZW, 4096, 256, {}, true}}) {
+        SCOPED_TRACE(c.name);
+        const std::string path = dir.localPath(QString(c.name) + ".tif");
+        TIFF* tif = TIFFOpen(path.c_str(), "w");
+        for (const auto& [tag, value] : Tags{{TIFFTAG_IMAGEWIDTH, c.w},
+                                             {TIFFTAG_IMAGELENGTH, c.h},
+                                             {TIFFTAG_ROWSPERSTRIP, c.h},
+                                             {TIFFTAG_BITSPERSAMPLE, 8},
+                                             {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
+                                             {TIFFTAG_COMPRESSION, c.compression}})
+            TIFFSetField(tif, tag, value);
+        std::vector<std::uint8_t> data =
+            c.raw.empty() ? std::vector<std::uint8_t>(std::size_t(c.w) * c.h) : c.raw;
+        const tmsize_t n = tmsize_t(data.size());
+        ASSERT_GE(c.raw.empty() ? TIFFWriteEncodedStrip(tif, 0, data.data(), n)
+                                : TIFFWriteRawStrip(tif, 0, data.data(), n),
+                  0);
+        ASSERT_TRUE(TIFFWriteDirectory(tif));
+        TIFFClose(tif);
+        const std::string error = loadError(path);
+        EXPECT_EQ(error.empty(), c.reads) << error;
+        if (!c.reads) {
+            EXPECT_NE(error.find("strip 0 holds 2 bytes, too little to decode to the 256 bytes"),
+                      std::string::npos)
+                << error;
+        }
+    }
 }
 
 TEST(ImageIoTiff, StacksAreNumberedPagesInAnyCompressionByteOrderAndTiling) {

@@ -18,6 +18,8 @@ namespace {
 constexpr std::uint64_t kMaxExpansion = 4096;
 constexpr std::uint64_t kExpansionSlack = std::uint64_t(256) << 20;
 constexpr int kMaxResolutions = 6;
+// Bytes OpenJPEG keeps per tile and per tile-component before decoding (rounded up).
+constexpr std::uint64_t kTileBytes = 8192, kTileComponentBytes = 2048;
 
 struct CodecDeleter {
     void operator()(opj_codec_t* c) const { opj_destroy_codec(c); }
@@ -121,8 +123,6 @@ void checkDeclaredSize(const std::string& path, OPJ_CODEC_FORMAT format) {
         return;
     const std::uint64_t tiles =
         ((width - tileX0 + tileWidth - 1) / tileWidth) * ((height - tileY0 + tileHeight - 1) / tileHeight);
-    // Bytes OpenJPEG keeps per tile and per tile-component before decoding (rounded up).
-    constexpr std::uint64_t kTileBytes = 8192, kTileComponentBytes = 2048;
     const long double bytes =
         static_cast<long double>(tiles) * (kTileBytes + kTileComponentBytes * components) +
         static_cast<long double>(width - x0) * static_cast<long double>(height - y0) * components * 4;
@@ -131,6 +131,23 @@ void checkDeclaredSize(const std::string& path, OPJ_CODEC_FORMAT format) {
     MemoryBudget::require(limited, "Decoding a JPEG 2000 image of " + std::to_string(width - x0) + "x" +
                                        std::to_string(height - y0) + " pixels in " + std::to_string(tiles) +
                                        " tiles");
+}
+
+/// What OpenJPEG holds while it decodes: every component as 32-bit samples (`samples` bytes),
+/// the parameters of every tile and, when there is more than one tile, the samples of the tile
+/// at work before they are copied out (a single tile's become the image's own).
+std::uint64_t decodingBytes(opj_codec_t* codec, const opj_image_t& img, std::uint64_t samples) {
+    opj_codestream_info_v2_t* info = opj_get_cstr_info(codec);
+    if (!info)
+        KYVO_THROW("cannot read the JPEG 2000 tile layout");
+    const long double tiles = static_cast<long double>(info->tw) * info->th;
+    const long double tileSamples =
+        static_cast<long double>(std::min<OPJ_UINT32>(info->tdx, img.x1 - img.x0)) *
+        std::min<OPJ_UINT32>(info->tdy, img.y1 - img.y0) * img.numcomps * 4;
+    opj_destroy_cstr_info(&info);
+    const long double bytes =
+        samples + tiles * (kTileBytes + kTileComponentBytes * img.numcomps) + (tiles > 1 ? tileSamples : 0);
+    return bytes > static_cast<long double>(UINT64_MAX / 2) ? UINT64_MAX / 2 : std::uint64_t(bytes);
 }
 
 EnImageType typeOf(const opj_image_t& img) {
@@ -217,9 +234,10 @@ std::unique_ptr<CImage> Jpeg2000Codec::read(const std::string& path, const Optio
                      &samples) ||
         samples > fileSize * kMaxExpansion + kExpansionSlack)
         KYVO_THROW("the JPEG 2000 header promises more pixels than the file can hold");
-    // OpenJPEG decodes every component into 32-bit samples of its own first.
-    MemoryBudget::require(samples, "Decoding a JPEG 2000 image of " + std::to_string(img->x1 - img->x0) +
-                                       "x" + std::to_string(img->y1 - img->y0) + " pixels");
+    // Held until the image is converted, so that the volume made from them counts on top.
+    const MemoryClaim decoding(decodingBytes(codec.get(), *img, samples),
+                               "Decoding a JPEG 2000 image of " + std::to_string(img->x1 - img->x0) + "x" +
+                                   std::to_string(img->y1 - img->y0) + " pixels");
     if (!opj_decode(codec.get(), stream.get(), img.get()) || !opj_end_decompress(codec.get(), stream.get()))
         messages.fail("cannot decode the JPEG 2000 data");
     return toImage(*img);

@@ -2,6 +2,7 @@
 #include "platform/io/NetpbmReader.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/BinaryFile.h"
 #include "platform/io/ByteOrder.h"
 
@@ -317,6 +318,8 @@ void readRawRaster(BinaryFile& f, const Header& h, std::uint8_t* dst) {
             swapBytes(dst, std::size_t(h.payload / 2), 2);
         return;
     }
+    // One stored row, which the check against the file's size has bounded.
+    const MemoryClaim claim(h.rowBytes, "Reading Netpbm rows of " + std::to_string(h.width) + " pixels");
     std::vector<std::uint8_t> row(std::size_t(h.rowBytes));
     for (std::uint64_t y = 0; y < h.height; ++y) {
         f.read(row.data(), row.size());
@@ -360,6 +363,8 @@ struct Layer {
 
 std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
     BinaryFile f(path, BinaryFile::Read);
+    // Plain layers are kept until the volume is made, and then held beside it.
+    MemoryClaim held;
     std::vector<Layer> layers;
     for (;;) {
         Layer layer{parseHeader(f), {}};
@@ -372,6 +377,9 @@ std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
         }
         std::uint64_t end;
         if (h.plain) {
+            held.add(h.width * h.height * std::uint64_t(ImageTypeBytesPerVoxel(h.type)),
+                     "Reading a plain Netpbm image of " + std::to_string(h.width) + "x" +
+                         std::to_string(h.height) + " pixels");
             layer.plainVoxels = readPlainRaster(f, h);
             end = f.tell();
         } else {
@@ -387,6 +395,7 @@ std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
     const Header& first = layers.front().header;
     auto image = std::make_unique<CImage>(first.type, CSize(first.width, first.height, layers.size()),
                                           CImage::Uninitialised);
+    held.add(image->byteCount(), "A Netpbm volume");
     for (std::size_t z = 0; z < layers.size(); ++z) {
         if (layers[z].header.plain)
             std::memcpy(image->layer(z), layers[z].plainVoxels.data(), image->layerBytes());

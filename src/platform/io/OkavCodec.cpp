@@ -3,6 +3,7 @@
 
 #include "platform/CException.h"
 #include "platform/GzStream.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/BinaryFile.h"
 #include "platform/io/ByteOrder.h"
 
@@ -162,6 +163,8 @@ std::unique_ptr<CImage> readCompressed(const std::string& path) {
     if (h.headerBytes > kBaseHeader && !in.ignore(h.headerBytes - kBaseHeader))
         failGzRead(in);
     auto image = std::make_unique<CImage>(h.type, h.size, CImage::Uninitialised);
+    // The volume is inflated into directly; beside it only the stream's buffers are held.
+    const MemoryClaim buffers(image->byteCount() + gzstreambuf::ReadMemory, "Inflating an OKAV volume");
     if (!in.read(reinterpret_cast<char*>(image->data()), std::streamsize(image->byteCount())))
         failGzRead(in);
     // Reading on to the end makes zlib check the trailer's checksum and length.

@@ -21,6 +21,11 @@ namespace io {
 namespace {
 
 constexpr int kDefaultJpegQuality = 95;
+// deflate cannot expand data by more than about 1032:1.
+constexpr std::uint64_t kMaxInflateRatio = 1032;
+// Besides the picture, a plugin keeps a row pointer per row and a few rows of its library's
+// own, at most 16-bit RGBA.
+constexpr std::uint64_t kRowPointerBytes = 8, kScanlineBytesPerPixel = 8, kScanlines = 4;
 
 QString qtPath(const std::string& path) {
     return QString::fromLocal8Bit(path.data(), int(path.size()));
@@ -36,7 +41,18 @@ void copyRows(const QImage& q, CImage& image) {
         std::memcpy(image.data() + std::size_t(y) * rowBytes, q.constScanLine(y), rowBytes);
 }
 
+/// Claims the copy Qt makes when it converts `q` to `format`; none when it is in that format.
+void claimConversion(MemoryClaim& claim, const QImage& q, QImage::Format format) {
+    if (q.format() != format)
+        claim.add(std::uint64_t(q.width()) * std::uint64_t(q.height()) *
+                      std::uint64_t(QImage::toPixelFormat(format).bitsPerPixel() / 8),
+                  "Converting an image of " + std::to_string(q.width()) + "x" + std::to_string(q.height()) +
+                      " pixels");
+}
+
 std::unique_ptr<CImage> fromPalette(const QImage& source) {
+    MemoryClaim conversion;
+    claimConversion(conversion, source, QImage::Format_Indexed8);
     const QImage q =
         source.format() == QImage::Format_Indexed8 ? source : source.convertToFormat(QImage::Format_Indexed8);
     const QVector<QRgb> table = q.colorTable();
@@ -86,6 +102,9 @@ std::unique_ptr<CImage> fromQImage(const QImage& q) {
         break;
     }
     // Straight (not premultiplied) colour values, so dropping alpha keeps the stored colour.
+    MemoryClaim conversion;
+    if (q.format() != QImage::Format_RGB32)
+        claimConversion(conversion, q, QImage::Format_ARGB32);
     const QImage c = q.format() == QImage::Format_RGB32 || q.format() == QImage::Format_ARGB32
                          ? q
                          : q.convertToFormat(QImage::Format_ARGB32);
@@ -168,6 +187,28 @@ std::uint64_t hiddenPixels(const QByteArray& format, const std::string& path) {
     return std::uint64_t(width < 0 ? -width : width) * std::uint64_t(height < 0 ? -height : height);
 }
 
+/// Refuses a PNG whose header promises more pixel data than its compressed stream can hold:
+/// deflate expands by at most 1032:1, and every row needs at least its pixels' bits.
+void checkPngPayload(const std::string& path) {
+    BinaryFile f(path, BinaryFile::Read);
+    std::uint8_t head[8 + 8 + 13] = {};
+    if (f.readSome(head, sizeof head) < sizeof head || std::memcmp(head + 12, "IHDR", 4) != 0)
+        return;
+    const auto bigEndian = [](const std::uint8_t* p) {
+        return std::uint64_t(p[0]) << 24 | std::uint64_t(p[1]) << 16 | std::uint64_t(p[2]) << 8 | p[3];
+    };
+    const std::uint64_t width = bigEndian(head + 16), height = bigEndian(head + 20);
+    static const int samplesOfColourType[] = {1, 0, 3, 1, 2, 0, 4};
+    const int colourType = head[25];
+    const std::uint64_t samples = colourType < 7 ? std::uint64_t(samplesOfColourType[colourType]) : 0;
+    const std::uint64_t bits = width * samples * head[24]; // both factors below 2^32 and 2^6
+    // Interlaced passes add filter bytes but never fewer pixel bits than the plain layout.
+    long double payload = static_cast<long double>(bits / 8) * height;
+    if (payload > static_cast<long double>(f.size()) * kMaxInflateRatio)
+        KYVO_THROW("the PNG header promises " + std::to_string(width) + "x" + std::to_string(height) +
+                   " pixels, more than the compressed data in the file can hold");
+}
+
 /// Decodes greyscale images straight into the volume's memory, saving a copy of the pixels.
 /// The reader has reported a valid size, so its format is set too.
 std::unique_ptr<CImage> readGreyInPlace(QImageReader& reader, const QSize& size, QImage::Format format) {
@@ -200,7 +241,9 @@ std::unique_ptr<CImage> QtImageCodec::read(const std::string& path, const Option
     if (!reader.canRead())
         KYVO_THROW("not a readable image (" + text(reader.errorString()) + ")");
     const QByteArray format = reader.format();
-    if (format == "jpeg")
+    if (format == "png")
+        checkPngPayload(path);
+    else if (format == "jpeg")
         CompletenessCheck::jpeg(path);
     else if (format == "bmp")
         CompletenessCheck::bmp(path);
@@ -223,8 +266,15 @@ std::unique_ptr<CImage> QtImageCodec::read(const std::string& path, const Option
         decoded == QImage::Format_Invalid ? 32 : QImage::toPixelFormat(decoded).bitsPerPixel();
     const std::uint64_t bytesPerPixel =
         grey ? bitsPerPixel / 8 : std::max<std::uint64_t>(4, bitsPerPixel / 8);
-    MemoryBudget::require(pixels * bytesPerPixel, "Decoding an image of " + std::to_string(size.width()) +
-                                                      "x" + std::to_string(size.height()) + " pixels");
+    const std::uint64_t picture = pixels * bytesPerPixel;
+    const std::uint64_t scanlines = std::uint64_t(size.height()) * kRowPointerBytes +
+                                    std::uint64_t(size.width()) * kScanlineBytesPerPixel * kScanlines;
+    const std::string what = "Decoding an image of " + std::to_string(size.width()) + "x" +
+                             std::to_string(size.height()) + " pixels";
+    MemoryBudget::require(picture + scanlines, what);
+    // Greyscale pictures are the volume itself, which counts itself; the others are held while
+    // the volume is made from them.
+    MemoryClaim decoding(grey ? scanlines : picture + scanlines, what);
     std::unique_ptr<CImage> image = readGreyInPlace(reader, size, decoded);
     if (!image) {
         QImage q;

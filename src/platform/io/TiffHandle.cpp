@@ -2,7 +2,9 @@
 #include "platform/io/TiffHandle.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -50,8 +52,10 @@ TiffHandle::TiffHandle(const std::string& path, const char* mode) : m_previous(t
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options, onError, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options, onWarning, this);
-    // No single libtiff buffer of a sane file needs more; hostile headers fail instead.
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, tmsize_t(1) << 31);
+    // No single libtiff buffer of a sane file needs more, nor may any buffer exceed the budget
+    // that the whole image is held to; hostile headers fail instead.
+    TIFFOpenOptionsSetMaxSingleMemAlloc(
+        options, tmsize_t(std::min<std::uint64_t>(std::uint64_t(1) << 31, MemoryBudget::limit())));
     m_tif = TIFFOpenExt(path.c_str(), mode, options);
     TIFFOpenOptionsFree(options);
     if (!m_tif) {

@@ -2,6 +2,7 @@
 #include "platform/io/TiffReader.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/BinaryFile.h"
 #include "platform/io/ByteOrder.h"
 #include "platform/io/TiffHandle.h"
@@ -22,6 +23,10 @@ namespace {
 constexpr std::uint64_t kMaxExpansion = 4096;
 constexpr std::uint64_t kExpansionSlack = std::uint64_t(256) << 20;
 
+// Alpha, masks and the like beyond a pixel's colour samples. Files with a few such channels are
+// common; thousands only come from a damaged or hostile header, whose rows would be gigabytes.
+constexpr std::uint16_t kMaxExtraSamples = 16;
+
 enum class Method { Samples, Palette, Rgba };
 
 /// How one page is stored and what it becomes.
@@ -41,6 +46,38 @@ struct Page {
 
 [[noreturn]] void unsupported(const std::string& what) {
     KYVO_THROW("unsupported TIFF content: " + what);
+}
+
+/// The colour samples of one pixel in that photometric interpretation; anything we cannot
+/// read is refused later, so the largest model we know (CMYK) stands in for it.
+int colourSamples(std::uint16_t photometric) {
+    switch (photometric) {
+    case PHOTOMETRIC_MINISWHITE:
+    case PHOTOMETRIC_MINISBLACK:
+    case PHOTOMETRIC_PALETTE:
+    case PHOTOMETRIC_MASK:
+    case PHOTOMETRIC_LOGL:
+        return 1;
+    case PHOTOMETRIC_RGB:
+    case PHOTOMETRIC_YCBCR:
+    case PHOTOMETRIC_CIELAB:
+    case PHOTOMETRIC_ICCLAB:
+    case PHOTOMETRIC_ITULAB:
+    case PHOTOMETRIC_LOGLUV:
+        return 3;
+    default:
+        return 4;
+    }
+}
+
+void checkSampleCount(const Page& p) {
+    const int colours = colourSamples(p.photometric);
+    if (p.spp > colours + kMaxExtraSamples)
+        unsupported(std::to_string(p.spp) +
+                    " samples per pixel, where a pixel of photometric interpretation " +
+                    std::to_string(p.photometric) + " has " + std::to_string(colours) + " colour sample" +
+                    (colours == 1 ? "" : "s") + " and we read at most " + std::to_string(kMaxExtraSamples) +
+                    " extra ones");
 }
 
 void readPalette(TIFF* tif, Page& p) {
@@ -100,6 +137,7 @@ Page describePage(const TiffHandle& handle) {
     }
     if (p.spp == 0)
         handle.fail("the TIFF page has no samples");
+    checkSampleCount(p);
     if (p.photometric == PHOTOMETRIC_YCBCR && p.compression == COMPRESSION_JPEG) {
         // Let libtiff's JPEG codec hand out RGB.
         TIFFSetField(tif, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
@@ -189,26 +227,105 @@ void convertRow(const Page& p, int plane, const std::uint8_t* in, std::uint8_t* 
     }
 }
 
+bool separatePlanes(const Page& p) {
+    return p.planar == PLANARCONFIG_SEPARATE && p.spp > 1;
+}
+
+/// The planes of a separately stored page that are decoded: the colour ones, for libtiff's
+/// RGBA conversion alpha as well.
+int planesRead(const Page& p) {
+    if (!separatePlanes(p))
+        return 1;
+    return p.method == Method::Rgba ? std::min<int>(p.spp, 4) : std::min<int>(p.spp, p.channels);
+}
+
+/// The most bytes `stored` bytes in the page's compression can decode to, rows of `rowBytes`
+/// each; UINT64_MAX where the compression sets no useful limit (JPEG, whose progressive runs
+/// skip any number of blocks; zstd, LZMA and the rest): there the budget alone bounds the buffers.
+std::uint64_t decodableBytes(const Page& p, std::uint64_t stored, std::uint64_t rowBytes) {
+    std::uint64_t ratio;
+    switch (p.compression) {
+    case COMPRESSION_NONE:
+        ratio = 1;
+        break;
+    case COMPRESSION_PACKBITS:
+        ratio = 64; // a two-byte run stands for at most 128 bytes
+        break;
+    case COMPRESSION_LZW:
+        ratio = 3414; // a 12-bit code stands for at most a whole string of libtiff's 5119-entry table
+        break;
+    case COMPRESSION_ADOBE_DEFLATE:
+    case COMPRESSION_DEFLATE:
+        ratio = 1032; // a 258-byte match in two bits
+        break;
+    case COMPRESSION_CCITTRLE:
+    case COMPRESSION_CCITTRLEW:
+    case COMPRESSION_CCITTFAX3:
+    case COMPRESSION_CCITTFAX4:
+        ratio = 8 * std::max<std::uint64_t>(rowBytes, 1); // a blank row may take a single bit
+        break;
+    default:
+        return UINT64_MAX;
+    }
+    std::uint64_t bytes = 0;
+    return mulOverflow(stored, ratio, &bytes) ? bytes : UINT64_MAX;
+}
+
+/// Refuses a page whose strips or tiles are too short for what the header says they decode to,
+/// before any buffer is sized by the header. Only the planes that are read count.
+void checkStoredSizes(const TiffHandle& handle, const Page& p) {
+    TIFF* tif = handle.get();
+    if (decodableBytes(p, 1, 1) == UINT64_MAX)
+        return;
+    const std::uint64_t w = p.width, h = p.height;
+    const std::uint64_t bandRows = p.tiled ? p.tileHeight : p.rowsPerStrip;
+    const std::uint64_t perPlane =
+        p.tiled ? ((w + p.tileWidth - 1) / p.tileWidth) * ((h + bandRows - 1) / bandRows)
+                : (h + bandRows - 1) / bandRows;
+    const std::uint64_t stored = p.tiled ? TIFFNumberOfTiles(tif) : TIFFNumberOfStrips(tif);
+    const std::uint64_t count = std::min(stored, perPlane * std::uint64_t(planesRead(p)));
+    const std::uint64_t rowBytes = std::uint64_t(p.tiled ? TIFFTileRowSize64(tif) : TIFFScanlineSize64(tif));
+    const std::uint64_t tileBytes = p.tiled ? std::uint64_t(TIFFTileSize64(tif)) : 0;
+    for (std::uint64_t s = 0; s < count; ++s) {
+        // Every strip but a plane's last holds bandRows rows.
+        const std::uint64_t decoded =
+            p.tiled ? tileBytes
+                    : std::uint64_t(TIFFVStripSize64(
+                          tif, std::uint32_t(std::min(bandRows, h - s % perPlane * bandRows))));
+        const std::uint64_t bytes = TIFFGetStrileByteCount(tif, std::uint32_t(s));
+        if (decoded > decodableBytes(p, bytes, rowBytes))
+            KYVO_THROW("the TIFF file is damaged: " + std::string(p.tiled ? "tile " : "strip ") +
+                       std::to_string(s) + " holds " + MemoryBudget::describe(bytes) +
+                       ", too little to decode to the " + MemoryBudget::describe(decoded) +
+                       " its header promises");
+    }
+}
+
 /// Decodes the page band by band (a strip or a row of tiles) and converts each row.
 void readBands(const TiffHandle& handle, const Page& p, std::uint8_t* dst) {
     TIFF* tif = handle.get();
-    const bool separate = p.planar == PLANARCONFIG_SEPARATE && p.spp > 1;
-    const int planes = separate ? std::min<int>(p.spp, p.channels) : 1;
+    const bool separate = separatePlanes(p);
+    const int planes = planesRead(p);
     const std::uint64_t planeSamples = separate ? 1 : p.spp;
     const std::size_t rowBytes = std::size_t((std::uint64_t(p.width) * planeSamples * p.bps + 7) / 8);
     const std::size_t outRow = std::size_t(p.width) * std::size_t(ImageTypeBytesPerVoxel(p.type));
     const std::uint32_t bandRows = p.tiled ? p.tileHeight : p.rowsPerStrip;
-    std::vector<std::uint8_t> band(rowBytes * std::min(bandRows, p.height));
-    std::vector<std::uint8_t> tile;
+    const std::uint64_t bandBytes = std::uint64_t(rowBytes) * std::min(bandRows, p.height);
+    std::uint64_t tileBytes = 0;
     std::size_t tileRowBytes = 0;
     if (p.tiled) {
-        const std::uint64_t tileBytes = std::uint64_t(TIFFTileSize64(tif));
+        tileBytes = std::uint64_t(TIFFTileSize64(tif));
         tileRowBytes = std::size_t(TIFFTileRowSize64(tif));
         if (tileBytes == 0 || tileRowBytes == 0 ||
-            tileBytes > std::max<std::uint64_t>(std::uint64_t(64) << 20, 4 * band.size()))
+            tileBytes > std::max<std::uint64_t>(std::uint64_t(64) << 20, 4 * bandBytes))
             handle.fail("the TIFF tile size is invalid");
-        tile.resize(std::size_t(tileBytes));
     }
+    const MemoryClaim buffers(bandBytes + tileBytes, std::string("Reading TIFF ") +
+                                                         (p.tiled ? "tiles" : "strips") + " of " +
+                                                         std::to_string(p.width) + " pixels with " +
+                                                         std::to_string(p.spp) + " samples each");
+    std::vector<std::uint8_t> band(static_cast<std::size_t>(bandBytes));
+    std::vector<std::uint8_t> tile(static_cast<std::size_t>(tileBytes));
     for (int plane = 0; plane < planes; ++plane) {
         for (std::uint32_t y0 = 0; y0 < p.height; y0 += bandRows) {
             const std::uint32_t rows = std::min(bandRows, p.height - y0);
@@ -262,7 +379,10 @@ void readStripsDirect(const TiffHandle& handle, const Page& p, std::uint8_t* dst
 }
 
 void readRgba(const TiffHandle& handle, const Page& p, std::uint8_t* dst) {
-    std::vector<std::uint32_t> raster(std::size_t(p.width) * p.height);
+    const std::uint64_t pixels = std::uint64_t(p.width) * p.height;
+    const MemoryClaim claim(4 * pixels, "Converting a TIFF page of " + std::to_string(p.width) + "x" +
+                                            std::to_string(p.height) + " pixels to RGBA");
+    std::vector<std::uint32_t> raster(static_cast<std::size_t>(pixels));
     if (!TIFFReadRGBAImageOriented(handle.get(), p.width, p.height, raster.data(), ORIENTATION_TOPLEFT, 1))
         handle.fail("cannot decode the TIFF page");
     for (std::size_t i = 0; i < raster.size(); ++i) {
@@ -324,6 +444,7 @@ std::unique_ptr<CImage> TiffReader::read(const std::string& path) {
     const std::uint64_t directories = TIFFNumberOfDirectories(tif);
     if (handle.hasErrors())
         handle.fail("cannot read the list of TIFF pages");
+    MemoryClaim held;
     std::unique_ptr<CImage> image;
     Page first;
     std::size_t pages = 0;
@@ -333,6 +454,9 @@ std::unique_ptr<CImage> TiffReader::read(const std::string& path) {
         if (isReducedImage(tif) && directories > 1)
             continue;
         const Page page = describePage(handle);
+        // Before the volume too: where the compression tells, the strips bound it better than the file's
+        // size.
+        checkStoredSizes(handle, page);
         if (!image) {
             first = page;
             std::uint64_t bytes = 0;
@@ -343,6 +467,8 @@ std::unique_ptr<CImage> TiffReader::read(const std::string& path) {
                 KYVO_THROW("the TIFF header promises more pixels than the file can hold");
             image = std::make_unique<CImage>(page.type, CSize(page.width, page.height, directories - d),
                                              CImage::Uninitialised);
+            // The volume is held while strips, tiles and a trimmed copy are staged.
+            held.add(image->byteCount(), "A TIFF volume");
         } else if (!sameLayout(first, page)) {
             KYVO_THROW("TIFF page " + std::to_string(d + 1) +
                        " differs in size or pixel type from the first page");
