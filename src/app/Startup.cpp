@@ -76,7 +76,7 @@ int run(int argc, char** argv) {
         projects.push_back(std::make_unique<Project>());
         ProjectReader::read(files.projects[i], projects.back().get());
         // "&Save" writes back to the file the project came from.
-        projects.back()->setPath(files.projects[i]);
+        projects.back()->setPath(QFileInfo(files.projects[i]).absoluteFilePath());
         projectWindows[size_t(i)]->setProject(projects.back().get());
     }
     for (const auto& window : projectWindows)

@@ -57,8 +57,10 @@ JsonFileWriter::JsonFileWriter(const QString& fileName, bool compress)
         if (m_fd < 0 && errno != EEXIST)
             break;
     }
-    if (m_fd < 0)
+    if (m_fd < 0) {
+        m_errno = errno;
         fail();
+    }
     if (m_compress) {
         // The gzip stream opens the file by its name; the exclusive creation above reserved it.
         ::close(m_fd);
@@ -81,7 +83,8 @@ JsonFileWriter::~JsonFileWriter() {
 }
 
 void JsonFileWriter::fail() const {
-    throw SerializationError(QStringLiteral("Could not write '%1'.").arg(m_fileName));
+    throw SerializationError(QStringLiteral("Could not write '%1'.").arg(m_fileName),
+                             m_errno ? QString::fromLocal8Bit(std::strerror(m_errno)) : QString());
 }
 
 void JsonFileWriter::write(std::string& piece) {
@@ -113,9 +116,13 @@ bool JsonFileWriter::writeAll(int fd, const std::string& text) {
 void JsonFileWriter::run() {
     std::unique_ptr<KYVO::gzofstream> gzip;
     bool ok = true;
+    int error = 0;
     if (m_compress) {
+        errno = 0;
         gzip = std::make_unique<KYVO::gzofstream>(QFile::encodeName(m_temporary).constData(), kGzipLevel);
         ok = gzip->is_open();
+        if (!ok)
+            error = errno ? errno : EIO;
     }
     for (;;) {
         std::string piece;
@@ -135,10 +142,14 @@ void JsonFileWriter::run() {
         } else if (ok) {
             ok = writeAll(m_fd, piece);
         }
+        if (!ok && !error)
+            error = errno ? errno : EIO;
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_spare.size() < kMaxQueued)
             m_spare.push_back(std::move(piece));
     }
+    // A full disk often shows only when the data is flushed: keep the first reason seen.
+    errno = 0;
     if (gzip) {
         gzip->close();
         ok = ok && !gzip->fail() && syncToDisk(m_temporary);
@@ -147,8 +158,11 @@ void JsonFileWriter::run() {
         ok = ::close(m_fd) == 0 && ok;
         m_fd = -1;
     }
+    if (!ok && !error)
+        error = errno ? errno : EIO;
     std::lock_guard<std::mutex> lock(m_mutex);
     m_ok = ok;
+    m_errno = error;
 }
 
 void JsonFileWriter::stop() {
@@ -172,6 +186,7 @@ void JsonFileWriter::commit() {
     // rename replaces the old file in one step: readers see either the old or the new file.
     if (std::rename(QFile::encodeName(m_temporary).constData(), QFile::encodeName(m_target).constData()) !=
         0) {
+        m_errno = errno;
         qWarning().noquote() << "Could not replace" << m_target << ":" << std::strerror(errno);
         fail();
     }

@@ -54,6 +54,7 @@ private:
     std::vector<std::string> m_spare;
     bool m_closing = false;
     bool m_ok = true;
+    int m_errno = 0; ///< the first failure's error number, for its reason
     bool m_finished = false;
 };
 

@@ -6,11 +6,14 @@
 #include "persistence/JsonFileReader.h"
 #include "persistence/JsonNumbers.h"
 #include "persistence/JsonValues.h"
+#include "persistence/ProjectPaths.h"
 #include "platform/MemoryBudget.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
 
+#include <QDebug>
+#include <QFileInfo>
 #include <QGraphicsItem>
 #include <QJsonObject>
 #include <algorithm>
@@ -74,6 +77,17 @@ void checkImageFits(uint32_t width, uint32_t height, uint32_t depth, uint32_t ch
                 .arg(depth));
 }
 
+/// A stored path made absolute against the project's folder, with a warning where an older
+/// file's path was found only from the current directory.
+QString resolvedPath(const QString& path, const QString& folder) {
+    bool fromCurrentDirectory = false;
+    const QString result = ProjectPaths::resolved(path, folder, &fromCurrentDirectory);
+    if (fromCurrentDirectory)
+        qWarning().noquote() << "The file" << path << "is not beside the project in" << folder
+                             << "; taking" << result << "from the current directory.";
+    return result;
+}
+
 uint32_t imageSize(double value, const char* message) {
     uint32_t result = 0;
     if (!jsonnumbers::toUInt32(value, &result))
@@ -83,16 +97,16 @@ uint32_t imageSize(double value, const char* message) {
 
 } // namespace
 
-void ProjectReader::read(const QString& fileName, Project* project) {
+void ProjectReader::read(const QString& fileName, Project* project, const QString& folder) {
     JsonTree tree;
     if (!tree.parse(JsonFileReader::readAll(fileName, fileName.endsWith(QLatin1String(".gz")))) ||
         !tree.root().isObject())
         throw DeserializationError(QStringLiteral("Expected a JSON document at '%1'.").arg(fileName));
     if (project)
-        readProject(tree.root(), project);
+        readProject(tree.root(), project, folder.isEmpty() ? QFileInfo(fileName).absolutePath() : folder);
 }
 
-void ProjectReader::readProject(const Value& object, Project* project) {
+void ProjectReader::readProject(const Value& object, Project* project, const QString& folder) {
     if (!JsonValues::hasType(object, "pxm::Project"))
         fail("Project: Expected a JSON object with '$type' 'Project'.");
 
@@ -130,7 +144,7 @@ void ProjectReader::readProject(const Value& object, Project* project) {
                     .arg(layers));
         // Owned here until the project takes it; a failed read or a refused duplicate dies here.
         std::unique_ptr<LabeledImage> image(new LabeledImage(project));
-        readImage(images.at(i), image.get());
+        readImage(images.at(i), image.get(), folder);
         if (project->addImage(image.get()))
             image.release();
     }
@@ -189,7 +203,7 @@ int ProjectReader::readLabel(const Value& value, Label* label) {
     return (secondary.isNumber() ? 0 : SecondaryOpacityMissing) | (penWidth.isNumber() ? 0 : PenWidthMissing);
 }
 
-void ProjectReader::readImage(const Value& value, LabeledImage* image) {
+void ProjectReader::readImage(const Value& value, LabeledImage* image, const QString& folder) {
     if (!JsonValues::hasType(value, "pxm::LabeledImage"))
         fail("Image: Expected a JSON object with '$type' 'LabeledImage'.");
     const double width = requiredNumber(value, "width", "Image: No 'width' entry found.",
@@ -230,9 +244,9 @@ void ProjectReader::readImage(const Value& value, LabeledImage* image) {
     image->setHeight(h);
     image->setDepth(uint32_t(scenes.size()));
     image->setColorChannels(c);
-    image->setImagePath(imagePath.toString());
+    image->setImagePath(resolvedPath(imagePath.toString(), folder));
     if (maskPath.isString())
-        image->setMaskPath(maskPath.toString());
+        image->setMaskPath(resolvedPath(maskPath.toString(), folder));
 
     image->createScenes();
     for (int z = 0; z < scenes.size() && z < image->scenes().size(); ++z)

@@ -7,6 +7,7 @@
 #include "persistence/JsonTextWriter.h"
 #include "persistence/JsonValues.h"
 #include "persistence/LabelItemRecord.h"
+#include "persistence/ProjectPaths.h"
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
@@ -47,12 +48,16 @@ void ProjectSerializer::write(Project* project, const QString& fileName, bool ov
         saveModifiedMask(image, overwriteMask);
     JsonFileWriter file(fileName, fileName.endsWith(QLatin1String(".gz")));
     JsonTextWriter out([&file](std::string& piece) { file.write(piece); });
-    write(out, *project);
+    write(out, *project, QFileInfo(fileName).absolutePath());
     out.finish();
     file.commit();
 }
 
-void ProjectSerializer::write(JsonTextWriter& out, const Project& project) {
+QString ProjectSerializer::folderOf(const Project& project) {
+    return project.path().isEmpty() ? QString() : QFileInfo(project.path()).absolutePath();
+}
+
+void ProjectSerializer::write(JsonTextWriter& out, const Project& project, const QString& folder) {
     out.beginObject();
     out.key("$type");
     out.asciiValue("pxm::Project");
@@ -63,7 +68,7 @@ void ProjectSerializer::write(JsonTextWriter& out, const Project& project) {
     out.key("images");
     out.beginArray();
     for (const LabeledImage* image : project.images())
-        write(out, *image);
+        write(out, *image, folder);
     out.endArray();
     out.key("labels");
     out.beginArray();
@@ -106,8 +111,7 @@ void ProjectSerializer::writeLabel(JsonTextWriter& out, const QColor& color, int
     out.endObject();
 }
 
-void ProjectSerializer::write(JsonTextWriter& out, const LabeledImage& image) {
-    // Paths are written exactly as held; relative paths stay relative to wherever they were.
+void ProjectSerializer::write(JsonTextWriter& out, const LabeledImage& image, const QString& folder) {
     out.beginObject();
     out.key("$type");
     out.asciiValue("pxm::LabeledImage");
@@ -118,9 +122,9 @@ void ProjectSerializer::write(JsonTextWriter& out, const LabeledImage& image) {
     out.key("height");
     out.value(qint64(image.height()));
     out.key("imagePath");
-    out.value(image.imagePath());
+    out.value(ProjectPaths::stored(image.imagePath(), folder));
     out.key("maskPath");
-    out.value(image.maskPath());
+    out.value(ProjectPaths::stored(image.maskPath(), folder));
     out.key("scenes");
     out.beginArray();
     for (const Scene* scene : image.scenes())
@@ -170,7 +174,9 @@ QString ProjectSerializer::maskTarget(const LabeledImage& image, bool overwriteM
 }
 
 void ProjectSerializer::saveModifiedMask(LabeledImage* image, bool overwriteMask) {
-    if (!image || image->maskPath().isEmpty())
+    // A mask nobody changed since it was read or saved is left alone: rewriting it would
+    // make a shapes-only save fail in a read-only folder.
+    if (!image || image->maskPath().isEmpty() || (!image->maskModified() && !image->overlayModified()))
         return;
     const Pin pin(image);
     const std::unique_ptr<KYVO::CImage> erased(image->createErasedMask());
@@ -181,11 +187,12 @@ void ProjectSerializer::saveModifiedMask(LabeledImage* image, bool overwriteMask
         KYVO::CImageIo2::Save(target.toLocal8Bit().toStdString(), *erased);
     } catch (const KYVO::CException& e) {
         qWarning().noquote() << e.what();
-        throw SerializationError(QStringLiteral("Could not write '%1'.").arg(target));
+        throw SerializationError(QStringLiteral("Could not write '%1'.").arg(target), QString::fromLocal8Bit(e.what()));
     }
     image->setMaskPath(target);
     // The file now holds the edits: the mask may be dropped and read back again.
     image->setMaskModified(false);
+    image->setOverlayModified(false);
 }
 
 } // namespace pxm

@@ -124,8 +124,11 @@ bool RecoveryFolder::discard(const QString& folder) {
 
 QList<int> RecoveryFolder::restore(const Entry& entry, Project* project) {
     const QDir dir(entry.folder);
-    ProjectReader::read(dir.filePath(entry.description.projectFile), project);
-    project->setPath(entry.description.projectPath);
+    // Paths in the snapshot are written as the project's own file holds them.
+    const QString projectPath = entry.description.projectPath;
+    ProjectReader::read(dir.filePath(entry.description.projectFile), project,
+                        projectPath.isEmpty() ? QString() : QFileInfo(projectPath).absolutePath());
+    project->setPath(projectPath);
     QList<int> restored;
     // Masks first: taking a mask makes a fresh overlay, which the recovered one then fills.
     for (const bool overlay : {false, true}) {
@@ -138,13 +141,16 @@ QList<int> RecoveryFolder::restore(const Entry& entry, Project* project) {
             if (!data)
                 throw DeserializationError(
                     QStringLiteral("Could not open '%1'.").arg(dir.filePath(volume.file)));
+            // Neither is in the mask's file yet: the next save writes them.
             if (!overlay) {
                 image->setMask(data.release(), true, false);
+                image->setMaskModified(true);
             } else {
                 image->ensureEraseOverlay();
                 KYVO::CImage* live = image->eraseOverlay();
                 if (live && live->size() == data->size() && live->type() == data->type())
                     std::memcpy(live->data(), data->data(), live->byteCount());
+                image->setOverlayModified(true);
             }
             if (!restored.contains(volume.image))
                 restored << volume.image;
@@ -161,20 +167,27 @@ RecoveryFolder::~RecoveryFolder() {
     release();
 }
 
-bool RecoveryFolder::lock(const QString& folder, bool createLock) {
-    const int fd = openLock(QDir(folder).filePath(kLockFile), createLock);
+int RecoveryFolder::lockFile(const QString& path, bool create) {
+    const int fd = openLock(path, create);
     if (fd < 0)
-        return false;
+        return -1;
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         ::close(fd);
-        return false;
+        return -1;
     }
     // The lock names its holder for people looking at the folder.
     const QByteArray pid = QByteArray::number(QCoreApplication::applicationPid()) + '\n';
     if (::ftruncate(fd, 0) != 0 || ::write(fd, pid.constData(), size_t(pid.size())) != pid.size()) {
         ::close(fd);
-        return false;
+        return -1;
     }
+    return fd;
+}
+
+bool RecoveryFolder::lock(const QString& folder, bool createLock) {
+    const int fd = lockFile(QDir(folder).filePath(kLockFile), createLock);
+    if (fd < 0)
+        return false;
     release();
     m_fd = fd;
     m_folder = folder;

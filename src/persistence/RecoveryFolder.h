@@ -43,6 +43,10 @@ public:
 
     /// AppLocalDataLocation + "/recovery".
     static QString root();
+    /// Opens the file (creating it when asked), takes its advisory lock without waiting and
+    /// writes this process's id into it. The descriptor holds the lock until it is closed;
+    /// -1 when it cannot be opened or another descriptor holds the lock.
+    static int lockFile(const QString& path, bool create);
     /// Replaces the folder's description atomically. Throws SerializationError.
     static void writeDescription(const QString& folder, const Description& description);
     /// False when the folder has no readable description (a snapshot never completed).

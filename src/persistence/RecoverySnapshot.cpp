@@ -6,6 +6,7 @@
 #include "persistence/JsonFileWriter.h"
 #include "persistence/JsonTextWriter.h"
 #include "persistence/JsonValues.h"
+#include "persistence/ProjectPaths.h"
 #include "persistence/ProjectSerializer.h"
 #include "persistence/RecoveryFolder.h"
 #include "platform/CImage.h"
@@ -17,6 +18,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QGraphicsItem>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSet>
@@ -27,7 +29,9 @@ RecoverySnapshot::RecoverySnapshot() = default;
 RecoverySnapshot::~RecoverySnapshot() = default;
 
 void RecoverySnapshot::capture(const Project& project, const SceneCapture& items) {
-    m_projectPath = project.path();
+    // Absolute, so that recovery started from any folder saves to the project itself.
+    m_projectPath = project.path().isEmpty() ? QString() : QFileInfo(project.path()).absoluteFilePath();
+    const QString folder = ProjectSerializer::folderOf(project);
     m_time = QDateTime::currentDateTime();
     m_currentImageIndex = project.currentImageIndex();
     m_nodara = project.plugin() != nullptr;
@@ -41,8 +45,14 @@ void RecoverySnapshot::capture(const Project& project, const SceneCapture& items
         m_labels.push_back({label->color(), label->id(), label->maskId(), label->name(), label->opacity(),
                             label->secondaryOpacity(), label->penWidth()});
     for (const LabeledImage* image : project.images()) {
-        Image record{image->colorChannels(), image->depth(),    image->height(), image->width(),
-                     image->imagePath(),     image->maskPath(), m_scenes.size(), 0};
+        Image record{image->colorChannels(),
+                     image->depth(),
+                     image->height(),
+                     image->width(),
+                     ProjectPaths::stored(image->imagePath(), folder),
+                     ProjectPaths::stored(image->maskPath(), folder),
+                     m_scenes.size(),
+                     0};
         for (const pxm::Scene* scene : image->scenes()) {
             SceneItems sceneItems = items ? items(*scene) : captureScene(*scene);
             m_itemCount += sceneItems->size();

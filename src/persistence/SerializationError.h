@@ -12,6 +12,13 @@ namespace pxm {
 class SerializationError : public MessageError {
 public:
     using MessageError::MessageError;
+    /// A failure with the system's reason for it ("No space left on device").
+    SerializationError(const QString& message, const QString& reason) : MessageError(message), m_reason(reason) {}
+    /// Why the system refused, or empty when it is not known.
+    QString reason() const { return m_reason; }
+
+private:
+    QString m_reason;
 };
 
 } // namespace pxm

@@ -62,6 +62,10 @@ public:
     /// mask cannot be brought back from its file, so it is never swapped out.
     bool maskModified() const { return m_maskModified; }
     void setMaskModified(bool modified) { m_maskModified = modified; }
+    /// Whether the erase overlay changed since the mask was last saved: with the mask's own
+    /// flag, what decides whether a save has to write the mask at all.
+    bool overlayModified() const { return m_overlayModified; }
+    void setOverlayModified(bool modified) { m_overlayModified = modified; }
 
     const QList<Scene*>& scenes() const { return m_scenes; }
     /// The scene of layer z, or null when there is none.
@@ -127,6 +131,7 @@ private:
     KYVO::CImage* m_mask = nullptr;
     MaskState m_maskState = MaskState::Ok;
     bool m_maskModified = false;
+    bool m_overlayModified = false;
     bool m_ownsMask = false;
     QString m_eraseOverlayPath;
     std::unique_ptr<KYVO::CImage> m_eraseOverlay;

@@ -148,6 +148,7 @@ void MaskItem::changeOverlay(const QRectF& rect, int delta) {
             for (int x = x0; x < x1; ++x)
                 row[x] = uint8_t(row[x] + delta);
         }
+        m_image->setOverlayModified(true);
     }
     update(rect);
 }

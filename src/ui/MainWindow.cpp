@@ -271,6 +271,7 @@ void MainWindow::setProject(Project* project) {
         connect(project, &Project::currentImageChanged, this, &MainWindow::on_project_currentImageChanged),
         connect(project, &Project::currentSceneChanged, this, &MainWindow::on_project_currentSceneChanged),
         connect(project, &Project::pathChanged, this, &MainWindow::updateWindowTitle),
+        connect(project, &Project::pathChanged, this, &MainWindow::followProjectFile),
         connect(project, &Project::settingsChanged, this,
                 [this](const QString& key) {
                     if (key == "StatusLine.format")
@@ -283,6 +284,7 @@ void MainWindow::setProject(Project* project) {
     action(MainAction::Undo)->setEnabled(stack->canUndo());
     action(MainAction::Redo)->setEnabled(stack->canRedo());
     updateWindowTitle();
+    followProjectFile();
     // The view and the panels follow the project through this signal.
     emit projectChanged(project);
     on_project_currentImageChanged(project->currentImage());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "persistence/ProjectFileGuard.h"
 #include "tools/ToolType.h"
 #include "ui/FileDialogs.h"
 #include "ui/MainWindowActions.h"
@@ -165,6 +166,12 @@ private:
     void savePluginProject(PPixmarker* plugin);
     void runImport(BaseReader* reader, const QString& title, const QString& filter);
     QString dialogDirectory() const;
+    /// Follows the project's file: its lock (telling the user when another window or program
+    /// has the project open too) and how it looked when read or saved here.
+    void followProjectFile();
+    /// Before saving over the project's own file: asks when somebody else changed the file
+    /// since. False when the user chose not to save there (Save As was offered instead).
+    bool confirmOverwriteChangedFile(const QString& path);
 
     bool m_standalone = false;
     QPointer<Project> m_project;
@@ -200,6 +207,7 @@ private:
     bool m_loadingImage = false;
     bool m_fileCheckQueued = false;
     FileDialogs m_fileDialogs;
+    ProjectFileGuard m_fileGuard;
 };
 
 } // namespace pxm

@@ -3,6 +3,7 @@
 #include "model/commands/ImageCommands.h"
 #include "persistence/ProjectReader.h"
 #include "persistence/ProjectSerializer.h"
+#include "persistence/SerializationError.h"
 #include "platform/CException.h"
 #include "plugin/PPixmarker.h"
 #include "scene/LabeledImage.h"
@@ -85,8 +86,8 @@ MainWindow* MainWindow::openProjectFile(const QString& path) {
         QMessageBox::warning(this, tr("File not readable."), tr("The file '%1' could not be parsed.").arg(path));
         return nullptr;
     }
-    // Saving goes back to where the project came from.
-    project->setPath(path);
+    // Saving goes back to where the project came from, wherever the program runs later.
+    project->setPath(QFileInfo(path).absoluteFilePath());
     project->undoStack()->setClean();
 
     MainWindow* window = this;
@@ -111,6 +112,8 @@ void MainWindow::saveProject() {
         return;
     }
     const QString path = m_project->path();
+    if (!confirmOverwriteChangedFile(path))
+        return;
     doSave(path);
     addRecentProject(path);
 }
@@ -154,9 +157,13 @@ void MainWindow::doSave(QString path) {
         return;
     const bool overwriteMask = m_project->setting("SerializationSettings.overwriteMask", false).toBool();
     QString failure;
+    QString reason;
     showLoadingIndicator();
     try {
         ProjectSerializer::write(m_project, path, overwriteMask);
+    } catch (const SerializationError& e) {
+        failure = e.message();
+        reason = e.reason();
     } catch (const KYVO::CException& e) {
         failure = QString::fromStdString(e.FormattedWhat());
     } catch (const std::exception& e) {
@@ -165,12 +172,18 @@ void MainWindow::doSave(QString path) {
     hideLoadingIndicator();
     if (!failure.isEmpty()) {
         qWarning().noquote() << failure;
-        QMessageBox::warning(this, tr("Serialization failed."), tr("The project could not be saved in '%1'.").arg(path));
+        // The system's reason ("No space left on device") tells the user what to do about it.
+        QString text = tr("The project could not be saved in '%1'.").arg(path);
+        if (!reason.isEmpty())
+            text += QStringLiteral("\n\n") + reason;
+        QMessageBox::warning(this, tr("Serialization failed."), text);
     }
     // Adopted whether or not the file was written, as users of earlier versions know it.
     m_lastSavePath = path;
     m_project->setPath(path);
     m_project->undoStack()->setClean();
+    if (failure.isEmpty())
+        m_fileGuard.saved();
     // Only the file written counts as safe: after a failure the recovery snapshot goes on.
     if (Autosave* autosave = Autosave::of(this))
         failure.isEmpty() ? autosave->projectSaved() : autosave->saveFailed();

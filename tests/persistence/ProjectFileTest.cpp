@@ -8,6 +8,7 @@
 #include "platform/CRegistry.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
+#include "scene/MaskItem.h"
 #include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
@@ -153,7 +154,9 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
         for (int i = 0; i < 2; ++i) {
             const LabeledImage* a = original.images()[i];
             const LabeledImage* b = read.images()[i];
-            EXPECT_EQ(b->imagePath(), a->imagePath());
+            // Relative paths were taken from the current directory, which is no part of the
+            // project's folder: they are kept absolute.
+            EXPECT_EQ(b->imagePath(), QFileInfo(a->imagePath()).absoluteFilePath());
             EXPECT_EQ(b->maskPath(), a->maskPath());
             EXPECT_EQ(b->width(), a->width());
             EXPECT_EQ(b->height(), a->height());
@@ -181,10 +184,10 @@ TEST(ProjectFile, WritesTheExpectedTextAndReadsItBack) {
     KYVO::CRegistry::Obj().Clear();
     Project project;
     addLabel(project, "cell", QColor(255, 0, 0), 0.5, 7, 1);
-    LabeledImage* image = pxmtest::addImageByPath(project, "img.png", 4, 3, 1);
+    pxmtest::TempDir dir;
+    LabeledImage* image = pxmtest::addImageByPath(project, dir.path("img.png"), 4, 3, 1);
     image->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 1), project.labels()[0]);
     project.setSetting("SerializationSettings.overwriteMask", false);
-    pxmtest::TempDir dir;
     ProjectSerializer::write(&project, dir.path("tiny.json"), false);
     const QString golden = QFileInfo(__FILE__).absolutePath() + "/data/tiny_project.json";
     const QByteArray expected = pxmtest::readFile(golden);
@@ -192,7 +195,8 @@ TEST(ProjectFile, WritesTheExpectedTextAndReadsItBack) {
 
     // Reading the file and writing it again gives the same text.
     Project read;
-    ProjectReader::read(golden, &read);
+    ProjectReader::read(dir.path("tiny.json"), &read);
+    EXPECT_EQ(read.images()[0]->imagePath(), dir.path("img.png")) << "taken from the project's folder";
     ProjectSerializer::write(&read, dir.path("again.json"), false);
     EXPECT_EQ(QString::fromUtf8(pxmtest::readFile(dir.path("again.json"))), QString::fromUtf8(expected));
 }
@@ -215,7 +219,7 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
         SCOPED_TRACE(erased);
         image->incUsage();
         ASSERT_NE(image->eraseOverlay(), nullptr);
-        image->eraseOverlay()->data()[erased] = 1;
+        MaskItem(image, 0).erase(QRectF(erased % 4, erased / 4, 0, 0));
         image->decUsage();
         ProjectSerializer::write(&project, dir.path("p.json"), false);
         EXPECT_EQ(image->maskPath(), companion);
@@ -227,6 +231,12 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     }
     EXPECT_EQ(pxmtest::readFile(original), originalBytes);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 3) << "mask, companion, project";
+    // A save with the mask unchanged leaves the mask's file alone (a read-only folder must
+    // not fail a shapes-only save).
+    ASSERT_TRUE(QFile::remove(companion));
+    ProjectSerializer::write(&project, dir.path("p.json"), false);
+    EXPECT_FALSE(QFile::exists(companion));
+    ASSERT_TRUE(pxmtest::writeFile(companion, originalBytes));
     Project read;
     ProjectReader::read(dir.path("p.json"), &read);
     EXPECT_EQ(read.images()[0]->maskPath(), companion);
@@ -234,13 +244,70 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     // With overwriting allowed, the mask the image points at is replaced in place.
     image->setMaskPath(original);
     image->incUsage();
-    image->eraseOverlay()->data()[0] = 1;
+    MaskItem(image, 0).erase(QRectF(0, 0, 0, 0));
     image->decUsage();
     ProjectSerializer::write(&project, dir.path("p.json"), true);
     EXPECT_EQ(image->maskPath(), original);
     std::unique_ptr<KYVO::CImage> replaced(KYVO::CImageIo2::Load(original.toStdString()));
     EXPECT_EQ(replaced->data()[0], 0);
     EXPECT_EQ(replaced->data()[1], 2);
+}
+
+TEST(ProjectFile, PathsFollowTheProjectFile) {
+    pxmtest::TempDir root;
+    const QString a = root.path("a"), b = root.path("b"), c = root.path("c");
+    for (const QString& d : {a, b, c})
+        ASSERT_TRUE(QDir().mkpath(d));
+    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1));
+    std::fill(pixels.data(), pixels.data() + 12, uint8_t(2));
+    for (const char* name : {"/img.pgm", "/mask.pgm"})
+        KYVO::CImageIo2::Save((a + name).toStdString(), pixels);
+    {
+        Project project;
+        LabeledImage* image = pxmtest::addImageByPath(project, a + "/img.pgm", 4, 3, 1);
+        image->setMaskPath(a + "/mask.pgm");
+        ProjectSerializer::write(&project, a + "/p.json", false);
+    }
+    const QByteArray text = pxmtest::readFile(a + "/p.json");
+    EXPECT_TRUE(text.contains("\"imagePath\": \"img.pgm\"")) << text.constData();
+    EXPECT_FALSE(text.contains(a.toUtf8())) << "paths inside the folder are relative";
+
+    // A copy of the folder works on its own files: its mask edits never reach the original.
+    for (const char* name : {"/img.pgm", "/mask.pgm", "/p.json"})
+        ASSERT_TRUE(QFile::copy(a + name, b + name));
+    {
+        Project copy;
+        ProjectReader::read(b + "/p.json", &copy);
+        LabeledImage* image = copy.images()[0];
+        EXPECT_EQ(image->imagePath(), b + "/img.pgm");
+        image->incUsage();
+        MaskItem(image, 0).erase(QRectF(1, 1, 0, 0));
+        image->decUsage();
+        ProjectSerializer::write(&copy, b + "/p.json", false);
+        EXPECT_EQ(image->maskPath(), b + "/mask_pxmtool.pgm");
+    }
+    EXPECT_FALSE(QFile::exists(a + "/mask_pxmtool.pgm"));
+
+    // Saved into another folder, the project still finds every image and mask.
+    {
+        Project project;
+        ProjectReader::read(a + "/p.json", &project);
+        ProjectSerializer::write(&project, c + "/q.json", false);
+        Project moved;
+        ProjectReader::read(c + "/q.json", &moved);
+        EXPECT_EQ(moved.images()[0]->imagePath(), a + "/img.pgm");
+        EXPECT_EQ(moved.images()[0]->maskPath(), a + "/mask.pgm");
+    }
+
+    // A file of an earlier version, whose relative paths were meant from the current
+    // directory, still finds them there.
+    ASSERT_TRUE(QFile::copy(a + "/p.json", c + "/old.json"));
+    const QString previous = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(a));
+    Project old;
+    ProjectReader::read(c + "/old.json", &old);
+    QDir::setCurrent(previous);
+    EXPECT_EQ(old.images()[0]->imagePath(), a + "/img.pgm");
 }
 
 TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {

@@ -16,7 +16,11 @@
 #include <QFile>
 #include <QMenu>
 #include <QUndoCommand>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QUndoStack>
+#include <cerrno>
+#include <cstring>
 
 using pxm::LabeledImage;
 using pxm::MainWindow;
@@ -192,6 +196,69 @@ TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom
     EXPECT_EQ(back.labels().size(), 1);
 }
 
+TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
+    const QString path = writeProject("shared.json");
+    MainWindow first(nullptr, false), second(nullptr, false);
+    first.setFileDialogs(files.seam());
+    ASSERT_EQ(first.openProjectFile(path), &first);
+    EXPECT_EQ(first.findChild<QMessageBox*>("projectOpenElsewhereBox"), nullptr);
+    // The second window on the same file is told so, without being stopped.
+    ASSERT_EQ(second.openProjectFile(path), &second);
+    auto* told = second.findChild<QMessageBox*>("projectOpenElsewhereBox");
+    ASSERT_NE(told, nullptr);
+    told->close();
+
+    // The second saves first; the first then asks before dropping that work.
+    second.project()->createLabel();
+    second.saveProject();
+    const QByteArray secondsWork = pxmtest::readFile(path);
+    first.project()->undoStack()->push(new QUndoCommand("edit"));
+    auto click = [](QMessageBox::StandardButton standard, const QString& text) {
+        return [standard, text](QWidget* widget) {
+            auto* box = qobject_cast<QMessageBox*>(widget);
+            ASSERT_NE(box, nullptr);
+            for (QAbstractButton* button : box->buttons())
+                if ((standard != QMessageBox::NoButton && box->standardButton(button) == standard) ||
+                    button->text() == text) {
+                    button->click();
+                    return;
+                }
+            box->reject();
+        };
+    };
+    {
+        uitest::ModalAnswerer modals;
+        modals.then(click(QMessageBox::Cancel, QString()));
+        first.saveProject();
+        ASSERT_EQ(modals.seen().size(), 1u);
+        EXPECT_EQ(modals.seen()[0].title, "Project changed on disk");
+        EXPECT_EQ(pxmtest::readFile(path), secondsWork);
+    }
+    {
+        // Save As writes elsewhere and leaves the other's file alone.
+        uitest::ModalAnswerer modals;
+        modals.then(click(QMessageBox::NoButton, "Save As..."));
+        files.singleAnswers << dir.path("mine.json");
+        first.saveProject();
+        EXPECT_TRUE(QFile::exists(dir.path("mine.json")));
+        EXPECT_EQ(pxmtest::readFile(path), secondsWork);
+    }
+    // A file changed by another program asks too; Overwrite writes.
+    first.project()->setPath(path);
+    ASSERT_TRUE(pxmtest::writeFile(path, "{}"));
+    {
+        uitest::ModalAnswerer modals;
+        modals.then(click(QMessageBox::NoButton, "Overwrite"));
+        first.saveProject();
+        EXPECT_EQ(modals.seen().size(), 1u);
+        EXPECT_NE(pxmtest::readFile(path), QByteArray("{}"));
+    }
+    // Saved here, the file is this window's again: no question.
+    uitest::ModalAnswerer none;
+    first.saveProject();
+    EXPECT_TRUE(none.seen().empty());
+}
+
 TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
     Project project;
     MainWindow window(nullptr, false);
@@ -205,7 +272,9 @@ TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
     window.doSave(unwritable);
     ASSERT_EQ(modals.seen().size(), 1u);
     EXPECT_EQ(modals.seen()[0].title, "Serialization failed.");
-    EXPECT_EQ(modals.seen()[0].text, "The project could not be saved in '" + unwritable + "'.");
+    // With the system's reason.
+    EXPECT_EQ(modals.seen()[0].text, "The project could not be saved in '" + unwritable + "'.\n\n" +
+                                         QString::fromLocal8Bit(std::strerror(ENOENT)));
     EXPECT_EQ(project.path(), unwritable);
     EXPECT_TRUE(project.undoStack()->isClean());
     EXPECT_EQ(window.windowTitle(), "Pixmarker - " + unwritable);

@@ -105,7 +105,7 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     stack->redo();
     EXPECT_EQ(panel.listWidget()->count(), 2);
 
-    // Delete removes the label of the current row, and undo appends it again at the end.
+    // Delete removes the label of the current row, and undo puts it back in its row.
     project.setCurrentLabel(first);
     QTest::mouseClick(panel.deleteButton(), Qt::LeftButton);
     EXPECT_EQ(stack->count(), 2);
@@ -113,8 +113,8 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     EXPECT_FALSE(project.labels().contains(first));
     EXPECT_EQ(panel.itemOf(first), nullptr);
     stack->undo();
-    EXPECT_EQ(project.labels().last(), first);
-    EXPECT_EQ(rowTexts(panel.listWidget()).last(), "first");
+    EXPECT_EQ(project.labels().first(), first);
+    EXPECT_EQ(rowTexts(panel.listWidget()).first(), "first");
 
     // The Delete key on the list does the same as the button.
     project.setCurrentLabel(first);

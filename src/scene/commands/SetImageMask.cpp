@@ -31,6 +31,7 @@ void SetImageMask::restoreOverlay(const KYVO::CImage* overlay) {
     KYVO::CImage* current = m_image->eraseOverlay();
     if (!current)
         return;
+    m_image->setOverlayModified(true);
     if (overlay && overlay->size() == current->size() && overlay->type() == current->type())
         std::memcpy(current->data(), overlay->data(), current->byteCount());
     else
