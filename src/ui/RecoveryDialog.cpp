@@ -2,6 +2,8 @@
 #include "ui/RecoveryDialog.h"
 
 #include <QDialogButtonBox>
+#include <QDir>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
@@ -26,14 +28,21 @@ RecoveryDialog::RecoveryDialog(const QList<RecoveryFolder::Entry>& entries, QWid
     m_list->setObjectName("snapshots");
     m_list->setRootIsDecorated(false);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    m_list->setHeaderLabels({tr("Project"), tr("Time")});
-    m_list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    // The file name first, then where it lives: two projects of one name in different
+    // folders stay apart. The name and the time are shown whole; the folder takes the rest.
+    m_list->setHeaderLabels({tr("Project"), tr("Folder"), tr("Time")});
+    m_list->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    m_list->header()->setSectionResizeMode(1, QHeaderView::Stretch);
+    m_list->header()->setSectionResizeMode(2, QHeaderView::ResizeToContents);
     m_list->header()->setStretchLastSection(false);
     for (const RecoveryFolder::Entry& entry : m_entries) {
+        const QString path = entry.description.projectPath;
+        const QFileInfo file(path);
         auto* row = new QTreeWidgetItem(
-            m_list, {projectText(entry.description.projectPath),
+            m_list, {projectText(path), path.isEmpty() ? QString() : QDir::toNativeSeparators(file.absolutePath()),
                      QLocale().toString(entry.description.time.toLocalTime(), QLocale::ShortFormat)});
-        row->setToolTip(0, entry.folder);
+        row->setToolTip(0, path.isEmpty() ? entry.folder : path);
+        row->setToolTip(1, entry.folder);
     }
     if (m_list->topLevelItemCount() > 0)
         m_list->setCurrentItem(m_list->topLevelItem(0));
@@ -54,12 +63,12 @@ RecoveryDialog::RecoveryDialog(const QList<RecoveryFolder::Entry>& entries, QWid
     layout->addWidget(text);
     layout->addWidget(m_list);
     layout->addWidget(buttons);
-    resize(640, 320);
+    resize(720, 320);
     updateButtons();
 }
 
 QString RecoveryDialog::projectText(const QString& path) {
-    return path.isEmpty() ? tr("Unsaved project") : path;
+    return path.isEmpty() ? tr("Unsaved project") : QFileInfo(path).fileName();
 }
 
 QList<int> RecoveryDialog::selectedRows() const {

@@ -183,8 +183,15 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
     overlayShadow.markAll();
     maskShadow.refresh(volume->mask(), 100);
     overlayShadow.refresh(volume->eraseOverlay(), 100);
+    // A project opened by a relative path, in a program started from its folder: the
+    // snapshot keeps the project's absolute path, so recovery started anywhere saves there.
+    const QString started = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(dir.path()));
+    project.setPath("study.json.gz");
     RecoverySnapshot snapshot;
     snapshot.capture(project);
+    QDir::setCurrent(started);
+    project.setPath(dir.path("study.json.gz"));
     snapshot.addVolume({1, false, maskShadow.copy(), "mask-1.okav.gz", false});
     snapshot.addVolume({1, true, overlayShadow.copy(), "overlay-1.okav.gz", false});
 
@@ -202,13 +209,14 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
     const QList<RecoveryFolder::Entry> offered = RecoveryFolder::orphaned();
     ASSERT_EQ(offered.size(), 1);
     EXPECT_EQ(offered[0].folder, folder);
-    EXPECT_EQ(offered[0].description.projectPath, "/data/study.json.gz");
+    EXPECT_EQ(offered[0].description.projectPath, dir.path("study.json.gz"));
     EXPECT_EQ(offered[0].description.time, snapshot.time());
 
     Project recovered;
     const QList<int> restored = RecoveryFolder::restore(offered[0], &recovered);
     EXPECT_EQ(restored, QList<int>{1});
-    EXPECT_EQ(recovered.path(), "/data/study.json.gz");
+    EXPECT_EQ(recovered.path(), dir.path("study.json.gz"));
+    EXPECT_EQ(recovered.images()[1]->maskPath(), dir.path("stack_mask.okav.gz"));
     EXPECT_FALSE(recovered.undoStack()->isClean()) << "recovered work counts as unsaved";
     // Items (painted regions included), labels and settings as the project had them.
     RecoverySnapshot again;
