@@ -22,6 +22,11 @@ const QVector<SettingKey>& settingKeys() {
         {"EllipseTool.defaultHeight", "main/Settings/EllipseTool/Height", SettingType::Integer, 1},
         {"FreehandTool.brushWidth", "main/Settings/FreeHandTool/BrushWidth", SettingType::Integer, 1},
         {"EraserTool.brushWidth", "main/Settings/EraserTool/BrushWidth", SettingType::Integer, 1},
+        // "Square" or "Round"; the freehand keys share the width's registry group.
+        {"FreehandTool.brushShape", "main/Settings/FreeHandTool/BrushShape", SettingType::String,
+         QString("Square")},
+        {"EraserTool.brushShape", "main/Settings/EraserTool/BrushShape", SettingType::String,
+         QString("Square")},
         {"SerializationSettings.overwriteMask", "main/Settings/Serialization/OverwriteMask",
          SettingType::Bool, false},
         {"SerializationSettings.lazyLoadImages", "main/Settings/Serialization/LazyLoadImages",

@@ -50,7 +50,8 @@ void RectToolSettings::writeProject() {
 
 BrushToolSettings::BrushToolSettings(const QString& prefix, const QString& title, Project* project,
                                      QWidget* parent)
-    : SettingsPage(title, project, parent), m_key(prefix + ".brushWidth"), m_shapeKey(prefix + ".brushShape") {
+    : SettingsPage(title, project, parent), m_key(prefix + ".brushWidth"),
+      m_shapeKey(prefix + ".brushShape") {
     setObjectName(prefix + "Settings");
     m_brushWidth = new QSpinBox(this);
     m_brushWidth->setObjectName("brushWidth");

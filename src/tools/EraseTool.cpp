@@ -29,6 +29,10 @@ QSpinBox* EraseTool::widthSpinBox() const {
     return m_brush->spinBox();
 }
 
+QComboBox* EraseTool::shapeComboBox() const {
+    return m_brush->shapeBox();
+}
+
 GraticuleItem* EraseTool::brushCursor() const {
     return m_brush->cursor();
 }
@@ -46,6 +50,7 @@ void EraseTool::endStroke() {
         m_macroStack->endMacro();
     m_macroStack.clear();
     m_erasing = false;
+    m_erased = QRegion();
 }
 
 void EraseTool::cleanUp() {
@@ -62,12 +67,26 @@ void EraseTool::setScene(Scene* scene) {
     Tool::setScene(scene);
 }
 
-void EraseTool::eraseAt(const QPointF& scenePos) {
+void EraseTool::eraseAlong(const QPointF& from, const QPointF& to, bool pressed) {
     Scene* s = scene();
     if (!s)
         return;
+    QVector<QRect> fresh;
+    if (s->maskItem()) {
+        QRegion swept;
+        for (const QRect& r : m_brush->pixels(from, to, s->sceneRect(), Brush::Cover::Touched))
+            swept += r;
+        // Each mask pixel is counted once per stroke, so that the overlay's count cannot
+        // wrap however long the brush lingers.
+        const QRegion unerased = swept.subtracted(m_erased);
+        fresh = QVector<QRect>(unerased.begin(), unerased.end());
+        m_erased += swept;
+    }
     auto* command = new commands::Erase(s);
-    command->apply(m_brush->square(scenePos));
+    if (pressed && m_brush->shape() == Brush::Shape::Square)
+        command->apply(m_brush->square(to));
+    else
+        command->apply(m_brush->sweptArea(from, to), fresh);
     push(command);
 }
 
@@ -79,7 +98,8 @@ void EraseTool::mousePressEvent(QMouseEvent* event) {
         m_erasing = true;
         m_macroStack = p->undoStack();
         m_macroStack->beginMacro(tr("erase"));
-        eraseAt(at);
+        m_last = at;
+        eraseAlong(at, at, true);
     }
     Tool::mousePressEvent(event);
 }
@@ -88,8 +108,10 @@ void EraseTool::mouseMoveEvent(QMouseEvent* event) {
     if (scene()) {
         const QPointF at = scenePos(event);
         m_brush->placeCursor(at);
-        if (m_erasing)
-            eraseAt(at);
+        if (m_erasing) {
+            eraseAlong(m_last, at, false);
+            m_last = at;
+        }
     }
     Tool::mouseMoveEvent(event);
 }

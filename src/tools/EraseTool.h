@@ -4,8 +4,10 @@
 #include "tools/Tool.h"
 
 #include <QPointer>
+#include <QRegion>
 #include <QUndoStack>
 
+class QComboBox;
 class QSpinBox;
 
 namespace pxm {
@@ -13,9 +15,10 @@ namespace pxm {
 class Brush;
 class GraticuleItem;
 
-/// Erases with a square brush: painted regions lose the brush squares, every other shape
-/// the brush touches goes whole, and mask pixels under it are hidden. A stroke, from the
-/// left press to the release, is one undo step named "erase".
+/// Erases with the brush, square or round, all along the pointer's way: painted regions
+/// lose the area the brush sweeps, every other shape it touches goes whole, and mask
+/// pixels under it are hidden. A stroke, from the left press to the release, is one undo
+/// step named "erase", made of one command for the press and one per move.
 class EraseTool : public Tool {
     Q_OBJECT
 public:
@@ -24,6 +27,7 @@ public:
 
     int brushWidth() const;
     QSpinBox* widthSpinBox() const;
+    QComboBox* shapeComboBox() const;
     GraticuleItem* brushCursor() const;
     /// True between a left press and the next release.
     bool erasing() const { return m_erasing; }
@@ -40,13 +44,17 @@ public slots:
     void on_widthSpinBox_valueChanged(int value);
 
 private:
-    void eraseAt(const QPointF& scenePos);
+    /// Erases the brush's way between two scene points; a square brush's press keeps to
+    /// the brush rectangle alone.
+    void eraseAlong(const QPointF& from, const QPointF& to, bool pressed);
     void endStroke();
 
     Brush* m_brush;
     bool m_erasing = false;
     // The stack whose macro the stroke opened; the project may change mid-stroke.
     QPointer<QUndoStack> m_macroStack;
+    QPointF m_last;   // where the pointer was at the last erase of the stroke
+    QRegion m_erased; // the mask pixels the stroke has erased
 };
 
 } // namespace pxm

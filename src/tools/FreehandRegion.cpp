@@ -24,6 +24,10 @@ FreehandRegion::FreehandRegion(QGraphicsItem* parent) : QGraphicsPathItem(parent
 }
 
 void FreehandRegion::addSquare(const QRect& square) {
+    addRects({square});
+}
+
+void FreehandRegion::addRects(const QVector<QRect>& rects) {
     // Start from the item's own path: it may have been set from outside since.
     if (path() != m_stamped) {
         m_stamped = path();
@@ -46,9 +50,18 @@ void FreehandRegion::addSquare(const QRect& square) {
                 }
         }
     }
-    m_stamped.addRect(square);
-    setPath(m_stamped);
-    fillRaster(square);
+    bool added = false;
+    for (const QRect& r : rects) {
+        // An empty rectangle would only leave a stray point in the saved outline.
+        if (r.isEmpty())
+            continue;
+        m_stamped.addRect(r);
+        fillRaster(r);
+        added = true;
+    }
+    // One path change per batch: every change recomputes the item's bounds.
+    if (added || path() != m_stamped)
+        setPath(m_stamped);
 }
 
 void FreehandRegion::fillRaster(const QRect& square) {

@@ -29,6 +29,10 @@ QSpinBox* FreehandTool::widthSpinBox() const {
     return m_brush->spinBox();
 }
 
+QComboBox* FreehandTool::shapeComboBox() const {
+    return m_brush->shapeBox();
+}
+
 GraticuleItem* FreehandTool::brushCursor() const {
     return m_brush->cursor();
 }
@@ -65,20 +69,20 @@ void FreehandTool::setScene(Scene* scene) {
     Tool::setScene(scene);
 }
 
-void FreehandTool::stamp() {
+void FreehandTool::stamp(const QPointF& from, const QPointF& to) {
     auto* region = static_cast<FreehandRegion*>(m_region.get());
     Scene* s = scene();
-    const GraticuleItem* cursor = m_brush->cursor();
-    if (!region || !s || !cursor)
+    if (!region || !s)
         return;
-    region->addSquare(cursor->rect().intersected(s->sceneRect()).toRect());
+    region->addRects(m_brush->pixels(from, to, s->sceneRect(), Brush::Cover::Nearest));
 }
 
 void FreehandTool::mousePressEvent(QMouseEvent* event) {
     Scene* s = scene();
     const Label* label = currentLabel();
     if (s && label && event->button() == Qt::LeftButton) {
-        m_brush->placeCursor(scenePos(event));
+        const QPointF at = scenePos(event);
+        m_brush->placeCursor(at);
         if (!m_region) {
             auto* region = new FreehandRegion;
             // Shown while painted, but no part of the annotation until the release.
@@ -86,15 +90,19 @@ void FreehandTool::mousePressEvent(QMouseEvent* event) {
             s->addLabelItem(region, label);
             m_region.reset(region);
         }
-        stamp();
+        stamp(at, at);
+        m_last = at;
     }
     Tool::mousePressEvent(event);
 }
 
 void FreehandTool::mouseMoveEvent(QMouseEvent* event) {
     if (scene()) {
-        m_brush->placeCursor(scenePos(event));
-        stamp();
+        const QPointF at = scenePos(event);
+        m_brush->placeCursor(at);
+        // Along the whole way from the last position: a fast stroke leaves no gaps.
+        stamp(m_last, at);
+        m_last = at;
     }
     Tool::mouseMoveEvent(event);
 }

@@ -2,16 +2,22 @@
 #include "ToolTestSupport.h"
 #include "scene/GraticuleItem.h"
 #include "scene/MaskItem.h"
+#include "tools/Brush.h"
 #include "tools/EraseTool.h"
 #include "tools/FastReassignTool.h"
 #include "tools/FreehandRegion.h"
 #include "tools/FreehandTool.h"
 
+#include <QComboBox>
+#include <QGraphicsEllipseItem>
 #include <QGraphicsPathItem>
 #include <QGraphicsRectItem>
 #include <QPainter>
+#include <QRegion>
 #include <QSpinBox>
 #include <QStyleOptionGraphicsItem>
+#include <cmath>
+#include <deque>
 
 using namespace pxmtest;
 
@@ -51,17 +57,43 @@ protected:
         ASSERT_NE(scene()->maskItem(), nullptr);
     }
     int maskAt(int x, int y) const { return scene()->maskItem()->value(QPoint(x, y)); }
+    /// The shown (labelled, unerased) mask pixels; none without a mask.
+    std::vector<bool> maskPixels() const {
+        std::vector<bool> shown;
+        if (scene()->maskItem())
+            for (int i = 0; i < 200 * 200; ++i)
+                shown.push_back(maskAt(i % 200, i / 200) != 0);
+        return shown;
+    }
 };
 
-TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelSquaresInsideTheScene) {
+/// True when every subpath is a closed axis-parallel rectangle on whole pixels, the only
+/// outline painting makes (the project reader picks old files' fill rule by it).
+bool onlyPixelRectangles(const QPainterPath& path) {
+    for (int i = 0; i < path.elementCount(); ++i) {
+        const QPointF p = path.elementAt(i), before = path.elementAt(std::max(0, i - 1));
+        if (path.elementAt(i).type != (i % 5 ? QPainterPath::LineToElement : QPainterPath::MoveToElement) ||
+            p != QPointF(p.toPoint()) || (i % 5 && p.x() != before.x() && p.y() != before.y()) ||
+            (i % 5 == 4 && p != QPointF(path.elementAt(i - 4))))
+            return false;
+    }
+    return path.elementCount() % 5 == 0;
+}
+
+TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene) {
     auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 10);
     const QStringList before = snapshot();
     // Along the bottom right corner and beyond it.
     press({185.3, 190.6});
     EXPECT_TRUE(snapshot().isEmpty()) << "the stroke under way is not part of the annotation";
+    ASSERT_NE(tool->region(), nullptr);
+    // A press stamps the brush rectangle clipped to the scene, rounded to whole pixels.
+    QPainterPath single;
+    single.setFillRule(Qt::WindingFill);
+    single.addRect(QRectF(180.3, 185.6, 10, 10).toRect());
+    EXPECT_EQ(tool->region()->path(), single);
     for (const QPointF p : {QPointF(192, 196), QPointF(198.2, 199.5), QPointF(230, 240), QPointF(199.9, 150)})
         move(p, Qt::LeftButton);
-    ASSERT_NE(tool->region(), nullptr);
     EXPECT_EQ(stack()->count(), 0);
     release({199.9, 150});
     EXPECT_EQ(tool->region(), nullptr);
@@ -69,18 +101,10 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelSquaresInsideTheScene) {
     ASSERT_EQ(regions().size(), 1);
     const QPainterPath path = regions().first()->path();
     EXPECT_EQ(path.fillRule(), Qt::WindingFill);
+    EXPECT_TRUE(onlyPixelRectangles(path));
     EXPECT_TRUE(QRectF(0, 0, 200, 200).contains(path.boundingRect())) << "never beyond the scene";
-    // Each square is the brush rectangle clipped to the scene, rounded to whole pixels.
-    QPainterPath expected;
-    expected.setFillRule(Qt::WindingFill);
-    for (const QPointF c : {QPointF(185.3, 190.6), QPointF(192, 196), QPointF(198.2, 199.5),
-                            QPointF(230, 240), QPointF(199.9, 150)}) {
-        QRectF r(0, 0, 10, 10);
-        r.moveCenter(c);
-        expected.addRect(r.intersected(QRectF(0, 0, 200, 200)).toRect());
-    }
-    EXPECT_EQ(path, expected);
     EXPECT_TRUE(path.contains(QPointF(199.5, 199.5)));
+    EXPECT_TRUE(path.contains(QPointF(199.5, 160.5))) << "on the way back from beyond the scene";
     EXPECT_FALSE(path.contains(QPointF(150, 150)));
     EXPECT_EQ(regions().first()->pen().style(), Qt::NoPen);
     EXPECT_EQ(pxm::labelIdOf(regions().first()), label->id());
@@ -88,7 +112,7 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelSquaresInsideTheScene) {
     const QStringList after = snapshot();
     EXPECT_NE(after, before);
     expectUndoRedo(*this, before, after);
-    EXPECT_EQ(regions().first()->path(), expected);
+    EXPECT_EQ(regions().first()->path(), path);
 }
 
 /// The item painted into a white picture at a zoom, clipped to the exposed scene rectangle
@@ -148,6 +172,174 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
     EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 300, 300)), paintItem(reference, 1, QRectF(0, 0, 300, 300)));
 }
 
+std::vector<bool> minus(std::vector<bool> a, const std::vector<bool>& b) {
+    for (std::size_t i = 0; i < a.size(); ++i)
+        a[i] = a[i] && !b[i];
+    return a;
+}
+
+/// The pixels of the 200 x 200 image whose centres a path covers, row by row.
+std::vector<bool> pixelsOf(const QPainterPath& path) {
+    QImage picture(200, 200, QImage::Format_Grayscale8);
+    picture.fill(0);
+    QPainter(&picture).fillPath(path, Qt::white);
+    std::vector<bool> covered;
+    for (int i = 0; i < 200 * 200; ++i)
+        covered.push_back(picture.constScanLine(i / 200)[i % 200] != 0);
+    return covered;
+}
+
+/// Expects the pixels a stroke changed to be one 4-connected piece that holds every pixel
+/// the pointer's polyline crosses (those in `within`, when given) and nothing farther from
+/// it than `reach`. A brush a pixel wide need only hold the pixels under the pointer.
+void expectContinuous(const std::vector<bool>& stroke, const QVector<QPointF>& line, double reach,
+                      const std::vector<bool>* within = nullptr, bool thin = false) {
+    std::vector<int> crossed;
+    for (int i = 1; i < line.size(); ++i)
+        for (double t = 0; t <= 1; t += thin ? 1 : 0.005) {
+            const QPointF p = line[i - 1] + t * (line[i] - line[i - 1]);
+            if (!within || (*within)[int(p.x()) + 200 * int(p.y())])
+                crossed.push_back(int(p.x()) + 200 * int(p.y()));
+        }
+    ASSERT_FALSE(crossed.empty());
+    std::vector<bool> reached(stroke.size());
+    std::deque<int> queue{crossed.front()};
+    for (; !queue.empty(); queue.pop_front()) {
+        const int i = queue.front(), x = i % 200, y = i / 200;
+        if (!stroke[i] || reached[i])
+            continue;
+        reached[i] = true;
+        for (const QPoint& n : {QPoint(x - 1, y), QPoint(x + 1, y), QPoint(x, y - 1), QPoint(x, y + 1)})
+            if (QRect(0, 0, 200, 200).contains(n))
+                queue.push_back(n.x() + 200 * n.y());
+    }
+    EXPECT_EQ(reached, stroke) << "one 4-connected piece";
+    for (const int i : crossed)
+        ASSERT_TRUE(reached[i]) << "gap at " << i % 200 << "," << i / 200;
+    QPainterPath polyline(line.first());
+    for (const QPointF& p : line)
+        polyline.lineTo(p);
+    QPainterPathStroker near;
+    near.setWidth(2 * reach);
+    near.setCapStyle(Qt::RoundCap);
+    near.setJoinStyle(Qt::RoundJoin);
+    EXPECT_EQ(minus(stroke, pixelsOf(near.createStroke(polyline))), std::vector<bool>(stroke.size()))
+        << "nothing beyond the brush's reach";
+}
+
+struct StrokeCase {
+    pxm::ToolType tool;
+    const char* shape;
+    int width;
+};
+
+// Names the case, in test names and failures alike.
+void PrintTo(const StrokeCase& c, std::ostream* os) {
+    *os << (c.tool == pxm::ToolType::Eraser ? "Eraser" : "Freehand") << c.shape << c.width;
+}
+
+class BrushStrokeTest : public PixelToolTest, public ::testing::WithParamInterface<StrokeCase> {};
+
+TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
+    const StrokeCase c = GetParam();
+    const bool erasing = c.tool == pxm::ToolType::Eraser;
+    // 20 px per move, neither along an axis nor diagonal; checked against the scene points
+    // the tool gets from the viewport's whole pixels.
+    QVector<QPointF> line;
+    for (int i = 0; i <= 8; ++i)
+        line << view->mapToScene(at(QPointF(20.3 + 16 * i, 30.6 + 12 * i)));
+    QGraphicsPathItem* region = nullptr;
+    if (erasing) {
+        setMask(QRect(0, 0, 200, 200), 2);
+        useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 150);
+        click({100, 100});
+        ASSERT_EQ(regions().size(), 1);
+        region = regions().first();
+    }
+    project.setSetting(QString(erasing ? "EraserTool" : "FreehandTool") + ".brushShape", c.shape);
+    useTool<pxm::Tool>(c.tool, c.width);
+    const QPainterPath pathBefore = region ? region->path() : QPainterPath();
+    const std::vector<bool> maskBefore = maskPixels();
+    const int steps = stack()->count();
+    press(line.first());
+    for (const QPointF& p : line.mid(1))
+        move(p, Qt::LeftButton);
+    release(line.last());
+    ASSERT_EQ(stack()->count(), steps + 1) << "one stroke, one undo step";
+    if (erasing) {
+        const std::vector<bool> painted = pixelsOf(pathBefore);
+        expectContinuous(minus(painted, pixelsOf(region->path())), line, c.width + 1.5, &painted);
+        expectContinuous(minus(maskBefore, maskPixels()), line, c.width + 1.5);
+    } else {
+        ASSERT_EQ(regions().size(), 1);
+        region = regions().first();
+        EXPECT_TRUE(onlyPixelRectangles(region->path()));
+        expectContinuous(pixelsOf(region->path()), line, c.width + 1.5, nullptr, c.width == 1);
+    }
+    const QPainterPath pathAfter = region->path();
+    const std::vector<bool> maskAfter = maskPixels();
+    const QStringList after = snapshot();
+    for (int round = 0; round < 2; ++round) {
+        stack()->undo();
+        EXPECT_EQ(erasing ? region->path() : QPainterPath(), pathBefore);
+        EXPECT_EQ(regions().size(), erasing ? 1 : 0);
+        EXPECT_EQ(maskPixels(), maskBefore);
+        if (erasing) {
+            EXPECT_EQ(std::count(image->eraseOverlay()->data(), image->eraseOverlay()->data() + 40000, 0),
+                      40000);
+        }
+        stack()->redo();
+        EXPECT_EQ(region->path(), pathAfter);
+        EXPECT_EQ(maskPixels(), maskAfter);
+        EXPECT_EQ(snapshot(), after);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(ToolsAndShapes, BrushStrokeTest,
+                         ::testing::Values(StrokeCase{pxm::ToolType::Freehand, "Square", 3},
+                                           StrokeCase{pxm::ToolType::Freehand, "Round", 3},
+                                           StrokeCase{pxm::ToolType::Freehand, "Square", 1},
+                                           StrokeCase{pxm::ToolType::Freehand, "Round", 1},
+                                           StrokeCase{pxm::ToolType::Eraser, "Square", 3},
+                                           StrokeCase{pxm::ToolType::Eraser, "Round", 3}),
+                         [](const auto& info) { return testing::PrintToString(info.param); });
+
+TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
+    using Shape = pxm::Brush::Shape;
+    const struct {
+        Shape shape;
+        int width;
+        QPointF from, to;
+        int pixels;
+        QRect bounds;
+        int rectangles;
+    } cases[] = {
+        {Shape::Round, 5, {10.5, 10.5}, {10.5, 10.5}, 21, QRect(8, 8, 5, 5), 3}, // 5 x 5 less the corners
+        // No pixel centre within half a pixel: the pixel under the pointer.
+        {Shape::Round, 1, {10, 10}, {10, 10}, 1, QRect(10, 10, 1, 1), 1},
+        {Shape::Round, 5, {1, 1}, {1, 1}, 9, QRect(0, 0, 3, 3), 1}, // cut by the image's corner
+        // Along a row: one rectangle per run of rows with equal columns; a square covers
+        // every pixel it meets.
+        {Shape::Round, 5, {20.5, 50.5}, {120.5, 50.5}, 521, QRect(18, 48, 105, 5), 3},
+        {Shape::Square, 3, {20.5, 50.5}, {120.5, 50.5}, 416, QRect(19, 49, 104, 4), 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << " at " << c.from.x() << "," << c.from.y());
+        const QVector<QRect> rects = pxm::Brush::strokePixels(
+            c.shape, c.width, c.from, c.to, QRectF(0, 0, 200, 200), pxm::Brush::Cover::Touched);
+        QRegion covered;
+        int area = 0;
+        for (const QRect& r : rects) {
+            EXPECT_FALSE(covered.intersects(r)) << "disjoint";
+            covered += r;
+            area += r.width() * r.height();
+        }
+        EXPECT_EQ(area, c.pixels);
+        EXPECT_EQ(covered.boundingRect(), c.bounds);
+        EXPECT_EQ(rects.size(), c.rectangles);
+    }
+}
+
 TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 4);
     press({50, 50});
@@ -203,6 +395,23 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
     EXPECT_EQ(tool->widthSpinBox()->value(), 99);
     project.setSetting("FreehandTool.brushWidth", "junk");
     EXPECT_EQ(tool->brushWidth(), 1);
+
+    // The shape box writes the tool's own setting and follows it; round shows a disc.
+    const auto disc = [tool] {
+        return qgraphicsitem_cast<QGraphicsEllipseItem*>(tool->brushCursor()->childItems().last());
+    };
+    QComboBox* shapes = tool->shapeComboBox();
+    EXPECT_EQ(shapes->currentData().toString(), "Square");
+    shapes->setCurrentIndex(shapes->findData("Round"));
+    EXPECT_EQ(project.setting("FreehandTool.brushShape").toString(), "Round");
+    EXPECT_FALSE(project.settings().contains("EraserTool.brushShape"));
+    ASSERT_NE(disc(), nullptr);
+    EXPECT_EQ(disc()->rect(), tool->brushCursor()->rect());
+    EXPECT_EQ(tool->brushCursor()->brush().style(), Qt::NoBrush) << "only the disc shows";
+    project.setSetting("FreehandTool.brushShape", "Square");
+    EXPECT_EQ(shapes->currentData().toString(), "Square");
+    EXPECT_EQ(disc(), nullptr);
+    EXPECT_EQ(tool->brushCursor()->brush().style(), Qt::SolidPattern);
 }
 
 TEST_F(PixelToolTest, CtrlPlusZoomsOnThePressAndWidensTheBrushOnTheRelease) {

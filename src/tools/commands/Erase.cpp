@@ -25,7 +25,46 @@ void Erase::apply(const QRectF& rect) {
     Scene* scene = m_scene.data();
     if (!scene)
         return;
-    const QList<QGraphicsItem*> hit = scene->items(rect, Qt::IntersectsItemShape);
+    cut(scene->items(rect, Qt::IntersectsItemShape), [&rect](const QGraphicsPathItem* region) {
+        QPainterPath cut;
+        if (region->sceneTransform().isIdentity()) {
+            cut.addRect(rect);
+        } else {
+            cut.addPolygon(region->mapFromScene(rect));
+            cut.closeSubpath();
+        }
+        return cut;
+    });
+    if (scene->maskItem()) {
+        m_maskRects << rect;
+        changeMask(rect, true);
+    }
+}
+
+void Erase::apply(const QPolygonF& area, const QVector<QRect>& maskPixels) {
+    m_done = true;
+    Scene* scene = m_scene.data();
+    if (!scene)
+        return;
+    cut(scene->items(area, Qt::IntersectsItemShape), [&area](const QGraphicsPathItem* region) {
+        QPainterPath cut;
+        cut.addPolygon(region->sceneTransform().isIdentity() ? area : region->mapFromScene(area));
+        cut.closeSubpath();
+        return cut;
+    });
+    if (!scene->maskItem())
+        return;
+    for (const QRect& pixels : maskPixels) {
+        // The pixels' inner part: whole-pixel rounding of the overlay maps it onto exactly them.
+        const QRectF inner = QRectF(pixels).adjusted(0.25, 0.25, -0.25, -0.25);
+        m_maskRects << inner;
+        changeMask(inner, true);
+    }
+}
+
+void Erase::cut(const QList<QGraphicsItem*>& hit,
+                const std::function<QPainterPath(const QGraphicsPathItem*)>& areaIn) {
+    Scene* scene = m_scene.data();
     for (QGraphicsItem* item : hit) {
         if (!isLabelItem(item))
             continue;
@@ -35,14 +74,7 @@ void Erase::apply(const QRectF& rect) {
             continue;
         }
         auto* region = static_cast<QGraphicsPathItem*>(item);
-        QPainterPath cut;
-        if (region->sceneTransform().isIdentity()) {
-            cut.addRect(rect);
-        } else {
-            cut.addPolygon(region->mapFromScene(rect));
-            cut.closeSubpath();
-        }
-        const QPainterPath after = region->path().subtracted(cut).simplified();
+        const QPainterPath after = region->path().subtracted(areaIn(region)).simplified();
         auto change = m_paths.find(item);
         if (change == m_paths.end())
             change = m_paths.insert(item, {region->path(), QPainterPath()});
@@ -53,10 +85,6 @@ void Erase::apply(const QRectF& rect) {
         } else {
             region->setPath(after);
         }
-    }
-    if (scene->maskItem()) {
-        m_maskRects << rect;
-        changeMask(rect, true);
     }
 }
 

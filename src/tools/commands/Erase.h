@@ -5,11 +5,16 @@
 #include <QList>
 #include <QPainterPath>
 #include <QPointer>
+#include <QPolygonF>
+#include <QRect>
 #include <QRectF>
 #include <QSet>
 #include <QUndoCommand>
+#include <QVector>
+#include <functional>
 
 class QGraphicsItem;
+class QGraphicsPathItem;
 
 namespace pxm {
 class Scene;
@@ -17,9 +22,9 @@ class Scene;
 
 namespace pxm::commands {
 
-/// One brush square of an eraser stroke: painted regions get the square cut out, every
-/// other label shape it touches is removed whole, and the scene's mask has the square's
-/// pixels cleared through the erase overlay.
+/// One step of an eraser stroke, the brush at the press or its way since the last position:
+/// painted regions get the area cut out, every other label shape it touches is removed
+/// whole, and the scene's mask has the pixels under it cleared through the erase overlay.
 ///
 /// The tool applies the command and then pushes it; the first redo, which the push runs,
 /// finds the work done and changes nothing. Removed shapes belong to the command while
@@ -29,8 +34,12 @@ public:
     explicit Erase(Scene* scene, QUndoCommand* parent = nullptr);
     ~Erase() override;
 
-    /// Erases the rectangle (scene coordinates) and records what it changed.
+    /// Erases the rectangle (scene coordinates) and records what it changed; the mask loses
+    /// every pixel the rectangle meets.
     void apply(const QRectF& rect);
+    /// Erases a scene polygon from the shapes, with one cut per region, and the whole
+    /// pixels of the rectangles from the mask; records what it changed.
+    void apply(const QPolygonF& area, const QVector<QRect>& maskPixels);
 
     void redo() override;
     void undo() override;
@@ -45,6 +54,10 @@ private:
         QPainterPath before; ///< the region's path before the first cut
         QPainterPath after;  ///< and after the last
     };
+    /// Removes the hit label shapes, or cuts the area (in the region's coordinates) out of
+    /// painted regions.
+    void cut(const QList<QGraphicsItem*>& hit,
+             const std::function<QPainterPath(const QGraphicsPathItem*)>& areaIn);
     void changeMask(const QRectF& rect, bool erase) const;
 
     QPointer<Scene> m_scene;
