@@ -58,6 +58,8 @@ int run(int argc, char** argv) {
     CCatchingApplication app(argc, argv);
     QCoreApplication::setApplicationVersion(QString::number(1));
     QCoreApplication::setApplicationName(QString("Lumarka").toLower());
+    // Desktops pair the windows with the installed desktop entry by this name.
+    QGuiApplication::setDesktopFileName(QStringLiteral("pixmarker"));
     QGuiApplication::setApplicationDisplayName("Lumarka");
 
     // Declared before the windows so that the windows, which show them, go first.

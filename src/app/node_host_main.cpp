@@ -189,6 +189,10 @@ Options parseArguments(int argc, char** argv) {
     if (!parser.parse(arguments))
         throw HostError{local(parser.errorText()), BadArguments};
     if (parser.isSet(help)) {
+        // The help names the program after the application object's arguments, which must
+        // exist by then; the window's application comes later, only when a node runs.
+        int count = argc;
+        const QCoreApplication application(count, argv);
         std::cout << local(parser.helpText()) << std::flush;
         throw HostError{{}, Ok};
     }

@@ -118,6 +118,10 @@ TEST_F(NodeHostTest, DescribesTheNode) {
         EXPECT_TRUE(lines.contains(line)) << line.toStdString() << "\n" << out.toStdString();
     ASSERT_EQ(run({"--describe", "--keep-workspace"}), 0);
     EXPECT_TRUE(out.contains("\nparameters/keep_workspace = true\n")) << out.toStdString();
+    // The usage needs no window and names every option.
+    ASSERT_EQ(run({"--help"}), 0) << err.toStdString();
+    for (const char* option : {"--describe", "--close-after <ms>", "--output-labels <file>"})
+        EXPECT_TRUE(out.contains(option)) << option;
 }
 
 TEST_F(NodeHostTest, BadInputEndsWithTheNodesMessage) {
