@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "model/Project.h"
 #include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/MaskItem.h"
+#include "scene/Scene.h"
+#include "support/TestSupport.h"
 #include "scene/LabeledImage.h"
 #include "scene/SceneTestSupport.h"
 #include "tools/View.h"
@@ -10,6 +14,8 @@
 #include <QApplication>
 #include <QMouseEvent>
 #include <QTimer>
+#include <QUndoStack>
+#include <algorithm>
 #include <gtest/gtest.h>
 
 // A plug-in may drop its project while the window still exists: the window, its view and
@@ -69,4 +75,52 @@ TEST(MainWindowLifetime, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     exportAction->trigger();
     EXPECT_EQ(itemsDuringExport, plain);
     EXPECT_EQ(view->toolType(), pxm::ToolType::Ruler);
+}
+
+// An eraser stroke undone while another image is shown reaches its image all the same,
+// through the files its mask and erasures were swapped out to; the window is clean exactly
+// when the stack is.
+TEST(MainWindowLifetime, UndoReachesAnImageThatIsNotShown) {
+    pxmtest::TempDir dir;
+    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 16, 1));
+    std::fill(pixels.data(), pixels.data() + 256, uint8_t(1));
+    for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
+        KYVO::CImageIo2::Save(dir.path(name).toStdString(), pixels);
+    pxm::Project project;
+    project.createLabel();
+    for (const char* name : {"a.pgm", "b.pgm"}) {
+        auto* image = new pxm::LabeledImage(&project);
+        image->setImagePath(dir.path(name));
+        project.addImage(image);
+    }
+    pxm::LabeledImage* first = project.images()[0];
+    first->setMaskPath(dir.path("a_mask.pgm"));
+    project.setPath(dir.path("p.json"));
+    pxm::MainWindow window(nullptr, false);
+    window.setProject(&project);
+    window.resize(800, 600);
+    window.show();
+    QApplication::processEvents();
+    pxm::View* view = window.view();
+    view->setTool(pxm::ToolType::Eraser);
+    const QPoint at = view->mapFromScene(QPointF(5.5, 5.5));
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(view->viewport(), &event);
+    }
+    ASSERT_NE(first->scene(0)->maskItem(), nullptr);
+    ASSERT_EQ(first->scene(0)->maskItem()->value(QPoint(5, 5)), 0) << "erased";
+    EXPECT_TRUE(window.windowTitle().endsWith('*'));
+
+    project.setCurrentImageIndex(1);
+    QApplication::processEvents();
+    EXPECT_EQ(first->mask(), nullptr) << "the unchanged mask is let go while not shown";
+    project.undoStack()->undo();
+    EXPECT_TRUE(project.undoStack()->isClean());
+    EXPECT_FALSE(window.windowTitle().endsWith('*'));
+    project.setCurrentImageIndex(0);
+    QApplication::processEvents();
+    ASSERT_NE(first->scene(0)->maskItem(), nullptr);
+    EXPECT_EQ(first->scene(0)->maskItem()->value(QPoint(5, 5)), 1) << "the erasure is undone";
 }

@@ -17,10 +17,16 @@ template <typename Act> void MaskItemFlood::withItem(Act act) const {
     const Scene* scene = m_image->scene(int(m_zLayer));
     if (MaskItem* item = scene ? scene->maskItem() : nullptr) {
         act(item);
-    } else if (m_image->mask()) {
-        MaskItem detached(m_image.data(), m_zLayer);
+        return;
+    }
+    // Not shown: a mask saved since may have been dropped, to be read again when pinned.
+    LabeledImage* image = m_image.data();
+    image->incUsage();
+    if (image->mask()) {
+        MaskItem detached(image, m_zLayer);
         act(&detached);
     }
+    image->decUsage();
 }
 
 void MaskItemFlood::redo() {

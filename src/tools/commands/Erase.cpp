@@ -89,18 +89,37 @@ void Erase::cut(const QList<QGraphicsItem*>& hit,
 }
 
 void Erase::changeMask(const QRectF& rect, bool erase) const {
+    changeMasks({rect}, erase);
+}
+
+void Erase::changeMasks(const QList<QRectF>& rects, bool erase) const {
     Scene* scene = m_scene.data();
-    if (!scene)
+    if (!scene || rects.isEmpty())
         return;
+    auto change = [&rects, erase](MaskItem* item) {
+        if (erase) {
+            for (const QRectF& rect : rects)
+                item->erase(rect);
+        } else {
+            for (auto it = rects.crbegin(); it != rects.crend(); ++it)
+                item->unerase(*it);
+        }
+    };
     if (MaskItem* item = scene->maskItem()) {
-        erase ? item->erase(rect) : item->unerase(rect);
+        change(item);
         return;
     }
-    // The scene was swapped out since: the overlay is still the labeled image's.
-    if (!scene->image() || !scene->image()->mask())
+    // Another image is shown: this one's mask and overlay may be swapped out to their files.
+    // Pinned, they are in memory; let go, the changed overlay goes back to its file.
+    LabeledImage* image = scene->image();
+    if (!image)
         return;
-    MaskItem detached(scene->image(), scene->zLayer());
-    erase ? detached.erase(rect) : detached.unerase(rect);
+    image->incUsage();
+    if (image->mask()) {
+        MaskItem detached(image, scene->zLayer());
+        change(&detached);
+    }
+    image->decUsage();
 }
 
 void Erase::redo() {
@@ -113,8 +132,7 @@ void Erase::redo() {
     for (QGraphicsItem* item : qAsConst(m_removed))
         if (item->scene() == scene)
             scene->removeItem(item);
-    for (const QRectF& rect : qAsConst(m_maskRects))
-        changeMask(rect, true);
+    changeMasks(m_maskRects, true);
     m_done = true;
 }
 
@@ -127,8 +145,7 @@ void Erase::undo() {
             scene->addItem(item);
     for (auto it = m_paths.cbegin(); it != m_paths.cend(); ++it)
         static_cast<QGraphicsPathItem*>(it.key())->setPath(it->before);
-    for (auto it = m_maskRects.crbegin(); it != m_maskRects.crend(); ++it)
-        changeMask(*it, false);
+    changeMasks(m_maskRects, false);
     m_done = false;
 }
 

@@ -59,6 +59,9 @@ private:
     void cut(const QList<QGraphicsItem*>& hit,
              const std::function<QPainterPath(const QGraphicsPathItem*)>& areaIn);
     void changeMask(const QRectF& rect, bool erase) const;
+    /// Erases the rectangles in order, or un-erases them in reverse, also while the image is
+    /// not shown.
+    void changeMasks(const QList<QRectF>& rects, bool erase) const;
 
     QPointer<Scene> m_scene;
     QSet<QGraphicsItem*> m_removed;
