@@ -18,12 +18,15 @@ namespace pxm {
 namespace {
 std::atomic<quint64> g_nextIdentity{1};
 
-/// Loads through the platform reader; a failure is logged and gives null.
-KYVO::CImage* loadLogged(const QString& path) {
+/// Loads through the platform reader; a failure is logged, gives null and leaves the
+/// reader's reason in `error` when given.
+KYVO::CImage* loadLogged(const QString& path, QString* error = nullptr) {
     try {
         return KYVO::CImageIo2::Load(path.toLocal8Bit().toStdString());
     } catch (const KYVO::CException& e) {
         qWarning().noquote() << e.what();
+        if (error)
+            *error = QString::fromLocal8Bit(e.what());
     }
     return nullptr;
 }
@@ -142,7 +145,8 @@ void LabeledImage::loadImage(bool /*force*/) {
     const bool hadImage = m_image != nullptr;
     deleteImage();
     m_imageState = ImageState::NotLoaded;
-    if (KYVO::CImage* loaded = loadLogged(m_imagePath)) {
+    m_loadError.clear();
+    if (KYVO::CImage* loaded = loadLogged(m_imagePath, &m_loadError)) {
         setImage(loaded, true);
     } else {
         m_imageState = ImageState::LoadFailed;

@@ -57,6 +57,8 @@ public:
     KYVO::CImage* mask() const { return m_mask; }
     KYVO::CImage* eraseOverlay() const { return m_eraseOverlay.get(); }
     ImageState imageState() const { return m_imageState; }
+    /// Why the image file could not be read the last time it was loaded; empty after success.
+    QString loadError() const { return m_loadError; }
     MaskState maskState() const { return m_maskState; }
     /// True once the loaded mask was edited in memory (a reassign) and not yet saved: such a
     /// mask cannot be brought back from its file, so it is never swapped out.
@@ -126,6 +128,7 @@ private:
     QString m_imagePath;
     KYVO::CImage* m_image = nullptr;
     ImageState m_imageState = ImageState::NotLoaded;
+    QString m_loadError;
     bool m_ownsImage = false;
     QString m_maskPath;
     KYVO::CImage* m_mask = nullptr;

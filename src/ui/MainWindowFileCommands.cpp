@@ -5,6 +5,8 @@
 #include "persistence/ProjectSerializer.h"
 #include "persistence/SerializationError.h"
 #include "platform/CException.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
 #include "plugin/PPixmarker.h"
 #include "scene/LabeledImage.h"
 #include "ui/Autosave.h"
@@ -16,8 +18,10 @@
 #include <QFileInfo>
 #include <QMenu>
 #include <QMessageBox>
+#include <QProgressDialog>
 #include <QUndoStack>
 #include <algorithm>
+#include <memory>
 
 namespace pxm {
 
@@ -199,14 +203,40 @@ void MainWindow::addImageFiles(QStringList paths) {
     if (!m_project || paths.isEmpty())
         return;
     std::sort(paths.begin(), paths.end());
+    // A file that is there but cannot be decoded (random bytes, a truncated PNG) would only
+    // fail later, when shown: it is refused now, with the reader's reason. Missing files are
+    // added as before; the project asks about them when they are shown.
+    QStringList refused;
     QList<LabeledImage*> images;
-    for (const QString& path : paths) {
+    QProgressDialog progress(tr("Checking images..."), tr("Cancel"), 0, int(paths.size()), this);
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(500);
+    for (int i = 0; i < paths.size(); ++i) {
+        const QString& path = paths[i];
+        progress.setValue(i);
+        if (progress.wasCanceled())
+            break;
+        if (QFileInfo(path).isFile()) {
+            try {
+                std::unique_ptr<KYVO::CImage> decoded(KYVO::CImageIo2::Load(path.toLocal8Bit().toStdString()));
+            } catch (const KYVO::CException& e) {
+                refused << tr("%1: %2").arg(path, QString::fromLocal8Bit(e.what()));
+                continue;
+            }
+        }
         auto* image = new LabeledImage(m_project);
         image->setImagePath(path);
         images << image;
     }
+    progress.setValue(int(paths.size()));
+    if (!refused.isEmpty())
+        QMessageBox::warning(this, tr("Image cannot be read"),
+                             tr("These files could not be read and were not added:") + QStringLiteral("\n\n") +
+                                 refused.join(QLatin1Char('\n')));
+    if (images.isEmpty())
+        return;
     auto* command = new commands::AddImages(m_project, images);
-    command->setText(paths.size() == 1 ? tr("Add image") : tr("Add %1 images").arg(paths.size()));
+    command->setText(images.size() == 1 ? tr("Add image") : tr("Add %1 images").arg(images.size()));
     m_project->undoStack()->push(command);
 }
 

@@ -79,7 +79,9 @@ void MainWindow::checkCurrentImageFiles() {
 bool MainWindow::resolveMissingImage(LabeledImage* image) {
     QPointer<LabeledImage> guard(image);
     while (guard && m_project && image == m_project->currentImage() && imageUnreadable(image)) {
-        MissingFileDialog dialog(Kind::Image, image->imagePath(), this);
+        // A file that is there but does not decode is told apart from one that is gone.
+        const QString reason = QFileInfo::exists(image->imagePath()) ? image->loadError() : QString();
+        MissingFileDialog dialog(Kind::Image, image->imagePath(), this, reason);
         dialog.exec();
         switch (dialog.choice()) {
         case Choice::Remove:

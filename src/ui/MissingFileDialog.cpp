@@ -6,9 +6,18 @@
 
 namespace pxm {
 
-MissingFileDialog::MissingFileDialog(Kind kind, const QString& path, QWidget* parent) : QMessageBox(parent) {
+MissingFileDialog::MissingFileDialog(Kind kind, const QString& path, QWidget* parent, const QString& reason)
+    : QMessageBox(parent) {
     setIcon(QMessageBox::Warning);
-    if (kind == Kind::Image) {
+    if (kind == Kind::Image && !reason.isEmpty()) {
+        // The file is there: looking elsewhere for it would not help, but another file might.
+        setObjectName("imageUnreadableDialog");
+        setWindowTitle(tr("Image cannot be read"));
+        setText(tr("The image %1 cannot be read: %2").arg(path, reason));
+        setInformativeText(tr("Choose <b>Remove</b> to take the image out of the project, <b>Select new "
+                              "path.</b> to use another file, or <b>Try again</b> once the file is whole. "
+                              "Removing and a new path can be undone."));
+    } else if (kind == Kind::Image) {
         setObjectName("imageNotFoundDialog");
         setWindowTitle(tr("Image not found"));
         setText(tr("The image could not be loaded from %1.").arg(path));

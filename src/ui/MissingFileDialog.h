@@ -16,7 +16,8 @@ public:
     enum class Kind { Image, Mask };
     enum class Choice { Cancel, Remove, SelectNewPath, TryAgain };
 
-    MissingFileDialog(Kind kind, const QString& path, QWidget* parent = nullptr);
+    /// With a `reason`, the file is there but could not be decoded, and the dialog says why.
+    MissingFileDialog(Kind kind, const QString& path, QWidget* parent = nullptr, const QString& reason = QString());
 
     /// What the user picked; Cancel until a button was clicked.
     Choice choice() const;

@@ -308,6 +308,21 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     // Cancelling adds nothing.
     window.loadImages();
     EXPECT_EQ(project.undoStack()->count(), 1);
+
+    // Files that are there but do not decode are refused with the reader's reason; a missing
+    // file is added, to be asked about when shown.
+    const QString noise = dir.path("noise.png"), cut = dir.path("cut.pgm"), gone = dir.path("gone.pgm");
+    ASSERT_TRUE(pxmtest::writeFile(noise, QByteArray("\x13\x77 not an image at all")));
+    ASSERT_TRUE(pxmtest::writeFile(cut, pxmtest::readFile(writeImage("whole.pgm", 40, 40)).left(30)));
+    files.manyAnswers.push_back({noise, cut, gone});
+    uitest::ModalAnswerer modals;
+    window.loadImages();
+    ASSERT_EQ(modals.seen().size(), 1u);
+    EXPECT_EQ(modals.seen()[0].title, "Image cannot be read");
+    EXPECT_TRUE(modals.seen()[0].text.contains(noise + ": ")) << modals.seen()[0].text.toStdString();
+    EXPECT_TRUE(modals.seen()[0].text.contains(cut + ": "));
+    ASSERT_EQ(project.images().size(), 4);
+    EXPECT_EQ(project.images()[3]->imagePath(), gone);
 }
 
 // A plug-in's project is always saved beside the node's image, with the node's mask path;

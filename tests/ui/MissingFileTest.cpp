@@ -79,7 +79,13 @@ TEST_F(MissingFileTest, SelectNewPathRemembersTheFileAsOneUndoStep) {
 TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
     {
         uitest::ModalAnswerer modals;
-        modals.thenClick("Try again"); // still missing: asked again
+        // The file comes back broken: the next question says why it cannot be read.
+        modals.then([this](QWidget* box) {
+            pxmtest::writeFile(dir.path("gone.pgm"), "P5\n6 2\n255\n");
+            for (QAbstractButton* button : qobject_cast<QMessageBox*>(box)->buttons())
+                if (button->text() == "Try again")
+                    button->click();
+        });
         modals.then([this](QWidget* box) {
             writeImage("gone.pgm", 6, 2);
             for (QAbstractButton* button : qobject_cast<QMessageBox*>(box)->buttons())
@@ -87,7 +93,10 @@ TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
                     button->click();
         });
         showAndAnswer(modals, 2);
-        EXPECT_EQ(modals.seen().size(), 2u);
+        ASSERT_EQ(modals.seen().size(), 2u);
+        EXPECT_EQ(modals.seen()[0].title, "Image not found");
+        EXPECT_EQ(modals.seen()[1].title, "Image cannot be read");
+        EXPECT_TRUE(modals.seen()[1].text.startsWith("The image " + dir.path("gone.pgm") + " cannot be read: "));
         ASSERT_NE(missing->image(), nullptr);
         EXPECT_EQ(missing->width(), 6u);
         EXPECT_EQ(project.undoStack()->count(), 0);
