@@ -278,6 +278,11 @@ int exportProject(const Request& request) {
             ProgressBar::active->clearLine();
         printError(QStringLiteral("Could not write '%1': %2").arg(path, reason));
     });
+    QObject::connect(&worker, &ExportMaskWorker::imageUnreadable, [](const QString& path, const QString& reason) {
+        if (ProgressBar::active)
+            ProgressBar::active->clearLine();
+        printError(QStringLiteral("Cannot read the image '%1': %2").arg(path, reason));
+    });
 
     // Every step ends with a progress report on this thread: the place to look at the signal.
     QObject::connect(&worker, &ExportMaskWorker::progressChanged, [&worker](int) {
@@ -303,6 +308,11 @@ int exportProject(const Request& request) {
         return interrupted("; the files written before stay complete");
     if (worker.failureCount() > 0) {
         printError(QStringLiteral("%1 file(s) could not be written.").arg(worker.failureCount()));
+        return ExportWriteFailed;
+    }
+    // Files made without an image's pixels are not what the user asked for either.
+    if (worker.unreadableCount() > 0) {
+        printError(QStringLiteral("%1 image(s) could not be read.").arg(worker.unreadableCount()));
         return ExportWriteFailed;
     }
     return ExportSucceeded;

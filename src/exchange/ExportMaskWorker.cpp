@@ -101,6 +101,7 @@ void ExportMaskWorker::exportProject() {
     m_currentImage = nullptr;
     m_stopRequested = false;
     m_failures = 0;
+    m_unreadable = 0;
     if (!m_project)
         return;
 
@@ -147,6 +148,12 @@ void ExportMaskWorker::countSkippedImage(const LabeledImage* image) {
 
 bool ExportMaskWorker::exportImage(LabeledImage* image) {
     const Pin<LabeledImage> pin(image);
+    if (!image->image() && !image->imagePath().isEmpty()) {
+        ++m_unreadable;
+        emit imageUnreadable(image->imagePath(), QFileInfo::exists(image->imagePath())
+                                                     ? image->loadError()
+                                                     : tr("the file does not exist"));
+    }
 
     if (m_fullMask) {
         exportFullMask(image);

@@ -67,6 +67,9 @@ public:
     void requestStop() { m_stopRequested.store(true); }
     /// Files the current or last export could not write, of every kind.
     int failureCount() const { return m_failures.load(); }
+    /// Images of the last run whose file was missing or could not be read; what could be
+    /// written without their pixels still was.
+    int unreadableCount() const { return m_unreadable.load(); }
 
     /// The number of steps an export with the current settings counts, without the VGG step
     /// (so with VGG chosen the last progress value is one more than this).
@@ -89,6 +92,8 @@ signals:
     void progressChanged(int progress);
     /// A mask, snapshot or VGG Image Annotator file could not be written; `reason` says why.
     void writeFailed(const QString& path, const QString& reason);
+    /// An image's file is missing or could not be read (`reason` says which).
+    void imageUnreadable(const QString& path, const QString& reason);
 
 protected:
     /// The export loop on the worker's thread.
@@ -132,6 +137,7 @@ private:
     std::atomic<LabeledImage*> m_currentImage{nullptr};
     std::atomic<bool> m_stopRequested{false};
     std::atomic<int> m_failures{0};
+    std::atomic<int> m_unreadable{0};
 };
 
 } // namespace pxm

@@ -140,6 +140,16 @@ TEST(ExportCommand, ExportsAProjectWithoutADisplay) {
     EXPECT_EQ(outcome.exitCode, 4);
     EXPECT_TRUE(outcome.err.contains(blocked + "/one___fullmask.pgm")) << outcome.err.toStdString();
     EXPECT_TRUE(QFileInfo(blocked + "/three___fullmask.okav.gz").isFile());
+
+    // So does an image that is missing or does not decode; the rest is still written.
+    ASSERT_TRUE(QFile::remove(dir.path("one.pgm")));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("three.tiff"), "II*\0 broken"));
+    const QString partial = dir.path("partial");
+    outcome = runExport({project, "-o", partial, "--full-mask"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_TRUE(outcome.err.contains("Cannot read the image '" + dir.path("one.pgm") + "'")) << outcome.err.toStdString();
+    EXPECT_TRUE(outcome.err.contains("Cannot read the image '" + dir.path("three.tiff") + "'"));
+    EXPECT_TRUE(QFileInfo(partial + "/one___fullmask.pgm").isFile());
 }
 
 #endif
