@@ -26,10 +26,10 @@ SettingsDialog::SettingsDialog(Project* project, QWidget* parent) : QDialog(pare
 
     // The pages are taller than many screens; they scroll inside the dialog.
     auto* content = new QWidget;
-    auto* pagesLayout = new QVBoxLayout(content);
+    m_pagesLayout = new QVBoxLayout(content);
     for (SettingsPage* page : m_pages)
-        pagesLayout->addWidget(page);
-    pagesLayout->addStretch();
+        m_pagesLayout->addWidget(page);
+    m_pagesLayout->addStretch();
     auto* scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setWidget(content);
@@ -41,7 +41,13 @@ SettingsDialog::SettingsDialog(Project* project, QWidget* parent) : QDialog(pare
     layout->addWidget(scroll);
     layout->addWidget(buttons);
     resize(700, 720);
+    takeWheelOnlyWhenFocused(this);
     projectToUi();
+}
+
+void SettingsDialog::addPage(QWidget* page) {
+    // Above the stretch that keeps the pages together at the top.
+    m_pagesLayout->insertWidget(m_pagesLayout->count() - 1, page);
 }
 
 void SettingsDialog::projectToUi() {

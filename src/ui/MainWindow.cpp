@@ -18,6 +18,9 @@
 #include "ui/LabelListWidget.h"
 #include "ui/LabelSettingsWidget.h"
 #include "ui/ReannotationDialog.h"
+#include "ui/ShortcutSettings.h"
+#include "ui/ShortcutsPage.h"
+#include "ui/WindowState.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -90,7 +93,7 @@ MainWindow::MainWindow(QWidget* parent, bool standalone)
     buildStatusBar();
     setAcceptDrops(true);
 
-    resize(1200, 600);
+    WindowState::restore(*this);
     updateWindowTitle();
     // Keeps unsaved work in the recovery folder until it is saved or discarded.
     new Autosave(this);
@@ -173,10 +176,7 @@ void MainWindow::buildActions() {
             action->setToolTip(translated(row.toolTip));
         if (row.icon)
             action->setIcon(QIcon(row.icon));
-        if (row.standardKey != QKeySequence::UnknownKey)
-            action->setShortcuts(row.standardKey);
-        else if (row.keys)
-            action->setShortcut(QKeySequence(row.keys));
+        action->setShortcuts(ShortcutSettings::shortcuts(row));
         action->setEnabled(!(row.flags & MainActionRow::Disabled));
         action->setVisible(!(row.flags & MainActionRow::Hidden));
         if (row.flags & MainActionRow::Tool) {
@@ -387,6 +387,7 @@ void MainWindow::showSettingsDialog() {
     if (!m_project)
         return;
     SettingsDialog dialog(m_project, this);
+    ShortcutsPage::addTo(dialog);
     dialog.exec();
 }
 
@@ -415,6 +416,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
+    WindowState::save(*this);
     if (KYVO::CRegistry::Obj().ToStorage(kRegistryName))
         std::cout << "Configuration saving successful.\n" << std::flush;
     else

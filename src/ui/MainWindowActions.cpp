@@ -123,6 +123,14 @@ const QVector<MainActionRow>& MainWindowActions::actions() {
     return table;
 }
 
+QList<QKeySequence> MainWindowActions::defaultShortcuts(const MainActionRow& row) {
+    if (row.standardKey != QKeySequence::UnknownKey)
+        return QKeySequence::keyBindings(row.standardKey);
+    if (row.keys)
+        return {QKeySequence(row.keys)};
+    return {};
+}
+
 const QVector<MainMenuLayout>& MainWindowActions::menus() {
     using A = MainAction;
     using E = MainMenuEntry;

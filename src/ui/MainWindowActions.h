@@ -4,6 +4,7 @@
 #include "tools/ToolType.h"
 
 #include <QKeySequence>
+#include <QList>
 #include <QVector>
 
 namespace pxm {
@@ -90,6 +91,9 @@ class MainWindowActions {
 public:
     /// One row per MainAction, in enum order.
     static const QVector<MainActionRow>& actions();
+    /// The shortcuts `row` has unless the user chose others: the platform's bindings of its
+    /// standard key, its fixed key, or none.
+    static QList<QKeySequence> defaultShortcuts(const MainActionRow& row);
     /// The menus in menu-bar order.
     static const QVector<MainMenuLayout>& menus();
     /// The entries of the "Import" submenu.
