@@ -5,7 +5,11 @@
 #include "model/SettingsKeys.h"
 #include "platform/CRegistry.h"
 
+#include <QAbstractSpinBox>
+#include <QComboBox>
+#include <QEvent>
 #include <QScopedValueRollback>
+#include <QSlider>
 
 namespace pxm {
 
@@ -18,7 +22,52 @@ const SettingKey* findKey(const QString& projectKey) {
     return nullptr;
 }
 
+// Turns wheel events away from the widgets it filters unless they have the focus; ignored,
+// the event goes on to the parent, which scrolls. Installed on the root as well, it guards the
+// widgets of pages added after it was made when the root is shown.
+class WheelGuard : public QObject {
+public:
+    explicit WheelGuard(QWidget* root) : QObject(root), m_root(root) {
+        root->installEventFilter(this);
+        guardChildren();
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched == m_root) {
+            if (event->type() == QEvent::Show)
+                guardChildren();
+            return false;
+        }
+        if (event->type() != QEvent::Wheel)
+            return false;
+        auto* widget = qobject_cast<QWidget*>(watched);
+        if (!widget || widget->hasFocus())
+            return false;
+        event->ignore();
+        return true;
+    }
+
+private:
+    void guardChildren() {
+        for (QWidget* widget : m_root->findChildren<QWidget*>()) {
+            if (!qobject_cast<QAbstractSpinBox*>(widget) && !qobject_cast<QSlider*>(widget) &&
+                !qobject_cast<QComboBox*>(widget))
+                continue;
+            widget->setFocusPolicy(Qt::StrongFocus);
+            // Installing again only moves the filter to the front.
+            widget->installEventFilter(this);
+        }
+    }
+
+    QWidget* m_root;
+};
+
 } // namespace
+
+void takeWheelOnlyWhenFocused(QWidget* root) {
+    if (root)
+        new WheelGuard(root);
+}
 
 bool writeSettingToRegistry(const QString& projectKey, const QVariant& value) {
     const SettingKey* key = findKey(projectKey);

@@ -62,6 +62,11 @@ private:
     bool m_updatingUi = false;
 };
 
+/// Lets the spin boxes, sliders and combo boxes under `root` take the mouse wheel only while
+/// they have the focus (and no longer take the focus from it), so that scrolling through the
+/// settings changes no value on the way; the wheel then scrolls what holds them.
+void takeWheelOnlyWhenFocused(QWidget* root);
+
 /// Writes `value` under the registry key that belongs to `projectKey`, converted to the type
 /// the settings table gives it. Keys outside the table are ignored; returns whether it wrote.
 bool writeSettingToRegistry(const QString& projectKey, const QVariant& value);

@@ -6,6 +6,7 @@
 #include "platform/CRegistry.h"
 
 #include <QCheckBox>
+#include <QApplication>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
@@ -14,6 +15,7 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QTest>
+#include <QWheelEvent>
 #include <gtest/gtest.h>
 
 using namespace pxm;
@@ -184,4 +186,48 @@ TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
     Project second;
     EXPECT_EQ(second.setting("View.cameraMode").toString(), "perImage");
     EXPECT_FALSE(second.settings().contains("RectTool.defaultWidth")) << "unchanged values stay per project";
+}
+
+TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
+    Project project;
+    SettingsDialog dialog(&project);
+    dialog.show();
+    QApplication::setActiveWindow(&dialog);
+    const auto wheel = [](QWidget* w, int dy) {
+        const QPointF centre = QRectF(w->rect()).center();
+        QWheelEvent event(centre, QPointF(w->mapToGlobal(centre.toPoint())), QPoint(), QPoint(0, dy), Qt::NoButton, Qt::NoModifier,
+                          Qt::NoScrollPhase, false);
+        QApplication::sendEvent(w, &event);
+    };
+    const auto state = [](QWidget* w) -> QVariant {
+        if (auto* spin = qobject_cast<QAbstractSpinBox*>(w))
+            return spin->text();
+        if (auto* slider = qobject_cast<QSlider*>(w))
+            return slider->value();
+        if (auto* combo = qobject_cast<QComboBox*>(w))
+            return combo->currentIndex();
+        return QVariant();
+    };
+    int guarded = 0;
+    for (QWidget* w : dialog.findChildren<QWidget*>()) {
+        const QVariant before = state(w);
+        if (!before.isValid())
+            continue;
+        ++guarded;
+        SCOPED_TRACE(w->objectName().toStdString());
+        EXPECT_EQ(w->focusPolicy(), Qt::StrongFocus);
+        // Both ways, since a value at one end of its range does not move one of them.
+        for (int dy : {120, -120}) {
+            wheel(w, dy);
+            EXPECT_EQ(state(w), before);
+        }
+    }
+    EXPECT_GE(guarded, 10);
+    EXPECT_FALSE(registry().Has("main"));
+
+    QSpinBox* radius = dialog.findChild<ViewSettings*>()->zoomRadiusBox();
+    radius->setFocus();
+    ASSERT_TRUE(radius->hasFocus());
+    wheel(radius, 120);
+    EXPECT_EQ(radius->value(), 201) << "a focused box still takes the wheel";
 }
