@@ -2,6 +2,7 @@
 #include "tools/AbstractRectTool.h"
 
 #include "model/Project.h"
+#include "model/SettingsKeys.h"
 #include "scene/LabelItems.h"
 #include "scene/Scene.h"
 #include "scene/commands/ItemCommands.h"
@@ -44,19 +45,28 @@ void AbstractRectTool::watchProject() {
         m_settingsConnection = connect(p, &Project::settingsChanged, this, &AbstractRectTool::on_project_settingsChanged);
 }
 
-bool AbstractRectTool::oneClick() const {
+QVariant AbstractRectTool::setting(const char* field) const {
+    // Where the project has no value the settings table's default holds, as in the
+    // settings dialog; the two must never show different values.
+    const QString name = key(field);
+    QVariant fallback;
+    for (const SettingKey& k : settingKeys())
+        if (name == QLatin1String(k.projectKey))
+            fallback = k.defaultValue;
     Project* p = project();
-    return p && p->setting(key(".oneClick")).toBool();
+    return p ? p->setting(name, fallback) : fallback;
+}
+
+bool AbstractRectTool::oneClick() const {
+    return setting(".oneClick").toBool();
 }
 
 int AbstractRectTool::defaultWidth() const {
-    Project* p = project();
-    return std::max(1, p ? p->setting(key(".defaultWidth")).toInt() : 1);
+    return std::max(1, setting(".defaultWidth").toInt());
 }
 
 int AbstractRectTool::defaultHeight() const {
-    Project* p = project();
-    return std::max(1, p ? p->setting(key(".defaultHeight")).toInt() : 1);
+    return std::max(1, setting(".defaultHeight").toInt());
 }
 
 QAbstractGraphicsShapeItem* AbstractRectTool::drawnItem() const {

@@ -63,6 +63,8 @@ private slots:
 
 private:
     QString key(const char* field) const { return m_settingsPrefix + field; }
+    /// The project's value of the field, or its default.
+    QVariant setting(const char* field) const;
     void writeSetting(const char* field, const QVariant& value);
     void buildToolBar();
     void watchProject();

@@ -28,6 +28,17 @@ void CompositeShapeTool::cleanUp() {
     Tool::cleanUp();
 }
 
+void CompositeShapeTool::setScene(Scene* scene) {
+    // No shape of a scene that leaves the view may keep the pointing hand or a watch, and
+    // both sub-tools let go, the inactive one too: the base would only tell the active one.
+    setHovered(nullptr);
+    for (Tool* subTool : {m_creator, m_editor})
+        if (subTool)
+            subTool->setScene(scene);
+    if (activeChild())
+        activeChild()->setActive(false);
+}
+
 void CompositeShapeTool::mouseMoveEvent(QMouseEvent* event) {
     setHovered(nullptr);
     if (!activeChild()) {

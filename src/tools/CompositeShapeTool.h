@@ -20,6 +20,7 @@ public:
     Tool* editor() const { return m_editor; }
 
     void cleanUp() override;
+    void setScene(pxm::Scene* scene) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
 

@@ -7,6 +7,8 @@ namespace pxm {
 
 namespace {
 
+int g_activeCount = 0;
+
 // Paints nothing, has no extent and so is never hit; it only dies with its parent.
 class Sentinel : public QGraphicsItem {
 public:
@@ -14,10 +16,15 @@ public:
         setFlag(QGraphicsItem::ItemHasNoContents);
     }
     ~Sentinel() override {
-        if (m_alive)
+        if (m_alive) {
             *m_alive = false;
+            --g_activeCount;
+        }
     }
-    void release() { m_alive.reset(); }
+    void release() {
+        m_alive.reset();
+        --g_activeCount;
+    }
     QRectF boundingRect() const override { return {}; }
     void paint(QPainter*, const QStyleOptionGraphicsItem*, QWidget*) override {}
 
@@ -46,6 +53,11 @@ void ItemWatch::reset(QGraphicsItem* item) {
         return;
     m_alive = std::make_shared<bool>(true);
     m_sentinel = new Sentinel(item, m_alive);
+    ++g_activeCount;
+}
+
+int ItemWatch::activeCount() {
+    return g_activeCount;
 }
 
 } // namespace pxm

@@ -22,6 +22,9 @@ public:
     /// The item, or null when none is watched or it was destroyed.
     QGraphicsItem* get() const { return m_alive && *m_alive ? m_item : nullptr; }
     explicit operator bool() const { return get() != nullptr; }
+    /// How many watches hold a live item, program-wide: none should outlive the scene their
+    /// item belongs to being shown.
+    static int activeCount();
 
 private:
     QGraphicsItem* m_item = nullptr;

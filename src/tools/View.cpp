@@ -13,6 +13,7 @@
 #include "tools/ToolFactory.h"
 #include "tools/ZoomView.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QKeyEvent>
 #include <QMainWindow>
@@ -164,14 +165,38 @@ void View::applyLastCameraInfo() {
     } else {
         QGraphicsView::resetTransform();
         resetZoomIndex();
-        zoomToFit();
+        // A fit made while the previous camera's scroll bars still take room comes out too
+        // small; fit again until the viewport keeps its size.
+        for (int round = 0; round < 3; ++round) {
+            const QSize before = viewport()->size();
+            zoomToFit();
+            settleScrollBars();
+            if (viewport()->size() == before)
+                break;
+        }
         return;
     }
     QGraphicsView::resetTransform();
     resetZoomIndex();
     setTransform(info.transform);
+    // The scroll values belong to the viewport the new transform gives; set before the
+    // scroll bars appear or vanish, the resize that follows would shift them.
+    settleScrollBars();
     horizontalScrollBar()->setValue(info.horizontalScrollValue);
     verticalScrollBar()->setValue(info.verticalScrollValue);
+}
+
+void View::settleScrollBars() {
+    // The scroll area shows or hides its scroll bars from a queued call after their ranges
+    // change; a layout request does it now. Each change resizes the viewport, which may
+    // change the ranges again.
+    for (int round = 0; round < 3; ++round) {
+        const QSize before = viewport()->size();
+        QEvent request(QEvent::LayoutRequest);
+        QCoreApplication::sendEvent(this, &request);
+        if (viewport()->size() == before)
+            break;
+    }
 }
 
 void View::saveCameraInfo(ViewCameraInfo* viewInfo) {
@@ -258,9 +283,30 @@ void View::mousePressEvent(QMouseEvent* event) {
         Pictor::ZoomToolBarView::mousePressEvent(event);
         return;
     }
-    if (m_tool)
+    if (m_tool) {
         m_tool->mousePressEvent(event);
+        explainIfNoLabel(event);
+    }
     Pictor::ZoomToolBarView::mousePressEvent(event);
+}
+
+bool View::drawsWithoutLabel() const {
+    const bool drawing = m_toolType == ToolType::Rectangle || m_toolType == ToolType::Ellipse ||
+                         m_toolType == ToolType::Polygon || m_toolType == ToolType::Line ||
+                         m_toolType == ToolType::Freehand;
+    return drawing && m_scene && m_project && !m_project->currentLabel();
+}
+
+void View::explainIfNoLabel(const QMouseEvent* event) {
+    // Without a label a drawing tool does nothing at all; a newcomer needs to be told why.
+    if (event->button() != Qt::LeftButton || !drawsWithoutLabel())
+        return;
+    m_noLabelHint = true;
+    emit statusTipChanged(noLabelHint());
+}
+
+QString View::noLabelHint() {
+    return tr("Create or select a label first: shapes are drawn with the current label.");
 }
 
 void View::mouseMoveEvent(QMouseEvent* event) {
@@ -366,6 +412,11 @@ void View::updateStatusTip(const QPoint& viewPos) {
         text = value;
     else
         text = labels;
+    // The pointer readout replaces the status line on every move; the hint stays in front of
+    // it for as long as it holds.
+    m_noLabelHint = m_noLabelHint && drawsWithoutLabel();
+    if (m_noLabelHint)
+        text = text.isEmpty() ? noLabelHint() : noLabelHint() + QStringLiteral(" | ") + text;
     emit statusTipChanged(text);
 }
 

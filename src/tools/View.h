@@ -47,6 +47,8 @@ public:
     /// The camera memory mode in force ("reset", "perImage" or "perProject"); an unknown
     /// stored value is repaired to "perProject".
     QString cameraMode() const;
+    /// What the status line says when a drawing tool is used while no label is current.
+    static QString noLabelHint();
 
 signals:
     void statusTipChanged(QString statusTip);
@@ -80,6 +82,11 @@ private slots:
 
 private:
     void updateStatusTip(const QPoint& viewPos);
+    /// True when the active tool draws shapes but the project has no current label.
+    bool drawsWithoutLabel() const;
+    void explainIfNoLabel(const QMouseEvent* event);
+    /// Lets the scroll bars appear or vanish as their ranges ask, now rather than later.
+    void settleScrollBars();
     void deleteZoomView();
 
     QMainWindow* m_mainWindow = nullptr;
@@ -93,6 +100,8 @@ private:
     QHash<const LabeledImage*, ViewCameraInfo> m_imageCameras;
     ViewCameraInfo m_projectCamera;
     ZoomView* m_zoomView = nullptr;
+    // The no-label hint leads the status text until a label is current or the tool changes.
+    bool m_noLabelHint = false;
     // Middle-button panning.
     bool m_panning = false;
     QPoint m_panLast;

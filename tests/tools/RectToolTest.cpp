@@ -108,6 +108,11 @@ TEST_P(RectToolTest, EscapeAbortsTheDragAndNoLabelDrawsNothing) {
 }
 
 TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
+    // A project without the settings: the default the settings dialog shows, one click.
+    view->setTool(GetParam().type);
+    EXPECT_TRUE(tool()->oneClick());
+    EXPECT_TRUE(tool()->settingsToolBar()->findChild<QCheckBox*>("oneClickModeCheckBox")->isChecked());
+    view->setTool(pxm::ToolType::None);
     useTool(false, 5, 6);
     QToolBar* bar = tool()->settingsToolBar();
     ASSERT_NE(bar, nullptr);

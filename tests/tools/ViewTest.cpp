@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "ToolTestSupport.h"
 
+#include "tools/ItemWatch.h"
 #include "tools/ToolFactory.h"
+#include "tools/Transformation.h"
 #include "tools/ZoomView.h"
 
+#include <QGraphicsLineItem>
+#include <QGraphicsPolygonItem>
 #include <QScrollBar>
 #include <QSignalSpy>
 
@@ -190,6 +194,100 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
     project.setSetting("View.cameraMode", QString("PerImage"));
     EXPECT_EQ(view->cameraMode(), "perProject");
     EXPECT_EQ(project.setting("View.cameraMode").toString(), "perProject");
+}
+
+TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport) {
+    addSecondImage();
+    const auto settle = [] {
+        for (int i = 0; i < 3; ++i)
+            QApplication::processEvents();
+    };
+    // Zoomed in on the first image, none on the second: the scroll bars come and go each trip.
+    project.setSetting("View.cameraMode", QString("perImage"));
+    view->scale(3, 3);
+    settle();
+    view->horizontalScrollBar()->setValue(view->horizontalScrollBar()->minimum() + 17);
+    view->verticalScrollBar()->setValue(view->verticalScrollBar()->minimum() + 9);
+    pxm::ViewCameraInfo start;
+    view->saveCameraInfo(&start);
+    for (int trip = 0; trip < 10; ++trip) {
+        project.setCurrentImageIndex(1);
+        settle();
+        project.setCurrentImageIndex(0);
+        settle();
+    }
+    pxm::ViewCameraInfo end;
+    view->saveCameraInfo(&end);
+    EXPECT_EQ(end.transform, start.transform);
+    EXPECT_EQ(end.horizontalScrollValue, start.horizontalScrollValue);
+    EXPECT_EQ(end.verticalScrollValue, start.verticalScrollValue);
+
+    project.setSetting("View.cameraMode", QString("reset"));
+    project.setCurrentImageIndex(1);
+    settle();
+    view->scale(4, 4);
+    settle();
+    project.setCurrentImageIndex(0);
+    settle();
+    const double fitted = view->transform().m11();
+    view->zoomToFit();
+    settle();
+    EXPECT_DOUBLE_EQ(fitted, view->transform().m11());
+}
+
+TEST_F(ViewTest, ASceneChangeEndsEveryEditAndLeavesNothingOnTheShapes) {
+    addSecondImage();
+    QGraphicsItem* rect = addRect({20, 20, 40, 40}, label);
+    auto* polygon = new QGraphicsPolygonItem(QPolygonF({{100, 20}, {160, 20}, {130, 70}}));
+    scene()->addLabelItem(polygon, label);
+    auto* line = new QGraphicsLineItem(20, 150, 100, 150);
+    scene()->addLabelItem(line, label);
+    struct Case {
+        pxm::ToolType tool;
+        QGraphicsItem* item;
+        QPointF at;
+    };
+    for (const Case& c : {Case{pxm::ToolType::Rectangle, rect, {30, 30}}, Case{pxm::ToolType::Polygon, polygon, {130, 30}},
+                          Case{pxm::ToolType::Line, line, {60, 150}},
+                          Case{pxm::ToolType::Transformation, rect, {30, 30}}}) {
+        SCOPED_TRACE(int(c.tool));
+        view->setTool(c.tool);
+        const auto editing = [&] {
+            if (c.tool == pxm::ToolType::Transformation)
+                return static_cast<pxm::Transformation*>(view->tool())->item() == c.item;
+            return view->tool()->activeChild() != nullptr;
+        };
+        // First only hovered, then edited (twice, so editing works after coming back).
+        for (int round = 0; round < 3; ++round) {
+            move(c.at);
+            if (round > 0)
+                click(c.at);
+            ASSERT_EQ(editing(), round > 0) << "round " << round;
+            project.setCurrentImageIndex(1);
+            EXPECT_TRUE(c.item->childItems().isEmpty()) << "round " << round;
+            EXPECT_EQ(pxm::ItemWatch::activeCount(), 0) << "round " << round;
+            EXPECT_FALSE(editing());
+            project.setCurrentImageIndex(0);
+        }
+    }
+}
+
+TEST_F(ViewTest, DrawingWithoutALabelSaysWhyInTheStatusLine) {
+    project.setCurrentLabel(nullptr);
+    QSignalSpy status(view, &pxm::View::statusTipChanged);
+    const auto hinted = [&] { return status.last().at(0).toString().startsWith(pxm::View::noLabelHint()); };
+    for (pxm::ToolType type : {pxm::ToolType::Ruler, pxm::ToolType::Rectangle, pxm::ToolType::Ellipse,
+                               pxm::ToolType::Polygon, pxm::ToolType::Line, pxm::ToolType::Freehand}) {
+        SCOPED_TRACE(int(type));
+        view->setTool(type);
+        drag({50, 50}, {60, 60});
+        ASSERT_FALSE(status.isEmpty());
+        EXPECT_EQ(hinted(), type != pxm::ToolType::Ruler) << "and it stays over the pointer readout";
+        typeKey(Qt::Key_Escape);
+    }
+    project.setCurrentLabel(label);
+    move({70, 70});
+    EXPECT_FALSE(hinted());
 }
 
 TEST_F(ViewTest, MagnifierRepairsItsSettings) {
