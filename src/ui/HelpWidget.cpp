@@ -63,6 +63,14 @@ HelpWidget::HelpWidget(const QStringList& candidates, QWidget* parent) : QDialog
     resize(600, 800);
 }
 
+void HelpWidget::showEvent(QShowEvent* event) {
+    QDialog::showEvent(event);
+    // Shown from the menu the window is raised but need not become active, nor hold a focus
+    // widget; Escape then closed it only after a click into it.
+    activateWindow();
+    m_browser->setFocus();
+}
+
 void HelpWidget::on_browser_anchorClicked(const QUrl& url) {
     if (url.scheme() == "http" || url.scheme() == "https" || url.scheme() == "mailto") {
         QDesktopServices::openUrl(url);

@@ -6,6 +6,7 @@
 #include <QDialog>
 #include <QStringList>
 
+class QShowEvent;
 class QTextBrowser;
 class QUrl;
 
@@ -31,6 +32,10 @@ public:
     QTextBrowser* textBrowser() const { return m_browser; }
     /// The guide file shown, or empty when none was found.
     QString shownFile() const { return m_shownFile; }
+
+protected:
+    /// Takes the keyboard each time it is shown, so that Escape closes it at once.
+    void showEvent(QShowEvent* event) override;
 
 private slots:
     void on_browser_anchorClicked(const QUrl& url);

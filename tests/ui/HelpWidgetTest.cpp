@@ -5,12 +5,15 @@
 #include "ui/AboutDialog.h"
 #include "ui/PanelTestSupport.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QMainWindow>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSet>
+#include <QTest>
 #include <QTextBrowser>
 #include <gtest/gtest.h>
 
@@ -105,6 +108,18 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     emit help.textBrowser()->anchorClicked(QUrl("mask-import.html"));
     EXPECT_EQ(help.textBrowser()->source(), QUrl("mask-import.html"));
     EXPECT_TRUE(help.textBrowser()->toPlainText().contains("mask", Qt::CaseInsensitive));
+}
+
+TEST(HelpWidget, EscapeClosesItEachTimeItIsShown) {
+    QMainWindow window;
+    auto* help = new HelpWidget(QStringList{":/guide/index.html"}, &window);
+    for (int round = 0; round < 2; ++round) {
+        help->show();
+        // The key goes to the window's focus widget, the text browser, which passes it on.
+        ASSERT_EQ(help->focusWidget(), help->textBrowser()) << "round " << round;
+        QTest::keyClick(help->focusWidget(), Qt::Key_Escape);
+        EXPECT_FALSE(help->isVisible()) << "round " << round;
+    }
 }
 
 TEST(AboutDialog, ShowsIconVersionAndClosesWithItsButton) {
