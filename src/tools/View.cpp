@@ -283,10 +283,8 @@ void View::mousePressEvent(QMouseEvent* event) {
         Pictor::ZoomToolBarView::mousePressEvent(event);
         return;
     }
-    if (m_tool) {
+    if (m_tool)
         m_tool->mousePressEvent(event);
-        explainIfNoLabel(event);
-    }
     Pictor::ZoomToolBarView::mousePressEvent(event);
 }
 
@@ -295,14 +293,6 @@ bool View::drawsWithoutLabel() const {
                          m_toolType == ToolType::Polygon || m_toolType == ToolType::Line ||
                          m_toolType == ToolType::Freehand;
     return drawing && m_scene && m_project && !m_project->currentLabel();
-}
-
-void View::explainIfNoLabel(const QMouseEvent* event) {
-    // Without a label a drawing tool does nothing at all; a newcomer needs to be told why.
-    if (event->button() != Qt::LeftButton || !drawsWithoutLabel())
-        return;
-    m_noLabelHint = true;
-    emit statusTipChanged(noLabelHint());
 }
 
 QString View::noLabelHint() {
@@ -412,10 +402,9 @@ void View::updateStatusTip(const QPoint& viewPos) {
         text = value;
     else
         text = labels;
-    // The pointer readout replaces the status line on every move; the hint stays in front of
-    // it for as long as it holds.
-    m_noLabelHint = m_noLabelHint && drawsWithoutLabel();
-    if (m_noLabelHint)
+    // A drawing tool without a current label draws nothing when pressed; the line says why
+    // while the pointer is over the image, before anyone presses in vain.
+    if (drawsWithoutLabel())
         text = text.isEmpty() ? noLabelHint() : noLabelHint() + QStringLiteral(" | ") + text;
     emit statusTipChanged(text);
 }

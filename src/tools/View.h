@@ -84,7 +84,7 @@ private:
     void updateStatusTip(const QPoint& viewPos);
     /// True when the active tool draws shapes but the project has no current label.
     bool drawsWithoutLabel() const;
-    void explainIfNoLabel(const QMouseEvent* event);
+
     /// Lets the scroll bars appear or vanish as their ranges ask, now rather than later.
     void settleScrollBars();
     void deleteZoomView();
@@ -101,7 +101,6 @@ private:
     ViewCameraInfo m_projectCamera;
     ZoomView* m_zoomView = nullptr;
     // The no-label hint leads the status text until a label is current or the tool changes.
-    bool m_noLabelHint = false;
     // Middle-button panning.
     bool m_panning = false;
     QPoint m_panLast;

@@ -340,8 +340,14 @@ void MainWindow::updateImageDependentActions() {
     const bool hasImage = m_project && m_project->currentImage();
     m_toolGroup->setEnabled(hasImage);
     action(MainAction::ImportMask)->setEnabled(hasImage);
-    // Reannotation steps through a mask's shapes: offered only where there is a mask.
-    action(MainAction::Reannotation)->setEnabled(hasImage && ReannotationDialog::hasMask(m_project));
+    // Reannotation steps through a mask's shapes: offered only where there is a mask, and a
+    // greyed-out action says why.
+    QAction* reannotation = action(MainAction::Reannotation);
+    const bool hasMask = hasImage && ReannotationDialog::hasMask(m_project);
+    reannotation->setEnabled(hasMask);
+    reannotation->setToolTip(hasMask ? tr("Open window for reannotation.")
+                                     : tr("Open window for reannotation. Needs a loaded label mask: the shown "
+                                          "image has none (import one with Import > Mask)."));
     m_zoomToolBar->setEnabled(hasImage);
 }
 
@@ -450,6 +456,12 @@ bool MainWindow::confirmClose() {
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     showCurrentScene();
+    // Space and Backspace step through the images from the first key press on; the view can
+    // take the focus only once it shows a scene.
+    if (!m_focusGiven && m_view->isEnabled()) {
+        m_focusGiven = true;
+        m_view->setFocus(Qt::OtherFocusReason);
+    }
     updateSizeStatus();
     if (m_project && m_project->currentImage() && !m_fileCheckQueued) {
         m_fileCheckQueued = true;

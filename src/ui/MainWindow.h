@@ -206,6 +206,7 @@ private:
     bool m_checkingFiles = false;
     bool m_loadingImage = false;
     bool m_fileCheckQueued = false;
+    bool m_focusGiven = false;
     FileDialogs m_fileDialogs;
     ProjectFileGuard m_fileGuard;
 };

@@ -161,7 +161,8 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     pxm::setNodaraReloadHandler(nullptr);
 
     // The reannotation dialog needs a mask on the canvas.
-    QAction* reannotation = find("", "Open window for reannotation.");
+    QAction* reannotation = window->findChild<QAction*>("actionReannotation");
+    ASSERT_NE(reannotation, nullptr);
     reannotation->setEnabled(true);
     reannotation->trigger();
     ASSERT_FALSE(modals.seen().empty());

@@ -53,8 +53,12 @@ TEST(MainWindowLifetime, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     QAction* reannotation = window.findChild<QAction*>("actionReannotation");
     ASSERT_NE(reannotation, nullptr);
     EXPECT_FALSE(reannotation->isEnabled());
+    EXPECT_TRUE(reannotation->toolTip().contains("Needs a loaded label mask")) << "says why it is off";
     image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true, false);
     EXPECT_TRUE(reannotation->isEnabled());
+    EXPECT_FALSE(reannotation->toolTip().contains("Needs"));
+    // The keys that step through images work from the start: the view has the focus.
+    EXPECT_EQ(window.focusWidget(), window.view());
 
     // The ruler's drawing is gone while the export dialog is open, and the ruler comes back.
     pxm::View* view = window.view();
