@@ -19,8 +19,11 @@ enum Outcome {
 struct FuzzTarget {
     /// Names the seed and crash folders (tests/fuzz/seeds/<name>) and selects the target.
     const char* name;
+    /// The scratch file the input is written to; its ending picks the reader.
+    const char* file;
+    int (*read)(const char* file, const std::uint8_t* data, std::size_t size);
     /// Reads data as the file; returns an Outcome. Anything else the reader throws escapes.
-    int (*run)(const std::uint8_t* data, std::size_t size);
+    int run(const std::uint8_t* data, std::size_t size) const { return read(file, data, size); }
 };
 
 /// Every target, in a fixed order.
@@ -32,32 +35,5 @@ const FuzzTarget* findFuzzTarget(const std::string& name);
 /// that hostile sizes are refused before they cost time, and silence from the readers' logs.
 /// Needs the QApplication to exist.
 void setUpFuzzing();
-
-// The targets. Project files, plain and gzip-compressed.
-int fuzzProjectFile(const std::uint8_t* data, std::size_t size);
-int fuzzProjectGzFile(const std::uint8_t* data, std::size_t size);
-// Imports of foreign annotations.
-int fuzzKaroMark(const std::uint8_t* data, std::size_t size);
-int fuzzPascalVoc(const std::uint8_t* data, std::size_t size);
-int fuzzLabelMe(const std::uint8_t* data, std::size_t size);
-// The per-user settings store.
-int fuzzRegistry(const std::uint8_t* data, std::size_t size);
-// Image codecs, each through the file ending that selects it.
-int fuzzNetpbm(const std::uint8_t* data, std::size_t size);
-int fuzzTiff(const std::uint8_t* data, std::size_t size);
-int fuzzPng(const std::uint8_t* data, std::size_t size);
-int fuzzJpeg(const std::uint8_t* data, std::size_t size);
-int fuzzBmp(const std::uint8_t* data, std::size_t size);
-int fuzzGif(const std::uint8_t* data, std::size_t size);
-int fuzzIco(const std::uint8_t* data, std::size_t size);
-int fuzzJp2(const std::uint8_t* data, std::size_t size);
-int fuzzJ2k(const std::uint8_t* data, std::size_t size);
-int fuzzOkav(const std::uint8_t* data, std::size_t size);
-int fuzzOkavGz(const std::uint8_t* data, std::size_t size);
-
-/// Writes data to a file of that name in the scratch directory and returns its path.
-std::string scratchFile(const char* name, const std::uint8_t* data, std::size_t size);
-/// The scratch directory itself.
-std::string scratchDirectory();
 
 } // namespace pxmfuzz

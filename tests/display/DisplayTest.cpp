@@ -1,0 +1,516 @@
+// SPDX-License-Identifier: MIT
+#include "display/CImageInfo.h"
+#include "display/ImageItem.h"
+#include "display/PixelValue.h"
+#include "display/Scene.h"
+#include "display/TileCache.h"
+#include "display/ZoomToolBar.h"
+#include "display/ZoomToolBarView.h"
+#include "platform/CException.h"
+#include "platform/CImage.h"
+
+#include <QAction>
+#include <QGraphicsScene>
+#include <QLabel>
+#include <QPainter>
+#include <QSignalSpy>
+#include <QStyleOptionGraphicsItem>
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <gtest/gtest.h>
+#include <limits>
+#include <vector>
+
+using namespace Pictor;
+
+namespace {
+
+/// Writes `values` voxel after voxel (x fastest, then y, then z) into a new image of `type`.
+template <typename T>
+KYVO::CImage makeImage(KYVO::EnImageType type, const KYVO::CSize& size, const std::vector<T>& values) {
+    KYVO::CImage image(type, size);
+    const std::size_t n = std::min(values.size() * sizeof(T), image.byteCount());
+    if (n)
+        std::memcpy(image.data(), values.data(), n);
+    return image;
+}
+
+struct Expected {
+    double min, max, mean, m;
+    uint64_t count;
+    double sd;
+};
+
+void expectStats(const SliceStatistics& s, const Expected& e) {
+    EXPECT_EQ(s.count, e.count);
+    EXPECT_DOUBLE_EQ(s.min, e.min);
+    EXPECT_DOUBLE_EQ(s.max, e.max);
+    EXPECT_DOUBLE_EQ(s.mean, e.mean);
+    EXPECT_NEAR(s.sumSquaredDeviations, e.m, 1e-9 * std::max(1.0, e.m));
+    EXPECT_NEAR(sampleStandardDeviation(s.sumSquaredDeviations, s.count), e.sd, 1e-9 * std::max(1.0, e.sd));
+}
+
+const QRgb kUntouched = qRgb(255, 0, 255);
+
+/// Paints `item` into a device of `deviceSize` through `transform`, exposing `exposed` (item coordinates).
+QImage paintItem(ImageItem& item, const QRectF& exposed, const QSize& deviceSize,
+                 const QTransform& transform = QTransform()) {
+    QImage device(deviceSize, QImage::Format_RGB32);
+    device.fill(kUntouched);
+    QPainter painter(&device);
+    painter.setWorldTransform(transform);
+    QStyleOptionGraphicsItem option;
+    option.exposedRect = exposed;
+    item.paint(&painter, &option);
+    return device;
+}
+
+QRgb grey(double g) {
+    return qRgb(int(g), int(g), int(g));
+}
+
+int stepIndex(double factor) {
+    const auto& steps = ZoomToolBarView::zoomSteps();
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        if (std::abs(steps[i] - factor) < 1e-12)
+            return int(i);
+    return -2;
+}
+
+} // namespace
+
+// Three 2×2 slices per type; the expected figures are worked out by hand in the comments.
+TEST(ImageInfo, WholeAndPerSliceStatisticsMatchHandComputation) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const KYVO::CSize size(2, 2, 3);
+    struct Case {
+        const char* name;
+        KYVO::CImage image;
+        Expected slices[3];
+        Expected whole;
+    };
+    std::vector<Case> cases;
+    // 8-bit: {1,2,3,4}: mean 2.5, m = 2.25+0.25+0.25+2.25 = 5; {10×4}: m = 0; {0,255,0,255}: mean 127.5,
+    // m = 4·127.5² = 65025. Whole: Σx = 560, Σx² = 130480, m = 130480 − 560²/12 = 104346.67, sd = √(m/11).
+    cases.push_back(
+        {"grey8",
+         makeImage<uint8_t>(KYVO::IMAGE_GREY_8, size, {1, 2, 3, 4, 10, 10, 10, 10, 0, 255, 0, 255}),
+         {{1, 4, 2.5, 5, 4, std::sqrt(5.0 / 3)},
+          {10, 10, 10, 0, 4, 0},
+          {0, 255, 127.5, 65025, 4, std::sqrt(65025.0 / 3)}},
+         {0, 255, 560.0 / 12, 130480 - 560.0 * 560 / 12, 12, std::sqrt((130480 - 560.0 * 560 / 12) / 11)}});
+    // 16-bit: {1000…4000}: mean 2500, m = 2·(1500² + 500²) = 5e6; {65535×4}: m = 0; {0,65535,0,65535}:
+    // m = 4·32767.5². Whole: Σx = 403210, Σx² = 3e7 + 6·65535² = 25799017350.
+    const double m16 = 3e7 + 6.0 * 65535 * 65535 - 403210.0 * 403210 / 12;
+    cases.push_back(
+        {"grey16",
+         makeImage<uint16_t>(KYVO::IMAGE_GREY_16, size,
+                             {1000, 2000, 3000, 4000, 65535, 65535, 65535, 65535, 0, 65535, 0, 65535}),
+         {{1000, 4000, 2500, 5e6, 4, std::sqrt(5e6 / 3)},
+          {65535, 65535, 65535, 0, 4, 0},
+          {0, 65535, 32767.5, 4 * 32767.5 * 32767.5, 4, std::sqrt(4 * 32767.5 * 32767.5 / 3)}},
+         {0, 65535, 403210.0 / 12, m16, 12, std::sqrt(m16 / 11)}});
+    // Float, NaN skipped: {0.5,−1.5,2.5}: mean 0.5, m = 0 + 4 + 4 = 8, sd = 2; {1e6+1…1e6+4}: a large
+    // offset must not cost precision, m = 5; {NaN×4}: nothing counted. Whole over the 7 values:
+    // Σx = 4000011.5, Σx² = 8.75 + 4e12 + 2e7 + 30, m = Σx² − (Σx)²/7.
+    const double sumF = 4000011.5, mF = (8.75 + 4e12 + 2e7 + 30) - sumF * sumF / 7;
+    cases.push_back(
+        {"float",
+         makeImage<float>(KYVO::IMAGE_GREY_F, size,
+                          {0.5f, -1.5f, 2.5f, nan, 1000001, 1000002, 1000003, 1000004, nan, nan, nan, nan}),
+         {{-1.5, 2.5, 0.5, 8, 3, 2},
+          {1000001, 1000004, 1000002.5, 5, 4, std::sqrt(5.0 / 3)},
+          {0, 0, 0, 0, 0, -1}},
+         {-1.5, 1000004, sumF / 7, mF, 7, std::sqrt(mF / 6)}});
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const CImageInfo info = computeImageInfo(c.image);
+        EXPECT_EQ(info.width, 2u);
+        EXPECT_EQ(info.height, 2u);
+        EXPECT_EQ(info.depth, 3u);
+        EXPECT_EQ(info.typeName, QString::fromLatin1(KYVO::ImageTypeName(c.image.type())));
+        ASSERT_EQ(info.slices.size(), 3u);
+        for (int z = 0; z < 3; ++z) {
+            SCOPED_TRACE(z);
+            expectStats(info.slices[std::size_t(z)], c.slices[z]);
+        }
+        expectStats(info.whole(), c.whole);
+    }
+    // RGB counts every channel value: {10,20,30, 40,50,60} → mean 35, m = 2·(25²+15²+5²) = 1750.
+    CImageInfo info = computeImageInfo(
+        makeImage<uint8_t>(KYVO::IMAGE_RGB_8I, KYVO::CSize(2, 1, 1), {10, 20, 30, 40, 50, 60}));
+    EXPECT_EQ(info.typeName, QStringLiteral("IMAGE_RGB_8I"));
+    expectStats(info.whole(), {10, 60, 35, 1750, 6, std::sqrt(1750.0 / 5)});
+    const auto mask = makeImage<uint8_t>(KYVO::IMAGE_BOOL, KYVO::CSize(4, 1, 1), {0, 1, 1, 1});
+    expectStats(computeImageInfo(mask).whole(), {0, 1, 0.75, 0.75, 4, 0.5});
+    // A single value has no sample deviation.
+    EXPECT_EQ(sampleStandardDeviation(0.0, 1), -1.0);
+    info = computeImageInfo(KYVO::CImage(KYVO::IMAGE_GREY_16, KYVO::CSize(0, 5, 2)));
+    EXPECT_EQ(info.count, 0u);
+    EXPECT_EQ(info.slices.size(), 2u);
+    EXPECT_EQ(info.mean, 0.0);
+}
+
+// A volume big enough to be split over threads must give the same figures as a plain two-pass sum.
+TEST(ImageInfo, LargeVolumeMatchesTwoPassReference) {
+    const KYVO::CSize size(256, 256, 70);
+    KYVO::CImage image(KYVO::IMAGE_GREY_16, size);
+    auto* v = reinterpret_cast<uint16_t*>(image.data());
+    uint32_t state = 12345;
+    double total = 0, m = 0;
+    for (std::size_t i = 0; i < size.Elements(); ++i) {
+        state = state * 1664525u + 1013904223u;
+        v[i] = uint16_t((state >> 16) % (1000 + 900 * (i / (size.x * size.y))));
+        total += v[i];
+    }
+    const double mean = total / double(size.Elements());
+    for (std::size_t i = 0; i < size.Elements(); ++i)
+        m += (v[i] - mean) * (v[i] - mean);
+    const CImageInfo info = computeImageInfo(image);
+    ASSERT_EQ(info.slices.size(), size.z);
+    EXPECT_EQ(info.count, size.Elements());
+    EXPECT_NEAR(info.mean, mean, 1e-9 * mean);
+    EXPECT_NEAR(info.sumSquaredDeviations, m, 1e-9 * m);
+    const std::size_t perSlice = size.x * size.y;
+    for (std::size_t z : {std::size_t(0), std::size_t(33), size.z - 1}) {
+        SCOPED_TRACE(z);
+        double s = 0, lo = 65535, hi = 0;
+        for (std::size_t i = z * perSlice; i < (z + 1) * perSlice; ++i) {
+            s += v[i];
+            lo = std::min<double>(lo, v[i]);
+            hi = std::max<double>(hi, v[i]);
+        }
+        EXPECT_EQ(info.slices[z].count, perSlice);
+        EXPECT_DOUBLE_EQ(info.slices[z].mean, s / double(perSlice));
+        EXPECT_EQ(info.slices[z].min, lo);
+        EXPECT_EQ(info.slices[z].max, hi);
+    }
+}
+
+// Every pixel type through an exposed rectangle that crosses tile borders (tiles of 16 on a 40×30 layer).
+TEST(ImageItem, PaintsExposedAreaWithTheRightColours) {
+    const int w = 40, h = 30;
+    const KYVO::CSize size(w, h, 2);
+    std::vector<uint8_t> v8, vb, vrgb;
+    std::vector<uint16_t> v16;
+    std::vector<float> vf;
+    for (int z = 0; z < 2; ++z)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                v8.push_back(uint8_t(50 + x + y)); // 50 … 118 on both layers
+                vb.push_back(uint8_t((x + y) % 2));
+                vrgb.insert(vrgb.end(), {uint8_t(x), uint8_t(y), uint8_t(200 + z)});
+                // Layer 1 holds the volume's extremes: layer 0 must still use the whole-volume window.
+                v16.push_back(z ? uint16_t(x == 0 ? 0 : 65280) : uint16_t(1000 + 1000 * x));
+                vf.push_back(z ? -2.0f : (x == 3 ? std::numeric_limits<float>::quiet_NaN() : float(x) / 4));
+            }
+    // Channel values span 0 … 201 over the volume; all three channels share that range.
+    auto stretch = [](int c) { return int(std::floor(c * 255.0 / 201 + 0.5)); };
+    struct Case {
+        const char* name;
+        KYVO::CImage image;
+        bool normalize;
+        std::function<QRgb(int x, int y)> expected;
+    };
+    std::vector<Case> cases;
+    cases.push_back({"grey8", makeImage(KYVO::IMAGE_GREY_8, size, v8), false,
+                     [](int x, int y) { return grey(50 + x + y); }});
+    cases.push_back({"grey8 normalized", makeImage(KYVO::IMAGE_GREY_8, size, v8), true,
+                     [](int x, int y) { return grey(std::floor((x + y) * 255.0 / 68 + 0.5)); }});
+    cases.push_back({"bool", makeImage(KYVO::IMAGE_BOOL, size, vb), false,
+                     [](int x, int y) { return grey((x + y) % 2 ? 255 : 0); }});
+    cases.push_back({"rgb", makeImage(KYVO::IMAGE_RGB_8I, size, vrgb), false,
+                     [](int x, int y) { return qRgb(x, y, 200); }});
+    cases.push_back({"rgb normalized", makeImage(KYVO::IMAGE_RGB_8I, size, vrgb), true,
+                     [&](int x, int y) { return qRgb(stretch(x), stretch(y), stretch(200)); }});
+    // Window 0 … 65280 = 255·256 of the whole volume.
+    cases.push_back({"grey16", makeImage(KYVO::IMAGE_GREY_16, size, v16), false,
+                     [](int x, int) { return grey(std::floor((1000.0 + 1000 * x) / 256 + 0.5)); }});
+    // Window −2 … 9.75; NaN black.
+    cases.push_back({"float", makeImage(KYVO::IMAGE_GREY_F, size, vf), false, [](int x, int) {
+                         return x == 3 ? grey(0) : grey(std::floor((x / 4.0 + 2) * 255 / 11.75 + 0.5));
+                     }});
+    const QRect exposed(5, 3, 32, 26); // columns 5…36, rows 3…28: tiles (0…2, 0…1)
+    for (Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ImageItem item(&c.image, 0, c.normalize, 16);
+        EXPECT_EQ(item.boundingRect(), QRectF(0, 0, w, h));
+        const QImage out = paintItem(item, exposed, QSize(w, h));
+        int wrong = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const QRgb want = exposed.contains(x, y) ? c.expected(x, y) : kUntouched;
+                if (out.pixel(x, y) != want && wrong++ < 3)
+                    ADD_FAILURE() << "pixel " << x << "," << y << ": " << std::hex << out.pixel(x, y)
+                                  << " not " << want;
+            }
+        EXPECT_EQ(wrong, 0);
+        EXPECT_EQ(item.convertedTileCount(), 6u);
+    }
+}
+
+TEST(ImageItem, ConvertsOnlyTheTilesItNeedsAndCachesThem) {
+    std::vector<uint8_t> values(100 * 70);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        values[i] = uint8_t(i % 251);
+    const auto image = makeImage(KYVO::IMAGE_GREY_8, KYVO::CSize(100, 70, 1), values);
+    ImageItem item(&image, 0, false, 16);
+    EXPECT_EQ(item.convertedTileCount(), 0u);              // nothing before the first paint
+    paintItem(item, QRectF(20, 20, 8, 8), QSize(100, 70)); // inside tile (1, 1)
+    EXPECT_EQ(item.convertedTileCount(), 1u);
+    paintItem(item, QRectF(30, 17, 4, 20), QSize(100, 70)); // tiles (1, 1), (2, 1), (1, 2), (2, 2)
+    EXPECT_EQ(item.convertedTileCount(), 4u);
+    EXPECT_EQ(item.cachedTileCount(), 4u);
+    paintItem(item, QRectF(16, 16, 32, 32), QSize(100, 70)); // the same four again: all cached
+    EXPECT_EQ(item.convertedTileCount(), 4u);
+    // The painter's clip and the device bound the area as well as the exposed rectangle.
+    {
+        QImage device(100, 70, QImage::Format_RGB32);
+        QPainter painter(&device);
+        painter.setClipRect(QRect(90, 50, 5, 5)); // inside tile (5, 3)
+        QStyleOptionGraphicsItem option;
+        option.exposedRect = QRectF(0, 0, 100, 70);
+        item.paint(&painter, &option);
+    }
+    EXPECT_EQ(item.convertedTileCount(), 5u);
+    paintItem(item, QRectF(0, 0, 100, 70), QSize(10, 10)); // only tile (0, 0) reaches the device
+    EXPECT_EQ(item.convertedTileCount(), 6u);
+    // Zoomed out to 1/4 the layer comes from level 2: one coarse tile, sampled at the block middles,
+    // with no gaps between tiles.
+    const QImage small =
+        paintItem(item, QRectF(0, 0, 100, 70), QSize(25, 18), QTransform::fromScale(0.25, 0.25));
+    EXPECT_EQ(item.levelFor(0.25), 2);
+    EXPECT_EQ(item.convertedTileCount(), 10u); // 64-pixel tiles: all 2 × 2
+    for (int y = 0; y < 17; ++y)
+        for (int x = 0; x < 25; ++x)
+            ASSERT_EQ(uint32_t(qRed(small.pixel(x, y))), values[std::size_t((4 * y + 2) * 100 + 4 * x + 2)])
+                << x << "," << y;
+    // At an odd scale with level 0 no device pixel inside the layer stays unpainted at tile seams.
+    const QImage odd = paintItem(item, QRectF(0, 0, 100, 70), QSize(70, 49), QTransform::fromScale(0.7, 0.7));
+    for (int y = 0; y < 49; ++y)
+        for (int x = 0; x < 70; ++x)
+            ASSERT_NE(odd.pixel(x, y), kUntouched) << x << "," << y;
+}
+
+TEST(ImageItem, RejectsBadLayersAndKeepsTheSharedCacheBounded) {
+    const KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 64, 2));
+    EXPECT_THROW(ImageItem(&image, 2), KYVO::CException);
+    EXPECT_THROW(delete toQGraphicsItem(nullptr, 0), KYVO::CException);
+    std::unique_ptr<QGraphicsItem> made(toQGraphicsItem(&image, 1));
+    EXPECT_EQ(made->boundingRect(), QRectF(0, 0, 64, 64));
+    TileCache cache(3 * 1024);
+    auto tile = [] { return QImage(16, 16, QImage::Format_RGB32); }; // 1 KiB each
+    for (int i = 0; i < 3; ++i)
+        cache.insert({7, 0, i, 0}, tile());
+    EXPECT_FALSE(cache.find({7, 0, 0, 0}).isNull()); // (0,0) is now the most recent
+    cache.insert({7, 0, 3, 0}, tile());              // evicts (1,0), the least recent
+    EXPECT_TRUE(cache.find({7, 0, 1, 0}).isNull());
+    EXPECT_FALSE(cache.find({7, 0, 0, 0}).isNull());
+    EXPECT_EQ(cache.byteSize(), 3u * 1024);
+    cache.insert({8, 0, 0, 0}, tile());
+    cache.removeOwner(7);
+    EXPECT_EQ(cache.tileCount(7), 0u);
+    EXPECT_EQ(cache.tileCount(8), 1u);
+    EXPECT_EQ(cache.byteSize(), 1024u);
+    // Destroying an item frees its tiles in the shared cache.
+    const std::size_t before = TileCache::shared().byteSize();
+    {
+        ImageItem item(&image, 0, false, 16);
+        paintItem(item, QRectF(0, 0, 64, 64), QSize(64, 64));
+        EXPECT_EQ(item.cachedTileCount(), 16u);
+        EXPECT_EQ(TileCache::shared().byteSize(), before + 16 * 16 * 16 * 4);
+    }
+    EXPECT_EQ(TileCache::shared().byteSize(), before);
+}
+
+TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
+    const KYVO::CSize size(2, 1, 2);
+    const auto g8 = makeImage<uint8_t>(KYVO::IMAGE_GREY_8, size, {7, 200, 9, 255});
+    const auto g16 = makeImage<uint16_t>(KYVO::IMAGE_GREY_16, size, {1, 2, 3, 65535});
+    const auto gf = makeImage<float>(KYVO::IMAGE_GREY_F, size, {0, 0, 0, -1.23456f});
+    const auto gb = makeImage<uint8_t>(KYVO::IMAGE_BOOL, size, {0, 0, 0, 1});
+    const auto rgb = makeImage<uint8_t>(KYVO::IMAGE_RGB_8I, size, {0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 255});
+    const QString grey = QStringLiteral("[%x, %y, %z] = %1"),
+                  colour = QStringLiteral("[%x, %y, %z] = [%1, %2, %3]");
+    const struct {
+        const KYVO::CImage* image;
+        int x, y, z;
+        QString format;
+        int precision;
+        QString expected;
+    } cases[] = {
+        {&g8, 1, 0, 1, grey, 2, "[1, 0, 1] = 255"},
+        {&g16, 1, 0, 1, grey, 2, "[1, 0, 1] = 65535"},
+        {&gf, 1, 0, 1, grey, 2, "[1, 0, 1] = -1.23"},
+        {&gf, 1, 0, 1, grey, 4, "[1, 0, 1] = -1.2346"},
+        {&gb, 1, 0, 1, grey, 2, "[1, 0, 1] = 1"},
+        {&rgb, 1, 0, 1, colour, 2, "[1, 0, 1] = [10, 20, 255]"},
+        // Grey images have no second or third channel; unknown sequences stay.
+        {&g8, 1, 0, 1, colour, 2, "[1, 0, 1] = [255, , ]"},
+        {&g8, 1, 0, 1, QStringLiteral("%q %% %1%"), 0, "%q %% 255%"},
+        {&g8, 0, 0, 1, grey, 2, "[0, 0, 1] = 9"},
+        // Outside the image, or no image: nothing.
+        {&g8, 2, 0, 0, grey, 2, ""},
+        {&g8, 0, 1, 0, grey, 2, ""},
+        {&g8, 0, 0, 2, grey, 2, ""},
+        {nullptr, 0, 0, 0, grey, 2, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.expected.toStdString() << " at " << c.x << c.y << c.z);
+        EXPECT_EQ(pixelValueAsString(c.image, c.x, c.y, c.z, c.format, c.precision), c.expected);
+    }
+    EXPECT_TRUE(isGreyImage(&g8));
+    EXPECT_TRUE(isGreyImage(&gf));
+    EXPECT_FALSE(isGreyImage(&rgb));
+    EXPECT_FALSE(isGreyImage(nullptr));
+}
+
+TEST(Scene, ShowsTheLayerAndCachesStatisticsPerImage) {
+    KYVO::CImage first =
+        makeImage<uint8_t>(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    const KYVO::CImage second(KYVO::IMAGE_GREY_16, KYVO::CSize(5, 4, 1));
+    Scene scene;
+    EXPECT_EQ(scene.ImageInfo(), nullptr);
+    scene.SetCImage(&first, 1);
+    EXPECT_EQ(scene.Layer(), 1u);
+    auto* item = dynamic_cast<ImageItem*>(scene.ShownImageItem());
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->layer(), 1u);
+    EXPECT_EQ(item->zValue(), -1.0);
+    EXPECT_EQ(scene.items().size(), 1);
+    EXPECT_EQ(scene.sceneRect(), QRectF(0, 0, 3, 2));
+    const CImageInfo* info = scene.ImageInfo();
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->mean, 6.5);
+    EXPECT_EQ(info->slices.size(), 2u);
+    EXPECT_EQ(scene.ImageInfo(), info); // computed once
+    // Normalisation reaches the item when the same image is set again.
+    scene.SetNormalize(true);
+    scene.SetCImage(&first, 1);
+    EXPECT_TRUE(dynamic_cast<ImageItem*>(scene.ShownImageItem())->normalize());
+    EXPECT_EQ(scene.items().size(), 1);
+    EXPECT_EQ(scene.ImageInfo(), info);
+    // Another scene on the same image, drawing its image item itself as the annotation scene does,
+    // shares the record; changed voxels are seen after invalidation.
+    struct OwnItemScene : Scene {
+        OwnItemScene() { SetShowsImageItem(false); }
+    } other;
+    other.SetCImage(&first, 0);
+    EXPECT_EQ(other.ShownImageItem(), nullptr);
+    EXPECT_TRUE(other.items().isEmpty());
+    EXPECT_EQ(other.ImageInfo(), scene.ImageInfo());
+    first.data()[0] = 100;
+    other.InvalidateImageInfo();
+    EXPECT_EQ(scene.ImageInfo()->max, 100.0);
+    EXPECT_THROW(scene.SetCImage(&second, 1), KYVO::CException);
+    EXPECT_EQ(scene.CImage(), &first);
+    scene.SetCImage(&second);
+    EXPECT_EQ(scene.ImageInfo()->typeName, QStringLiteral("IMAGE_GREY_16"));
+    EXPECT_EQ(scene.sceneRect(), QRectF(0, 0, 5, 4));
+    // Rendering the scene, as snapshots do, goes through the item's painting.
+    scene.SetNormalize(false);
+    scene.SetCImage(&first, 1);
+    QImage rendered(3, 2, QImage::Format_RGB32);
+    rendered.fill(Qt::red);
+    {
+        QPainter painter(&rendered);
+        scene.render(&painter, QRectF(rendered.rect()), scene.sceneRect());
+    }
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 3; ++x)
+            EXPECT_EQ(rendered.pixel(x, y), grey(7 + x + 3 * y)) << x << "," << y;
+    scene.SetCImage(&second);
+    // clear() deletes the item behind the scene's back; the scene must notice.
+    scene.clear();
+    EXPECT_EQ(scene.ShownImageItem(), nullptr);
+    scene.SetCImage(&second);
+    scene.SetCImage(nullptr);
+    EXPECT_TRUE(scene.items().isEmpty());
+    EXPECT_EQ(scene.ImageInfo(), nullptr);
+}
+
+TEST(Zoom, LadderInOutResetAndFit) {
+    const auto& steps = ZoomToolBarView::zoomSteps();
+    ASSERT_GE(steps.size(), 3u);
+    EXPECT_DOUBLE_EQ(steps.front(), 1.0 / 32);
+    EXPECT_DOUBLE_EQ(steps.back(), 32.0);
+    EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
+    const int one = stepIndex(1.0);
+    ASSERT_GE(one, 0);
+    const auto at = [&](int i) { return steps[std::size_t(i)]; };
+    QGraphicsScene scene(0, 0, 1000, 500);
+    ZoomToolBarView view(&scene);
+    view.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.resize(400, 300);
+    QSignalSpy changed(&view, &ZoomToolBarView::zoomChanged);
+    EXPECT_EQ(view.zoomIndex(), one);
+    view.zoomIn();
+    EXPECT_EQ(view.zoomIndex(), one + 1);
+    EXPECT_DOUBLE_EQ(view.zoomFactor(), at(one + 1));
+    ASSERT_EQ(changed.size(), 1);
+    EXPECT_DOUBLE_EQ(changed.last().at(0).toDouble(), at(one + 1));
+    // Rotation and mirroring survive zooming.
+    view.rotate(90);
+    view.scale(-1, 1);
+    view.zoomOut();
+    view.zoomOut();
+    EXPECT_EQ(view.zoomIndex(), one - 1);
+    EXPECT_DOUBLE_EQ(view.zoomFactor(), at(one - 1));
+    EXPECT_NEAR(view.transform().m11(), 0.0, 1e-12);
+    EXPECT_LT(view.transform().determinant(), 0.0);
+    // Off the ladder, the next step is the nearest one above or below the current scale.
+    view.scale(1.1, 1.1);
+    view.resetZoomIndex();
+    EXPECT_EQ(view.zoomIndex(), -1);
+    const double between = view.zoomFactor();
+    view.zoomIn();
+    EXPECT_EQ(view.zoomIndex(), one);
+    view.scale(between, between);
+    view.resetZoomIndex();
+    view.zoomOut();
+    EXPECT_EQ(view.zoomIndex(), one - 1);
+    EXPECT_DOUBLE_EQ(view.zoomFactor(), at(one - 1));
+    view.zoomToFit();
+    EXPECT_EQ(view.zoomIndex(), -1);
+    const QRect viewport = view.viewport()->rect();
+    const double fit = std::min((viewport.width() - 4) / 500.0, (viewport.height() - 4) / 1000.0); // rotated
+    EXPECT_NEAR(view.zoomFactor(), fit, 1e-9);
+    for (std::size_t i = 0; i < steps.size() + 2; ++i)
+        view.zoomIn();
+    EXPECT_EQ(view.zoomIndex(), int(steps.size()) - 1);
+    view.setZoomIndex(int(steps.size())); // ignored
+    EXPECT_EQ(view.zoomIndex(), int(steps.size()) - 1);
+    view.setZoomIndex(0);
+    view.zoomOut();
+    EXPECT_EQ(view.zoomIndex(), 0);
+    EXPECT_DOUBLE_EQ(view.zoomFactor(), steps.front());
+
+    // The tool bar drives a view and shows its zoom in percent.
+    QGraphicsScene small(0, 0, 100, 100);
+    ZoomToolBarView shown(&small);
+    ZoomToolBar bar;
+    EXPECT_FALSE(bar.zoomInAction()->isEnabled());
+    bar.setView(&shown);
+    EXPECT_TRUE(bar.zoomInAction()->isEnabled());
+    EXPECT_EQ(bar.zoomLabel()->text(), QStringLiteral("100%"));
+    bar.zoomInAction()->trigger();
+    EXPECT_EQ(bar.zoomLabel()->text(), QStringLiteral("150%"));
+    bar.zoomOutAction()->trigger();
+    bar.zoomOutAction()->trigger();
+    EXPECT_EQ(bar.zoomLabel()->text(), QStringLiteral("67%"));
+    shown.rotate(90);
+    bar.actualSizeAction()->trigger();
+    EXPECT_EQ(bar.zoomLabel()->text(), QStringLiteral("100%"));
+    EXPECT_NEAR(shown.transform().m12(), 1.0, 1e-12); // still rotated
+    EXPECT_EQ(shown.zoomIndex(), one);
+    bar.zoomToFitAction()->trigger();
+    EXPECT_EQ(shown.zoomIndex(), -1);
+    EXPECT_EQ(bar.zoomLabel()->text(), QStringLiteral("%1%").arg(std::lround(shown.zoomFactor() * 100)));
+    bar.setView(nullptr);
+    EXPECT_FALSE(bar.zoomOutAction()->isEnabled());
+    bar.zoomInAction()->trigger(); // disabled: nothing happens
+    EXPECT_EQ(shown.zoomIndex(), -1);
+}
