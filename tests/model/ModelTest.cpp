@@ -1,0 +1,580 @@
+// SPDX-License-Identifier: MIT
+#include "model/Label.h"
+#include "model/Project.h"
+#include "model/commands/ImageCommands.h"
+#include "model/commands/LabelCommands.h"
+#include "platform/CRegistry.h"
+#include "platform/CValue.h"
+#include "platform/CValueMap.h"
+#include "platform/CValueVector.h"
+#include "scene/LabeledImage.h"
+#include "scene/Scene.h"
+#include "support/TestSupport.h"
+
+#include <QPointer>
+#include <QSignalSpy>
+#include <QStringList>
+#include <QUndoStack>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace pxm;
+using namespace pxm::commands;
+
+namespace {
+
+/// Records a project's signals in the order they are emitted, as short texts such as
+/// "currentImageChanged(a.png)" or "currentLabelChanged(null)".
+class SignalLog {
+public:
+    explicit SignalLog(pxm::Project* project) {
+        using P = pxm::Project;
+        QObject::connect(project, &P::pathChanged, &m_context, [this](QString p) { add("pathChanged", p); });
+        QObject::connect(project, &P::cleared, &m_context, [this] { add("cleared", {}); });
+        QObject::connect(project, &P::imageAdded, &m_context,
+                         [this](pxm::LabeledImage* i) { add("imageAdded", name(i)); });
+        QObject::connect(project, &P::imageRemoved, &m_context,
+                         [this](pxm::LabeledImage* i) { add("imageRemoved", name(i)); });
+        QObject::connect(project, &P::currentImageChanged, &m_context,
+                         [this](pxm::LabeledImage* i) { add("currentImageChanged", name(i)); });
+        QObject::connect(project, &P::currentSceneChanged, &m_context,
+                         [this](pxm::Scene* s) { add("currentSceneChanged", s ? "scene" : "null"); });
+        QObject::connect(project, &P::labelAdded, &m_context,
+                         [this](pxm::Label* l) { add("labelAdded", name(l)); });
+        QObject::connect(project, &P::labelRemoved, &m_context,
+                         [this](pxm::Label* l) { add("labelRemoved", name(l)); });
+        QObject::connect(project, &P::currentLabelChanged, &m_context,
+                         [this](pxm::Label* l) { add("currentLabelChanged", name(l)); });
+        QObject::connect(project, &P::settingsChanged, &m_context,
+                         [this](QString k) { add("settingsChanged", k); });
+    }
+    /// The recorded signals since the last take, then forgets them.
+    QStringList take() {
+        QStringList result = m_entries;
+        m_entries.clear();
+        return result;
+    }
+private:
+    static QString name(pxm::LabeledImage* i) { return i ? i->imagePath() : QString("null"); }
+    static QString name(pxm::Label* l) { return l ? l->name() : QString("null"); }
+    void add(const char* signal, const QString& arg) { m_entries << QString("%1(%2)").arg(signal, arg); }
+    QStringList m_entries;
+    QObject m_context; // ends the connections with the log
+};
+
+} // namespace
+
+namespace {
+/// Records every property signal of a label in order, as "signal=value".
+QStringList recordSignals(Label& label, const std::function<void()>& action) {
+    QStringList log;
+    QObject context;
+    QObject::connect(&label, &Label::nameChanged, &context, [&](QString v) { log << "name=" + v; });
+    QObject::connect(&label, &Label::colorChanged, &context,
+                     [&](QColor v) { log << "color=" + v.name(QColor::HexArgb); });
+    QObject::connect(&label, &Label::opacityChanged, &context,
+                     [&](double v) { log << QString("opacity=%1").arg(v); });
+    QObject::connect(&label, &Label::secondaryOpacityChanged, &context,
+                     [&](double v) { log << QString("secondary=%1").arg(v); });
+    QObject::connect(&label, &Label::penWidthChanged, &context,
+                     [&](double v) { log << QString("pen=%1").arg(v); });
+    QObject::connect(&label, &Label::idChanged, &context, [&](int v) { log << QString("id=%1").arg(v); });
+    QObject::connect(&label, &Label::maskIdChanged, &context,
+                     [&](int v) { log << QString("mask=%1").arg(v); });
+    action();
+    return log;
+}
+} // namespace
+
+TEST(Label, SettersClampIgnoreAndSignalOnlyRealChanges) {
+    Label label;
+    struct Case {
+        const char* what;
+        std::function<void()> action;
+        QStringList expected;
+    };
+    const Case cases[] = {
+        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}},
+        {"same name", [&] { label.setName("car"); }, {}},
+        {"pen width floor", [&] { label.setPenWidth(0); }, {"pen=0.01"}},
+        {"pen width ceiling", [&] { label.setPenWidth(5); }, {"pen=1"}},
+        {"opacity floor", [&] { label.setPrimaryOpacity(-1); }, {"opacity=0"}},
+        {"secondary ceiling", [&] { label.setSecondaryOpacity(3); }, {}},
+        {"secondary", [&] { label.setSecondaryOpacity(0.25); }, {"secondary=0.25"}},
+        {"zero id", [&] { label.setId(0); }, {}},
+        {"id", [&] { label.setId(42); }, {"id=42"}},
+        {"same id", [&] { label.setId(42); }, {}},
+        {"zero mask id", [&] { label.setMaskId(0); }, {}},
+        {"mask id", [&] { label.setMaskId(7); }, {"mask=7"}},
+        // The colour's alpha moves into the primary opacity, signalled first.
+        {"translucent colour",
+         [&] { label.setColor(QColor(255, 0, 0, 128)); },
+         {QString("opacity=%1").arg(128 / 255.0), "color=#ffff0000"}},
+        {"same colour, same alpha", [&] { label.setColor(QColor(255, 0, 0, 128)); }, {}},
+        {"opaque colour resets opacity", [&] { label.setColor(QColor(Qt::red)); }, {"opacity=1"}},
+        {"colour in another space", [&] { label.setColor(QColor(Qt::red).toHsv()); }, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(recordSignals(label, c.action), c.expected);
+    }
+    EXPECT_EQ(label.name(), "car");
+    EXPECT_EQ(label.color().alpha(), 255);
+    EXPECT_EQ(label.id(), 42);
+    EXPECT_EQ(label.maskId(), 7);
+}
+
+TEST(Label, ValueMapsRoundTripWithTheInvertedReadRule) {
+    Label source;
+    source.setName("road");
+    source.setColor(QColor(255, 0, 0));
+    source.setPrimaryOpacity(0.5);
+    source.setId(9);
+    source.setMaskId(4);
+    std::unique_ptr<KYVO::CValueMap> map(source.toValueMap());
+    EXPECT_EQ(map->GetString("name"), "road");
+    EXPECT_EQ(map->GetLong("color/red"), 255);
+    EXPECT_EQ(map->GetLong("color/green"), 0);
+    EXPECT_EQ(map->GetLong("color/blue"), 0);
+    EXPECT_EQ(map->GetLong("color/alpha"), 255);
+    EXPECT_DOUBLE_EQ(map->GetDouble("opacity"), 0.5);
+    EXPECT_EQ(map->GetLong("id"), 9);
+    EXPECT_EQ(map->GetLong("maskId"), 4);
+    EXPECT_FALSE(map->Has("secondaryOpacity"));
+    EXPECT_FALSE(map->Has("penWidth"));
+    // Reading it back: the colour (alpha 255) sets opacity 1.0, while opacity, id and mask
+    // id present in the map are left alone.
+    Label copy;
+    copy.fromValueMap(*map);
+    EXPECT_EQ(copy.name(), "road");
+    EXPECT_EQ(copy.color(), QColor(255, 0, 0));
+    EXPECT_DOUBLE_EQ(copy.opacity(), 1.0);
+    EXPECT_EQ(copy.id(), 0);
+    EXPECT_EQ(copy.maskId(), 0);
+    KYVO::CValueMap partial;
+    partial.SetString("name", "a");
+    partial.SetDouble("opacity", 0.4);
+    partial.SetLong("id", 7);
+    partial.SetLong("maskId", 3);
+    Label fromPartial;
+    fromPartial.fromValueMap(partial);
+    EXPECT_EQ(fromPartial.name(), "a");
+    EXPECT_DOUBLE_EQ(fromPartial.opacity(), 1.0);
+    EXPECT_EQ(fromPartial.id(), 0);
+    EXPECT_EQ(fromPartial.maskId(), 0);
+    partial.Remove("opacity");
+    Label withoutOpacity;
+    withoutOpacity.fromValueMap(partial);
+    EXPECT_DOUBLE_EQ(withoutOpacity.opacity(), 0.0) << "a missing opacity applies its default";
+    // A colour with a missing channel is ignored as a whole; a name of the wrong type too.
+    KYVO::CValueMap broken;
+    broken.SetLong("name", 5);
+    broken.SetLong("color/red", 10);
+    broken.SetLong("color/green", 10);
+    broken.SetLong("color/blue", 10);
+    Label untouched;
+    untouched.setName("keep");
+    untouched.fromValueMap(broken);
+    EXPECT_EQ(untouched.name(), "keep");
+    EXPECT_EQ(untouched.color(), QColor(Qt::black));
+}
+
+namespace {
+LabeledImage* makeImage(Project* project, const QString& path, uint32_t depth = 0) {
+    auto* image = new LabeledImage(project);
+    image->setImagePath(path);
+    if (depth) {
+        image->setWidth(4);
+        image->setHeight(3);
+        image->setDepth(depth);
+        image->createScenes();
+    }
+    return image;
+}
+} // namespace
+
+TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
+    Project project;
+    SignalLog log(&project);
+    LabeledImage* a = makeImage(&project, "a");
+    LabeledImage* b = makeImage(&project, "b");
+    LabeledImage* c = makeImage(&project, "c");
+    EXPECT_TRUE(project.addImage(a));
+    EXPECT_EQ(log.take(),
+              QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
+    EXPECT_TRUE(project.addImage(b));
+    EXPECT_EQ(log.take(), QStringList({"imageAdded(b)"}));
+    EXPECT_TRUE(project.addImage(b)) << "the same pointer again is accepted silently";
+    EXPECT_TRUE(log.take().isEmpty());
+    // Taking the current image makes the one now at its index current, before imageRemoved.
+    EXPECT_EQ(project.takeImage(0), a);
+    EXPECT_EQ(log.take(),
+              QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(project.currentImage(), b);
+    ASSERT_TRUE(project.addImage(a)); // re-added at the end: [b, a]
+    ASSERT_TRUE(project.addImage(c)); // [b, a, c]
+    project.setCurrentImageIndex(2);
+    log.take();
+    // Taking an image before the current one keeps the same image current, silently.
+    EXPECT_EQ(project.takeImage(b), b);
+    EXPECT_EQ(log.take(), QStringList({"imageRemoved(b)"}));
+    EXPECT_EQ(project.currentImageIndex(), 1);
+    EXPECT_EQ(project.currentImage(), c);
+    // Taking the last image while current makes the new last one current.
+    EXPECT_EQ(project.takeImage(1), c);
+    EXPECT_EQ(log.take(),
+              QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
+    // Taking the only image leaves no current image.
+    EXPECT_EQ(project.takeImage(a), a);
+    EXPECT_EQ(log.take(),
+              QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(project.currentImage(), nullptr);
+    EXPECT_EQ(project.takeImage(a), nullptr) << "an image not in the project is not taken";
+    testing::internal::CaptureStderr();
+    project.setCurrentImageIndex(99);
+    project.setCurrentZLayer(0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Cannot set the current image because it is out of range.\n"
+              "Cannot set the current z layer if there is no current image.\n");
+    EXPECT_TRUE(log.take().isEmpty());
+    delete a;
+    delete b;
+    delete c;
+}
+
+TEST(Project, ZLayersSelectScenesOfTheCurrentImage) {
+    Project project;
+    LabeledImage* volume = makeImage(&project, "vol.tif", 3);
+    ASSERT_EQ(volume->scenes().size(), 3);
+    SignalLog log(&project);
+    project.addImage(volume);
+    EXPECT_EQ(log.take(), QStringList({"imageAdded(vol.tif)", "currentImageChanged(vol.tif)",
+                                       "currentSceneChanged(scene)"}));
+    EXPECT_EQ(project.currentScene(), volume->scene(0));
+    project.setCurrentZLayer(2);
+    EXPECT_EQ(log.take(), QStringList({"currentSceneChanged(scene)"}));
+    EXPECT_EQ(project.currentScene(), volume->scene(2));
+    project.setCurrentZLayer(2);
+    EXPECT_TRUE(log.take().isEmpty()) << "an unchanged layer is not signalled unless forced";
+    project.setCurrentZLayer(2, true);
+    EXPECT_EQ(log.take().size(), 1);
+    project.setCurrentZLayer(-1);
+    EXPECT_EQ(project.currentScene(), nullptr);
+    EXPECT_EQ(log.take(), QStringList({"currentSceneChanged(null)"}));
+    testing::internal::CaptureStderr();
+    project.setCurrentZLayer(3);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Cannot set the current z layer because it is out of range.\n");
+    EXPECT_EQ(project.currentZLayer(), -1);
+}
+
+TEST(Project, DuplicatePathsAreRefusedAndStayWithTheCaller) {
+    Project project;
+    LabeledImage* first = makeImage(&project, "/data/x.png");
+    QPointer<LabeledImage> second = makeImage(&project, "/data/x.png");
+    ASSERT_TRUE(project.addImage(first));
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(project.addImage(second));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "The image '/data/x.png' has already been added to the project.\n");
+    EXPECT_EQ(project.images().size(), 1);
+    EXPECT_EQ(project.indexOfImage(second), -1);
+    // Images without a path are never duplicates of each other.
+    EXPECT_TRUE(project.addImage(makeImage(&project, QString())));
+    EXPECT_TRUE(project.addImage(makeImage(&project, QString())));
+    EXPECT_EQ(project.images().size(), 3);
+    // The duplicate check follows a renamed image.
+    first->setImagePath("/data/y.png");
+    EXPECT_TRUE(project.addImage(second));
+    std::unique_ptr<LabeledImage> duplicate(makeImage(nullptr, "/data/y.png"));
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(project.addImage(duplicate.get()));
+    EXPECT_FALSE(testing::internal::GetCapturedStdout().empty());
+    // A taken image no longer blocks its path.
+    LabeledImage* taken = project.takeImage(first);
+    LabeledImage* again = makeImage(nullptr, "/data/y.png");
+    EXPECT_TRUE(project.addImage(again));
+    delete taken;
+}
+
+TEST(Project, DefaultLabelsAndCurrentLabelBookkeeping) {
+    Project project;
+    SignalLog log(&project);
+    Label* l1 = project.createLabel();
+    Label* l2 = project.createLabel();
+    Label* l3 = project.createLabel();
+    EXPECT_EQ(log.take(), QStringList({"labelAdded(Label 1)", "currentLabelChanged(Label 1)",
+                                       "labelAdded(Label 2)", "labelAdded(Label 3)"}));
+    const struct {
+        Label* label;
+        int maskId;
+        QColor color;
+    } expected[] = {{l1, 1, Qt::green}, {l2, 2, Qt::blue}, {l3, 3, Qt::cyan}};
+    for (const auto& e : expected) {
+        SCOPED_TRACE(e.maskId);
+        EXPECT_EQ(e.label->maskId(), e.maskId);
+        EXPECT_EQ(e.label->name(), QString("Label %1").arg(e.maskId));
+        EXPECT_EQ(e.label->color(), e.color);
+        EXPECT_DOUBLE_EQ(e.label->opacity(), 0.7);
+        EXPECT_DOUBLE_EQ(e.label->secondaryOpacity(), 0.3);
+        EXPECT_DOUBLE_EQ(e.label->penWidth(), 0.5);
+        EXPECT_NE(e.label->id(), 0);
+        EXPECT_EQ(project.labelById(e.label->id()), e.label);
+    }
+    EXPECT_NE(l1->id(), l2->id());
+    EXPECT_EQ(project.labelByName("Label 2"), l2);
+    // Taking the current label makes the next one current; the mask id count then repeats.
+    EXPECT_EQ(project.takeLabel(l1), l1);
+    EXPECT_EQ(log.take(), QStringList({"currentLabelChanged(Label 2)", "labelRemoved(Label 1)"}));
+    Label* again = project.createLabel();
+    EXPECT_EQ(again->maskId(), 3);
+    EXPECT_EQ(again->name(), "Label 3");
+    EXPECT_EQ(project.labelsByMaskId(3), QList<Label*>({l3, again}));
+    delete l1;
+    // The palette wraps: mask id 13 is dark gray, 14 red, 15 green again.
+    project.setSetting("Label.primary_opacity", 0.25);
+    while (project.labels().size() < 15)
+        project.createLabel();
+    EXPECT_EQ(project.labels()[12]->color(), QColor(Qt::darkGray));
+    EXPECT_EQ(project.labels()[13]->color(), QColor(Qt::red));
+    EXPECT_EQ(project.labels()[14]->color(), QColor(Qt::green));
+    EXPECT_DOUBLE_EQ(project.labels()[14]->opacity(), 0.25)
+        << "new labels take the project's default opacity";
+    log.take();
+    project.setCurrentLabelIndex(99);
+    project.setCurrentLabelIndex(project.currentLabelIndex());
+    EXPECT_TRUE(log.take().isEmpty()) << "out of range and unchanged indices are ignored silently";
+    project.setCurrentLabel(nullptr);
+    EXPECT_EQ(log.take(), QStringList({"currentLabelChanged(null)"}));
+    Label stranger;
+    testing::internal::CaptureStderr();
+    project.setCurrentLabel(&stranger);
+    EXPECT_EQ(project.takeLabel(&stranger), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Cannot change the current label, because the new label is not owned by the project.\n"
+              "Cannot take the label from the project, because it is not owned by the project.\n");
+}
+
+TEST(Project, ClearSignalsInOrderAndKeepsPathAndSettings) {
+    Project project;
+    project.setPath("/tmp/p.json");
+    project.setSetting("View.cameraMode", "perImage");
+    project.createLabel();
+    QPointer<LabeledImage> image = makeImage(&project, "a", 2);
+    project.addImage(image);
+    project.undoStack()->push(new QUndoCommand("edit"));
+    QFile scratch(project.temporaryDirectory().filePath("scratch.pgm"));
+    ASSERT_TRUE(scratch.open(QIODevice::WriteOnly));
+    scratch.close();
+    SignalLog log(&project);
+    project.clear();
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(null)", "currentSceneChanged(null)",
+                                       "currentLabelChanged(null)", "cleared()"}));
+    EXPECT_TRUE(image.isNull()) << "clear deletes the images";
+    EXPECT_TRUE(project.labels().isEmpty());
+    EXPECT_EQ(project.undoStack()->count(), 0);
+    EXPECT_EQ(project.path(), "/tmp/p.json");
+    EXPECT_EQ(project.setting("View.cameraMode").toString(), "perImage");
+    EXPECT_TRUE(project.temporaryDirectory().exists());
+    EXPECT_TRUE(project.temporaryDirectory().entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
+    // setPath signals even when the path does not change.
+    project.setPath("/tmp/p.json");
+    EXPECT_EQ(log.take(), QStringList({"pathChanged(/tmp/p.json)"}));
+}
+
+TEST(Project, SettingsComeFromTheRegistryWithTheirTypes) {
+    KYVO::CRegistry& registry = KYVO::CRegistry::Obj();
+    registry.SetLong("main/Settings/View/ViewRadius", 300);
+    registry.SetDouble("main/Settings/Label/PenWidth", 0.25);
+    registry.SetBool("main/Settings/RectTool/OneClick", false);
+    registry.SetString("main/Settings/StatusLine/Format", "%s");
+    Project project;
+    registry.Remove("main/Settings");
+    EXPECT_EQ(project.setting("ZoomView.radius").type(), QVariant::Int);
+    EXPECT_EQ(project.setting("ZoomView.radius").toInt(), 300);
+    EXPECT_EQ(project.setting("Label.pen_width").type(), QVariant::Double);
+    EXPECT_DOUBLE_EQ(project.setting("Label.pen_width").toDouble(), 0.25);
+    EXPECT_EQ(project.setting("RectTool.oneClick").type(), QVariant::Bool);
+    EXPECT_FALSE(project.setting("RectTool.oneClick").toBool());
+    EXPECT_EQ(project.setting("StatusLine.format").toString(), "%s");
+    EXPECT_FALSE(project.settings().contains("ZoomView.zoom")) << "absent registry keys stay absent";
+    EXPECT_EQ(project.setting("ZoomView.zoom", 2.0).toDouble(), 2.0);
+    EXPECT_DOUBLE_EQ(project.createLabel()->penWidth(), 0.25);
+}
+
+TEST(Project, LabelsConvertToAndFromValueVectors) {
+    Project source;
+    source.createLabel()->setName("car");
+    source.createLabel()->setName("tree");
+    std::unique_ptr<KYVO::CValueVector> vector(source.labelsToValueVector());
+    ASSERT_EQ(vector->size(), 2u);
+    vector->Append(new KYVO::CValueString("not a label"));
+    Project target;
+    target.addLabels(vector.get());
+    ASSERT_EQ(target.labels().size(), 2) << "elements that are not maps are skipped";
+    EXPECT_EQ(target.labels()[0]->name(), "car");
+    EXPECT_EQ(target.labels()[1]->color(), QColor(Qt::blue));
+    // Ids and mask ids are not taken from such maps: the project hands out fresh ids.
+    EXPECT_NE(target.labels()[0]->id(), source.labels()[0]->id());
+    EXPECT_EQ(target.labels()[0]->maskId(), 0);
+}
+
+TEST(Project, DestructionReportsTheMissingZLayer) {
+    auto* project = new Project;
+    project->addImage(makeImage(project, "a"));
+    testing::internal::CaptureStderr();
+    delete project;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Cannot set the current z layer if there is no current image.\n");
+}
+
+namespace {
+
+/// Everything a command may change, as text, so states can be compared. Undo appends a
+/// re-added object at the end of its list, so the lists are compared as sets.
+QString snapshot(const Project& project) {
+    QStringList parts;
+    for (LabeledImage* image : project.images())
+        parts << "image:" + image->imagePath();
+    for (Label* label : project.labels())
+        parts << QString("label:%1,%2,%3,%4,%5,%6,%7")
+                     .arg(label->name(), label->color().name())
+                     .arg(label->opacity())
+                     .arg(label->secondaryOpacity())
+                     .arg(label->penWidth())
+                     .arg(label->id())
+                     .arg(label->maskId());
+    parts.sort();
+    return parts.join('\n');
+}
+
+} // namespace
+
+TEST(Commands, RedoUndoRedoRestoresTheModel) {
+    struct Case {
+        const char* name;
+        std::function<QUndoCommand*(Project&)> make;
+        bool changes = true;
+    };
+    const Case cases[] = {
+        {"AddImages",
+         [](Project& p) {
+             return new AddImages(&p, QList<LabeledImage*>{makeImage(nullptr, "n1"), makeImage(nullptr, "n2")});
+         }},
+        {"AddImages duplicate", [](Project& p) { return new AddImages(&p, makeImage(nullptr, "a")); }, false},
+        {"RemoveImage", [](Project& p) { return new RemoveImage(&p, p.images()[0]); }},
+        {"AddLabel default", [](Project& p) { return new AddLabel(&p); }},
+        {"AddLabel given",
+         [](Project& p) {
+             auto* l = new Label;
+             l->setName("given");
+             return new AddLabel(&p, l);
+         }},
+        {"RemoveLabel", [](Project& p) { return new RemoveLabel(&p, p.labels()[0]); }},
+        // Undoing a colour also resets the opacity to 1.0, so start from there.
+        {"SetLabelColor",
+         [](Project& p) {
+             p.labels()[1]->setPrimaryOpacity(1.0);
+             return new SetLabelColor(p.labels()[1], QColor(10, 20, 30, 100));
+         }},
+        {"SetLabelMaskId", [](Project& p) { return new SetLabelMaskId(p.labels()[1], 99); }},
+        {"SetLabelName", [](Project& p) { return new SetLabelName(p.labels()[1], " renamed "); }},
+        {"SetLabelOpacity", [](Project& p) { return new SetLabelOpacity(p.labels()[1], 0.2, 0.9); }},
+        {"SetLabelPenWidth", [](Project& p) { return new SetLabelPenWidth(p.labels()[1], 0.05); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Project project;
+        project.addImage(makeImage(nullptr, "a"));
+        project.addImage(makeImage(nullptr, "b"));
+        project.createLabel();
+        project.createLabel();
+        QUndoCommand* command = c.make(project);
+        const QString before = snapshot(project);
+        project.undoStack()->push(command); // push runs redo
+        const QString after = snapshot(project);
+        EXPECT_EQ(after != before, c.changes);
+        project.undoStack()->undo();
+        EXPECT_EQ(snapshot(project), before);
+        project.undoStack()->redo();
+        EXPECT_EQ(snapshot(project), after);
+        EXPECT_EQ(project.undoStack()->command(0)->id(), -1);
+    }
+}
+
+TEST(Commands, TakenObjectsAreDeletedExactlyOnceWhicheverStateTheStackIsClearedIn) {
+    for (const bool undone : {false, true}) {
+        SCOPED_TRACE(undone ? "cleared after undo" : "cleared after redo");
+        Project project;
+        LabeledImage* kept = makeImage(nullptr, "kept");
+        project.addImage(kept);
+        Label* keptLabel = project.createLabel();
+        QPointer<LabeledImage> added = makeImage(nullptr, "added");
+        QPointer<LabeledImage> duplicate = makeImage(nullptr, "kept");
+        QPointer<Label> addedLabel = new Label;
+        QPointer<LabeledImage> removed = kept;
+        QPointer<Label> removedLabel = keptLabel;
+        QUndoStack* stack = project.undoStack();
+        stack->push(new AddImages(&project, QList<LabeledImage*>{added, duplicate}));
+        stack->push(new AddLabel(&project, addedLabel));
+        stack->push(new RemoveImage(&project, kept));
+        stack->push(new RemoveLabel(&project, keptLabel));
+        if (undone)
+            stack->setIndex(0);
+        stack->clear();
+        // Out of the project the command owned the object; in it, the project does.
+        EXPECT_EQ(added.isNull(), undone);
+        EXPECT_EQ(addedLabel.isNull(), undone);
+        EXPECT_EQ(removed.isNull(), !undone);
+        EXPECT_EQ(removedLabel.isNull(), !undone);
+        EXPECT_TRUE(duplicate.isNull()) << "a refused duplicate belongs to the command";
+    }
+    // Commands destroyed while the project still lives never leave objects behind, and
+    // objects still in the project die with it (AddressSanitizer checks both).
+    auto project = std::make_unique<Project>();
+    QPointer<LabeledImage> inside = makeImage(nullptr, "x");
+    QUndoStack ownStack;
+    ownStack.push(new AddImages(project.get(), inside));
+    project.reset();
+    EXPECT_TRUE(inside.isNull());
+}
+
+TEST(Commands, PropertyCommandsKeepTheirOwnRules) {
+    Project project;
+    Label* label = project.createLabel();
+    Label* other = project.createLabel();
+    label->setPrimaryOpacity(0.4);
+    // Undoing a colour restores the opaque colour and with it opacity 1.0.
+    SetLabelColor color(label, QColor(0, 0, 255, 51));
+    color.redo();
+    EXPECT_NEAR(label->opacity(), 0.2, 1e-9);
+    color.undo();
+    EXPECT_EQ(label->color(), QColor(Qt::green));
+    EXPECT_DOUBLE_EQ(label->opacity(), 1.0);
+    // Undoing the first mask id assignment cannot store 0 again.
+    Label fresh;
+    SetLabelMaskId maskId(&fresh, 5);
+    maskId.redo();
+    maskId.undo();
+    EXPECT_EQ(fresh.maskId(), 5);
+    // mergeWith takes over a later edit of the same label only; opacity takes the primary only.
+    SetLabelOpacity first(label, 0.1, 0.2);
+    SetLabelOpacity second(label, 0.6, 0.7);
+    SetLabelOpacity foreign(other, 0.9, 0.9);
+    EXPECT_FALSE(first.mergeWith(&foreign));
+    EXPECT_FALSE(first.mergeWith(&color));
+    EXPECT_TRUE(first.mergeWith(&second));
+    first.redo();
+    EXPECT_DOUBLE_EQ(label->opacity(), 0.6);
+    EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.2);
+    SetLabelName nameA(label, "a");
+    SetLabelName nameB(label, "b");
+    EXPECT_TRUE(nameA.mergeWith(&nameB));
+    nameA.redo();
+    EXPECT_EQ(label->name(), "b");
+    // On the stack they stay separate steps.
+    project.undoStack()->push(new SetLabelPenWidth(label, 0.2));
+    project.undoStack()->push(new SetLabelPenWidth(label, 0.3));
+    EXPECT_EQ(project.undoStack()->count(), 2);
+}
