@@ -1,24 +1,37 @@
 // SPDX-License-Identifier: MIT
-#include "scene/Scene.h"
-
 #include "model/Label.h"
 #include "model/Project.h"
 #include "model/commands/LabelCommands.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
 #include "scene/GrabItem.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
+#include "scene/MaskFlood.h"
+#include "scene/MaskItem.h"
+#include "scene/MaskPalette.h"
+#include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
 #include "scene/commands/ItemCommands.h"
+#include "scene/commands/MaskItemFlood.h"
+#include "support/TestSupport.h"
 
+#include <QGraphicsItem>
 #include <QGraphicsView>
+#include <QPainter>
 #include <QPointer>
+#include <QRandomGenerator>
 #include <QSignalSpy>
+#include <QStyleOptionGraphicsItem>
 #include <QUndoStack>
 #include <cstring>
+#include <deque>
 #include <gtest/gtest.h>
 #include <memory>
 
 using namespace pxm;
+using KYVO::CImage;
+using KYVO::CSize;
 
 namespace {
 /// A QGraphicsItem is no QObject; this one reports its destruction.
@@ -40,7 +53,6 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     label->setName("road");
     LabeledImage* image = pxmtest::addImage(project, 20, 20);
     Scene* scene = image->scene(0);
-
     auto* rect = new QGraphicsRectItem(0, 0, 5, 5);
     auto* ellipse = new QGraphicsEllipseItem(0, 0, 5, 5);
     auto* polygon = new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4, 0}, {0, 4}}));
@@ -63,7 +75,6 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     EXPECT_EQ(line->pen().color(), QColor(10, 20, 30, primaryAlpha));
     EXPECT_EQ(path->pen().style(), Qt::NoPen) << "free-hand regions have no outline";
     EXPECT_EQ(path->brush().color(), QColor(10, 20, 30, primaryAlpha));
-
     // Label changes restyle its items, and only its items.
     Label* other = project.createLabel();
     auto* foreign = new QGraphicsRectItem(0, 0, 2, 2);
@@ -74,7 +85,6 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     EXPECT_EQ(rect->brush().color().rgb(), QColor(Qt::yellow).rgb());
     EXPECT_EQ(path->toolTip(), "street");
     EXPECT_EQ(foreign->brush(), foreignBrush);
-
     // Changing the id re-tags the items; labelsAt and itemsOfLabel follow.
     label->setId(123456);
     EXPECT_EQ(labelIdOf(rect), 123456);
@@ -82,7 +92,6 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     const QList<Label*> at = scene->labelsAt(QRectF(1, 1, 0.5, 0.5));
     EXPECT_EQ(at.first(), other) << "topmost first";
     EXPECT_TRUE(at.contains(label));
-
     // An item carrying an unknown id gets a label of its own.
     auto* orphan = new QGraphicsRectItem(0, 0, 1, 1);
     orphan->setData(LabelIdDataKey, 777);
@@ -107,13 +116,11 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     EXPECT_TRUE(first->hasItemsOfLabel(label));
     const std::unique_ptr<KYVO::CImage> before(first->createLabelMask());
     const QList<QGraphicsItem*> stacking = first->scene(1)->items();
-
     project.undoStack()->push(new commands::RemoveLabel(&project, label));
     for (QGraphicsItem* item : items)
         EXPECT_EQ(item->scene(), nullptr);
     EXPECT_FALSE(first->hasItemsOfLabel(label));
     EXPECT_TRUE(first->hasLabelItems());
-
     project.undoStack()->undo();
     EXPECT_EQ(items[0]->scene(), first->scene(0));
     EXPECT_EQ(items[1]->scene(), first->scene(1));
@@ -125,7 +132,6 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     EXPECT_EQ(first->scene(1)->items(), stacking);
     const std::unique_ptr<KYVO::CImage> after(first->createLabelMask());
     EXPECT_EQ(std::memcmp(before->data(), after->data(), before->byteCount()), 0);
-
     // Destroying a label deletes its items, also those parked while it was out.
     Tracked<QGraphicsEllipseItem>::destroyed = 0;
     Label* doomed = project.createLabel();
@@ -148,7 +154,6 @@ TEST(Scene, ItemCommandsOwnTheirItemExactlyWhileItIsOut) {
         auto* removed = new Tracked<QGraphicsRectItem>(0, 0, 2, 2);
         scene->addLabelItem(added, label);
         scene->addLabelItem(removed, label);
-
         QUndoStack stack;
         stack.push(new commands::AddItemToScene(scene, added)); // already in: no change
         EXPECT_EQ(added->scene(), scene);
@@ -174,7 +179,6 @@ TEST(Scene, SetItemLabelIdRestylesAndUndoRestores) {
     auto* item = new QGraphicsRectItem(0, 0, 4, 4);
     image->scene(0)->addLabelItem(item, car);
     const QPen carPen = item->pen();
-
     QUndoStack stack;
     stack.push(new commands::SetItemLabelId(item, tree));
     EXPECT_EQ(labelIdOf(item), tree->id());
@@ -198,7 +202,6 @@ TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     EXPECT_EQ(posSpy.count(), 2);
     EXPECT_TRUE(grab.contains(QPointF(7.9, -7.9)));
     EXPECT_FALSE(grab.contains(QPointF(8.2, 0)));
-
     // The handle keeps 16 screen pixels at any zoom.
     QGraphicsScene scene;
     auto* handle = new GrabItem;
@@ -221,7 +224,6 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     ASSERT_NE(scene->CImage(), nullptr);
     QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
     QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
-
     // Refused for its size: the old image is deleted all the same.
     image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(5, 3, 1)), true);
     EXPECT_EQ(image->image(), nullptr);
@@ -229,7 +231,6 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     EXPECT_EQ(scene->imageItem(), nullptr);
     EXPECT_EQ(scene->CImage(), nullptr);
     EXPECT_EQ(scene->ImageInfo(), nullptr);
-
     // A reload from a path that does not exist fails after dropping the image.
     image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1)), true);
     ASSERT_NE(scene->imageItem(), nullptr);
@@ -238,7 +239,6 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     EXPECT_EQ(image->imageState(), LabeledImage::ImageState::LoadFailed);
     EXPECT_EQ(scene->imageItem(), nullptr);
     EXPECT_EQ(scene->CImage(), nullptr);
-
     // A mask cleared or refused is a mask change the mask item follows.
     image->setMask(nullptr, false, false);
     EXPECT_EQ(maskChanged.count(), 1);
@@ -247,4 +247,451 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     EXPECT_EQ(image->mask(), nullptr);
     EXPECT_EQ(maskChanged.count(), 3);
     scene->decUsage();
+}
+
+using State = LabeledImage::ImageState;
+using MState = LabeledImage::MaskState;
+
+namespace {
+std::string local(const QString& path) {
+    return path.toLocal8Bit().toStdString();
+}
+
+uint8_t at(const CImage& v, std::size_t x, std::size_t y, std::size_t z = 0) {
+    return *v.voxel(x, y, z);
+}
+} // namespace
+
+TEST(LabeledImage, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
+    pxmtest::TempDir dir;
+    const QString imagePath = dir.path("img.pgm");
+    const QString maskPath = dir.path("mask.pgm");
+    KYVO::CImageIo2::Save(local(imagePath), CImage(KYVO::IMAGE_GREY_8, CSize(6, 4, 1)));
+    std::unique_ptr<CImage> mask(pxmtest::volume(6, 4, 1, {0, 1, 1}));
+    KYVO::CImageIo2::Save(local(maskPath), *mask);
+    Project project;
+    project.createLabel();
+    auto* image = new LabeledImage(&project);
+    image->setImagePath(imagePath);
+    image->setMaskPath(maskPath);
+    image->setWidth(6);
+    image->setHeight(4);
+    image->setDepth(1);
+    image->createScenes();
+    project.addImage(image);
+    Scene* scene = image->scene(0);
+    ASSERT_NE(scene, nullptr);
+    EXPECT_EQ(image->image(), nullptr) << "nothing loads before the first pin";
+    scene->incUsage();
+    scene->incUsage();
+    EXPECT_EQ(image->usageCount(), 2u);
+    ASSERT_NE(image->image(), nullptr);
+    ASSERT_NE(image->mask(), nullptr);
+    EXPECT_NE(scene->imageItem(), nullptr);
+    EXPECT_NE(scene->maskItem(), nullptr);
+    EXPECT_EQ(scene->imageItem()->zValue(), -1.0);
+    EXPECT_DOUBLE_EQ(scene->maskItem()->zValue(), -0.9);
+    scene->decUsage();
+    EXPECT_NE(scene->imageItem(), nullptr) << "still pinned once";
+    scene->decUsage();
+    EXPECT_EQ(scene->imageItem(), nullptr);
+    EXPECT_EQ(scene->maskItem(), nullptr);
+    EXPECT_EQ(image->usageCount(), 0u);
+    EXPECT_EQ(image->image(), nullptr) << "an image with a path is swapped out";
+    EXPECT_EQ(image->mask(), nullptr);
+    // An unpinned scene still releases one pin, which swaps again.
+    scene->decUsage();
+    EXPECT_EQ(image->usageCount(), 0u);
+    scene->incUsage();
+    EXPECT_EQ(image->imageState(), State::Ok);
+    EXPECT_NE(scene->imageItem(), nullptr) << "reloaded on the next pin";
+    scene->decUsage();
+    // An image handed in without a path is never swapped out.
+    LabeledImage* framework = pxmtest::addImage(project, 3, 3);
+    CImage* pixels = framework->image();
+    framework->incUsage();
+    framework->decUsage();
+    framework->decUsage();
+    EXPECT_EQ(framework->image(), pixels);
+}
+
+TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
+    Project project;
+    project.createLabel();
+    LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
+    image->setMask(pxmtest::volume(5, 4, 2, {1, 1, 1, 1, 1}), true, false);
+    ASSERT_NE(image->eraseOverlay(), nullptr);
+    image->eraseOverlay()->voxel(1, 0, 0)[0] = 2;
+    image->eraseOverlay()->voxel(4, 3, 1)[0] = 1;
+    image->incUsage();
+    image->decUsage();
+    EXPECT_EQ(image->eraseOverlay(), nullptr);
+    EXPECT_TRUE(image->eraseOverlayPath().startsWith(project.temporaryDirectory().absolutePath()));
+    EXPECT_TRUE(image->eraseOverlayPath().contains("erased_mask_"));
+    EXPECT_NE(image->mask(), nullptr) << "a mask without a path stays";
+    image->incUsage();
+    ASSERT_NE(image->eraseOverlay(), nullptr);
+    EXPECT_EQ(at(*image->eraseOverlay(), 1, 0), 2);
+    EXPECT_EQ(at(*image->eraseOverlay(), 4, 3, 1), 1);
+    std::unique_ptr<CImage> erased(image->createErasedMask());
+    EXPECT_EQ(at(*erased, 0, 0), 1);
+    EXPECT_EQ(at(*erased, 1, 0), 0);
+    // An overlay file of the wrong size is replaced by a fresh one.
+    const QString path = image->eraseOverlayPath();
+    image->decUsage();
+    KYVO::CImageIo2::Save(local(path), CImage(KYVO::IMAGE_GREY_8, CSize(2, 2, 1)));
+    image->incUsage();
+    ASSERT_NE(image->eraseOverlay(), nullptr);
+    EXPECT_EQ(at(*image->eraseOverlay(), 1, 0), 0);
+}
+
+// A reassign edits the loaded mask in memory only; stepping to another image must not drop
+// those edits by reading the file back.
+TEST(LabeledImage, AnEditedMaskStaysInMemoryUntilSaved) {
+    pxmtest::TempDir dir;
+    Project project;
+    project.createLabel();
+    const QString maskPath = dir.path("mask.pgm");
+    KYVO::CImageIo2::Save(local(maskPath), *std::unique_ptr<CImage>(pxmtest::volume(3, 3, 1, {1, 1, 0, 1})));
+    LabeledImage* image = pxmtest::addImage(project, 3, 3);
+    image->setMaskPath(maskPath);
+    Scene* scene = image->scene(0);
+    scene->incUsage();
+    ASSERT_NE(scene->maskItem(), nullptr);
+    scene->maskItem()->flood(QPoint(0, 0), 5);
+    EXPECT_TRUE(image->maskModified());
+    scene->decUsage();
+    ASSERT_NE(image->mask(), nullptr) << "the edited mask was dropped";
+    EXPECT_EQ(at(*image->mask(), 0, 0), 5);
+    scene->incUsage();
+    EXPECT_EQ(at(*image->mask(), 1, 0), 5);
+    scene->decUsage();
+    // Once the file holds the edits (as a save leaves it), the mask may go and come back.
+    KYVO::CImageIo2::Save(local(maskPath), *image->mask());
+    image->setMaskModified(false);
+    image->incUsage();
+    image->decUsage();
+    EXPECT_EQ(image->mask(), nullptr);
+    image->incUsage();
+    ASSERT_NE(image->mask(), nullptr);
+    EXPECT_EQ(at(*image->mask(), 0, 0), 5);
+    EXPECT_FALSE(image->maskModified());
+    image->decUsage();
+}
+
+TEST(LabeledImage, MasksAreCheckedForSizeTypeAndUnknownValues) {
+    Project project;
+    Label* existing = project.createLabel(); // mask id 1
+    LabeledImage* image = pxmtest::addImage(project, 4, 2);
+    image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(3, 2, 1)), true, true);
+    EXPECT_EQ(image->maskState(), MState::SizeMismatch);
+    EXPECT_EQ(image->mask(), nullptr);
+    image->setMask(new CImage(KYVO::IMAGE_GREY_16, CSize(4, 2, 1)), true, true);
+    EXPECT_EQ(image->maskState(), MState::WrongType);
+    image->setMask(pxmtest::volume(4, 2, 1, {0, 1, 9, 9, 200, 9, 1, 0}), true, true);
+    EXPECT_EQ(image->maskState(), MState::Ok);
+    ASSERT_EQ(project.labels().size(), 3) << "one new label per missing value";
+    EXPECT_EQ(project.labels()[0], existing);
+    EXPECT_EQ(project.labels()[1]->maskId(), 9);
+    EXPECT_EQ(project.labels()[2]->maskId(), 200);
+    image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(5, 2, 1)), true);
+    EXPECT_EQ(image->imageState(), State::SizeMismatch);
+    image->setMaskPath("/nonexistent/mask.png");
+    image->loadMask(true, true);
+    EXPECT_EQ(image->maskState(), MState::LoadFailed);
+    LabeledImage missing(&project);
+    missing.setImagePath("/nonexistent/image.png");
+    missing.loadImage();
+    EXPECT_EQ(missing.imageState(), State::LoadFailed);
+}
+
+TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
+    for (const std::size_t depth : {std::size_t(1), std::size_t(3)}) {
+        SCOPED_TRACE(depth);
+        Project project;
+        Label* a = project.createLabel(); // mask id 1
+        Label* b = project.createLabel(); // mask id 2
+        Label* wide = project.createLabel();
+        wide->setMaskId(300);
+        LabeledImage* image = pxmtest::addImage(project, 10, 8, depth);
+        const std::size_t z = depth - 1;
+        Scene* scene = image->scene(int(z));
+        std::unique_ptr<CImage> empty(image->createLabelMask());
+        EXPECT_EQ(std::count(empty->data(), empty->data() + empty->byteCount(), 0), long(empty->byteCount()));
+        auto* mask = new CImage(KYVO::IMAGE_GREY_8, CSize(10, 8, depth));
+        mask->voxel(2, 2, z)[0] = 7;
+        mask->voxel(3, 2, z)[0] = 7;
+        image->setMask(mask, true, false);
+        image->eraseOverlay()->voxel(3, 2, z)[0] = 1;
+        scene->addLabelItem(new QGraphicsRectItem(0, 0, 6, 6), a); // lower in the stack: wins
+        scene->addLabelItem(new QGraphicsRectItem(4, 4, 4, 3), b);
+        scene->addLabelItem(new QGraphicsRectItem(8, 0, 2, 2), wide); // mask id >= 256: nothing
+        auto* moved = new QGraphicsEllipseItem(0, 0, 2, 2);
+        moved->setPos(7, 6);
+        scene->addLabelItem(moved, b);
+        std::unique_ptr<CImage> labels(image->createLabelMask());
+        EXPECT_EQ(at(*labels, 1, 1, z), 1);
+        EXPECT_EQ(at(*labels, 2, 2, z), 7) << "a loaded mask voxel beats shapes";
+        EXPECT_EQ(at(*labels, 3, 2, z), 1) << "an erased voxel takes the shape";
+        EXPECT_EQ(at(*labels, 5, 5, z), 1) << "the lowest shape wins the overlap";
+        EXPECT_EQ(at(*labels, 7, 5, z), 2);
+        EXPECT_EQ(at(*labels, 9, 1, z), 0);
+        EXPECT_EQ(at(*labels, 8, 7, z), 2) << "items are painted with their scene transform";
+        if (depth > 1) {
+            EXPECT_EQ(at(*labels, 1, 1, 0), 0) << "other layers stay untouched";
+        }
+    }
+}
+
+TEST(LabeledImage, SingleLabelMasksAndTheLineAsymmetry) {
+    Project project;
+    Label* a = project.createLabel();
+    Label* b = project.createLabel();
+    LabeledImage* image = pxmtest::addImage(project, 8, 8, 2);
+    image->scene(1)->addLabelItem(new QGraphicsRectItem(1, 1, 3, 3), a);
+    image->scene(1)->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{5, 5}, {8, 5}, {8, 8}, {5, 8}})), b);
+    auto* line = new QGraphicsLineItem(0, 7, 7, 7);
+    image->scene(0)->addLabelItem(line, a);
+    line->setPen(QPen(Qt::red, 3));
+    std::unique_ptr<CImage> single(image->createSingleLabelMask(a->id()));
+    EXPECT_EQ(single->type(), KYVO::IMAGE_BOOL);
+    EXPECT_EQ(at(*single, 2, 2, 1), 1);
+    EXPECT_EQ(at(*single, 6, 6, 1), 0) << "other labels are not drawn";
+    EXPECT_EQ(std::count(single->layer(0), single->layer(0) + 64, 1), 0) << "lines of the label add nothing";
+    std::unique_ptr<CImage> full(image->createLabelMask());
+    EXPECT_EQ(at(*full, 3, 7, 0), a->maskId()) << "the full mask does draw lines";
+    EXPECT_EQ(at(*full, 6, 6, 1), b->maskId());
+}
+
+TEST(LabeledImage, MaskPaletteGreyValueIsTheIndex) {
+    const QVector<QRgb>& palette = maskPalette();
+    ASSERT_EQ(palette.size(), 256);
+    QImage grey(256, 1, QImage::Format_Grayscale8);
+    QPainter painter(&grey);
+    for (int i = 0; i < 256; ++i) {
+        EXPECT_EQ(qAlpha(palette[i]), 255);
+        EXPECT_EQ(maskGrey(qRed(palette[i]), qGreen(palette[i]), qBlue(palette[i])), i);
+        painter.fillRect(QRect(i, 0, 1, 1), QColor::fromRgb(palette[i]));
+    }
+    painter.end();
+    for (int i = 0; i < 256; ++i)
+        EXPECT_EQ(grey.constScanLine(0)[i], i) << "Qt paints entry i as grey i";
+}
+
+namespace {
+
+/// What the mask item must show: one 1×1 rectangle per visible voxel, label colours at
+/// primary opacity, grey hatching at half opacity for values no label uses.
+void paintReference(QPainter& painter, const LabeledImage& image, const Project& project, uint32_t z) {
+    QBrush brushes[256];
+    double opacity[256];
+    for (int v = 0; v < 256; ++v) {
+        brushes[v] = QBrush(Qt::gray, Qt::Dense3Pattern);
+        brushes[v].setTransform(painter.worldTransform().inverted());
+        opacity[v] = 0.5;
+    }
+    for (const Label* label : project.labels()) {
+        brushes[label->maskId()] = QBrush(label->color());
+        opacity[label->maskId()] = label->opacity();
+    }
+    painter.setPen(Qt::NoPen);
+    const std::size_t w = image.width(), h = image.height();
+    for (std::size_t y = 0; y < h; ++y)
+        for (std::size_t x = 0; x < w; ++x) {
+            const std::size_t i = x + w * (y + h * z);
+            const uint8_t v = image.mask()->data()[i];
+            if (v == 0 || image.eraseOverlay()->data()[i] != 0)
+                continue;
+            painter.setBrush(brushes[v]);
+            painter.setOpacity(opacity[v]);
+            painter.drawRect(QRectF(x, y, 1, 1));
+        }
+}
+
+QImage render(const std::function<void(QPainter&)>& paint, int scale) {
+    QImage out(40 * scale, 30 * scale, QImage::Format_ARGB32_Premultiplied);
+    out.fill(Qt::white);
+    QPainter painter(&out);
+    painter.scale(scale, scale);
+    paint(painter);
+    return out;
+}
+
+int maxChannelDifference(const QImage& a, const QImage& b) {
+    int worst = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
+                              std::abs(qBlue(p) - qBlue(q))});
+        }
+    return worst;
+}
+
+} // namespace
+
+TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
+    Project project;
+    Label* red = project.createLabel();
+    red->setColor(QColor(200, 30, 30));
+    red->setPrimaryOpacity(0.6);
+    project.createLabel(); // mask id 2, green
+    LabeledImage* image = pxmtest::addImage(project, 40, 30, 2);
+    auto* mask = new CImage(KYVO::IMAGE_GREY_8, CSize(40, 30, 2));
+    QRandomGenerator random(7);
+    const uint8_t values[] = {0, 0, 1, 2, 9};
+    for (std::size_t i = 0; i < mask->byteCount(); ++i)
+        mask->data()[i] = values[random.bounded(5)];
+    image->setMask(mask, true, false);
+    for (int i = 0; i < 200; ++i)
+        image->eraseOverlay()->data()[random.bounded(int(mask->byteCount()))] = 1;
+    for (const uint32_t z : {0u, 1u}) {
+        for (const int scale : {1, 3}) {
+            SCOPED_TRACE(QString("layer %1, zoom %2").arg(z).arg(scale).toStdString());
+            MaskItem item(image, z);
+            QStyleOptionGraphicsItem option;
+            option.exposedRect = item.boundingRect();
+            const QImage ours = render([&](QPainter& p) { item.paint(&p, &option, nullptr); }, scale);
+            const QImage reference =
+                render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
+            EXPECT_LE(maxChannelDifference(ours, reference), 1);
+        }
+    }
+    // A partly exposed area paints only that area.
+    MaskItem item(image, 0);
+    QStyleOptionGraphicsItem option;
+    option.exposedRect = QRectF(10.5, 10.2, 5, 5);
+    const QImage part = render([&](QPainter& p) { item.paint(&p, &option, nullptr); }, 1);
+    EXPECT_EQ(part.pixel(0, 0), QColor(Qt::white).rgb());
+    EXPECT_EQ(part.pixel(39, 29), QColor(Qt::white).rgb());
+}
+
+TEST(MaskItem, EraseCountsPassesAndUneraseIsItsInverse) {
+    Project project;
+    project.createLabel();
+    LabeledImage* image = pxmtest::addImage(project, 6, 5, 2);
+    image->setMask(pxmtest::volume(6, 5, 2, {}), true, false);
+    std::fill(image->mask()->data(), image->mask()->data() + image->mask()->byteCount(), 1);
+    MaskItem item(image, 1);
+    const QRectF r(1.7, 1.2, 1.1, 0.5); // whole pixels x 1..2, y 1..1
+    item.erase(r);
+    item.erase(r);
+    item.unerase(r);
+    const CImage& overlay = *image->eraseOverlay();
+    EXPECT_EQ(*overlay.voxel(1, 1, 1), 1) << "still hidden after two erases and one unerase";
+    EXPECT_EQ(*overlay.voxel(2, 1, 1), 1);
+    EXPECT_EQ(*overlay.voxel(3, 1, 1), 0);
+    EXPECT_EQ(*overlay.voxel(1, 2, 1), 0);
+    EXPECT_EQ(*overlay.voxel(1, 1, 0), 0) << "only the item's layer";
+    item.unerase(r);
+    EXPECT_EQ(*overlay.voxel(1, 1, 1), 0);
+    // A rectangle beyond the image is clamped, never written outside.
+    item.erase(QRectF(-10, -10, 100, 100));
+    EXPECT_EQ(std::count(overlay.layer(1), overlay.layer(1) + 30, 1), 30);
+}
+
+TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
+    Project project;
+    project.createLabel();
+    LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
+    // Layer 1 holds a region of 2 (joined at a corner) touching pixels that already have the
+    // new value 6, and another region of 2 that touches it nowhere.
+    std::vector<uint8_t> voxels(40, 2);
+    const std::vector<uint8_t> layer1 = {2, 2, 6, 0, 0, //
+                                         0, 2, 6, 0, 2, //
+                                         2, 0, 6, 2, 0, //
+                                         6, 6, 0, 0, 2};
+    std::copy(layer1.begin(), layer1.end(), voxels.begin() + 20);
+    auto* mask = new CImage(KYVO::IMAGE_GREY_8, CSize{5, 4, 2});
+    std::copy(voxels.begin(), voxels.end(), mask->data());
+    image->setMask(mask, true, false);
+    Scene* scene = image->scene(1);
+    scene->incUsage();
+    ASSERT_NE(scene->maskItem(), nullptr);
+    QUndoStack stack;
+    const uint8_t* m = image->mask()->data();
+    auto layer = [m](int z) { return std::vector<uint8_t>(m + 20 * z, m + 20 * z + 20); };
+    stack.push(new commands::MaskItemFlood(scene->maskItem(), QPoint(0, 0), 6));
+    EXPECT_EQ(layer(1), std::vector<uint8_t>({6, 6, 6, 0, 0, //
+                                              0, 6, 6, 0, 2, //
+                                              6, 0, 6, 2, 0, //
+                                              6, 6, 0, 0, 2}))
+        << "the region at the start only";
+    EXPECT_EQ(layer(0), std::vector<uint8_t>(20, 2)) << "other layers are never touched";
+    // Unpinning deletes the mask item; the mask stays with the labeled image.
+    scene->decUsage();
+    ASSERT_EQ(scene->maskItem(), nullptr);
+    stack.undo();
+    EXPECT_EQ(layer(1), layer1) << "undo gives back exactly the changed pixels, not the touching 6s";
+    scene->incUsage(); // a new mask item
+    stack.redo();
+    EXPECT_EQ(m[20 + 1], 6);
+    EXPECT_EQ(m[20 + 9], 2);
+    stack.undo();
+    EXPECT_EQ(layer(1), layer1);
+    // Starts that fill nothing: unlabelled, outside (on and past each edge), the same value,
+    // erased.
+    image->ensureEraseOverlay();
+    image->eraseOverlay()->voxel(1, 1, 1)[0] = 1;
+    const std::vector<uint8_t> before(m, m + 40);
+    for (const auto& [start, value] : {std::pair{QPoint(3, 0), 7}, {QPoint(5, 0), 7}, {QPoint(0, 4), 7},
+                                       {QPoint(-1, 0), 7}, {QPoint(2, 0), 6}, {QPoint(1, 1), 7}})
+        scene->maskItem()->flood(start, value);
+    EXPECT_EQ(std::vector<uint8_t>(m, m + 40), before);
+    EXPECT_EQ(scene->maskItem()->value(QPoint(4, 3)), 2);
+    EXPECT_EQ(scene->maskItem()->value(QPoint(5, 3)), 0) << "x = width is outside";
+    EXPECT_EQ(scene->maskItem()->value(QPoint(1, 1)), 0) << "erased";
+    scene->decUsage();
+}
+
+TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
+    // Random layers of every shape, with erased pixels, against the textbook fill; the runs
+    // it reports are exactly the changed pixels.
+    QRandomGenerator random(11);
+    int reachedEdges = 0;
+    for (int round = 0; round < 400; ++round) {
+        const int w = 1 + random.bounded(round < 200 ? 10 : 40);
+        const int h = 1 + random.bounded(round < 200 ? 10 : 40);
+        const std::size_t n = std::size_t(w) * std::size_t(h);
+        const int density = 5 + random.bounded(5); // in tenths
+        std::vector<uint8_t> mask(n), overlay(n, 0);
+        for (auto& v : mask)
+            v = uint8_t(random.bounded(10) < density ? 1 : random.bounded(3));
+        const bool erased = round % 4 != 0;
+        if (erased)
+            for (auto& v : overlay)
+                v = uint8_t(random.bounded(25) == 0 ? 1 + random.bounded(2) : 0);
+        const int x = random.bounded(w), y = random.bounded(h);
+        const uint8_t newValue = uint8_t(round % 5 == 0 ? 2 : 9);
+        std::vector<uint8_t> expected = mask;
+        const uint8_t old = overlay[std::size_t(x + w * y)] ? 0 : mask[std::size_t(x + w * y)];
+        if (old != 0 && old != newValue) {
+            std::deque<QPoint> queue{QPoint(x, y)};
+            expected[std::size_t(x + w * y)] = newValue;
+            while (!queue.empty()) {
+                const QPoint p = queue.front();
+                queue.pop_front();
+                for (int dy = -1; dy <= 1; ++dy)
+                    for (int dx = -1; dx <= 1; ++dx) {
+                        const int qx = p.x() + dx, qy = p.y() + dy;
+                        const std::size_t i = std::size_t(qx + w * qy);
+                        if (qx < 0 || qy < 0 || qx >= w || qy >= h || overlay[i] || expected[i] != old)
+                            continue;
+                        expected[i] = newValue;
+                        queue.push_back(QPoint(qx, qy));
+                    }
+            }
+        }
+        std::vector<uint8_t> ours = mask;
+        std::vector<maskflood::Run> runs;
+        const maskflood::Layer layer{ours.data(), erased ? overlay.data() : nullptr, w, h};
+        maskflood::flood(layer, x, y, newValue, &runs);
+        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << " start " << x << "," << y;
+        std::vector<uint8_t> back = ours;
+        maskflood::fillRuns({back.data(), nullptr, w, h}, runs, old);
+        ASSERT_EQ(back, mask) << "round " << round;
+        for (int i = 0; i < h; ++i)
+            reachedEdges += ours[std::size_t(w - 1 + w * i)] != mask[std::size_t(w - 1 + w * i)];
+    }
+    EXPECT_GT(reachedEdges, 100) << "regions must reach the last column";
 }
