@@ -1,0 +1,774 @@
+// SPDX-License-Identifier: MIT
+#include "platform/CException.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "platform/CPNode.h"
+#include "platform/CRegistry.h"
+#include "platform/CValue.h"
+#include "platform/CValueJson.h"
+#include "platform/CValueMap.h"
+#include "platform/CValueOwnedPointer.h"
+#include "platform/CValueSmart.h"
+#include "platform/CValueVector.h"
+#include "platform/GzStream.h"
+#include "platform/MemoryBudget.h"
+#include "support/TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <cmath>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace KYVO;
+
+TEST(CImage, TypesSizesLayoutAndCopies) {
+    struct Case {
+        EnImageType type;
+        const char* name;
+        int channels;
+        int bytes;
+    };
+    const Case cases[] = {{IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1},
+                          {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
+                          {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4},
+                          {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
+                          {IMAGE_RGB_8I, "IMAGE_RGB_8I", 3, 3}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_STREQ(ImageTypeName(c.type), c.name);
+        EnImageType parsed;
+        ASSERT_TRUE(ImageTypeFromName(c.name, &parsed));
+        EXPECT_EQ(parsed, c.type);
+        CImage img(c.type, CSize(5, 3, 2));
+        EXPECT_EQ(img.channels(), c.channels);
+        EXPECT_EQ(img.size().Elements(), 30u);
+        ASSERT_EQ(img.byteCount(), std::size_t(30 * c.bytes));
+        for (std::size_t i = 0; i < img.byteCount(); ++i)
+            ASSERT_EQ(img.data()[i], 0) << "new images are zero-filled";
+        // x fastest, then y, then z.
+        EXPECT_EQ(img.voxel(4, 2, 1) - img.data(), std::ptrdiff_t((4 + 5 * 2 + 15 * 1) * c.bytes));
+        img.voxel(4, 2, 1)[0] = 7;
+        CImage copy(img);
+        img.voxel(4, 2, 1)[0] = 9;
+        EXPECT_EQ(copy.voxel(4, 2, 1)[0], 7) << "a copy does not share voxels";
+        EXPECT_EQ(copy.type(), c.type);
+    }
+    EXPECT_FALSE(ImageTypeFromName("IMAGE_RGBA", nullptr));
+}
+
+TEST(CImage, HostileSizesThrowInsteadOfOverflowing) {
+    EXPECT_THROW(CImage(IMAGE_GREY_F, CSize(std::size_t(1) << 40, std::size_t(1) << 40, 16)), CException);
+    CImage empty(IMAGE_GREY_8, CSize(0, 0, 0));
+    EXPECT_NE(empty.data(), nullptr);
+    EXPECT_EQ(empty.byteCount(), 0u);
+}
+
+TEST(CException, LocationComesFromTheThrowSite) {
+    try {
+        KYVO_THROW("broken input");
+        FAIL();
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "broken input");
+        EXPECT_EQ(e.File(), "CoreTypesTest");
+        EXPECT_GT(e.Line(), 0);
+        EXPECT_NE(e.Function().find("TestBody"), std::string::npos);
+        const std::string formatted = e.FormattedWhat();
+        EXPECT_EQ(formatted.rfind("broken input", 0), 0u);
+        EXPECT_NE(formatted.find("CoreTypesTest:" + std::to_string(e.Line())), std::string::npos);
+    }
+    EXPECT_EQ(SourceBaseName("C:\\src\\ui\\MainWindow.cpp"), "MainWindow");
+    EXPECT_EQ(SourceBaseName("/a/b/PPixmarker.cpp"), "PPixmarker");
+}
+
+TEST(GzStream, RoundTripLargeAndSmallWritesAndDetectsTruncation) {
+    pxmtest::TempDir dir;
+    const std::string path = dir.localPath("data.gz");
+    std::string big(3 << 20, '\0');
+    for (std::size_t i = 0; i < big.size(); ++i)
+        big[i] = char((i * 7919) >> 5);
+    {
+        gzofstream out(path.c_str());
+        ASSERT_TRUE(out.is_open());
+        out << "header line\n";
+        out.write(big.data(), std::streamsize(big.size()));
+        out.close();
+        ASSERT_TRUE(out.good());
+    }
+    {
+        gzifstream in(path.c_str());
+        std::string line;
+        std::getline(in, line);
+        EXPECT_EQ(line, "header line");
+        std::string back(big.size(), '\0');
+        in.read(&back[0], std::streamsize(back.size()));
+        EXPECT_EQ(in.gcount(), std::streamsize(big.size()));
+        EXPECT_TRUE(back == big);
+        EXPECT_FALSE(in.corrupt());
+    }
+    // Cut the file in half: reading must stop early and say the stream is corrupt.
+    QByteArray bytes = pxmtest::readFile(QString::fromStdString(path));
+    ASSERT_TRUE(pxmtest::writeFile(QString::fromStdString(path), bytes.left(bytes.size() / 2)));
+    gzifstream in(path.c_str());
+    std::string back(big.size() + 64, '\0');
+    in.read(&back[0], std::streamsize(back.size()));
+    EXPECT_LT(in.gcount(), std::streamsize(big.size()));
+    EXPECT_TRUE(in.corrupt());
+    gzifstream missing(dir.localPath("missing.gz").c_str());
+    EXPECT_FALSE(missing.is_open());
+    EXPECT_TRUE(missing.fail());
+}
+
+namespace {
+
+// Counts live instances, so tests can tell that every value is deleted exactly once.
+class Tracked : public CValue {
+public:
+    static int live;
+    Tracked() { ++live; }
+    Tracked(const Tracked& o) : CValue(o) { ++live; }
+    ~Tracked() override { --live; }
+    CValue* Clone() const override { return new Tracked(*this); }
+    const char* TypeName() const override { return "Tracked"; }
+};
+int Tracked::live = 0;
+
+struct Widget {};
+
+} // namespace
+
+TEST(CValueMap, PathsOrderAndOwnership) {
+    CValueMap map;
+    map.SetLong("z", 1);
+    map.SetString("a/b/c", "deep");
+    map.SetBool("m", true);
+    EXPECT_EQ(map.Keys(), (std::vector<std::string>{"z", "a", "m"}));
+    ASSERT_NE(map.GetMap("a/b"), nullptr);
+    EXPECT_EQ(map.GetMap("a/b")->Keys(), std::vector<std::string>{"c"});
+    EXPECT_EQ(map.GetString("a/b/c"), "deep");
+    EXPECT_TRUE(map.Has("a/b/c"));
+    for (const char* missing : {"a/x", "a/b/c/d", "", "a//b", "/a", "a/"})
+        EXPECT_FALSE(map.Has(missing)) << missing;
+    // Replacing keeps the position; removing and re-adding moves a key to the end.
+    map.SetString("z", "now a string");
+    EXPECT_EQ(map.Keys(), (std::vector<std::string>{"z", "a", "m"}));
+    EXPECT_TRUE(map.Remove("z"));
+    EXPECT_FALSE(map.Remove("z"));
+    EXPECT_TRUE(map.Remove("a/b/c"));
+    EXPECT_TRUE(map.Has("a/b"));
+    map.SetLong("z", 2);
+    EXPECT_EQ(map.Keys(), (std::vector<std::string>{"a", "m", "z"}));
+    // Every owned value is deleted exactly once, whatever happens to it.
+    {
+        CValueMap owner;
+        owner.Set("t", new Tracked);
+        owner.Set("t", new Tracked); // replaces
+        CValue* same = owner.Get("t");
+        owner.Set("t", same); // storing what is already there is a no-op
+        owner.Set("n/t", new Tracked);
+        EXPECT_THROW(owner.Set("t/x", new Tracked), CException) << "a path cannot lead through a non-map";
+        EXPECT_THROW(owner.Set("a//b", new Tracked), CException);
+        EXPECT_THROW(owner.Set("", new Tracked), CException);
+        EXPECT_THROW(owner.Set("q", nullptr), CException);
+        EXPECT_FALSE(owner.Has("t/x"));
+        EXPECT_EQ(Tracked::live, 2);
+        const CValueMap& alias = owner;
+        owner = alias; // self-assignment keeps the content
+        EXPECT_EQ(Tracked::live, 2);
+        std::unique_ptr<CValue> taken(owner.Take("n/t"));
+        EXPECT_FALSE(owner.Has("n/t"));
+        EXPECT_EQ(Tracked::live, 2);
+    }
+    EXPECT_EQ(Tracked::live, 0);
+    // A large map stays consistent through removals in the middle.
+    CValueMap big;
+    for (int i = 0; i < 1000; ++i)
+        big.SetLong("k" + std::to_string(i), i);
+    for (int i = 0; i < 1000; i += 2)
+        ASSERT_TRUE(big.Remove("k" + std::to_string(i)));
+    ASSERT_EQ(big.size(), 500u);
+    EXPECT_EQ(big.Keys().front(), "k1");
+    for (int i = 1; i < 1000; i += 2)
+        ASSERT_EQ(big.GetLong("k" + std::to_string(i), -1), i);
+}
+
+TEST(CValueMap, TypedGettersReportStatus) {
+    CValueMap map;
+    map.SetString("s", "text");
+    map.SetLong("l", -7);
+    map.SetDouble("d", 2.5);
+    map.SetBool("b", true);
+    map.SetStringVector("v", {"x", "y"});
+    map.Set("mixed", new CValueVector);
+    map.GetVector("mixed")->Append(new CValueString("x"));
+    map.GetVector("mixed")->Append(new CValueLong(1));
+    map.Set("m/inner", new CValueLong(3));
+    using E = CValue::EnErrType;
+    struct Case {
+        std::string path;
+        E string, longV, doubleV, boolV, vector, map;
+    };
+    const E ok = CValue::ERR_OK, nf = CValue::ERR_NOT_FOUND, wt = CValue::ERR_WRONG_TYPE;
+    const Case cases[] = {
+        {"s", ok, wt, wt, wt, wt, wt},   {"l", wt, ok, ok, wt, wt, wt},
+        {"d", wt, wt, ok, wt, wt, wt},   {"b", wt, wt, wt, ok, wt, wt},
+        {"v", wt, wt, wt, wt, ok, wt},   {"mixed", wt, wt, wt, wt, wt, wt},
+        {"m", wt, wt, wt, wt, wt, ok},   {"none", nf, nf, nf, nf, nf, nf},
+        {"s/x", nf, nf, nf, nf, nf, nf}, {"m/inner", wt, ok, ok, wt, wt, wt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        E err = CValue::ERR_OK;
+        const std::string s = map.GetString(c.path, "def", &err);
+        EXPECT_EQ(err, c.string);
+        EXPECT_EQ(s, c.string == ok ? "text" : "def");
+        const int64_t l = map.GetLong(c.path, 99, &err);
+        EXPECT_EQ(err, c.longV);
+        if (c.longV != ok) {
+            EXPECT_EQ(l, 99);
+        }
+        const double d = map.GetDouble(c.path, 0.25, &err);
+        EXPECT_EQ(err, c.doubleV);
+        if (c.doubleV != ok) {
+            EXPECT_EQ(d, 0.25);
+        }
+        const bool b = map.GetBool(c.path, false, &err);
+        EXPECT_EQ(err, c.boolV);
+        EXPECT_EQ(b, c.boolV == ok);
+        const auto v = map.GetStringVector(c.path, {"def"}, &err);
+        EXPECT_EQ(err, c.vector);
+        const std::vector<std::string> expected =
+            c.vector == ok ? std::vector<std::string>{"x", "y"} : std::vector<std::string>{"def"};
+        EXPECT_EQ(v, expected);
+        EXPECT_EQ(map.GetMap(c.path, &err) != nullptr, c.map == ok);
+        EXPECT_EQ(err, c.map);
+    }
+    EXPECT_EQ(map.GetDouble("l"), -7.0) << "a long reads as a double";
+    EXPECT_EQ(map.GetDouble("d"), 2.5);
+    EXPECT_EQ(map.GetLong("l"), -7);
+    EXPECT_EQ(map.GetLong("m/inner"), 3);
+}
+
+TEST(CValueMap, Attributes) {
+    CValueMap map;
+    map.SetBool("parameters/keep", false);
+    map.Set("inputs/0", new CValueOwnedPointer<CImage>);
+    EXPECT_TRUE(map.SetAttribute("parameters/keep", "desc", new CValueString("first")));
+    EXPECT_TRUE(map.SetAttribute("parameters/keep", "desc", new CValueString("second")));
+    EXPECT_TRUE(map.SetAttribute("inputs/0", "optional", new CValueBool(false)));
+    EXPECT_TRUE(map.SetAttribute("inputs", "label", new CValueString("the inputs")));
+    {
+        ASSERT_EQ(Tracked::live, 0);
+        EXPECT_FALSE(map.SetAttribute("inputs/9", "label", new Tracked));
+        EXPECT_FALSE(map.SetAttribute("parameters/keep/x", "label", new Tracked));
+        EXPECT_EQ(Tracked::live, 0) << "a refused attribute is deleted";
+    }
+    const auto* desc = dynamic_cast<const CValueString*>(map.GetAttribute("parameters/keep", "desc"));
+    ASSERT_NE(desc, nullptr);
+    EXPECT_EQ(desc->Get(), "second");
+    EXPECT_EQ(map.GetAttribute("parameters/keep", "label"), nullptr);
+    EXPECT_EQ(map.GetAttribute("inputs/9", "label"), nullptr);
+    EXPECT_NE(map.GetAttribute("inputs", "label"), nullptr);
+    // Attributes belong to the slot: a new value keeps them, removal drops them, copies carry them.
+    map.SetBool("parameters/keep", true);
+    EXPECT_NE(map.GetAttribute("parameters/keep", "desc"), nullptr);
+    std::unique_ptr<CValue> copy(map.Clone());
+    EXPECT_TRUE(copy->Equals(map));
+    map.Remove("parameters/keep");
+    map.SetBool("parameters/keep", true);
+    EXPECT_EQ(map.GetAttribute("parameters/keep", "desc"), nullptr);
+    EXPECT_FALSE(copy->Equals(map));
+    EXPECT_NE(static_cast<CValueMap*>(copy.get())->GetAttribute("parameters/keep", "desc"), nullptr);
+}
+
+TEST(CValue, ClonesAreDeepAndIndependent) {
+    CValueMap map;
+    map.SetString("s", "a");
+    map.SetStringVector("v", {"1", "2"});
+    map.SetLong("n/x", 1);
+    std::unique_ptr<CValueMap> mapCopy(static_cast<CValueMap*>(map.Clone()));
+    map.SetString("s", "b");
+    map.GetVector("v")->Set(0, new CValueString("changed"));
+    map.SetLong("n/x", 2);
+    EXPECT_EQ(mapCopy->GetString("s"), "a");
+    EXPECT_EQ(mapCopy->GetStringVector("v"), (std::vector<std::string>{"1", "2"}));
+    EXPECT_EQ(mapCopy->GetLong("n/x"), 1);
+    EXPECT_FALSE(mapCopy->Equals(map));
+    CValueVector vector;
+    vector.Append(new CValueDouble(1.5));
+    vector.Append(map.Clone());
+    std::unique_ptr<CValue> vectorCopy(vector.Clone());
+    EXPECT_TRUE(vectorCopy->Equals(vector));
+    static_cast<CValueMap*>(vector.at(1))->SetString("s", "c");
+    vector.Remove(0);
+    EXPECT_EQ(vector.size(), 1u);
+    const auto* copied = static_cast<const CValueVector*>(vectorCopy.get());
+    ASSERT_EQ(copied->size(), 2u);
+    EXPECT_EQ(static_cast<const CValueMap*>(copied->at(1))->GetString("s"), "b");
+    EXPECT_EQ(copied->at(2), nullptr);
+    EXPECT_THROW(vector.Set(5, new CValueLong), CException);
+    EXPECT_THROW(vector.Remove(1), CException);
+    auto* image = new CImage(IMAGE_GREY_8, CSize(3, 2, 2));
+    image->voxel(2, 1, 1)[0] = 42;
+    CValueSmart smart(image);
+    std::unique_ptr<CValueSmart> smartCopy(static_cast<CValueSmart*>(smart.Clone()));
+    ASSERT_TRUE(smartCopy->IsImage());
+    EXPECT_NE(smartCopy->Image(), image);
+    EXPECT_TRUE(smartCopy->Equals(smart));
+    image->voxel(2, 1, 1)[0] = 7;
+    EXPECT_EQ(smartCopy->Image()->voxel(2, 1, 1)[0], 42);
+    EXPECT_FALSE(smartCopy->Equals(smart));
+    EXPECT_EQ(smartCopy->As<CImage>(), smartCopy->Image());
+    EXPECT_EQ(smartCopy->As<CValueVector>(), nullptr);
+    CValueSmart holdsVector(vector.Clone());
+    EXPECT_FALSE(holdsVector.IsImage());
+    EXPECT_EQ(holdsVector.Image(), nullptr);
+    ASSERT_NE(holdsVector.As<CValueVector>(), nullptr);
+    EXPECT_EQ(holdsVector.As<CValueMap>(), nullptr);
+    std::unique_ptr<CValue> holdsCopy(holdsVector.Clone());
+    EXPECT_NE(static_cast<CValueSmart*>(holdsCopy.get())->Value(), holdsVector.Value());
+    EXPECT_TRUE(holdsCopy->Equals(holdsVector));
+    CValueOwnedPointer<CImage> owned(new CImage(IMAGE_GREY_F, CSize(2, 2)));
+    std::unique_ptr<CValueOwnedPointer<CImage>> ownedCopy(
+        static_cast<CValueOwnedPointer<CImage>*>(owned.Clone()));
+    ASSERT_NE(ownedCopy->Get(), nullptr);
+    EXPECT_NE(ownedCopy->Get(), owned.Get());
+    EXPECT_EQ(ownedCopy->Get()->type(), IMAGE_GREY_F);
+    EXPECT_EQ(ownedCopy->Get()->size(), CSize(2, 2));
+    std::unique_ptr<CImage> released(owned.Release());
+    EXPECT_EQ(owned.Get(), nullptr);
+    EXPECT_NE(ownedCopy->Get(), nullptr);
+    EXPECT_STREQ(owned.TypeName(), "CValueOwnedPointer<KYVO::CImage>");
+}
+
+TEST(CValuePointer, UnwrapChecksTheType) {
+    Widget widget;
+    CValueMap parameters;
+    parameters.Set("QWidgetPointer", new CValuePointer<Widget>(&widget));
+    parameters.SetString("text", "x");
+    std::unique_ptr<CValue> copy(parameters.Get("QWidgetPointer")->Clone());
+    EXPECT_EQ(UnwrapPointer<Widget>(copy.get()), &widget) << "a clone still points at the same object";
+    EXPECT_EQ(UnwrapPointer<Widget>(parameters.Get("QWidgetPointer")), &widget);
+    try {
+        UnwrapPointer<Widget>(parameters.Get("text"));
+        FAIL() << "a string must not unwrap as a pointer";
+    } catch (const CException& e) {
+        EXPECT_NE(e.Message().find("Widget"), std::string::npos) << e.Message();
+        EXPECT_NE(e.Message().find("CValueString"), std::string::npos) << e.Message();
+    }
+    EXPECT_THROW(UnwrapPointer<Widget>(nullptr), CException);
+    EXPECT_THROW(UnwrapPointer<CImage>(parameters.Get("QWidgetPointer")), CException);
+}
+
+TEST(CValueJson, RoundTripKeepsTypesAndValues) {
+    using L = std::numeric_limits<int64_t>;
+    using D = std::numeric_limits<double>;
+    CValueMap map;
+    map.SetLong("longs/max", L::max());
+    map.SetLong("longs/min", L::min());
+    map.SetLong("longs/zero", 0);
+    const double doubles[] = {
+        2.0, -0.0, 0.1, 1e300, D::max(), D::min(), D::denorm_min(), -123.456, D::infinity(), -D::infinity()};
+    for (std::size_t i = 0; i < std::size(doubles); ++i)
+        map.SetDouble("doubles/" + std::to_string(i), doubles[i]);
+    map.SetDouble("nan", std::nan(""));
+    const char raw[] = "quote\" back\\ tab\t nl\n ctl\x01 utf8 \xc3\xa4 slash/ nul\0end";
+    map.SetString("text", std::string(raw, sizeof raw - 1));
+    map.SetString("empty", "");
+    map.SetBool("yes", true);
+    map.SetBool("no", false);
+    map.SetStringVector("list", {"b", "a"});
+    map.Set("emptyList", new CValueVector);
+    map.Set("emptyMap", new CValueMap);
+    map.Set("nested", new CValueVector);
+    map.GetVector("nested")->Append(new CValueLong(5));
+    map.GetVector("nested")->Append(map.GetMap("longs")->Clone());
+    const std::string text = CValueJson::Write(map);
+    std::string error;
+    const std::unique_ptr<CValue> back = CValueJson::Read(text, &error);
+    ASSERT_NE(back, nullptr) << error << "\n" << text;
+    EXPECT_TRUE(back->Equals(map)) << text;
+    const auto* m = dynamic_cast<const CValueMap*>(back.get());
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(m->Keys(), map.Keys()) << "key order survives";
+    EXPECT_EQ(m->GetLong("longs/min"), L::min());
+    CValue::EnErrType err;
+    m->GetLong("doubles/0", 0, &err);
+    EXPECT_EQ(err, CValue::ERR_WRONG_TYPE) << "2.0 stays a double";
+    EXPECT_TRUE(std::signbit(m->GetDouble("doubles/1")));
+    EXPECT_NE(text.find("\"max\": 9223372036854775807"), std::string::npos) << "longs are readable numbers";
+    // Values without a text form are left out and reported.
+    CValueMap withImage;
+    withImage.SetLong("kept", 1);
+    withImage.Set("image", new CValueOwnedPointer<CImage>(new CImage(IMAGE_GREY_8, CSize(1, 1))));
+    withImage.Set("v", new CValueVector);
+    withImage.GetVector("v")->Append(new CValuePointer<int>());
+    std::vector<std::string> skipped;
+    const std::unique_ptr<CValue> partial = CValueJson::Read(CValueJson::Write(withImage, &skipped));
+    EXPECT_EQ(skipped, (std::vector<std::string>{"image", "v/0"}));
+    ASSERT_NE(partial, nullptr);
+    EXPECT_EQ(static_cast<CValueMap*>(partial.get())->Keys(), (std::vector<std::string>{"kept", "v"}));
+}
+
+TEST(CValueJson, ReadsHandWrittenAndRefusesMalformedText) {
+    const std::unique_ptr<CValue> value = CValueJson::Read(
+        " {\"a\": [1, -2.5e1, \"\\u00e4\\ud83d\\ude00\\/\"], \"a2\": 99999999999999999999} ");
+    ASSERT_NE(value, nullptr);
+    const auto* map = static_cast<const CValueMap*>(value.get());
+    const CValueVector* a = map->GetVector("a");
+    ASSERT_NE(a, nullptr);
+    ASSERT_EQ(a->size(), 3u);
+    EXPECT_EQ(static_cast<const CValueLong*>(a->at(0))->Get(), 1);
+    EXPECT_EQ(static_cast<const CValueDouble*>(a->at(1))->Get(), -25.0);
+    EXPECT_EQ(static_cast<const CValueString*>(a->at(2))->Get(), "\xc3\xa4\xf0\x9f\x98\x80/");
+    EXPECT_EQ(map->GetDouble("a2"), 1e20) << "an integer beyond 64 bits is kept as a double";
+    const char* malformed[] = {
+        "",
+        "{",
+        "{\"a\" 1}",
+        "{\"a\": 1,}",
+        "[1 2]",
+        "[1,]",
+        "01",
+        "1.",
+        "-",
+        "1e",
+        "\"open",
+        "\"\\x\"",
+        "\"\\u12\"",
+        "\"\\ud800\"",
+        "\"a\nb\"",
+        "nul",
+        "null",
+        "{\"\": 1}",
+        "{\"a/b\": 1}",
+        "{} {}",
+        "1e999",
+        "[\"\\udc00\"]",
+        "tru",
+        "{\"a\": }",
+    };
+    for (const char* text : malformed) {
+        SCOPED_TRACE(text);
+        std::string error;
+        EXPECT_EQ(CValueJson::Read(text, &error), nullptr);
+        EXPECT_NE(error.find("line 1, column"), std::string::npos) << error;
+    }
+    std::string deep(CValueJson::MaxDepth, '[');
+    deep += std::string(CValueJson::MaxDepth, ']');
+    EXPECT_NE(CValueJson::Read(deep), nullptr);
+    std::string tooDeep(100000, '[');
+    std::string error;
+    EXPECT_EQ(CValueJson::Read(tooDeep, &error), nullptr);
+    EXPECT_NE(error.find("nesting"), std::string::npos) << error;
+}
+
+namespace {
+
+class Counted : public CValue {
+public:
+    static int live;
+    Counted() { ++live; }
+    Counted(const Counted& o) : CValue(o) { ++live; }
+    ~Counted() override { --live; }
+    CValue* Clone() const override { return new Counted(*this); }
+    const char* TypeName() const override { return "Counted"; }
+};
+int Counted::live = 0;
+
+// A node that copies input 0 to output 0 and describes itself.
+class EchoNode : public CPNode {
+public:
+    void Describe(CValueMap* description) const override {
+        description->SetString("name", "Echo");
+        description->Set("inputs/0", new CValueOwnedPointer<CImage>);
+        description->SetAttribute("inputs/0", "optional", new CValueBool(false));
+    }
+    void Execute() override {
+        if (const auto* in = dynamic_cast<const CValueSmart*>(Input(0)))
+            SetOutput(0, new CValueOwnedPointer<CImage>(in->Image() ? new CImage(*in->Image()) : nullptr));
+    }
+};
+
+} // namespace
+
+TEST(CPNode, StacksOwnTheirValues) {
+    {
+        CPNode node;
+        node.SetInput(0, new Counted);
+        node.SetInput(0, new Counted); // replaces
+        node.SetInput(3, new Counted);
+        node.SetInput(3, const_cast<CValue*>(node.Input(3))); // the same value again is a no-op
+        EXPECT_EQ(Counted::live, 2);
+        EXPECT_EQ(node.Input(1), nullptr);
+        EXPECT_EQ(node.Input(-1), nullptr);
+        EXPECT_EQ(node.InputCount(), 4);
+        EXPECT_THROW(node.SetInput(-1, new Counted), CException);
+        EXPECT_EQ(Counted::live, 2);
+        node.SetInput(3, nullptr);
+        EXPECT_EQ(node.Input(3), nullptr);
+        EXPECT_EQ(Counted::live, 1);
+        node.SetOutput(1, new Counted);
+        std::unique_ptr<CValue> taken(node.TakeOutput(1));
+        EXPECT_NE(taken, nullptr);
+        EXPECT_EQ(node.Output(1), nullptr);
+        EXPECT_EQ(node.TakeOutput(1), nullptr);
+        node.SetOutput(0, new Counted);
+        node.ClearInputs();
+        EXPECT_EQ(node.Input(0), nullptr);
+        EXPECT_EQ(Counted::live, 2);
+    }
+    EXPECT_EQ(Counted::live, 0) << "the node deletes what it still holds";
+}
+
+TEST(CPNode, DescribeInitAndExecute) {
+    EchoNode node;
+    CValueMap description;
+    node.Describe(&description);
+    EXPECT_EQ(description.GetString("name"), "Echo");
+    EXPECT_NE(description.GetAttribute("inputs/0", "optional"), nullptr);
+    node.Parameters().SetString("kept", "yes");
+    node.Parameters().SetLong("n", 1);
+    CValueMap parameters;
+    parameters.SetLong("n", 2);
+    parameters.SetBool("flag", true);
+    node.Init(&parameters);
+    node.Init(nullptr);
+    EXPECT_EQ(node.Parameters().GetString("kept"), "yes");
+    EXPECT_EQ(node.Parameters().GetLong("n"), 2);
+    EXPECT_TRUE(node.Parameters().GetBool("flag"));
+    parameters.SetLong("n", 3);
+    EXPECT_EQ(node.Parameters().GetLong("n"), 2) << "Init copies";
+    auto* image = new CImage(IMAGE_GREY_8, CSize(4, 4));
+    image->voxel(1, 2, 0)[0] = 9;
+    node.SetInput(0, new CValueSmart(image));
+    node.Execute();
+    std::unique_ptr<CValue> out(node.TakeOutput(0));
+    auto* pointer = dynamic_cast<CValueOwnedPointer<CImage>*>(out.get());
+    ASSERT_NE(pointer, nullptr);
+    ASSERT_NE(pointer->Get(), nullptr);
+    EXPECT_NE(pointer->Get(), image);
+    EXPECT_EQ(pointer->Get()->voxel(1, 2, 0)[0], 9);
+}
+
+namespace {
+
+// Points the process-wide registry at a fresh directory for one test and restores it afterwards.
+class RegistryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CRegistry::SetStorageDirectory(dir.path("store"));
+        CRegistry::Obj().Clear();
+    }
+    void TearDown() override {
+        CRegistry::Obj().Clear();
+        CRegistry::SetStorageDirectory(QString());
+    }
+    QStringList storedFiles() const { return QDir(dir.path("store")).entryList(QDir::Files | QDir::Hidden); }
+    pxmtest::TempDir dir;
+};
+
+} // namespace
+
+TEST_F(RegistryTest, RoundTripOfEveryType) {
+    CRegistry& registry = CRegistry::Obj();
+    EXPECT_EQ(registry.StoragePath("Lumarka"), dir.path("store/Lumarka.json"));
+    EXPECT_TRUE(registry.FromStorage("Lumarka")) << "a first start has no file yet";
+    EXPECT_EQ(registry.size(), 0u);
+    registry.SetStringVector("main/RecentProjects", {"/data/b.json", "/data/a b/ä.json.gz"});
+    registry.SetString("main/Settings/View/CameraMode", "perImage");
+    registry.SetLong("main/Settings/View/ViewRadius", 200);
+    registry.SetDouble("main/Settings/View/ViewZoom", 2.0);
+    registry.SetDouble("main/Settings/Label/PenWidth", 0.1);
+    registry.SetBool("main/Settings/RectTool/OneClick", false);
+    registry.SetLong("limits/max", std::numeric_limits<int64_t>::max());
+    registry.SetLong("limits/min", std::numeric_limits<int64_t>::min());
+    registry.Set("limits/empty", new CValueMap);
+    std::unique_ptr<CValue> saved(registry.Clone());
+    ASSERT_TRUE(registry.ToStorage("Lumarka"));
+    EXPECT_EQ(storedFiles(), QStringList{"Lumarka.json"}) << "no temporary file is left behind";
+    registry.Clear();
+    registry.SetLong("stale", 1);
+    ASSERT_TRUE(registry.FromStorage("Lumarka"));
+    EXPECT_FALSE(registry.Has("stale")) << "loading replaces the content";
+    EXPECT_TRUE(registry.Equals(*saved));
+    EXPECT_EQ(registry.GetStringVector("main/RecentProjects"),
+              (std::vector<std::string>{"/data/b.json", "/data/a b/ä.json.gz"}));
+    EXPECT_EQ(registry.GetLong("limits/min"), std::numeric_limits<int64_t>::min());
+    CValue::EnErrType err;
+    registry.GetLong("main/Settings/View/ViewZoom", 0, &err);
+    EXPECT_EQ(err, CValue::ERR_WRONG_TYPE);
+    EXPECT_EQ(registry.GetDouble("main/Settings/View/ViewZoom"), 2.0);
+    EXPECT_FALSE(registry.ToStorage("../escape"));
+    EXPECT_FALSE(registry.FromStorage(""));
+}
+
+TEST_F(RegistryTest, CorruptStoreIsMovedAsideAndStartsEmpty) {
+    CRegistry& registry = CRegistry::Obj();
+    const QByteArray damaged[] = {"{\"main\": {\"RecentProjects\": [\"/a.json\"", "[1, 2]",
+                                  "\x00\x01garbage"};
+    for (const QByteArray& content : damaged) {
+        SCOPED_TRACE(content.toStdString());
+        QDir(dir.path("store")).removeRecursively();
+        ASSERT_TRUE(QDir().mkpath(dir.path("store")));
+        ASSERT_TRUE(pxmtest::writeFile(registry.StoragePath("Lumarka"), content));
+        registry.SetLong("before", 1);
+        EXPECT_FALSE(registry.FromStorage("Lumarka"));
+        EXPECT_EQ(registry.size(), 0u);
+        const QStringList files = storedFiles();
+        ASSERT_EQ(files.size(), 1);
+        EXPECT_TRUE(files[0].startsWith("Lumarka.json.corrupt-")) << files[0].toStdString();
+        EXPECT_EQ(pxmtest::readFile(dir.path("store/" + files[0])), content) << "the damaged file is kept";
+        registry.SetStringVector("main/RecentProjects", {"/b.json"});
+        ASSERT_TRUE(registry.ToStorage("Lumarka"));
+        registry.Clear();
+        ASSERT_TRUE(registry.FromStorage("Lumarka"));
+        EXPECT_EQ(registry.GetStringVector("main/RecentProjects"), std::vector<std::string>{"/b.json"});
+        EXPECT_EQ(storedFiles().size(), 2);
+    }
+}
+
+TEST_F(RegistryTest, UnwritableStoreFailsAndKeepsTheOldFile) {
+    CRegistry& registry = CRegistry::Obj();
+    // A plain file where the directory should be cannot hold a store.
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("blocked"), "x"));
+    CRegistry::SetStorageDirectory(dir.path("blocked"));
+    registry.SetLong("a", 1);
+    EXPECT_FALSE(registry.ToStorage("Lumarka"));
+    // A directory where the file should be: the save fails and nothing is left around it.
+    CRegistry::SetStorageDirectory(dir.path("store"));
+    ASSERT_TRUE(QDir().mkpath(dir.path("store/Lumarka.json")));
+    EXPECT_FALSE(registry.ToStorage("Lumarka"));
+    EXPECT_TRUE(storedFiles().isEmpty());
+    EXPECT_TRUE(QFileInfo(dir.path("store/Lumarka.json")).isDir());
+}
+
+// Decoded sizes beyond the memory budget are refused with a message before anything is
+// allocated for them, by CImage and by every codec whose library allocates first.
+
+namespace {
+
+/// Restores the machine's budget however the test ends.
+struct BudgetScope {
+    explicit BudgetScope(std::uint64_t bytes) { MemoryBudget::setLimit(bytes); }
+    ~BudgetScope() { MemoryBudget::setLimit(0); }
+};
+
+std::string loadError(const std::string& path) {
+    try {
+        std::unique_ptr<CImage> image(CImageIo2::Load(path));
+        return image ? "" : "no image";
+    } catch (const CException& e) {
+        return e.what();
+    }
+}
+
+} // namespace
+
+TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
+    const std::uint64_t machine = MemoryBudget::machineLimit();
+    EXPECT_GT(machine, std::uint64_t(64) << 20) << "any machine that runs us can give 64 MiB";
+    EXPECT_EQ(MemoryBudget::limit(), machine);
+    {
+        const BudgetScope scope(1000);
+        EXPECT_EQ(MemoryBudget::limit(), 1000u);
+        EXPECT_TRUE(MemoryBudget::fits(1000));
+        EXPECT_FALSE(MemoryBudget::fits(1001));
+    }
+    EXPECT_EQ(MemoryBudget::limit(), machine);
+    struct Case {
+        std::uint64_t bytes;
+        const char* text;
+    };
+    for (const Case& c : {Case{0, "0 bytes"}, Case{1023, "1023 bytes"}, Case{1536, "1.5 KiB"},
+                          Case{std::uint64_t(3) << 30, "3.0 GiB"}, Case{std::uint64_t(5) << 40, "5.0 TiB"}})
+        EXPECT_EQ(MemoryBudget::describe(c.bytes), c.text);
+}
+
+TEST(MemoryBudget, AnImageBeyondTheMachineIsRefusedBeforeAllocating) {
+    // 16 TiB: the size arithmetic fits, the memory of no desktop does.
+    try {
+        CImage image(IMAGE_GREY_8, CSize(std::size_t(1) << 22, std::size_t(1) << 22, 1));
+        FAIL() << "allocated " << image.byteCount() << " bytes";
+    } catch (const CException& e) {
+        EXPECT_NE(std::string(e.what()).find("An image of 4194304x4194304x1 voxels needs 16.0 TiB of memory"),
+                  std::string::npos)
+            << e.what();
+    }
+}
+
+TEST(MemoryBudget, EveryCodecRefusesAnImageOverTheBudget) {
+    pxmtest::TempDir dir;
+    struct Case {
+        const char* name;
+        EnImageType type;
+        const char* refusal; // how the message begins after the path
+    };
+    const Case cases[] = {
+        {"a.pbm", IMAGE_BOOL, "An image of"},
+        {"a.pgm", IMAGE_GREY_16, "An image of"},
+        {"a.ppm", IMAGE_RGB_8I, "An image of"},
+        {"a.pfm", IMAGE_GREY_F, "An image of"},
+        {"a.pam", IMAGE_GREY_8, "An image of"},
+        {"a.tif", IMAGE_RGB_8I, "An image of"},
+        {"a.okav", IMAGE_GREY_8, "An image of"},
+        {"a.okav.gz", IMAGE_GREY_16, "An image of"},
+        {"a.png", IMAGE_GREY_8, "Decoding an image"},
+        {"b.png", IMAGE_RGB_8I, "Decoding an image"},
+        {"a.jpg", IMAGE_RGB_8I, "Decoding an image"},
+        {"a.bmp", IMAGE_GREY_8, "Decoding an image"},
+        {"a.ico", IMAGE_RGB_8I, "Decoding an image"},
+        {"a.jp2", IMAGE_GREY_8, "Decoding a JPEG 2000 image"},
+        {"a.j2k", IMAGE_RGB_8I, "Decoding a JPEG 2000 image"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string path = dir.localPath(c.name);
+        CImageIo2::Save(path, CImage(c.type, CSize(64, 48, 1)));
+        {
+            // Below a single layer of the smallest type, above the file's header.
+            const BudgetScope scope(2048);
+            const std::string error = loadError(path);
+            EXPECT_NE(error.find(c.refusal), std::string::npos) << error;
+            EXPECT_NE(error.find("one image may use on this machine"), std::string::npos) << error;
+        }
+        EXPECT_EQ(loadError(path), "") << "the same file loads within the machine's budget";
+    }
+}
+
+TEST(MemoryBudget, JpegTwoThousandTilesCountBeforeOpenJpegSeesThem) {
+    // OpenJPEG allocates the parameters of every tile while it reads the header; a header
+    // that cuts a small image into one-pixel tiles must be refused before that.
+    pxmtest::TempDir dir;
+    const std::string path = dir.localPath("tiles.j2k");
+    CImageIo2::Save(path, CImage(IMAGE_GREY_8, CSize(64, 48, 1)));
+    QByteArray bytes = pxmtest::readFile(QString::fromStdString(path));
+    ASSERT_EQ(bytes.left(4), QByteArray("\xff\x4f\xff\x51", 4));
+    const QByteArray oneByOne("\0\0\0\1\0\0\0\1", 8); // XTsiz, YTsiz
+    bytes.replace(24, 8, oneByOne);
+    ASSERT_TRUE(pxmtest::writeFile(QString::fromStdString(path), bytes));
+    const BudgetScope scope(std::uint64_t(4) << 20);
+    const std::string error = loadError(path);
+    EXPECT_NE(error.find("Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"), std::string::npos)
+        << error;
+}
+
+TEST(MemoryBudget, AGifCountsTheCanvasQtDrawsItsFrameInto) {
+    // A screen 0 wide and 65534 high with a frame at x = 256, 2049 wide: Qt widens the screen
+    // to the frame's right edge and allocates 2305 x 65534 pixels of 4 bytes (576.2 MiB), and
+    // a few scanlines of the reported 2305 x 700 size besides.
+    static const unsigned char gif[] = {'G',  'I', 'F',  '8',  '9',  'a', 0,    0, 0xfe, 0xff, 0x80,
+                                        0,    0,   0xff, 0xff, 0xff, 0,   0,    0, 0x2c, 0,    1,
+                                        0xbb, 0,   1,    8,    1,    2,   0x44, 1, 0,    0x3b};
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(
+        pxmtest::writeFile(dir.path("a.gif"), QByteArray(reinterpret_cast<const char*>(gif), sizeof gif)));
+    const BudgetScope scope(std::uint64_t(64) << 20);
+    const std::string error = loadError(dir.localPath("a.gif"));
+    EXPECT_NE(error.find("needs 576.3 MiB of memory"), std::string::npos) << error;
+}
