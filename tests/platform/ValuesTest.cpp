@@ -75,12 +75,12 @@ TEST(CException, LocationComesFromTheThrowSite) {
         FAIL();
     } catch (const CException& e) {
         EXPECT_STREQ(e.what(), "broken input");
-        EXPECT_EQ(e.File(), "CoreTypesTest");
+        EXPECT_EQ(e.File(), "ValuesTest");
         EXPECT_GT(e.Line(), 0);
         EXPECT_NE(e.Function().find("TestBody"), std::string::npos);
         const std::string formatted = e.FormattedWhat();
         EXPECT_EQ(formatted.rfind("broken input", 0), 0u);
-        EXPECT_NE(formatted.find("CoreTypesTest:" + std::to_string(e.Line())), std::string::npos);
+        EXPECT_NE(formatted.find("ValuesTest:" + std::to_string(e.Line())), std::string::npos);
     }
     EXPECT_EQ(SourceBaseName("C:\\src\\ui\\MainWindow.cpp"), "MainWindow");
     EXPECT_EQ(SourceBaseName("/a/b/PPixmarker.cpp"), "PPixmarker");
