@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "model/Label.h"
 #include "model/Project.h"
+#include "persistence/JsonFileReader.h"
+#include "persistence/JsonTextWriter.h"
+#include "persistence/JsonTree.h"
 #include "persistence/ProjectReader.h"
 #include "persistence/ProjectSerializer.h"
+#include "persistence/RecoveryFolder.h"
+#include "persistence/RecoverySnapshot.h"
+#include "persistence/VolumeShadow.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
 #include "platform/CRegistry.h"
+#include "platform/MemoryBudget.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/MaskItem.h"
@@ -13,15 +20,25 @@
 #include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QGraphicsItem>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPainter>
+#include <QRandomGenerator>
+#include <QUndoStack>
+#include <algorithm>
+#include <cmath>
 #include <csignal>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -133,7 +150,6 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
         // Only the lower-case ".gz" ending compresses.
         const bool gzip = uchar(bytes[0]) == 0x1f && uchar(bytes[1]) == 0x8b;
         EXPECT_EQ(gzip, name == "p.json.gz");
-
         Project read;
         ProjectReader::read(dir.path(name), &read);
         ASSERT_EQ(read.labels().size(), 2);
@@ -192,7 +208,6 @@ TEST(ProjectFile, WritesTheExpectedTextAndReadsItBack) {
     const QString golden = QFileInfo(__FILE__).absolutePath() + "/data/tiny_project.json";
     const QByteArray expected = pxmtest::readFile(golden);
     EXPECT_EQ(QString::fromUtf8(pxmtest::readFile(dir.path("tiny.json"))), QString::fromUtf8(expected));
-
     // Reading the file and writing it again gives the same text.
     Project read;
     ProjectReader::read(dir.path("tiny.json"), &read);
@@ -209,7 +224,6 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     const QString original = dir.path("cells.mask.pgm");
     KYVO::CImageIo2::Save(original.toStdString(), mask);
     const QByteArray originalBytes = pxmtest::readFile(original);
-
     Project project;
     auto* image = new LabeledImage(&project);
     image->setMaskPath(original);
@@ -240,7 +254,6 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     Project read;
     ProjectReader::read(dir.path("p.json"), &read);
     EXPECT_EQ(read.images()[0]->maskPath(), companion);
-
     // With overwriting allowed, the mask the image points at is replaced in place.
     image->setMaskPath(original);
     image->incUsage();
@@ -271,7 +284,6 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
     const QByteArray text = pxmtest::readFile(a + "/p.json");
     EXPECT_TRUE(text.contains("\"imagePath\": \"img.pgm\"")) << text.constData();
     EXPECT_FALSE(text.contains(a.toUtf8())) << "paths inside the folder are relative";
-
     // A copy of the folder works on its own files: its mask edits never reach the original.
     for (const char* name : {"/img.pgm", "/mask.pgm", "/p.json"})
         ASSERT_TRUE(QFile::copy(a + name, b + name));
@@ -287,7 +299,6 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
         EXPECT_EQ(image->maskPath(), b + "/mask_pxmtool.pgm");
     }
     EXPECT_FALSE(QFile::exists(a + "/mask_pxmtool.pgm"));
-
     // Saved into another folder, the project still finds every image and mask.
     {
         Project project;
@@ -298,7 +309,6 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
         EXPECT_EQ(moved.images()[0]->imagePath(), a + "/img.pgm");
         EXPECT_EQ(moved.images()[0]->maskPath(), a + "/mask.pgm");
     }
-
     // A file of an earlier version, whose relative paths were meant from the current
     // directory, still finds them there.
     ASSERT_TRUE(QFile::copy(a + "/p.json", c + "/old.json"));
@@ -320,7 +330,6 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
     ASSERT_TRUE(QDir(dir.path()).mkdir("folder.json"));
     const QStringList before =
         QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-
     // A file size limit makes the write itself fail part way, even for root.
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
@@ -364,4 +373,703 @@ TEST(ProjectFile, ReadOnlyDirectoryRefusesTheWrite) {
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     EXPECT_EQ(pxmtest::readFile(dir.path("p.json")), "old");
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+namespace {
+
+// A valid document with one item of each kind. Keys stand in reading order, so replacing
+// the first occurrence of a text breaks exactly the check that reads it first.
+const QByteArray kDocument = R"({"$type":"pxm::Project",
+ "labels":[{"$type":"pxm::Label","name":"cell","color":{"$type":"QColor","red":1,"green":2,"blue":3,"alpha":255},
+            "opacity":0.5,"id":7,"maskId":1}],
+ "images":[{"$type":"pxm::LabeledImage","width":40,"height":30,"depth":1,"colorChannels":3,
+   "imagePath":"i.png","maskPath":"",
+   "scenes":[{"$type":"pxm::Scene","zLayer":0,"labelItems":[
+     {"$type":"QGraphicsRectItem","rect":{"$type":"QRectF","x0":1,"x1":5,"y0":2,"y1":6},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsEllipseItem","rect":{"$type":"QRectF","x0":3,"x1":4,"y0":3,"y1":4},
+      "sceneTransform":{"$type":"QTransform","values":[2,0,0,0,2,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsLineItem","line":{"$type":"QLineF","p0":{"$type":"QPointF","x":11,"y":12},
+      "p1":{"$type":"QPointF","x":13,"y":14}},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,5,5,1]},"labelId":7},
+     {"$type":"QGraphicsPolygonItem","polygon":{"$type":"QPolygonF","points":[{"$type":"QPointF","x":0,"y":0},
+      {"$type":"QPointF","x":9,"y":0},{"$type":"QPointF","x":0,"y":9}]},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[{"$type":"QPolygonF","points":[
+      {"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":8,"y":0},{"$type":"QPointF","x":8,"y":8},
+      {"$type":"QPointF","x":0,"y":8},{"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":2,"y":2},
+      {"$type":"QPointF","x":6,"y":2},{"$type":"QPointF","x":6,"y":6},{"$type":"QPointF","x":2,"y":6},
+      {"$type":"QPointF","x":2,"y":2},{"$type":"QPointF","x":0,"y":0}]}]},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7}]}]}],
+ "currentImageIndex":0,
+ "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
+
+QByteArray replaced(const QByteArray& find, const QByteArray& with) {
+    const int at = kDocument.indexOf(find);
+    return at < 0 ? QByteArray() : QByteArray(kDocument).replace(at, find.size(), with);
+}
+
+} // namespace
+
+TEST(ProjectReader, ReportsTheFirstFailingCheck) {
+    struct Case {
+        QByteArray find, with;
+        QString message;
+    };
+    const QList<Case> cases = {
+        {"pxm::Project", "Project", "Project: Expected a JSON object with '$type' 'Project'."},
+        {"\"labels\"", "\"labelz\"", "Project: No 'labels' entry found."},
+        {"\"labels\":[", "\"labels\":7,\"l\":[", "Project: Expected 'labels' to be an array."},
+        {"\"images\"", "\"imagez\"", "Project: No 'images' entry found."},
+        {"\"images\":[", "\"images\":7,\"i\":[", "Project: Expected 'images' to be an array."},
+        {"\"currentImageIndex\"", "\"x\"", "Project: No 'currentImageIndex' entry found."},
+        {"\"currentImageIndex\":0", "\"currentImageIndex\":\"0\"",
+         "Project: Expected 'currentImageIndex' to be a number."},
+        {"\"settings\":{", "\"settings\":[],\"s\":{", "Project: Expected 'settings' to be an object."},
+        {"pxm::Label", "Label", "Label: Expected a JSON object with '$type' 'Label'."},
+        {"\"name\":\"cell\"", "\"name\":null", "Label: Expected 'name' to be a string."},
+        {"\"$type\":\"QColor\"", "\"$type\":\"QColour\"",
+         "QColor: Expected a JSON object with '$type' 'QColor'."},
+        {"\"red\":1", "\"red\":true", "QColor: Expected 'red' to be a number."},
+        {"\"green\":2", "\"grun\":2", "QColor: Expected 'green' to be a number."},
+        {"\"blue\":3", "\"blue\":[3]", "QColor: Expected 'blue' to be a number."},
+        {"\"alpha\":255", "\"alpha\":\"255\"", "QColor: Expected 'alpha' to be a number."},
+        {"\"opacity\":0.5", "\"opacity\":\"half\"", "Label: Expected 'opacity' to be a number."},
+        {"\"id\":7", "\"id\":\"7\"", "Label: Expected 'id' to be a number."},
+        {"\"maskId\":1", "\"maskID\":1", "Label: Expected 'maskId' to be a number."},
+        {"\"id\":7", "\"id\":1e20", "Label: Expected 'id' to be a whole number within 32 bits."},
+        {"\"maskId\":1", "\"maskId\":1.5", "Label: Expected 'maskId' to be a whole number within 32 bits."},
+        {"pxm::LabeledImage", "LabeledImage", "Image: Expected a JSON object with '$type' 'LabeledImage'."},
+        {"\"width\":40,", "", "Image: No 'width' entry found."},
+        {"\"width\":40", "\"width\":\"40\"", "Image: Expected 'width' to be a number."},
+        {"\"height\":30,", "", "Image: No 'height' entry found."},
+        {"\"height\":30", "\"height\":{}", "Image: Expected 'height' to be a number."},
+        {"\"depth\":1,", "", "Image: No 'depth' entry found."},
+        {"\"depth\":1", "\"depth\":null", "Image: Expected 'depth' to be a number."},
+        {"\"colorChannels\":3,", "", "Image: No 'colorChannels' entry found."},
+        {"\"colorChannels\":3", "\"colorChannels\":false", "Image: Expected 'colorChannels' to be a number."},
+        {"\"imagePath\":\"i.png\",", "", "Image: No 'imagePath' entry found."},
+        {"\"imagePath\":\"i.png\"", "\"imagePath\":1", "Image: Expected 'imagePath' to be a string."},
+        {"\"maskPath\":\"\"", "\"maskPath\":null", "Image: Expected 'maskPath' to be a string."},
+        {"\"scenes\":[", "\"scenez\":[", "Image: No 'scenes' entry found."},
+        {"\"scenes\":[", "\"scenes\":\"\",\"s\":[", "Image: Expected 'scenes' to be an array."},
+        {"\"depth\":1", "\"depth\":3", "Image: The size of 'scenes' does not match the image's' depth."},
+        // Sizes no image can have: checked against the scenes before anything is created.
+        {"\"depth\":1", "\"depth\":1e9", "Image: The size of 'scenes' does not match the image's' depth."},
+        {"\"depth\":1", "\"depth\":-1", "Image: The size of 'scenes' does not match the image's' depth."},
+        {"\"width\":40", "\"width\":-40",
+         "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
+        {"\"height\":30", "\"height\":1e10",
+         "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
+        {"pxm::Scene", "Scene", "Scene: Expected a JSON object with '$type' 'Scene'."},
+        {"\"zLayer\":0,", "", "Scene: No 'zLayer' entry found."},
+        {"\"zLayer\":0", "\"zLayer\":\"0\"", "Scene: Expected 'zLayer' to be a number."},
+        {"\"zLayer\":0", "\"zLayer\":1", "Scene: Expected another 'zLayer' at this point."},
+        {"\"labelItems\"", "\"items\"", "Scene: No 'labelItems' entry found."},
+        {"\"labelItems\":[", "\"labelItems\":0,\"a\":[", "Scene: Expected 'labelItems' to be an array."},
+        {"QGraphicsRectItem", "QGraphicsSquareItem",
+         "QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type."},
+        {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"",
+         "QRectF: Expected a JSON object with '$type' 'QRectF'."},
+        {"\"x0\":1", "\"x0\":\"1\"", "QRectF: Expected 'x0' to be a number."},
+        {"\"x1\":5", "\"x1\":null", "QRectF: Expected 'x1' to be a number."},
+        {"\"y0\":2", "\"y\":2", "QRectF: Expected 'y0' to be a number."},
+        {"\"y1\":6", "\"y1\":[]", "QRectF: Expected 'y1' to be a number."},
+        {"\"$type\":\"QTransform\"", "\"$type\":\"QMatrix\"",
+         "QTransform: Expected a JSON object with '$type' 'QTransform'."},
+        {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0]",
+         "QTransform: Expected 'values' to be a JSON array with 9 numbers."},
+        {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]",
+         "QTransform: Expected 'values' to contain only numbers."},
+        {"\"labelId\":7", "\"labelId\":\"7\"", "QGraphicsItem: Expected 'labelId' to be a number."},
+        {"\"labelId\":7", "\"labelId\":4294967296",
+         "QGraphicsItem: Expected 'labelId' to be a whole number within 32 bits."},
+        {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"",
+         "QLineF: Expected a JSON object with '$type' 'QLineF'."},
+        {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11",
+         "QPointF: Expected a JSON object with '$type' 'QPointF'."},
+        {"\"x\":11", "\"x\":\"11\"", "QPointF: Expected 'x' to be a number."},
+        {"\"y\":12", "\"y\":null", "QPointF: Expected 'y' to be a number."},
+        {"\"$type\":\"QPolygonF\"", "\"$type\":\"QPolygon\"",
+         "QPolygonF: Expected a JSON object with '$type' 'QPolygonF'."},
+        {"\"points\":[", "\"points\":null,\"p\":[", "QPolygonF: Expected 'points' to be an array."},
+        {"\"$type\":\"QPainterPath\"", "\"$type\":\"QPath\"",
+         "QPainterPath: Expected a JSON object with '$type' 'QPainterPath'."},
+        {"\"polygons\":[", "\"polygons\":{},\"p\":[", "QPainterPath: Expected 'polygons' to be an array."},
+        {"\"polygons\":[", "\"fillRule\":\"Even\",\"polygons\":[",
+         "QPainterPath: Expected 'fillRule' to be 'WindingFill' or 'OddEvenFill'."},
+        {"\"maskId\":1", "\"maskId\":1,\"penWidth\":\"1\"", "Label: Expected 'penWidth' to be a number."},
+        {"\"maskId\":1", "\"maskId\":1,\"secondaryOpacity\":null",
+         "Label: Expected 'secondaryOpacity' to be a number."},
+        // An empty find stands for a whole document of its own.
+        {"", "[{\"$type\":\"pxm::Project\"}]", "Expected a JSON document at '%1'."},
+        {"", "", "Expected a JSON document at '%1'."},
+        {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}",
+         "Expected a JSON document at '%1'."},
+        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}",
+         "Expected a JSON document at '%1'."},
+    };
+    pxmtest::TempDir dir;
+    const QString fileName = dir.path("p.json");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message.toStdString() + " <- " + c.with.toStdString());
+        const QByteArray text = c.find.isEmpty() ? c.with : replaced(c.find, c.with);
+        ASSERT_TRUE(c.find.isEmpty() || !text.isEmpty()) << "no text to replace";
+        ASSERT_TRUE(pxmtest::writeFile(fileName, text));
+        Project project;
+        try {
+            ProjectReader::read(fileName, &project);
+            ADD_FAILURE() << "no error";
+        } catch (const DeserializationError& e) {
+            EXPECT_EQ(e.message(), c.message.contains("%1") ? c.message.arg(fileName) : c.message);
+        }
+    }
+    // The file itself: missing, a directory, and damaged gzip data.
+    ASSERT_TRUE(
+        pxmtest::writeFile(dir.path("broken.json.gz"), QByteArray::fromHex("1f8b0800000000000003abcc")));
+    const QList<QPair<QString, QString>> files = {{dir.path("none.json"), "Could not open '%1'."},
+                                                  {dir.path("none.json.gz"), "Could not open '%1'."},
+                                                  {dir.path(), "Could not open '%1'."},
+                                                  {dir.path("broken.json.gz"), "Could not read '%1'."}};
+    for (const auto& file : files) {
+        SCOPED_TRACE(file.first.toStdString());
+        Project project;
+        try {
+            ProjectReader::read(file.first, &project);
+            ADD_FAILURE() << "no error";
+        } catch (const DeserializationError& e) {
+            EXPECT_EQ(e.message(), file.second.arg(file.first));
+            EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
+        }
+    }
+}
+
+TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
+    pxmtest::TempDir dir;
+    // The items name label 42, which the label list lacks, and carry odd but harmless geometry.
+    QByteArray text =
+        QByteArray(kDocument).replace("\"labelId\":7", "\"labelId\":42").replace("\"x0\":1", "\"x0\":-1e300");
+    text.replace("\"currentImageIndex\":0", "\"currentImageIndex\":1e300");
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("p.json"), text));
+    Project project;
+    ProjectReader::read(dir.path("p.json"), &project);
+    ASSERT_EQ(project.labels().size(), 2);
+    const Label* created = project.labels()[1];
+    EXPECT_EQ(created->id(), 42);
+    EXPECT_EQ(project.labels()[0]->name(), "cell");
+    EXPECT_EQ(project.labels()[0]->color(), QColor(1, 2, 3));
+    EXPECT_DOUBLE_EQ(project.labels()[0]->opacity(), 0.5);
+    EXPECT_EQ(project.currentImageIndex(), 0);
+    EXPECT_EQ(project.setting("View.cameraMode").toInt(), 1);
+    const LabeledImage* image = project.images()[0];
+    EXPECT_EQ(image->width(), 40u);
+    EXPECT_EQ(image->colorChannels(), 3u);
+    const QList<QGraphicsItem*> items = image->scene(0)->items(Qt::DescendingOrder);
+    ASSERT_EQ(items.size(), 5);
+    QList<int> types;
+    for (const QGraphicsItem* item : items) {
+        types << item->type();
+        EXPECT_EQ(labelIdOf(item), 42);
+        EXPECT_EQ(item->toolTip(), created->name());
+        EXPECT_EQ(item->pos(), QPointF());
+    }
+    // The file lists items topmost first, and they stack that way again.
+    EXPECT_EQ(types, (QList<int>{QGraphicsRectItem::Type, QGraphicsEllipseItem::Type, QGraphicsLineItem::Type,
+                                 QGraphicsPolygonItem::Type, QGraphicsPathItem::Type}));
+    EXPECT_EQ(static_cast<QGraphicsRectItem*>(items[0])->rect(), QRectF(QPointF(-1e300, 2), QPointF(5, 6)));
+    EXPECT_EQ(items[1]->transform(), QTransform::fromScale(2, 2));
+    EXPECT_EQ(static_cast<QGraphicsLineItem*>(items[2])->line(), QLineF(11, 12, 13, 14));
+    EXPECT_EQ(items[2]->sceneTransform(), QTransform::fromTranslate(5, 5));
+    EXPECT_EQ(static_cast<QGraphicsPolygonItem*>(items[3])->polygon(), QPolygonF({{0, 0}, {9, 0}, {0, 9}}));
+    // Two nested squares: from an old file without a fill rule, only rectangles mean a
+    // brush's union, so the inner square is painted over, not a hole.
+    const QPainterPath path = static_cast<QGraphicsPathItem*>(items[4])->path();
+    EXPECT_TRUE(path.contains(QPointF(4, 4)));
+    EXPECT_EQ(path.boundingRect(), QRectF(0, 0, 8, 8));
+    // A label from before fill opacity and pen width were kept gets the project's defaults,
+    // read from the settings at the file's end.
+    EXPECT_DOUBLE_EQ(project.labels()[0]->penWidth(), 0.25);
+    EXPECT_DOUBLE_EQ(project.labels()[0]->secondaryOpacity(), 0.3);
+}
+
+// Project files that declare more than this machine could ever hold are refused by the reader,
+// with its message, before the scenes or volumes behind the numbers exist.
+
+namespace {
+
+struct Declared {
+    double width, height;
+    int depth;
+    int channels = 1;
+};
+
+/// A project of images with the declared sizes, each with `depth` empty scenes.
+QByteArray document(const QList<Declared>& images) {
+    QByteArray text = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
+    for (int i = 0; i < images.size(); ++i) {
+        const Declared& d = images[i];
+        text += QString(R"(%1{"$type":"pxm::LabeledImage","width":%2,"height":%3,"depth":%4,)"
+                        R"("colorChannels":%5,"imagePath":"i%6.png","scenes":[)")
+                    .arg(i ? "," : "")
+                    .arg(d.width, 0, 'g', 17)
+                    .arg(d.height, 0, 'g', 17)
+                    .arg(d.depth)
+                    .arg(d.channels)
+                    .arg(i)
+                    .toUtf8();
+        for (int z = 0; z < d.depth; ++z)
+            text += QString(R"(%1{"$type":"pxm::Scene","zLayer":%2,"labelItems":[]})")
+                        .arg(z ? "," : "")
+                        .arg(z)
+                        .toUtf8();
+        text += "]}";
+    }
+    return text + "]}";
+}
+
+/// The reader's message, or "read" with the number of images.
+QString readBack(const QByteArray& text) {
+    pxmtest::TempDir dir;
+    const QString path = dir.path("p.json");
+    pxmtest::writeFile(path, text);
+    Project project;
+    try {
+        ProjectReader::read(path, &project);
+        return QString("read %1").arg(project.images().size());
+    } catch (const DeserializationError& e) {
+        return e.message();
+    }
+}
+
+struct BudgetScope {
+    explicit BudgetScope(std::uint64_t bytes) { KYVO::MemoryBudget::setLimit(bytes); }
+    ~BudgetScope() { KYVO::MemoryBudget::setLimit(0); }
+};
+
+} // namespace
+
+TEST(ProjectLimits, AbsurdSizesAreRefusedOnAnyMachine) {
+    EXPECT_EQ(
+        readBack(document({{4294967295.0, 4294967295.0, 1}})),
+        "Image: The declared size 4294967295 x 4294967295 x 1 does not fit in the memory of this machine.");
+    EXPECT_EQ(readBack(document({{1 << 20, 1 << 20, 3, 3}})),
+              "Image: The declared size 1048576 x 1048576 x 3 does not fit in the memory of this machine.");
+    EXPECT_EQ(readBack(document({{2048, 2048, 3, 3}, {0, 0, 2}})), "read 2")
+        << "real sizes and unknown ones pass";
+}
+
+TEST(ProjectLimits, TheBudgetBoundsEachImageAndAllLayersTogether) {
+    // 1 MiB: an image holds its pixels, a mask and an erase overlay (channels + 2 bytes per
+    // voxel) and every layer costs 4 KiB of scene.
+    const BudgetScope budget(1 << 20);
+    struct Case {
+        QList<Declared> images;
+        QString outcome;
+    };
+    const QList<Case> cases = {
+        {{{512, 400, 1, 3}}, "read 1"},
+        {{{512, 512, 1, 3}},
+         "Image: The declared size 512 x 512 x 1 does not fit in the memory of this machine."},
+        {{{256, 256, 6, 1}},
+         "Image: The declared size 256 x 256 x 6 does not fit in the memory of this machine."},
+        {{{1, 1, 200}, {1, 1, 50}}, "read 2"},
+        {{{1, 1, 300}}, "Image: The declared size 1 x 1 x 300 does not fit in the memory of this machine."},
+        // Each image fits alone; their scenes together do not.
+        {{{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
+         "Project: The images declare 257 z-layers or more, more than the memory of this machine can hold."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.outcome.toStdString());
+        EXPECT_EQ(readBack(document(c.images)), c.outcome);
+    }
+}
+
+namespace {
+
+void addItem(Scene* scene, QGraphicsItem* item, int labelId, const QTransform& transform = {}) {
+    item->setData(LabelIdDataKey, labelId);
+    item->setTransform(transform);
+    scene->addLabelItem(item);
+}
+
+/// Labels, a 2D image with an item of every kind (transformed ones too) and settings.
+void fill(Project& project) {
+    project.createLabel()->setName(QString::fromUtf8("Zelle \"ä\""));
+    project.createLabel()->setId(77);
+    LabeledImage* flat = pxmtest::addImageByPath(project, "/data/cells.png", 40, 30, 1);
+    Scene* scene = flat->scene(0);
+    const int id = project.labels()[0]->id();
+    addItem(scene, new QGraphicsRectItem(1.5, 2, 10, 5), id, QTransform::fromTranslate(3, 4));
+    addItem(scene, new QGraphicsEllipseItem(5, 5, 7, 3), 77);
+    addItem(scene, new QGraphicsLineItem(0, 0, 9.25, 1e-3), id, QTransform().rotate(30));
+    addItem(scene, new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4, 0}, {2, 3.5}})), 77);
+    QPainterPath path;
+    path.addEllipse(10, 10, 6, 4);
+    addItem(scene, new QGraphicsPathItem(path), id);
+    LabeledImage* volume = pxmtest::addImageByPath(project, "/data/stack.okav", 8, 6, 3);
+    addItem(volume->scene(2), new QGraphicsRectItem(0, 0, 2, 2), 77);
+    project.setSetting("View.cameraMode", "perImage");
+    project.setSetting("Autosave.interval", 5);
+    project.setPath("/data/study.json.gz");
+    project.setCurrentImageIndex(1);
+}
+
+std::string serializerText(const Project& project) {
+    std::string text;
+    JsonTextWriter out([&text](std::string& piece) { text += piece; });
+    ProjectSerializer::write(out, project);
+    out.finish();
+    return text;
+}
+
+/// The document with each scene's items in a fixed order: reading a project file back
+/// stacks its items the other way round.
+QJsonObject normalised(const std::string& text) {
+    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
+}
+
+std::string snapshotText(const RecoverySnapshot& snapshot) {
+    std::string text;
+    JsonTextWriter out([&text](std::string& piece) { text += piece; });
+    snapshot.writeProject(out);
+    out.finish();
+    return text;
+}
+
+KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
+    KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+    for (std::size_t i = 0; i < image.byteCount(); ++i)
+        image.data()[i] = uint8_t((i * 7 + std::size_t(seed)) % 5);
+    return image;
+}
+
+class RecoveryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // A recovery folder of this process's own: tests run side by side.
+        m_name = QCoreApplication::applicationName();
+        QCoreApplication::setApplicationName(m_name + "-" +
+                                             QString::number(QCoreApplication::applicationPid()));
+        QDir(RecoveryFolder::root()).removeRecursively();
+    }
+    void TearDown() override {
+        QDir(RecoveryFolder::root()).removeRecursively();
+        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
+        QCoreApplication::setApplicationName(m_name);
+    }
+    QString m_name;
+    pxmtest::TempDir dir;
+};
+
+} // namespace
+
+TEST_F(RecoveryTest, SnapshotTextIsTheProjectFileText) {
+    Project project;
+    fill(project);
+    RecoverySnapshot snapshot;
+    snapshot.capture(project);
+    EXPECT_EQ(snapshot.itemCount(), 6u);
+    const std::string expected = serializerText(project);
+    EXPECT_EQ(snapshotText(snapshot), expected);
+    // The copy is frozen: later edits of the project do not reach it.
+    project.labels()[0]->setName("changed");
+    delete project.images()[0]->scene(0)->items().first();
+    EXPECT_EQ(snapshotText(snapshot), expected);
+    EXPECT_NE(serializerText(project), expected);
+}
+
+TEST_F(RecoveryTest, ShadowCopiesOnlyStaleLayersAndCountsRealChanges) {
+    KYVO::CImage live = pattern(16, 8, 4, 1);
+    VolumeShadow shadow;
+    // Until it is first marked, nothing is copied.
+    EXPECT_EQ(shadow.refresh(&live, 100), 0u);
+    ASSERT_FALSE(shadow.copy());
+    shadow.markLayer(2);
+    shadow.markAll();
+    EXPECT_EQ(shadow.refresh(&live, 3), 1u) << "three of four layers per call";
+    EXPECT_EQ(shadow.refresh(&live, 3), 0u);
+    ASSERT_TRUE(shadow.copy());
+    EXPECT_EQ(std::memcmp(shadow.copy()->data(), live.data(), live.byteCount()), 0);
+    EXPECT_TRUE(shadow.changedSinceSave()) << "what was there before the first mark is unknown";
+    shadow.markSaved();
+    EXPECT_FALSE(shadow.changedSinceSave());
+    // A layer marked but equal is no change; a changed layer that was not marked stays out.
+    shadow.markLayer(1);
+    live.layer(3)[0] ^= 1;
+    EXPECT_EQ(shadow.refresh(&live, 100), 0u);
+    EXPECT_FALSE(shadow.changedSinceSave());
+    EXPECT_NE(shadow.copy()->layer(3)[0], live.layer(3)[0]);
+    shadow.markLayer(3);
+    shadow.refresh(&live, 100);
+    EXPECT_TRUE(shadow.changedSinceSave());
+    EXPECT_EQ(std::memcmp(shadow.copy()->data(), live.data(), live.byteCount()), 0);
+    // A writer holding the copy keeps it unchanged; the marks wait.
+    shadow.beginWrite("mask.okav.gz");
+    EXPECT_FALSE(shadow.changedSinceWrite());
+    const std::shared_ptr<const KYVO::CImage> held = shadow.copy();
+    live.layer(0)[5] ^= 2;
+    shadow.markLayer(0);
+    EXPECT_EQ(shadow.refresh(&live, 100), 1u);
+    EXPECT_NE(held->layer(0)[5], live.layer(0)[5]);
+    shadow.endWrite(false);
+    EXPECT_TRUE(shadow.changedSinceWrite()) << "a failed write leaves the copy unwritten";
+    EXPECT_TRUE(shadow.file().isEmpty());
+}
+
+TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresExactly) {
+    Project project;
+    fill(project);
+    LabeledImage* volume = project.images()[1];
+    const KYVO::CImage mask = pattern(8, 6, 3, 2);
+    volume->setMaskPath(dir.path("stack_mask.okav.gz"));
+    KYVO::CImageIo2::Save(dir.localPath("stack_mask.okav.gz"), pattern(8, 6, 3, 0));
+    volume->setMask(new KYVO::CImage(mask), true, false);
+    KYVO::CImage overlay(KYVO::IMAGE_GREY_8, mask.size());
+    overlay.layer(1)[3] = 2;
+    std::memcpy(volume->eraseOverlay()->data(), overlay.data(), overlay.byteCount());
+    VolumeShadow maskShadow, overlayShadow;
+    maskShadow.markAll();
+    overlayShadow.markAll();
+    maskShadow.refresh(volume->mask(), 100);
+    overlayShadow.refresh(volume->eraseOverlay(), 100);
+    // A project opened by a relative path, in a program started from its folder: the
+    // snapshot keeps the project's absolute path, so recovery started anywhere saves there.
+    const QString started = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(dir.path()));
+    project.setPath("study.json.gz");
+    RecoverySnapshot snapshot;
+    snapshot.capture(project);
+    QDir::setCurrent(started);
+    project.setPath(dir.path("study.json.gz"));
+    snapshot.addVolume({1, false, maskShadow.copy(), "mask-1.okav.gz", false});
+    snapshot.addVolume({1, true, overlayShadow.copy(), "overlay-1.okav.gz", false});
+    auto owner = std::make_unique<RecoveryFolder>();
+    QString error;
+    ASSERT_TRUE(owner->create(&error)) << error.toStdString();
+    snapshot.writeTo(owner->path(), 1);
+    EXPECT_EQ(pxmtest::readFile(QDir(owner->path()).filePath("lock")).trimmed(),
+              QByteArray::number(QCoreApplication::applicationPid()));
+    EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty()) << "a running writer's snapshot is not offered";
+    EXPECT_FALSE(RecoveryFolder::discard(owner->path()));
+    const QString folder = owner->path();
+    owner.reset(); // as if the writer had ended without a word
+    const QList<RecoveryFolder::Entry> offered = RecoveryFolder::orphaned();
+    ASSERT_EQ(offered.size(), 1);
+    EXPECT_EQ(offered[0].folder, folder);
+    EXPECT_EQ(offered[0].description.projectPath, dir.path("study.json.gz"));
+    EXPECT_EQ(offered[0].description.time, snapshot.time());
+    Project recovered;
+    const QList<int> restored = RecoveryFolder::restore(offered[0], &recovered);
+    EXPECT_EQ(restored, QList<int>{1});
+    EXPECT_EQ(recovered.path(), dir.path("study.json.gz"));
+    EXPECT_EQ(recovered.images()[1]->maskPath(), dir.path("stack_mask.okav.gz"));
+    EXPECT_FALSE(recovered.undoStack()->isClean()) << "recovered work counts as unsaved";
+    // Items (painted regions included), labels and settings as the project had them.
+    RecoverySnapshot again;
+    again.capture(recovered);
+    EXPECT_EQ(normalised(snapshotText(again)), normalised(serializerText(project)));
+    // Mask and overlay voxel by voxel.
+    LabeledImage* back = recovered.images()[1];
+    ASSERT_TRUE(back->mask() && back->eraseOverlay());
+    EXPECT_EQ(std::memcmp(back->mask()->data(), mask.data(), mask.byteCount()), 0);
+    EXPECT_EQ(std::memcmp(back->eraseOverlay()->data(), overlay.data(), overlay.byteCount()), 0);
+    EXPECT_TRUE(RecoveryFolder::discard(folder));
+    EXPECT_FALSE(QFileInfo::exists(folder));
+    EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty());
+}
+
+TEST_F(RecoveryTest, NewerSnapshotReplacesTheOlderAndKeepsUnchangedVolumes) {
+    Project project;
+    fill(project);
+    const auto volume = std::make_shared<const KYVO::CImage>(pattern(8, 6, 3, 4));
+    RecoveryFolder owner;
+    QString error;
+    ASSERT_TRUE(owner.create(&error));
+    RecoverySnapshot first;
+    first.capture(project);
+    first.addVolume({1, false, volume, "mask-1-1.okav.gz", false});
+    first.writeTo(owner.path(), 1);
+    project.labels()[1]->setName("renamed");
+    RecoverySnapshot second;
+    second.capture(project);
+    second.addVolume({1, false, volume, "mask-1-1.okav.gz", true});
+    second.writeTo(owner.path(), 2);
+    QStringList files = QDir(owner.path()).entryList(QDir::Files);
+    files.sort();
+    EXPECT_EQ(files, QStringList({"lock", "mask-1-1.okav.gz", "project-2.json.gz", "snapshot.json"}));
+    RecoveryFolder::Description description;
+    ASSERT_TRUE(RecoveryFolder::readDescription(owner.path(), &description));
+    EXPECT_EQ(description.projectFile, "project-2.json.gz");
+    ASSERT_EQ(description.volumes.size(), 1u);
+    EXPECT_EQ(description.volumes[0].file, "mask-1-1.okav.gz");
+    // A snapshot that never got its description is not offered, nor one naming files elsewhere.
+    QFile::remove(QDir(owner.path()).filePath("snapshot.json"));
+    EXPECT_FALSE(RecoveryFolder::readDescription(owner.path(), &description));
+    owner.remove();
+    EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty());
+}
+
+// QJsonDocument is the reference: the same texts must pass and give the same values.
+TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
+    const QList<QByteArray> texts = {
+        "{}",
+        " \t\r\n[ ]\n",
+        "{\"a\": [1, -0, 0.5, -2.25e3, 1E+2, 1e-5, 1., .5, -.5], \"b\": {\"c\": null, \"d\": [true, false]}}",
+        "{\"s\": \"quote \\\" backslash \\\\ slash \\/ \\b\\f\\n\\r\\t \\u00e9 \\ud83d\\ude00 \\x \\ud800\"}",
+        "{\"utf8\": \"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\", \"raw\": \"tab\there\", \"del\": \"\x7f\"}",
+        "{\"a\": 1, \"a\": 2, \"\\u0061\": 3}",
+        "\xef\xbb\xbf{\"bom\": 1}",
+        "[[[[[[[[[[[[[[[[[[[[1]]]]]]]]]]]]]]]]]]]",
+        "{\"big\": 1e308, \"tiny\": 5e-324, \"long\": 12345678901234567890}",
+        // Refused by both:
+        "",
+        "   ",
+        "{\"a\": [1, 2,]}",
+        "{\"a\": 01}",
+        "{\"a\": +1}",
+        "{\"a\": -}",
+        "{\"a\": 1e}",
+        "{\"a\": .}",
+        "{\"a\": \"\\u12\"}",
+        "{\"a\": \"\xff\"}",
+        "{\"a\": \"\xc0\x80\"}",
+        "{\"a\": \"\xed\xa0\x80\"}",
+        "{\"a\": \"\xf4\x90\x80\x80\"}",
+        "{\"a\": \"\xe2\x82\"}",
+        "{\"a\": tru}",
+        "{\"a\": nul}",
+        "{\"a\": 1} x",
+        "{\"a\": 1e999}",
+        "{\"a\": 1e-400}",
+        "{\"a\" 1}",
+        "{1: 2}",
+        "{,}",
+        "[,]",
+        "{\"a\": \"unterminated}",
+        "{\"a\": [1}",
+        QByteArray(1025, '[') + QByteArray(1025, ']'),
+        QByteArray(1000, '[') + QByteArray(1000, ']'),
+        // White space that keeps tokens apart must survive compaction.
+        "{\"a\": tr ue}",
+        "{\"a\": [1 2]}",
+        "{\"a\": - 1}",
+        "{\"a\": 1 .5}",
+        "{\"a\" \"b\": 1}",
+        "{\"a\": \"in \\\" string  \\\\\", \"b\" :\n [ 1 , 2 ] }",
+    };
+    for (const QByteArray& text : texts) {
+        SCOPED_TRACE(text.left(120).toStdString());
+        // The reader parses text compacted piece by piece; pieces of one byte test every seam.
+        QByteArray compacted;
+        JsonFileReader::Compactor compactor;
+        for (const char c : text)
+            compactor.append(&c, 1, &compacted);
+        JsonTree tree;
+        const bool mine = tree.parse(compacted);
+        EXPECT_EQ(JsonTree().parse(text), mine);
+        QJsonParseError error{};
+        const QJsonDocument qt = QJsonDocument::fromJson(text, &error);
+        // Qt documents hold an object or an array; other roots the reader refuses as well.
+        const bool qtAccepts = error.error == QJsonParseError::NoError;
+        ASSERT_EQ(mine && (tree.root().isObject() || tree.root().isArray()), qtAccepts);
+        if (!qtAccepts)
+            continue;
+        const QJsonValue value = tree.root().toQJsonValue();
+        const QJsonDocument again =
+            value.isObject() ? QJsonDocument(value.toObject()) : QJsonDocument(value.toArray());
+        EXPECT_EQ(again.toJson(), qt.toJson());
+    }
+}
+
+TEST(JsonTree, FindsMembersAndElements) {
+    JsonTree tree;
+    ASSERT_TRUE(
+        tree.parse("{\"$type\": \"pxm::Scene\", \"n\": 2.5, \"list\": [\"x\", {}], \"k\\u0065y\": \"v\", "
+                   "\"n\": 3}"));
+    const JsonTree::Value root = tree.root();
+    EXPECT_TRUE(root.member("$type").equals("pxm::Scene"));
+    EXPECT_FALSE(root.member("$type").equals("pxm::Scen"));
+    EXPECT_EQ(root.member("n").toNumber(), 3.0);
+    EXPECT_EQ(root.member("key").toString(), "v");
+    EXPECT_TRUE(root.member("missing").isUndefined());
+    EXPECT_TRUE(root.member("n").member("x").isUndefined());
+    const JsonTree::Value list = root.member("list");
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_EQ(list.at(0).toString(), "x");
+    EXPECT_TRUE(list.at(1).isObject());
+    EXPECT_TRUE(list.at(2).isUndefined());
+    EXPECT_TRUE(list.at(-1).isUndefined());
+    EXPECT_EQ(root.size(), 5);
+    EXPECT_FALSE(JsonTree().root().isObject());
+}
+
+// Qt's JSON writer is the reference: every number must print as QJsonDocument prints it.
+TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
+    QList<double> numbers = {0.0, -0.0, 1, -1, 0.5, 0.1, 0.0001, 0.00012345, 1e-5, -1.5e-7, 5e-324, 1e-300,
+                             123456789.5, 4294967295.0, 1e15, 1e17, 9007199254740993.0, -9223372036854775808.0,
+                             9223372036854775808.0, 1e20, -1.7976931348623157e308, 0.30000000000000004,
+                             std::numeric_limits<double>::denorm_min(), std::nextafter(1.0, 2.0),
+                             std::nextafter(0.0001, 0.0)};
+    QRandomGenerator random(3);
+    for (int i = 0; i < 5000; ++i) {
+        // Mantissas of every length across the whole exponent range, and plain coordinates.
+        const double mantissa = random.generateDouble() * 2 - 1;
+        numbers << std::ldexp(mantissa, int(random.bounded(-1074, 1024))) << mantissa * 4096
+                << std::round(mantissa * 1e6) / 1e3;
+    }
+    for (const double number : numbers) {
+        std::string mine;
+        JsonTextWriter::appendNumber(mine, number);
+        const QByteArray qt = QJsonDocument(QJsonArray{number}).toJson(QJsonDocument::Compact);
+        ASSERT_EQ(mine, qt.mid(1, qt.size() - 2).toStdString()) << "for " << number;
+    }
+    std::string text;
+    JsonTextWriter::appendNumber(text, std::nan(""));
+    EXPECT_EQ(text, "null");
+}
+
+TEST(JsonTextWriter, ProjectTextIsQtsIndentedForm) {
+    Project project;
+    auto* label = new Label;
+    label->setName("a \"quoted\" \\ name\twith tab, é and \u20ac");
+    label->setColor(QColor(1, 2, 3, 4));
+    label->setId(-5);
+    project.addLabel(label);
+    project.createLabel();
+    for (uint32_t depth : {1u, 3u}) {
+        auto* image = new LabeledImage(&project);
+        image->setWidth(7);
+        image->setHeight(9);
+        image->setDepth(depth);
+        image->setImagePath(QString("C:\\images\\%1\u00e4.tif").arg(depth));
+        image->setMaskPath(depth == 1 ? "" : "m\x01.pgm");
+        image->createScenes();
+        project.addImage(image);
+        image->scene(0)->addLabelItem(
+            new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})), label);
+        image->scene(0)->addLabelItem(new QGraphicsPathItem, label);
+        auto* rect = new QGraphicsRectItem(0.25, 1, 3, 4);
+        rect->setTransform(QTransform().rotate(33).scale(1.5, 0.2));
+        image->scene(0)->addLabelItem(rect, label);
+    }
+    project.setSetting("View.cameraMode", 3);
+    project.setSetting("Tools.list", QVariantList{1, "two", QVariantMap{{"z", 0.5}, {"a", QVariantList{}}}});
+    project.setSetting("Label.name", "\"x\"");
+    for (std::size_t pieceSize : {std::size_t(1), std::size_t(1) << 20}) {
+        std::string text;
+        int pieces = 0;
+        JsonTextWriter out(
+            [&](std::string& piece) {
+                text += piece;
+                ++pieces;
+            },
+            pieceSize);
+        ProjectSerializer::write(out, project);
+        out.finish();
+        EXPECT_EQ(pieces > 1, pieceSize == 1);
+        QJsonParseError error{};
+        const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+        ASSERT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString();
+        EXPECT_EQ(document.toJson(QJsonDocument::Indented).toStdString(), text);
+    }
 }

@@ -1,19 +1,25 @@
 // SPDX-License-Identifier: MIT
+#include "model/Label.h"
 #include "model/Project.h"
+#include "model/ReannotationRules.h"
+#include "persistence/ReannotationSettings.h"
 #include "persistence/SettingsDialog.h"
 #include "persistence/SettingsPages.h"
 #include "persistence/SettingsToolPages.h"
 #include "platform/CRegistry.h"
 
-#include <QCheckBox>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QKeySequenceEdit>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
+#include <QTableWidget>
 #include <QTest>
 #include <QWheelEvent>
 #include <gtest/gtest.h>
@@ -41,11 +47,9 @@ TEST_F(SettingsTest, ViewPageShowsModeByItemDataAndWritesChangesAtOnce) {
                               mode->itemData(2).toString()};
     EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
     EXPECT_DOUBLE_EQ(page.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
-
     // Defaults when the project has no values.
     page.projectToUi();
     EXPECT_EQ(mode->currentData().toString(), "perProject");
-
     project.setSetting("View.cameraMode", "perImage");
     project.setSetting("ZoomView.radius", 333);
     project.setSetting("ZoomView.zoom", 0.125);
@@ -56,12 +60,10 @@ TEST_F(SettingsTest, ViewPageShowsModeByItemDataAndWritesChangesAtOnce) {
     EXPECT_DOUBLE_EQ(page.zoomFactorBox()->value(), 0.125);
     EXPECT_EQ(changes.count(), 0) << "filling the widgets writes nothing back";
     EXPECT_FALSE(registry().Has("main"));
-
     mode->setCurrentIndex(0);
     EXPECT_EQ(project.setting("View.cameraMode").toString(), "reset");
     EXPECT_EQ(registry().GetString("main/Settings/View/CameraMode"), "reset");
     EXPECT_FALSE(registry().Has("main/Settings/View/ViewRadius")) << "only changed values become defaults";
-
     page.zoomRadiusBox()->setValue(120);
     page.zoomFactorBox()->setValue(4.5);
     EXPECT_EQ(project.setting("ZoomView.radius").toInt(), 120);
@@ -78,7 +80,6 @@ TEST_F(SettingsTest, BoxToolPagesUseTheirPrefixAndRegistryGroup) {
         page.projectToUi();
         EXPECT_TRUE(page.oneClickBox()->isChecked());
         EXPECT_EQ(page.widthBox()->value(), 1);
-
         project.setSetting(prefix + ".oneClick", false);
         project.setSetting(prefix + ".defaultWidth", 7);
         project.setSetting(prefix + ".defaultHeight", 9);
@@ -87,7 +88,6 @@ TEST_F(SettingsTest, BoxToolPagesUseTheirPrefixAndRegistryGroup) {
         EXPECT_EQ(page.widthBox()->value(), 7);
         EXPECT_EQ(page.heightBox()->value(), 9);
         EXPECT_FALSE(registry().Has("main"));
-
         page.heightBox()->setValue(12);
         EXPECT_EQ(project.setting(prefix + ".defaultHeight").toInt(), 12);
         const std::string group = "main/Settings/" + prefix.toStdString();
@@ -126,12 +126,10 @@ TEST_F(SettingsTest, SerializationAndTextPages) {
     EXPECT_FALSE(serialization.overwriteMaskBox()->isChecked());
     EXPECT_EQ(status.formatEdit()->text(), "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
     EXPECT_EQ(script.pathEdit()->text(), "KAROcmd %1 Otsu.ndp");
-
     serialization.lazyLoadImagesBox()->setChecked(true);
     EXPECT_TRUE(project.setting("SerializationSettings.lazyLoadImages").toBool());
     EXPECT_TRUE(registry().GetBool("main/Settings/Serialization/LazyLoadImages"));
     EXPECT_FALSE(registry().Has("main/Settings/Serialization/OverwriteMask"));
-
     // Line edits write when editing is finished, not on every key.
     QTest::keyClicks(script.pathEdit(), " --fast");
     EXPECT_FALSE(project.settings().contains("Script.path"));
@@ -148,7 +146,6 @@ TEST_F(SettingsTest, LabelSlidersTruncateAndStoreFractions) {
     LabelSettings page(&project);
     page.projectToUi();
     EXPECT_EQ(page.primaryOpacitySlider()->value(), 700);
-
     const struct {
         double stored;
         int shown;
@@ -161,7 +158,6 @@ TEST_F(SettingsTest, LabelSlidersTruncateAndStoreFractions) {
         EXPECT_DOUBLE_EQ(project.setting("Label.pen_width").toDouble(), c.stored) << "no write-back";
     }
     EXPECT_FALSE(registry().Has("main"));
-
     page.secondaryOpacitySlider()->setValue(250);
     EXPECT_DOUBLE_EQ(project.setting("Label.secondary_opacity").toDouble(), 0.25);
     EXPECT_DOUBLE_EQ(registry().GetDouble("main/Settings/Label/SecondaryOpacity"), 0.25);
@@ -181,7 +177,6 @@ TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
     auto* rect = qobject_cast<RectToolSettings*>(dialog.pages()[1]);
     ASSERT_NE(rect, nullptr);
     EXPECT_EQ(rect->widthBox()->value(), 40) << "the dialog shows the project's values when built";
-
     dialog.findChild<ViewSettings*>()->cameraModeBox()->setCurrentIndex(1);
     Project second;
     EXPECT_EQ(second.setting("View.cameraMode").toString(), "perImage");
@@ -224,10 +219,55 @@ TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
     }
     EXPECT_GE(guarded, 10);
     EXPECT_FALSE(registry().Has("main"));
-
     QSpinBox* radius = dialog.findChild<ViewSettings*>()->zoomRadiusBox();
     radius->setFocus();
     ASSERT_TRUE(radius->hasFocus());
     wheel(radius, 120);
     EXPECT_EQ(radius->value(), 201) << "a focused box still takes the wheel";
+}
+
+namespace {
+
+QComboBox* box(const ReannotationSettings& page, int row, int column) {
+    return qobject_cast<QComboBox*>(page.table()->cellWidget(row, column));
+}
+
+} // namespace
+
+TEST_F(SettingsTest, ReannotationRulesShowAsRowsAndEditsReachProjectAndUserSettings) {
+    Project project;
+    project.createLabel()->setName("cat");
+    project.createLabel()->setName("dog");
+    ReannotationRules({{"1", "cat", "dog"}, {"Shift+D", "", "dog"}}).storeIn(&project);
+    ReannotationSettings page(&project);
+    QSignalSpy changes(&project, &Project::settingsChanged);
+    page.projectToUi();
+    EXPECT_EQ(changes.count(), 0) << "showing the rules writes nothing";
+    ASSERT_EQ(page.table()->rowCount(), 2);
+    EXPECT_EQ(box(page, 0, 1)->currentText(), "cat");
+    EXPECT_EQ(box(page, 1, 1)->currentText(), ReannotationSettings::anyLabelText());
+    EXPECT_EQ(box(page, 1, 2)->currentText(), "dog");
+    const auto* key = qobject_cast<QKeySequenceEdit*>(page.table()->cellWidget(1, 0));
+    ASSERT_NE(key, nullptr);
+    EXPECT_EQ(key->keySequence(), QKeySequence("Shift+D"));
+    EXPECT_EQ(box(page, 0, 2)->count(), 2) << "the project's labels are offered";
+    EXPECT_EQ(page.rulesFromUi().rules(), ReannotationRules::fromProject(&project).rules());
+    // Changing a target takes effect at once and becomes the user's default too.
+    box(page, 0, 2)->setCurrentText("bird");
+    const ReannotationRules stored = ReannotationRules::fromProject(&project);
+    ASSERT_EQ(stored.rules().size(), 2);
+    EXPECT_EQ(stored.rules()[0].to, "bird");
+    ASSERT_TRUE(KYVO::CRegistry::Obj().Has("main/Settings/Reannotation/Keys"));
+    // A new row counts once it has a key and a target; removing a row removes its rule.
+    page.addButton()->click();
+    ASSERT_EQ(page.table()->rowCount(), 3);
+    EXPECT_EQ(ReannotationRules::fromProject(&project).rules().size(), 2);
+    page.table()->setCurrentCell(0, 0);
+    page.removeButton()->click();
+    EXPECT_EQ(ReannotationRules::fromProject(&project).rules(),
+              QList<ReannotationRule>({{"Shift+D", "", "dog"}}));
+    // A new project takes the user's rules from the registry.
+    Project next;
+    EXPECT_EQ(ReannotationRules::fromProject(&next).rules(),
+              ReannotationRules::fromProject(&project).rules());
 }
