@@ -4,6 +4,7 @@
 #include "platform/CImageIo2.h"
 #include "platform/CValueMap.h"
 #include "platform/GzStream.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/TiffCodec.h"
 #include "support/TestSupport.h"
 
@@ -46,8 +47,7 @@ CImage makePattern(EnImageType type, const CSize& size) {
                     v[0] = (x / 3 + y + z) % 2;
                     break;
                 case IMAGE_RGB_8I:
-                    v[0] = std::uint8_t(x * 6), v[1] = std::uint8_t(y * 9),
-                    v[2] = std::uint8_t(x + y + z * 30);
+                    v[0] = std::uint8_t(x * 6), v[1] = std::uint8_t(y * 9), v[2] = std::uint8_t(x + y + z * 30);
                     break;
                 }
             }
@@ -95,15 +95,25 @@ QByteArray makeGif(int w, int h, const std::vector<std::uint8_t>& indices, const
     return g.append('\0').append(';');
 }
 
-void expectLoadFails(const std::string& path, const char* what) {
-    SCOPED_TRACE(what);
+/// The loader's message for a file, or "" when it loads.
+std::string loadError(const std::string& path) {
     try {
-        std::unique_ptr<CImage> img(CImageIo2::Load(path));
-        ADD_FAILURE() << "loaded " << path;
+        std::unique_ptr<CImage> image(CImageIo2::Load(path));
+        return image ? "" : "no image";
     } catch (const CException& e) {
-        EXPECT_NE(std::string(e.what()).find(path), std::string::npos) << e.what();
+        return e.what();
     }
 }
+
+void expectLoadFails(const std::string& path, const char* what) {
+    EXPECT_NE(loadError(path).find(path), std::string::npos) << what << ": " << loadError(path);
+}
+
+/// Restores the machine's budget however the test ends.
+struct BudgetScope {
+    explicit BudgetScope(std::uint64_t bytes) { MemoryBudget::setLimit(bytes); }
+    ~BudgetScope() { MemoryBudget::setLimit(0); }
+};
 
 } // namespace
 
@@ -305,8 +315,7 @@ void writeTiffPage(TIFF* tif, int w, int h, const Tags& tags, const std::vector<
         kinds[0] = EXTRASAMPLE_UNASSALPHA;
         TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, extraSamples, kinds.data());
     }
-    ASSERT_GE(TIFFWriteEncodedStrip(tif, 0, const_cast<std::uint8_t*>(strip.data()), tmsize_t(strip.size())),
-              0);
+    ASSERT_GE(TIFFWriteEncodedStrip(tif, 0, const_cast<std::uint8_t*>(strip.data()), tmsize_t(strip.size())), 0);
     ASSERT_TRUE(TIFFWriteDirectory(tif));
 }
 
@@ -317,10 +326,8 @@ TEST(ImageIoNetpbm, PbmSetBitsAreOnesAndOtherFlavoursKeepStoredValues) {
     CImage mask(IMAGE_BOOL, CSize(10, 1, 1));
     mask.voxel(0, 0, 0)[0] = mask.voxel(9, 0, 0)[0] = 1;
     CImageIo2::Save(dir.localPath("m.pbm"), mask);
-    EXPECT_EQ(pxmtest::readFile(dir.path("m.pbm")), QByteArray("P4\n10 1\n\x80\x40", 10))
-        << "1 is a set (black) bit";
-    EXPECT_EQ(values(*loadBytes(dir, "p.pbm", "P1\n# plain\n3 2\n1 0 1\n010\n")),
-              (std::vector<int>{1, 0, 1, 0, 1, 0}));
+    EXPECT_EQ(pxmtest::readFile(dir.path("m.pbm")), QByteArray("P4\n10 1\n\x80\x40", 10)) << "1 is a set (black) bit";
+    EXPECT_EQ(values(*loadBytes(dir, "p.pbm", "P1\n# plain\n3 2\n1 0 1\n010\n")), (std::vector<int>{1, 0, 1, 0, 1, 0}));
     CImage grey(IMAGE_GREY_8, CSize(3, 1, 1));
     grey.data()[1] = 7, grey.data()[2] = 255;
     CImageIo2::Save(dir.localPath("g.pbm"), grey);
@@ -332,8 +339,7 @@ TEST(ImageIoNetpbm, PbmSetBitsAreOnesAndOtherFlavoursKeepStoredValues) {
     std::unique_ptr<CImage> deep = loadBytes(dir, "b.pgm", QByteArray("P5 2 1 65535\n\x12\x34\xab\xcd", 17));
     EXPECT_EQ(deep->type(), IMAGE_GREY_16);
     EXPECT_EQ(values(*deep), (std::vector<int>{0x1234, 0xabcd})) << "samples are big-endian";
-    std::unique_ptr<CImage> stack =
-        loadBytes(dir, "s.pgm", "P5\n2 1\n255\n\x01\x02P5\n# second\n2 1 255\n\x03\x04\n");
+    std::unique_ptr<CImage> stack = loadBytes(dir, "s.pgm", "P5\n2 1\n255\n\x01\x02P5\n# second\n2 1 255\n\x03\x04\n");
     EXPECT_EQ(stack->size(), CSize(2, 1, 2));
     EXPECT_EQ(values(*stack), (std::vector<int>{1, 2, 3, 4}));
     EXPECT_THROW(loadBytes(dir, "mixed.pgm", "P5\n2 1\n255\n\x01\x02P5\n3 1\n255\n\x03\x04\x05"), CException);
@@ -363,63 +369,23 @@ TEST(ImageIoTiff, HandWrittenPagesReadAsTheyLook) {
         std::vector<int> expected;
         int extraSamples;
     };
+    const auto bps = [](int b) { return std::pair<ttag_t, int>{TIFFTAG_BITSPERSAMPLE, b}; };
+    const auto photo = [](int p) { return std::pair<ttag_t, int>{TIFFTAG_PHOTOMETRIC, p}; };
+    const auto spp = [](int n) { return std::pair<ttag_t, int>{TIFFTAG_SAMPLESPERPIXEL, n}; };
+    // clang-format off
     const Case cases[] = {
         // Bilevel without a BitsPerSample tag: libtiff's default of 1 bit applies.
-        {"nobps",
-         10,
-         2,
-         {{TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK}},
-         {0xa0, 0x40, 0x00, 0xc0},
-         IMAGE_BOOL,
-         {1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1},
-         0},
-        {"white1",
-         3,
-         1,
-         {{TIFFTAG_BITSPERSAMPLE, 1}, {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE}},
-         {0xa0},
-         IMAGE_BOOL,
-         {0, 1, 0},
-         0},
-        {"white8",
-         3,
-         1,
-         {{TIFFTAG_BITSPERSAMPLE, 8}, {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISWHITE}},
-         {0, 5, 255},
-         IMAGE_GREY_8,
-         {255, 250, 0},
-         0},
-        {"grey4",
-         3,
-         1,
-         {{TIFFTAG_BITSPERSAMPLE, 4}, {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK}},
-         {0x1f, 0x70},
-         IMAGE_GREY_8,
-         {1, 15, 7},
-         0},
-        {"planes",
-         2,
-         1,
-         {{TIFFTAG_BITSPERSAMPLE, 8},
-          {TIFFTAG_SAMPLESPERPIXEL, 3},
-          {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB},
-          {TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE}},
-         {},
-         IMAGE_RGB_8I,
-         {1, 3, 5, 2, 4, 6},
-         0},
-        {"rgba",
-         2,
-         1,
-         {{TIFFTAG_BITSPERSAMPLE, 8},
-          {TIFFTAG_SAMPLESPERPIXEL, 4},
-          {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB},
-          {TIFFTAG_COMPRESSION, COMPRESSION_LZW}},
-         {1, 2, 3, 0, 4, 5, 6, 128},
-         IMAGE_RGB_8I,
-         {1, 2, 3, 4, 5, 6},
-         1},
+        {"nobps", 10, 2, {photo(PHOTOMETRIC_MINISBLACK)}, {0xa0, 0x40, 0x00, 0xc0}, IMAGE_BOOL,
+         {1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1}, 0},
+        {"white1", 3, 1, {bps(1), photo(PHOTOMETRIC_MINISWHITE)}, {0xa0}, IMAGE_BOOL, {0, 1, 0}, 0},
+        {"white8", 3, 1, {bps(8), photo(PHOTOMETRIC_MINISWHITE)}, {0, 5, 255}, IMAGE_GREY_8, {255, 250, 0}, 0},
+        {"grey4", 3, 1, {bps(4), photo(PHOTOMETRIC_MINISBLACK)}, {0x1f, 0x70}, IMAGE_GREY_8, {1, 15, 7}, 0},
+        {"planes", 2, 1, {bps(8), spp(3), photo(PHOTOMETRIC_RGB), {TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE}}, {},
+         IMAGE_RGB_8I, {1, 3, 5, 2, 4, 6}, 0},
+        {"rgba", 2, 1, {bps(8), spp(4), photo(PHOTOMETRIC_RGB), {TIFFTAG_COMPRESSION, COMPRESSION_LZW}},
+         {1, 2, 3, 0, 4, 5, 6, 128}, IMAGE_RGB_8I, {1, 2, 3, 4, 5, 6}, 1},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string path = dir.localPath(QString(c.name) + ".tif");
@@ -461,14 +427,6 @@ TEST(ImageIoTiff, HandWrittenPagesReadAsTheyLook) {
 
 TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
     pxmtest::TempDir dir;
-    const auto loadError = [](const std::string& path) -> std::string {
-        try {
-            std::unique_ptr<CImage> image(CImageIo2::Load(path));
-            return image ? "" : "no image";
-        } catch (const CException& e) {
-            return e.what();
-        }
-    };
     // Up to 16 samples beyond a pixel's colours are read (and dropped); one more is refused.
     struct Samples {
         int photometric, colours, extra;
@@ -482,11 +440,10 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
         for (std::size_t i = 0; i < strip.size(); ++i)
             strip[i] = std::uint8_t(i + 1);
         TIFF* tif = TIFFOpen(path.c_str(), "w");
-        writeTiffPage(tif, 2, 1,
-                      {{TIFFTAG_BITSPERSAMPLE, 8},
-                       {TIFFTAG_SAMPLESPERPIXEL, spp},
-                       {TIFFTAG_PHOTOMETRIC, c.photometric}},
-                      strip, c.extra);
+        writeTiffPage(
+            tif, 2, 1,
+            {{TIFFTAG_BITSPERSAMPLE, 8}, {TIFFTAG_SAMPLESPERPIXEL, spp}, {TIFFTAG_PHOTOMETRIC, c.photometric}}, strip,
+            c.extra);
         TIFFClose(tif);
         const std::string error = loadError(path);
         if (c.extra > 16) {
@@ -527,8 +484,7 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
                                              {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
                                              {TIFFTAG_COMPRESSION, c.compression}})
             TIFFSetField(tif, tag, value);
-        std::vector<std::uint8_t> data =
-            c.raw.empty() ? std::vector<std::uint8_t>(std::size_t(c.w) * c.h) : c.raw;
+        std::vector<std::uint8_t> data = c.raw.empty() ? std::vector<std::uint8_t>(std::size_t(c.w) * c.h) : c.raw;
         const tmsize_t n = tmsize_t(data.size());
         ASSERT_GE(c.raw.empty() ? TIFFWriteEncodedStrip(tif, 0, data.data(), n)
                                 : TIFFWriteRawStrip(tif, 0, data.data(), n),
@@ -538,8 +494,7 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
         const std::string error = loadError(path);
         EXPECT_EQ(error.empty(), c.reads) << error;
         if (!c.reads) {
-            EXPECT_NE(error.find("strip 0 holds 2 bytes, too little to decode to the 256 bytes"),
-                      std::string::npos)
+            EXPECT_NE(error.find("strip 0 holds 2 bytes, too little to decode to the 256 bytes"), std::string::npos)
                 << error;
         }
     }
@@ -668,8 +623,7 @@ TEST(ImageIoOkav, HeaderIsLittleEndianAndHostileSizesAreRefusedBeforeAllocating)
     };
     EXPECT_EQ(bytes.left(4), "OKAV");
     const std::uint64_t expected[] = {1, 0, 64, 1, 1, 2, 3, 2, 1, 12};
-    const int offsets[][2] = {{4, 2},  {6, 2},  {8, 4},  {12, 4}, {16, 4},
-                              {20, 4}, {24, 8}, {32, 8}, {40, 8}, {48, 8}};
+    const int offsets[][2] = {{4, 2}, {6, 2}, {8, 4}, {12, 4}, {16, 4}, {20, 4}, {24, 8}, {32, 8}, {40, 8}, {48, 8}};
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(field(offsets[i][0], offsets[i][1]), expected[i]) << "field at " << offsets[i][0];
     EXPECT_EQ(bytes.mid(64, 2), "\x34\x12");
@@ -699,4 +653,98 @@ TEST(ImageIo, EndingsAndDialogFiltersComeFromOneTable) {
     EXPECT_TRUE(CImageIo2::CanRead("a/B.OKAV.GZ") && CImageIo2::CanWrite("x.Jpeg"));
     EXPECT_TRUE(CImageIo2::CanRead("x.gif") && !CImageIo2::CanWrite("x.gif"));
     EXPECT_FALSE(CImageIo2::CanRead("x.gz") || CImageIo2::CanRead("png") || CImageIo2::CanWrite("x.txt"));
+}
+
+// Decoded sizes beyond the memory budget are refused with a message before anything is
+// allocated for them, by CImage and by every codec whose library allocates first.
+
+TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
+    const std::uint64_t machine = MemoryBudget::machineLimit();
+    EXPECT_GT(machine, std::uint64_t(64) << 20) << "any machine that runs us can give 64 MiB";
+    EXPECT_EQ(MemoryBudget::limit(), machine);
+    {
+        const BudgetScope scope(1000);
+        EXPECT_EQ(MemoryBudget::limit(), 1000u);
+        EXPECT_TRUE(MemoryBudget::fits(1000));
+        EXPECT_FALSE(MemoryBudget::fits(1001));
+    }
+    EXPECT_EQ(MemoryBudget::limit(), machine);
+    struct Case {
+        std::uint64_t bytes;
+        const char* text;
+    };
+    for (const Case& c : {Case{0, "0 bytes"}, Case{1023, "1023 bytes"}, Case{1536, "1.5 KiB"},
+                          Case{std::uint64_t(3) << 30, "3.0 GiB"}, Case{std::uint64_t(5) << 40, "5.0 TiB"}})
+        EXPECT_EQ(MemoryBudget::describe(c.bytes), c.text);
+}
+
+TEST(MemoryBudget, AnImageBeyondTheMachineIsRefusedBeforeAllocating) {
+    // 16 TiB: the size arithmetic fits, the memory of no desktop does.
+    try {
+        CImage image(IMAGE_GREY_8, CSize(std::size_t(1) << 22, std::size_t(1) << 22, 1));
+        FAIL() << "allocated " << image.byteCount() << " bytes";
+    } catch (const CException& e) {
+        EXPECT_NE(std::string(e.what()).find("An image of 4194304x4194304x1 voxels needs 16.0 TiB of memory"),
+                  std::string::npos)
+            << e.what();
+    }
+}
+
+TEST(MemoryBudget, EveryCodecRefusesAnImageOverTheBudget) {
+    pxmtest::TempDir dir;
+    struct Case {
+        const char* name;
+        EnImageType type;
+        const char* refusal; // how the message begins after the path
+    };
+    const char *own = "An image of", *qt = "Decoding an image", *j2k = "Decoding a JPEG 2000 image";
+    const Case cases[] = {
+        {"a.pbm", IMAGE_BOOL, own},    {"a.pgm", IMAGE_GREY_16, own},     {"a.ppm", IMAGE_RGB_8I, own},
+        {"a.pfm", IMAGE_GREY_F, own},  {"a.pam", IMAGE_GREY_8, own},      {"a.tif", IMAGE_RGB_8I, own},
+        {"a.okav", IMAGE_GREY_8, own}, {"a.okav.gz", IMAGE_GREY_16, own}, {"a.png", IMAGE_GREY_8, qt},
+        {"b.png", IMAGE_RGB_8I, qt},   {"a.jpg", IMAGE_RGB_8I, qt},       {"a.bmp", IMAGE_GREY_8, qt},
+        {"a.ico", IMAGE_RGB_8I, qt},   {"a.jp2", IMAGE_GREY_8, j2k},      {"a.j2k", IMAGE_RGB_8I, j2k}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string path = dir.localPath(c.name);
+        CImageIo2::Save(path, CImage(c.type, CSize(64, 48, 1)));
+        {
+            // Below a single layer of the smallest type, above the file's header.
+            const BudgetScope scope(2048);
+            const std::string error = loadError(path);
+            EXPECT_NE(error.find(c.refusal), std::string::npos) << error;
+            EXPECT_NE(error.find("one image may use on this machine"), std::string::npos) << error;
+        }
+        EXPECT_EQ(loadError(path), "") << "the same file loads within the machine's budget";
+    }
+}
+
+TEST(MemoryBudget, JpegTwoThousandTilesCountBeforeOpenJpegSeesThem) {
+    // OpenJPEG allocates the parameters of every tile while it reads the header; a header
+    // that cuts a small image into one-pixel tiles must be refused before that.
+    pxmtest::TempDir dir;
+    const std::string path = dir.localPath("tiles.j2k");
+    CImageIo2::Save(path, CImage(IMAGE_GREY_8, CSize(64, 48, 1)));
+    QByteArray bytes = pxmtest::readFile(QString::fromStdString(path));
+    ASSERT_EQ(bytes.left(4), QByteArray("\xff\x4f\xff\x51", 4));
+    const QByteArray oneByOne("\0\0\0\1\0\0\0\1", 8); // XTsiz, YTsiz
+    bytes.replace(24, 8, oneByOne);
+    ASSERT_TRUE(pxmtest::writeFile(QString::fromStdString(path), bytes));
+    const BudgetScope scope(std::uint64_t(4) << 20);
+    const std::string error = loadError(path);
+    EXPECT_NE(error.find("Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"), std::string::npos) << error;
+}
+
+TEST(MemoryBudget, AGifCountsTheCanvasQtDrawsItsFrameInto) {
+    // A screen 0 wide and 65534 high with a frame at x = 256, 2049 wide: Qt widens the screen
+    // to the frame's right edge and allocates 2305 x 65534 pixels of 4 bytes (576.2 MiB), and
+    // a few scanlines of the reported 2305 x 700 size besides.
+    static const unsigned char gif[] = {'G',  'I', 'F',  '8',  '9',  'a', 0,    0, 0xfe, 0xff, 0x80,
+                                        0,    0,   0xff, 0xff, 0xff, 0,   0,    0, 0x2c, 0,    1,
+                                        0xbb, 0,   1,    8,    1,    2,   0x44, 1, 0,    0x3b};
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("a.gif"), QByteArray(reinterpret_cast<const char*>(gif), sizeof gif)));
+    const BudgetScope scope(std::uint64_t(64) << 20);
+    const std::string error = loadError(dir.localPath("a.gif"));
+    EXPECT_NE(error.find("needs 576.3 MiB of memory"), std::string::npos) << error;
 }
