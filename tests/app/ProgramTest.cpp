@@ -10,15 +10,9 @@
 namespace {
 
 // Starts the built program with a private configuration directory and no display.
-class ProgramTest : public ::testing::Test {
+class ProgramTest : public ::testing::Test, public pxmtest::ChildProgram {
 protected:
-    int run(const QStringList& arguments) { return program.run(arguments); }
-
-    pxmtest::ChildProgram program{PIXMARKER_BINARY};
-    pxmtest::TempDir& dir = program.dir;
-    QProcess& process = program.process;
-    QString& out = program.out;
-    QString& err = program.err;
+    ProgramTest() : ChildProgram(PIXMARKER_BINARY) {}
 };
 
 } // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Runs the built pixmarker-export program the way a pipeline would: a separate process
 // with neither a display nor a chosen Qt platform.
-#include "exchange/ExportTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "persistence/ProjectSerializer.h"
 
 #include <QGraphicsPolygonItem>
@@ -11,7 +11,7 @@
 #ifdef PXM_EXPORT_BINARY
 
 using namespace pxm;
-using namespace exporttest;
+using namespace pxmtest;
 
 namespace {
 
@@ -42,8 +42,8 @@ Outcome runExport(const QStringList& arguments) {
 /// two.pgm without shapes, three.tiff (2 layers) with a rectangle of b on layer 1.
 QString writeProject(const pxmtest::TempDir& dir) {
     Project project;
-    const Label* a = addLabel(project, 10, 3, "a");
-    const Label* b = addLabel(project, 20, 8, "b");
+    const Label* a = addLabel(project, "a", 10, 3);
+    const Label* b = addLabel(project, "b", 20, 8);
     LabeledImage* one = addImageFile(project, dir, "one.pgm", 12, 10);
     addImageFile(project, dir, "two.pgm", 12, 10);
     LabeledImage* three = addImageFile(project, dir, "three.tiff", 6, 5, 2);
@@ -147,7 +147,8 @@ TEST(ExportCommand, ExportsAProjectWithoutADisplay) {
     const QString partial = dir.path("partial");
     outcome = runExport({project, "-o", partial, "--full-mask"});
     EXPECT_EQ(outcome.exitCode, 4);
-    EXPECT_TRUE(outcome.err.contains("Cannot read the image '" + dir.path("one.pgm") + "'")) << outcome.err.toStdString();
+    EXPECT_TRUE(outcome.err.contains("Cannot read the image '" + dir.path("one.pgm") + "'"))
+        << outcome.err.toStdString();
     EXPECT_TRUE(outcome.err.contains("Cannot read the image '" + dir.path("three.tiff") + "'"));
     EXPECT_TRUE(QFileInfo(partial + "/one___fullmask.pgm").isFile());
 }

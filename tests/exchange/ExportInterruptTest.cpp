@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Ctrl-C or SIGTERM in the middle of an export: the real pixmarker-export finishes the file it
 // is writing, starts no other, and says so in its exit code; what it wrote stays complete.
-#include "exchange/ExportTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "persistence/ProjectSerializer.h"
 
 #include <QElapsedTimer>
@@ -12,7 +12,7 @@
 
 #ifdef PXM_EXPORT_BINARY
 
-using namespace exporttest;
+using namespace pxmtest;
 
 namespace {
 
@@ -23,7 +23,7 @@ constexpr int kSide = 1024;
 /// mask is a 1 MiB file of its own, so an export takes long enough to be interrupted.
 QString writeLargeProject(const pxmtest::TempDir& dir) {
     pxm::Project project;
-    const pxm::Label* label = addLabel(project, 4, 9, "cell");
+    const pxm::Label* label = addLabel(project, "cell", 4, 9);
     for (int i = 0; i < kImages; ++i) {
         auto* image = new pxm::LabeledImage(&project);
         image->setImagePath(dir.path(QString("gone%1.png").arg(i, 3, 10, QChar('0'))));

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/ExportMaskDialog.h"
 
+#include "exchange/ExchangeTestSupport.h"
 #include "exchange/ExportMaskWorker.h"
-#include "exchange/ExportTestSupport.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
@@ -14,7 +14,7 @@
 #include <gtest/gtest.h>
 
 using namespace pxm;
-using namespace exporttest;
+using namespace pxmtest;
 
 namespace {
 
@@ -59,7 +59,7 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     pxmtest::TempDir in;
     pxmtest::TempDir out;
     Project project;
-    const Label* a = addLabel(project, 4, 2, "a");
+    const Label* a = addLabel(project, "a", 4, 2);
     for (const char* name : {"p.pgm", "q.pgm"})
         addRect(addImageFile(project, in, name, 32, 32)->scene(0), QRectF(4, 4, 8, 8), a);
 
@@ -93,4 +93,3 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     EXPECT_EQ(bar->value(), 4);
     EXPECT_EQ(filesIn(target), sorted({"p_fullmask.pgm", "p_mask.pbm", "q_fullmask.pgm", "q_mask.pbm"}));
 }
-

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/ExportMaskWorker.h"
 
-#include "exchange/ExportTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
 using namespace pxm;
-using namespace exporttest;
+using namespace pxmtest;
 
 namespace {
 
@@ -18,28 +18,43 @@ QList<int> progressValues(const QSignalSpy& spy) {
     return values;
 }
 
-void chooseEveryTarget(ExportMaskWorker& worker) {
-    worker.setFullMask(true);
-    worker.setBoolMask(true);
-    worker.setSnapshot(true);
-    worker.setKaroMark(true);
-    worker.setVoc(true);
-    worker.setVggImageAnnotator(true);
-    worker.setLabelMe(true);
+/// Chooses the targets named in the list: full bool snapshot karo voc vgg labelme.
+void choose(ExportMaskWorker& worker, const QString& targets) {
+    const QStringList names = targets.split(' ');
+    worker.setFullMask(names.contains("full"));
+    worker.setBoolMask(names.contains("bool"));
+    worker.setSnapshot(names.contains("snapshot"));
+    worker.setKaroMark(names.contains("karo"));
+    worker.setVoc(names.contains("voc"));
+    worker.setVggImageAnnotator(names.contains("vgg"));
+    worker.setLabelMe(names.contains("labelme"));
 }
+const QString kEveryTarget = "full bool snapshot karo voc vgg labelme";
+
+/// Image files in `in`, a worker that writes into `out`.
+class ExportMaskWorkerTest : public ::testing::Test {
+protected:
+    void prepare(const QString& pattern, const QString& targets) {
+        worker.setDirectory(out.path());
+        worker.setFilename(pattern);
+        choose(worker, targets);
+    }
+    TempDir in;
+    TempDir out;
+    Project project;
+    ExportMaskWorker worker{&project};
+};
 
 } // namespace
 
-TEST(ExportMaskWorker, BuildsFileNamesFromThePattern) {
-    Project project;
-    const Label* nucleus = addLabel(project, 12, 3, "nucleus");
-    const Label* odd = addLabel(project, 4, 4, "x{image_name}");
+TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
+    const Label* nucleus = addLabel(project, "nucleus", 12, 3);
+    const Label* odd = addLabel(project, "x{image_name}", 4, 4);
     auto* image = new LabeledImage(&project);
     image->setImagePath("/data/a.b.png");
     image->setDepth(3);
     image->createScenes();
     project.addImage(image);
-    ExportMaskWorker worker(&project);
     worker.setDirectory("/out");
 
     const QString standard = "{image_name}_{label_id}_{z_layer}";
@@ -70,21 +85,15 @@ TEST(ExportMaskWorker, BuildsFileNamesFromThePattern) {
     }
 }
 
-TEST(ExportMaskWorker, WritesEveryTargetFor2DAnd3DImages) {
-    pxmtest::TempDir in;
-    pxmtest::TempDir out;
-    Project project;
-    const Label* nucleus = addLabel(project, 3, 5, "nucleus");
-    const Label* cell = addLabel(project, 7, 9, "cell");
+TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
+    const Label* nucleus = addLabel(project, "nucleus", 3, 5);
+    const Label* cell = addLabel(project, "cell", 7, 9);
     LabeledImage* flat = addImageFile(project, in, "cells.png", 8, 6);
     LabeledImage* stack = addImageFile(project, in, "stack.b.tiff", 8, 6, 2);
     addRect(flat->scene(0), QRectF(1, 1, 3, 2), nucleus);
     addRect(stack->scene(1), QRectF(4, 3, 3, 2), cell);
 
-    ExportMaskWorker worker(&project);
-    worker.setDirectory(out.path());
-    worker.setFilename("{image_name}_{label_id}_{z_layer}");
-    chooseEveryTarget(worker);
+    prepare("{image_name}_{label_id}_{z_layer}", kEveryTarget);
     QSignalSpy progress(&worker, &ExportMaskWorker::progressChanged);
     QSignalSpy failed(&worker, &ExportMaskWorker::writeFailed);
     worker.exportProject();
@@ -152,25 +161,18 @@ TEST(ExportMaskWorker, WritesEveryTargetFor2DAnd3DImages) {
     }
 }
 
-TEST(ExportMaskWorker, FullMaskKeepsLoadedMaskAndLowestShape) {
-    pxmtest::TempDir in;
-    pxmtest::TempDir out;
-    Project project;
-    const Label* lower = addLabel(project, 1, 3, "lower");
-    const Label* upper = addLabel(project, 2, 4, "upper");
+TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {
+    const Label* lower = addLabel(project, "lower", 1, 3);
+    const Label* upper = addLabel(project, "upper", 2, 4);
     LabeledImage* image = addImageFile(project, in, "img.pgm", 10, 8);
     KYVO::CImage mask(KYVO::IMAGE_GREY_8, KYVO::CSize(10, 8, 1));
     *mask.voxel(1, 1, 0) = 7;
-    KYVO::CImageIo2::Save(local(in.path("mask.pgm")), mask);
+    KYVO::CImageIo2::Save(in.localPath("mask.pgm"), mask);
     image->setMaskPath(in.path("mask.pgm"));
     addRect(image->scene(0), QRectF(0, 0, 6, 4), lower);
     addRect(image->scene(0), QRectF(3, 2, 6, 5), upper);
 
-    ExportMaskWorker worker(&project);
-    worker.setDirectory(out.path());
-    worker.setFilename("{image_name}{label_name}");
-    worker.setFullMask(true);
-    worker.setBoolMask(true);
+    prepare("{image_name}{label_name}", "full bool");
     worker.exportProject();
 
     const auto full = load(out.path("img_fullmask.pgm"));
@@ -194,12 +196,9 @@ TEST(ExportMaskWorker, FullMaskKeepsLoadedMaskAndLowestShape) {
     }
 }
 
-TEST(ExportMaskWorker, SkippedImagesAdvanceByTheirShare) {
-    pxmtest::TempDir in;
-    pxmtest::TempDir out;
-    Project project;
-    const Label* a = addLabel(project, 1, 1, "a");
-    addLabel(project, 2, 2, "b");
+TEST_F(ExportMaskWorkerTest, SkippedImagesAdvanceByTheirShare) {
+    const Label* a = addLabel(project, "a", 1, 1);
+    addLabel(project, "b", 2, 2);
     LabeledImage* first = addImageFile(project, in, "first.pgm", 4, 4);
     LabeledImage* empty = addImageFile(project, in, "empty.tiff", 4, 4, 2);
     LabeledImage* last = addImageFile(project, in, "last.pgm", 4, 4);
@@ -212,13 +211,13 @@ TEST(ExportMaskWorker, SkippedImagesAdvanceByTheirShare) {
 
     for (const bool skip : {true, false}) {
         SCOPED_TRACE(skip ? "skipping" : "exporting all");
-        ExportMaskWorker worker(&project);
-        worker.setDirectory(out.path());
-        worker.setFilename(skip ? "skip_{image_name}" : "all_{image_name}");
-        chooseEveryTarget(worker);
-        worker.setSkipUnlabeled(skip);
-        QSignalSpy progress(&worker, &ExportMaskWorker::progressChanged);
-        worker.exportProject();
+        ExportMaskWorker run(&project);
+        run.setDirectory(out.path());
+        run.setFilename(skip ? "skip_{image_name}" : "all_{image_name}");
+        choose(run, kEveryTarget);
+        run.setSkipUnlabeled(skip);
+        QSignalSpy progress(&run, &ExportMaskWorker::progressChanged);
+        run.exportProject();
 
         const QStringList written = filesIn(out.path()).filter(skip ? "skip_empty" : "all_empty");
         EXPECT_EQ(written.isEmpty(), skip);
@@ -229,35 +228,24 @@ TEST(ExportMaskWorker, SkippedImagesAdvanceByTheirShare) {
             ASSERT_GE(values.size(), 9);
             EXPECT_EQ(values[6], 7);
             EXPECT_EQ(values[7], 17) << "one emission for the whole skipped image";
-            EXPECT_EQ(worker.progress(), worker.progressTotal() + 2);
+            EXPECT_EQ(run.progress(), run.progressTotal() + 2);
         } else {
             EXPECT_EQ(values.size(), 7 + 9 + 7 + 1);
-            EXPECT_EQ(worker.progress(), worker.progressTotal() + 1);
+            EXPECT_EQ(run.progress(), run.progressTotal() + 1);
         }
-        EXPECT_EQ(worker.progressTotal(), 7 + 9 + 7);
+        EXPECT_EQ(run.progressTotal(), 7 + 9 + 7);
     }
 }
 
-TEST(ExportMaskWorker, ReportsFilesItCannotWriteAndGoesOn) {
-    pxmtest::TempDir in;
-    pxmtest::TempDir out;
-    Project project;
-    const Label* a = addLabel(project, 1, 6, "a");
+TEST_F(ExportMaskWorkerTest, ReportsFilesItCannotWriteAndGoesOn) {
+    const Label* a = addLabel(project, "a", 1, 6);
     LabeledImage* image = addImageFile(project, in, "img.pgm", 6, 6);
     addRect(image->scene(0), QRectF(1, 1, 2, 2), a);
     // Directories in the way of five targets make their files unwritable.
     for (const char* blocked : {"img_fullmask.pgm", "img.mark", "img.voc", "img.json", ".vgg.json"})
         ASSERT_TRUE(QDir(out.path()).mkdir(blocked));
 
-    ExportMaskWorker worker(&project);
-    worker.setDirectory(out.path());
-    worker.setFilename("{image_name}");
-    worker.setFullMask(true);
-    worker.setBoolMask(true);
-    worker.setKaroMark(true);
-    worker.setVoc(true);
-    worker.setVggImageAnnotator(true);
-    worker.setLabelMe(true);
+    prepare("{image_name}", "full bool karo voc vgg labelme");
     QSignalSpy failed(&worker, &ExportMaskWorker::writeFailed);
     worker.exportProject();
 
@@ -279,19 +267,12 @@ TEST(ExportMaskWorker, ReportsFilesItCannotWriteAndGoesOn) {
     EXPECT_EQ(bool1->value(1, 1, 0), 1.0);
 }
 
-TEST(ExportMaskWorker, RunsOnItsThreadWithOneImagePinnedAndStopsWhenAsked) {
-    pxmtest::TempDir in;
-    pxmtest::TempDir out;
-    Project project;
-    const Label* a = addLabel(project, 1, 2, "a");
+TEST_F(ExportMaskWorkerTest, RunsOnItsThreadWithOneImagePinnedAndStopsWhenAsked) {
+    const Label* a = addLabel(project, "a", 1, 2);
     for (const char* name : {"i0.pgm", "i1.pgm", "i2.pgm", "i3.pgm"})
         addRect(addImageFile(project, in, name, 16, 16)->scene(0), QRectF(2, 2, 4, 4), a);
 
-    ExportMaskWorker worker(&project);
-    worker.setDirectory(out.path());
-    worker.setFilename("{image_name}");
-    worker.setFullMask(true);
-    worker.setBoolMask(true);
+    prepare("{image_name}", "full bool");
     int mostLoaded = 0;
     QList<LabeledImage*> current;
     // Direct: the slot runs on the export's thread, between two steps.

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "exchange/ExchangeTestSupport.h"
 #include "exchange/KAROMarkReader.h"
 #include "exchange/KAROMarkWriter.h"
-#include "exchange/ReaderTestSupport.h"
 #include "platform/CImageIo2.h"
-#include "support/TestSupport.h"
 
 #include <QGraphicsView>
 #include <QTextStream>
@@ -167,11 +166,8 @@ TEST(KAROMarkTest, HandWrittenFiles) {
     pxmtest::TempDir dir;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        ASSERT_TRUE(pxmtest::writeFile(dir.path("case.mark"), c.text));
         pxm::Project project;
-        pxm::KAROMarkReader reader;
-        pxmtest::runReader(reader, project, {dir.path("case.mark")});
-        EXPECT_EQ(pxmtest::messageTexts(reader), c.messages);
+        EXPECT_EQ(pxmtest::readText<pxm::KAROMarkReader>(project, dir, "case.mark", c.text), c.messages);
         EXPECT_EQ(pxmtest::describeImages(project), c.images);
         QStringList labels = pxmtest::describeLabels(project);
         // Id 0 is no label id: the project gives such a label an id of its own.
@@ -193,11 +189,9 @@ TEST(KAROMarkTest, ThreeDimensionalImageEndsTheFileAndKeepsEarlierLabels) {
     const QString text = QString("# Image\n%1\n# Mark\n# Color: 9\n0 4 0 4\n# Image\nskip\n# Image\n%2\n"
                                  "# Mark\n# Color: 10\n0 1 0 1\n")
                              .arg(flat, volume);
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("two.mark"), text.toUtf8()));
     pxm::Project project;
-    pxm::KAROMarkReader reader;
-    pxmtest::runReader(reader, project, {dir.path("two.mark")});
-    EXPECT_EQ(pxmtest::messageTexts(reader), QStringList({"E 8 KARO mark references a 3D image."}));
+    EXPECT_EQ(pxmtest::readText<pxm::KAROMarkReader>(project, dir, "two.mark", text.toUtf8()),
+              QStringList({"E 8 KARO mark references a 3D image."}));
     EXPECT_EQ(pxmtest::describeImages(project),
               QStringList({flat + " 8x8x1", "  KARO Color 9: rect 0 0 4 4"}));
     EXPECT_EQ(pxmtest::describeLabels(project), QStringList({"KARO Color 9 9 #000009"}));

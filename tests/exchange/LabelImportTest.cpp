@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/LabelImport.h"
 
-#include "ReaderTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "persistence/ProjectSerializer.h"
-#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 

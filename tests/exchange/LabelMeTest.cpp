@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "exchange/ExchangeTestSupport.h"
 #include "exchange/LabelMeReader.h"
 #include "exchange/LabelMeWriter.h"
-#include "exchange/ReaderTestSupport.h"
 #include "model/commands/LabelCommands.h"
-#include "support/TestSupport.h"
 
 #include <QBuffer>
 #include <QDir>

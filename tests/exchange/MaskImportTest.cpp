@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/MaskImport.h"
 
-#include "ReaderTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "platform/CImageIo2.h"
 #include "scene/MaskItem.h"
-#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <memory>

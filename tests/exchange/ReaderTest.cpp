@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/BaseReader.h"
 #include "exchange/CriticalReadError.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "exchange/KAROMarkReader.h"
-#include "exchange/ReaderTestSupport.h"
 #include "model/commands/LabelCommands.h"
 #include "platform/CException.h"
-#include "support/TestSupport.h"
 
 #include <QSignalSpy>
 #include <gtest/gtest.h>

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "exchange/ReaderTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "exchange/VGGImageAnnotatorWriteError.h"
 #include "exchange/VGGImageAnnotatorWriter.h"
-#include "support/TestSupport.h"
 
 #include <QDir>
 #include <QJsonDocument>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "exchange/ReaderTestSupport.h"
+#include "exchange/ExchangeTestSupport.h"
 #include "exchange/VOCReader.h"
 #include "exchange/VOCWriter.h"
-#include "support/TestSupport.h"
 
 #include <QBuffer>
 #include <QDir>
+#include <QRegularExpression>
 #include <QXmlStreamWriter>
 #include <gtest/gtest.h>
 
@@ -41,37 +41,15 @@ struct SmallProject {
 TEST(VOCTest, WriterGoldenOutput) {
     SmallProject p;
     // Boxes include half the stroke (pen width 0.5 gives a 2.5 pixel pen) on each side.
-    const QByteArray expected = R"(<?xml version="1.0" encoding="UTF-8"?>
-<annotation>
-    <folder>set</folder>
-    <filename>img.png</filename>
-    <path>/data/set/img.png</path>
-    <size>
-        <width>200</width>
-        <height>100</height>
-        <depth>1</depth>
-    </size>
-    <object>
-        <name>12</name>
-        <bndbox>
-            <xmin>99.25</xmin>
-            <xmax>104.75</xmax>
-            <ymin>49</ymin>
-            <ymax>54.5</ymax>
-        </bndbox>
-    </object>
-    <object>
-        <name>A</name>
-        <bndbox>
-            <xmin>8.75</xmin>
-            <xmax>41.25</xmax>
-            <ymin>18.75</ymin>
-            <ymax>61.25</ymax>
-        </bndbox>
-    </object>
-</annotation>
-)";
-    EXPECT_EQ(QString(writeScene(p.image->scene(0))), QString(expected));
+    // The layout between the tags is the XML writer's own, so it is left out of the comparison.
+    const QString expected =
+        R"(<?xml version="1.0" encoding="UTF-8"?><annotation><folder>set</folder><filename>img.png</filename>)"
+        "<path>/data/set/img.png</path><size><width>200</width><height>100</height><depth>1</depth></size>"
+        "<object><name>12</name><bndbox><xmin>99.25</xmin><xmax>104.75</xmax><ymin>49</ymin><ymax>54.5</ymax>"
+        "</bndbox></object><object><name>A</name><bndbox><xmin>8.75</xmin><xmax>41.25</xmax>"
+        "<ymin>18.75</ymin><ymax>61.25</ymax></bndbox></object></annotation>";
+    EXPECT_EQ(QString(writeScene(p.image->scene(0))).replace(QRegularExpression(">\\s+<"), "><").trimmed(),
+              expected);
 }
 
 TEST(VOCTest, WrittenFileReadsBackWithBoxesGrownByTheStroke) {
@@ -176,11 +154,8 @@ TEST(VOCTest, HandWrittenFiles) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        ASSERT_TRUE(pxmtest::writeFile(dir.path("case.xml"), c.text.toUtf8()));
         pxm::Project project;
-        pxm::VOCReader reader;
-        pxmtest::runReader(reader, project, {dir.path("case.xml")});
-        EXPECT_EQ(pxmtest::messageTexts(reader), c.messages);
+        EXPECT_EQ(pxmtest::readText<pxm::VOCReader>(project, dir, "case.xml", c.text.toUtf8()), c.messages);
         EXPECT_EQ(pxmtest::describeImages(project), c.images);
         QStringList names;
         for (const pxm::Label* label : project.labels())

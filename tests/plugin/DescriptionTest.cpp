@@ -116,8 +116,8 @@ TEST(Description, HelpTextNamesEveryInputOutputAndParameter) {
                                         {"INPUT 3", "inputs/3"},
                                         {"OUTPUT 0", "outputs/0"}}) {
         SCOPED_TRACE(heading);
-        EXPECT_TRUE(text.contains(QString("\n%1\n%2\n\n").arg(heading, QString::fromStdString(
-                                                                           stringAttribute(d, path, "label")))));
+        EXPECT_TRUE(text.contains(
+            QString("\n%1\n%2\n\n").arg(heading, QString::fromStdString(stringAttribute(d, path, "label")))));
     }
     EXPECT_TRUE(text.contains(QString("PARAMETER keep_workspace\n") + kKeepDesc));
     EXPECT_TRUE(text.contains(QString("PARAMETER input_image_path\n") + kPathDesc));

@@ -13,8 +13,9 @@
 namespace {
 
 // Runs the built host with a private configuration directory and no display.
-class NodeHostTest : public ::testing::Test {
+class NodeHostTest : public ::testing::Test, public pxmtest::ChildProgram {
 protected:
+    NodeHostTest() : ChildProgram(PXM_NODE_HOST_BINARY) {}
     void SetUp() override {
         KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
         for (std::size_t i = 0; i < image.byteCount(); ++i)
@@ -39,8 +40,6 @@ protected:
         ASSERT_TRUE(pxmtest::writeFile(dir.path("object.json"), R"({"name": "not a list"})"));
     }
 
-    int run(const QStringList& arguments) { return program.run(arguments); }
-
     QStringList inputs(const QString& zones) const {
         return {"--image",       dir.path("image.pgm"),
                 "--mask",        dir.path("mask.pgm"),
@@ -48,11 +47,6 @@ protected:
                 "--zones",       dir.path(zones),
                 "--close-after", "0"};
     }
-
-    pxmtest::ChildProgram program{PXM_NODE_HOST_BINARY};
-    pxmtest::TempDir& dir = program.dir;
-    QString& out = program.out;
-    QString& err = program.err;
 };
 
 } // namespace

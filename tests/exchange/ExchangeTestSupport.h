@@ -5,14 +5,19 @@
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CImage.h"
+#include "platform/CImageIo2.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "support/TestSupport.h"
 
+#include <QDir>
 #include <QGraphicsItem>
+#include <QGraphicsRectItem>
 #include <QStringList>
 #include <QUndoStack>
 #include <QtGlobal>
+#include <memory>
 
 namespace pxmtest {
 
@@ -24,6 +29,46 @@ inline pxm::LabeledImage* addMemoryImage(pxm::Project& project, std::size_t w, s
     image->setImagePath(path);
     project.addImage(image);
     return image;
+}
+
+/// An image file in the directory, grey values rising with x, and a labeled image that knows
+/// its path and size but has loaded nothing, as a project read from a file has.
+inline pxm::LabeledImage* addImageFile(pxm::Project& project, const TempDir& dir, const QString& name,
+                                       std::size_t w, std::size_t h, std::size_t d = 1) {
+    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+    for (std::size_t i = 0; i < pixels.byteCount(); ++i)
+        pixels.data()[i] = uint8_t((i % w) * 30);
+    KYVO::CImageIo2::Save(dir.localPath(name), pixels);
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImagePath(dir.path(name));
+    image->setWidth(uint32_t(w));
+    image->setHeight(uint32_t(h));
+    image->setDepth(uint32_t(d));
+    image->setColorChannels(1);
+    image->createScenes();
+    project.addImage(image);
+    return image;
+}
+
+/// A rectangle item of the label on top of the scene's earlier items.
+inline QGraphicsRectItem* addRect(pxm::Scene* scene, const QRectF& rect, const pxm::Label* label) {
+    auto* item = new QGraphicsRectItem(rect);
+    scene->addLabelItem(item, label);
+    return item;
+}
+
+inline std::unique_ptr<KYVO::CImage> load(const QString& path) {
+    return std::unique_ptr<KYVO::CImage>(KYVO::CImageIo2::Load(path.toLocal8Bit().toStdString()));
+}
+
+inline QStringList sorted(QStringList names) {
+    names.sort();
+    return names;
+}
+
+/// The names of the entries of a directory, hidden ones included, sorted.
+inline QStringList filesIn(const QString& directory) {
+    return sorted(QDir(directory).entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot));
 }
 
 /// A label with the given name, id and mask id, added to the project.
@@ -50,6 +95,16 @@ inline QStringList messageTexts(const pxm::BaseReader& reader) {
         result
             << QString("%1 %2 %3").arg(m.kind == pxm::ReadMessage::Error ? "E" : "W").arg(m.line).arg(m.text);
     return result;
+}
+
+/// Writes `text` to the file `name` in the directory and reads it with a new reader of the type;
+/// the reader's messages.
+template <class Reader>
+QStringList readText(pxm::Project& project, const TempDir& dir, const QString& name, const QByteArray& text) {
+    writeFile(dir.path(name), text);
+    Reader reader;
+    runReader(reader, project, {dir.path(name)});
+    return messageTexts(reader);
 }
 
 /// The label items of a scene in insertion (ascending stacking) order.
