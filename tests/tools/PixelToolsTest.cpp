@@ -9,9 +9,6 @@
 #include "tools/FreehandTool.h"
 
 #include <QComboBox>
-#include <QGraphicsEllipseItem>
-#include <QGraphicsPathItem>
-#include <QGraphicsRectItem>
 #include <QPainter>
 #include <QRegion>
 #include <QSpinBox>
@@ -20,32 +17,29 @@
 #include <deque>
 
 using namespace pxmtest;
+using namespace pxm;
 
 namespace {
 
 class PixelToolTest : public ToolFixture {
 protected:
-    template <typename T> T* useTool(pxm::ToolType type, int brushWidth = 0) {
-        if (brushWidth > 0) {
-            project.setSetting(type == pxm::ToolType::Eraser ? "EraserTool.brushWidth"
-                                                             : "FreehandTool.brushWidth",
+    template <typename T> T* useTool(ToolType type, int brushWidth = 0) {
+        if (brushWidth > 0)
+            project.setSetting(type == ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth",
                                brushWidth);
-        }
         view->setTool(type);
         auto* tool = qobject_cast<T*>(view->tool());
         EXPECT_NE(tool, nullptr);
         return tool;
     }
-
     /// The label path items of the scene.
     QList<QGraphicsPathItem*> regions() const {
         QList<QGraphicsPathItem*> result;
         for (QGraphicsItem* item : scene()->items())
-            if (pxm::isLabelItem(item) && item->type() == QGraphicsPathItem::Type)
+            if (isLabelItem(item) && item->type() == QGraphicsPathItem::Type)
                 result << static_cast<QGraphicsPathItem*>(item);
         return result;
     }
-
     /// Gives the image a mask of zeros with `value` in the rectangle.
     void setMask(const QRect& r, int value) {
         auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(200, 200, 1));
@@ -55,6 +49,9 @@ protected:
                 mask->data()[x + 200 * y] = uint8_t(value);
         image->setMask(mask, true, false);
         ASSERT_NE(scene()->maskItem(), nullptr);
+    }
+    bool nothingErased() const {
+        return std::count(image->eraseOverlay()->data(), image->eraseOverlay()->data() + 40000, 0) == 40000;
     }
     int maskAt(int x, int y) const { return scene()->maskItem()->value(QPoint(x, y)); }
     /// The shown (labelled, unerased) mask pixels; none without a mask.
@@ -81,7 +78,7 @@ bool onlyPixelRectangles(const QPainterPath& path) {
 }
 
 TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene) {
-    auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 10);
+    auto* tool = useTool<FreehandTool>(ToolType::Freehand, 10);
     const QStringList before = snapshot();
     // Along the bottom right corner and beyond it.
     press({185.3, 190.6});
@@ -107,11 +104,10 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene
     EXPECT_TRUE(path.contains(QPointF(199.5, 160.5))) << "on the way back from beyond the scene";
     EXPECT_FALSE(path.contains(QPointF(150, 150)));
     EXPECT_EQ(regions().first()->pen().style(), Qt::NoPen);
-    EXPECT_EQ(pxm::labelIdOf(regions().first()), label->id());
-
+    EXPECT_EQ(labelIdOf(regions().first()), label->id());
     const QStringList after = snapshot();
     EXPECT_NE(after, before);
-    expectUndoRedo(*this, before, after);
+    expectUndoRedo(before, after);
     EXPECT_EQ(regions().first()->path(), path);
 }
 
@@ -131,7 +127,7 @@ QImage paintItem(QGraphicsPathItem& item, double zoom, const QRectF& exposed) {
 
 TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
     // Squares across tile borders (tiles are 128 wide), overlapping each other.
-    pxm::FreehandRegion region;
+    FreehandRegion region;
     QGraphicsPathItem reference;
     for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference}) {
         item->setPen(Qt::NoPen);
@@ -146,30 +142,30 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
     }
     reference.setPath(path);
     EXPECT_EQ(region.path(), path);
+    const auto expectSamePicture = [&](double zoom, const QRectF& exposed) {
+        EXPECT_EQ(paintItem(region, zoom, exposed), paintItem(reference, zoom, exposed))
+            << "zoom " << zoom << " exposed " << exposed.width();
+    };
     for (const double zoom : {1.0, 3.0})
         for (const QRectF& exposed : {QRectF(0, 0, 300, 300), QRectF(5.5, 6.2, 250, 170)})
-            EXPECT_EQ(paintItem(region, zoom, exposed), paintItem(reference, zoom, exposed))
-                << "zoom " << zoom << " exposed " << exposed.width();
+            expectSamePicture(zoom, exposed);
     // A new colour, and a path set from outside, as the eraser and undo do.
     for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference})
         item->setBrush(QColor(20, 40, 240, 90));
-    EXPECT_EQ(paintItem(region, 2, QRectF(0, 0, 300, 300)), paintItem(reference, 2, QRectF(0, 0, 300, 300)));
-    QPainterPath cut = path.subtracted([] {
-                               QPainterPath p;
-                               p.addRect(10, 0, 100, 50);
-                               return p;
-                           }())
-                           .simplified();
+    expectSamePicture(2, QRectF(0, 0, 300, 300));
+    QPainterPath hole;
+    hole.addRect(10, 0, 100, 50);
+    QPainterPath cut = path.subtracted(hole).simplified();
     region.setPath(cut);
     reference.setPath(cut);
-    EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 300, 300)), paintItem(reference, 1, QRectF(0, 0, 300, 300)));
+    expectSamePicture(1, QRectF(0, 0, 300, 300));
     // Stamping goes on from the path it has now.
     region.addSquare(QRect(60, 100, 5, 5));
     cut.setFillRule(Qt::WindingFill);
     cut.addRect(QRect(60, 100, 5, 5));
     reference.setPath(cut);
     EXPECT_EQ(region.path(), cut);
-    EXPECT_EQ(paintItem(region, 1, QRectF(0, 0, 300, 300)), paintItem(reference, 1, QRectF(0, 0, 300, 300)));
+    expectSamePicture(1, QRectF(0, 0, 300, 300));
 }
 
 std::vector<bool> minus(std::vector<bool> a, const std::vector<bool>& b) {
@@ -228,21 +224,21 @@ void expectContinuous(const std::vector<bool>& stroke, const QVector<QPointF>& l
 }
 
 struct StrokeCase {
-    pxm::ToolType tool;
+    ToolType tool;
     const char* shape;
     int width;
 };
 
 // Names the case, in test names and failures alike.
 void PrintTo(const StrokeCase& c, std::ostream* os) {
-    *os << (c.tool == pxm::ToolType::Eraser ? "Eraser" : "Freehand") << c.shape << c.width;
+    *os << (c.tool == ToolType::Eraser ? "Eraser" : "Freehand") << c.shape << c.width;
 }
 
 class BrushStrokeTest : public PixelToolTest, public ::testing::WithParamInterface<StrokeCase> {};
 
 TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
     const StrokeCase c = GetParam();
-    const bool erasing = c.tool == pxm::ToolType::Eraser;
+    const bool erasing = c.tool == ToolType::Eraser;
     // 20 px per move, neither along an axis nor diagonal; checked against the scene points
     // the tool gets from the viewport's whole pixels.
     QVector<QPointF> line;
@@ -251,13 +247,13 @@ TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
     QGraphicsPathItem* region = nullptr;
     if (erasing) {
         setMask(QRect(0, 0, 200, 200), 2);
-        useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 150);
+        useTool<FreehandTool>(ToolType::Freehand, 150);
         click({100, 100});
         ASSERT_EQ(regions().size(), 1);
         region = regions().first();
     }
     project.setSetting(QString(erasing ? "EraserTool" : "FreehandTool") + ".brushShape", c.shape);
-    useTool<pxm::Tool>(c.tool, c.width);
+    useTool<Tool>(c.tool, c.width);
     const QPainterPath pathBefore = region ? region->path() : QPainterPath();
     const std::vector<bool> maskBefore = maskPixels();
     const int steps = stack()->count();
@@ -285,8 +281,7 @@ TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
         EXPECT_EQ(regions().size(), erasing ? 1 : 0);
         EXPECT_EQ(maskPixels(), maskBefore);
         if (erasing) {
-            EXPECT_EQ(std::count(image->eraseOverlay()->data(), image->eraseOverlay()->data() + 40000, 0),
-                      40000);
+            EXPECT_TRUE(nothingErased());
         }
         stack()->redo();
         EXPECT_EQ(region->path(), pathAfter);
@@ -295,17 +290,15 @@ TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(ToolsAndShapes, BrushStrokeTest,
-                         ::testing::Values(StrokeCase{pxm::ToolType::Freehand, "Square", 3},
-                                           StrokeCase{pxm::ToolType::Freehand, "Round", 3},
-                                           StrokeCase{pxm::ToolType::Freehand, "Square", 1},
-                                           StrokeCase{pxm::ToolType::Freehand, "Round", 1},
-                                           StrokeCase{pxm::ToolType::Eraser, "Square", 3},
-                                           StrokeCase{pxm::ToolType::Eraser, "Round", 3}),
-                         [](const auto& info) { return testing::PrintToString(info.param); });
+INSTANTIATE_TEST_SUITE_P(
+    ToolsAndShapes, BrushStrokeTest,
+    ::testing::Values(StrokeCase{ToolType::Freehand, "Square", 3}, StrokeCase{ToolType::Freehand, "Round", 3},
+                      StrokeCase{ToolType::Freehand, "Square", 1}, StrokeCase{ToolType::Freehand, "Round", 1},
+                      StrokeCase{ToolType::Eraser, "Square", 3}, StrokeCase{ToolType::Eraser, "Round", 3}),
+    [](const auto& info) { return testing::PrintToString(info.param); });
 
 TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
-    using Shape = pxm::Brush::Shape;
+    using Shape = Brush::Shape;
     const struct {
         Shape shape;
         int width;
@@ -325,8 +318,8 @@ TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << " at " << c.from.x() << "," << c.from.y());
-        const QVector<QRect> rects = pxm::Brush::strokePixels(
-            c.shape, c.width, c.from, c.to, QRectF(0, 0, 200, 200), pxm::Brush::Cover::Touched);
+        const QVector<QRect> rects = Brush::strokePixels(c.shape, c.width, c.from, c.to,
+                                                         QRectF(0, 0, 200, 200), Brush::Cover::Touched);
         QRegion covered;
         int area = 0;
         for (const QRect& r : rects) {
@@ -341,7 +334,7 @@ TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
 }
 
 TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
-    auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 4);
+    auto* tool = useTool<FreehandTool>(ToolType::Freehand, 4);
     press({50, 50});
     move({60, 60}, Qt::LeftButton);
     ASSERT_NE(tool->region(), nullptr);
@@ -354,7 +347,6 @@ TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     EXPECT_EQ(stack()->count(), 0);
     EXPECT_TRUE(regions().isEmpty());
     EXPECT_NE(tool->brushCursor(), nullptr) << "the cursor comes back with the next move";
-
     press({50, 50}, Qt::RightButton);
     move({60, 60}, Qt::RightButton);
     release({60, 60}, Qt::RightButton);
@@ -362,23 +354,22 @@ TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     project.setCurrentLabel(nullptr);
     drag({50, 50}, {80, 80});
     EXPECT_EQ(stack()->count(), 0) << "no label, no region";
-
     // Switching tools takes the temporary items away.
     project.setCurrentLabel(label);
     press({50, 50});
-    view->setTool(pxm::ToolType::Rectangle);
+    view->setTool(ToolType::Rectangle);
     for (QGraphicsItem* item : scene()->items())
-        EXPECT_EQ(dynamic_cast<pxm::GraticuleItem*>(item), nullptr);
+        EXPECT_EQ(dynamic_cast<GraticuleItem*>(item), nullptr);
     EXPECT_TRUE(regions().isEmpty());
     EXPECT_EQ(stack()->count(), 0);
 }
 
 TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
-    auto* tool = useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 6);
+    auto* tool = useTool<FreehandTool>(ToolType::Freehand, 6);
     move({40, 30});
     ASSERT_NE(tool->brushCursor(), nullptr);
     EXPECT_EQ(tool->brushCursor()->rect(), QRectF(37, 27, 6, 6));
-    EXPECT_TRUE(tool->brushCursor()->data(pxm::LabelIdDataKey).isNull());
+    EXPECT_TRUE(tool->brushCursor()->data(LabelIdDataKey).isNull());
     typeKey(Qt::Key_Plus);
     EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 7);
     EXPECT_EQ(tool->brushCursor()->rect(), QRectF(36.5, 26.5, 7, 7)) << "resized around its centre";
@@ -395,7 +386,6 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
     EXPECT_EQ(tool->widthSpinBox()->value(), 99);
     project.setSetting("FreehandTool.brushWidth", "junk");
     EXPECT_EQ(tool->brushWidth(), 1);
-
     // The shape box writes the tool's own setting and follows it; round shows a disc.
     const auto disc = [tool] {
         return qgraphicsitem_cast<QGraphicsEllipseItem*>(tool->brushCursor()->childItems().last());
@@ -415,9 +405,9 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
 }
 
 TEST_F(PixelToolTest, CtrlPlusZoomsOnThePressAndWidensTheBrushOnTheRelease) {
-    for (const pxm::ToolType type : {pxm::ToolType::Freehand, pxm::ToolType::Eraser}) {
+    for (const ToolType type : {ToolType::Freehand, ToolType::Eraser}) {
         const QString setting =
-            type == pxm::ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth";
+            type == ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth";
         project.setSetting(setting, 5);
         view->setTool(type);
         const double scale = view->transform().m11();
@@ -438,7 +428,7 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     QGraphicsRectItem* rect = addRect({50, 50, 40, 40}, other);
     QGraphicsRectItem* far = addRect({150, 150, 20, 20}, label);
     const QStringList before = snapshot();
-    auto* tool = useTool<pxm::EraseTool>(pxm::ToolType::Eraser, 2);
+    auto* tool = useTool<EraseTool>(ToolType::Eraser, 2);
     // Along the rectangle's top edge, overlapping it by half a pixel.
     press({20, 48.7});
     EXPECT_TRUE(tool->erasing());
@@ -452,14 +442,13 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     EXPECT_EQ(stack()->text(0), "erase");
     EXPECT_EQ(stack()->command(0)->childCount(), 10) << "one command per brush square";
     const QStringList after = snapshot();
-    expectUndoRedo(*this, before, after);
+    expectUndoRedo(before, after);
     stack()->undo();
     EXPECT_EQ(rect->scene(), scene()) << "the same item comes back";
-
     // A tool switch in the middle of a stroke closes its undo step.
     press({60, 48.7});
     EXPECT_FALSE(stack()->canUndo()) << "the stroke's step is open";
-    view->setTool(pxm::ToolType::Rectangle);
+    view->setTool(ToolType::Rectangle);
     EXPECT_TRUE(stack()->canUndo());
     EXPECT_EQ(stack()->text(stack()->index() - 1), "erase");
     stack()->undo();
@@ -467,14 +456,13 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
 }
 
 TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
-    useTool<pxm::FreehandTool>(pxm::ToolType::Freehand, 6);
+    useTool<FreehandTool>(ToolType::Freehand, 6);
     drag({100, 100}, {130, 100}, Qt::LeftButton, 6);
     ASSERT_EQ(regions().size(), 1);
     QGraphicsPathItem* region = regions().first();
     const QPainterPath painted = region->path();
     const QStringList before = snapshot();
-
-    useTool<pxm::EraseTool>(pxm::ToolType::Eraser, 4);
+    useTool<EraseTool>(ToolType::Eraser, 4);
     click({115, 100});
     ASSERT_EQ(regions().size(), 1);
     EXPECT_FALSE(region->path().contains(QPointF(115, 100)));
@@ -482,7 +470,6 @@ TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
     EXPECT_TRUE(region->path().contains(QPointF(129, 100)));
     stack()->undo();
     EXPECT_EQ(region->path(), painted);
-
     // Erasing every last pixel removes the region; undo brings it back whole.
     project.setSetting("EraserTool.brushWidth", 12);
     drag({96, 100}, {134, 100}, Qt::LeftButton, 8);
@@ -499,7 +486,7 @@ TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
 
 TEST_F(PixelToolTest, EraserHidesMaskPixelsAndUndoShowsThemAgain) {
     setMask(QRect(10, 10, 30, 30), 2);
-    useTool<pxm::EraseTool>(pxm::ToolType::Eraser, 5);
+    useTool<EraseTool>(ToolType::Eraser, 5);
     drag({20, 20}, {30, 20}, Qt::LeftButton, 2);
     EXPECT_EQ(maskAt(20, 20), 0);
     EXPECT_EQ(maskAt(30, 20), 0);
@@ -509,14 +496,14 @@ TEST_F(PixelToolTest, EraserHidesMaskPixelsAndUndoShowsThemAgain) {
     stack()->undo();
     EXPECT_EQ(maskAt(20, 20), 2);
     EXPECT_EQ(maskAt(30, 20), 2);
-    EXPECT_EQ(std::count(image->eraseOverlay()->data(), image->eraseOverlay()->data() + 40000, 0), 40000);
+    EXPECT_TRUE(nothingErased());
     stack()->redo();
     EXPECT_EQ(maskAt(25, 20), 0);
 }
 
 TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
     setMask(QRect(10, 10, 20, 20), other->maskId());
-    auto* tool = useTool<pxm::FastReassignTool>(pxm::ToolType::Reassign);
+    auto* tool = useTool<FastReassignTool>(ToolType::Reassign);
     project.setCurrentLabel(label);
     click({15, 15});
     ASSERT_EQ(stack()->count(), 1);
@@ -526,13 +513,11 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
     stack()->undo();
     EXPECT_EQ(maskAt(29, 29), other->maskId());
     stack()->redo();
-
     // A pixel that already has the label's id: nothing happens, nothing is pushed.
     click({20, 20});
     EXPECT_EQ(stack()->count(), 1);
     click({100, 100}); // unlabelled, no shape
     EXPECT_EQ(stack()->count(), 1);
-
     QGraphicsRectItem* rect = addRect({120, 120, 30, 30}, other);
     const QColor otherColour = rect->brush().color();
     move({135, 135});
@@ -543,22 +528,21 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
     EXPECT_EQ(rect->cursor().shape(), Qt::ArrowCursor);
     move({15, 15});
     EXPECT_EQ(tool->hoveredItem(), scene()->maskItem()) << "a labelled mask pixel shows the hand";
-
     click({135, 135});
     EXPECT_EQ(stack()->count(), 2);
-    EXPECT_EQ(pxm::labelIdOf(rect), label->id());
+    EXPECT_EQ(labelIdOf(rect), label->id());
     click({135, 135});
     EXPECT_EQ(stack()->count(), 2) << "already the current label";
     stack()->undo();
-    EXPECT_EQ(pxm::labelIdOf(rect), other->id());
+    EXPECT_EQ(labelIdOf(rect), other->id());
     EXPECT_EQ(rect->brush().color(), otherColour);
 }
 
 TEST_F(PixelToolTest, ReassignPicksLabelsByRightClickAndDigitKeys) {
-    pxm::Label* third = project.createLabel();
+    Label* third = project.createLabel();
     setMask(QRect(10, 10, 20, 20), third->maskId());
     addRect({120, 120, 30, 30}, other);
-    useTool<pxm::FastReassignTool>(pxm::ToolType::Reassign);
+    useTool<FastReassignTool>(ToolType::Reassign);
     project.setCurrentLabel(label);
     click({135, 135}, Qt::RightButton);
     EXPECT_EQ(project.currentLabel(), other);
@@ -567,7 +551,6 @@ TEST_F(PixelToolTest, ReassignPicksLabelsByRightClickAndDigitKeys) {
     click({100, 100}, Qt::RightButton); // nothing there
     EXPECT_EQ(project.currentLabel(), third);
     EXPECT_EQ(stack()->count(), 0);
-
     typeKey(Qt::Key_1);
     EXPECT_EQ(project.currentLabel(), label);
     typeKey(Qt::Key_2);
@@ -583,18 +566,17 @@ TEST_F(PixelToolTest, ReassignPicksLabelsByRightClickAndDigitKeys) {
 }
 
 TEST_F(PixelToolTest, HandlersTolerateNoSceneAndAnImageThatFailedToLoad) {
-    auto* broken = new pxm::LabeledImage(&project);
+    auto* broken = new LabeledImage(&project);
     broken->setImagePath("/nonexistent/pixmarker/missing.pgm");
     project.addImage(broken);
-    for (const pxm::ToolType type :
-         {pxm::ToolType::Freehand, pxm::ToolType::Eraser, pxm::ToolType::Reassign}) {
+    for (const ToolType type : {ToolType::Freehand, ToolType::Eraser, ToolType::Reassign}) {
         SCOPED_TRACE(int(type));
         view->setTool(type);
         project.setCurrentImageIndex(1);
         QApplication::processEvents();
         // Driven by hand: the View itself is disabled without a scene.
         for (int round = 0; round < 2; ++round) {
-            pxm::Tool* tool = view->tool();
+            Tool* tool = view->tool();
             for (const Qt::MouseButton b : {Qt::LeftButton, Qt::RightButton}) {
                 QMouseEvent press(QEvent::MouseButtonPress, QPointF(10, 10), b, b, Qt::NoModifier);
                 QMouseEvent moved(QEvent::MouseMove, QPointF(20, 20), Qt::NoButton, b, Qt::NoModifier);

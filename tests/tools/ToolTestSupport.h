@@ -11,18 +11,51 @@
 #include "tools/View.h"
 
 #include <QApplication>
-#include <QGraphicsItem>
+#include <QGraphicsEllipseItem>
+#include <QGraphicsLineItem>
+#include <QGraphicsPathItem>
+#include <QGraphicsPolygonItem>
 #include <QGraphicsRectItem>
 #include <QKeyEvent>
 #include <QMainWindow>
 #include <QMouseEvent>
 #include <QStringList>
 #include <QUndoStack>
-#include <QWheelEvent>
 #include <gtest/gtest.h>
 #include <memory>
 
 namespace pxmtest {
+
+/// Numbers as snapshot() writes them: three decimals, joined by commas.
+inline QString numbers(std::initializer_list<qreal> values) {
+    QStringList parts;
+    for (qreal v : values)
+        parts << QString::number(v, 'f', 3);
+    return parts.join(',');
+}
+
+/// An untransformed label item at the origin as snapshot() describes it, e.g. "rect 1,2,3,4".
+inline QString plainShape(const QString& geometry, int id) {
+    return QString("%1 id=%2 pos=0.000,0.000 t=1.000,0.000,0.000,1.000,0.000,0.000").arg(geometry).arg(id);
+}
+
+inline QString geometryOf(const QGraphicsItem* item) {
+    const auto box = [](const QRectF& r) { return numbers({r.x(), r.y(), r.width(), r.height()}); };
+    if (auto* rect = qgraphicsitem_cast<const QGraphicsRectItem*>(item))
+        return "rect " + box(rect->rect());
+    if (auto* ellipse = qgraphicsitem_cast<const QGraphicsEllipseItem*>(item))
+        return "ellipse " + box(ellipse->rect());
+    if (auto* path = qgraphicsitem_cast<const QGraphicsPathItem*>(item))
+        return "path " + box(path->path().boundingRect());
+    if (auto* line = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
+        return "line " +
+               numbers({line->line().x1(), line->line().y1(), line->line().x2(), line->line().y2()});
+    QStringList points;
+    if (auto* polygon = qgraphicsitem_cast<const QGraphicsPolygonItem*>(item))
+        for (const QPointF& p : polygon->polygon())
+            points << numbers({p.x(), p.y()});
+    return item->type() == QGraphicsPolygonItem::Type ? "polygon " + points.join(' ') : "other";
+}
 
 /// A shown View of fixed size at a fixed zoom over a 200 x 200 image with two labels, and
 /// helpers that send the events a user makes to its viewport.
@@ -45,13 +78,11 @@ public:
         QApplication::processEvents();
         setZoom(1.0);
     }
-
-    void TearDown() override {
-        window.reset();
-    }
+    void TearDown() override { window.reset(); }
 
     pxm::Scene* scene() const { return project.currentScene(); }
     QUndoStack* stack() const { return project.undoStack(); }
+    template <typename T = pxm::Tool> T* tool() const { return static_cast<T*>(view->tool()); }
 
     /// Identity transform scaled by `factor`, the scene centred.
     void setZoom(double factor) {
@@ -60,25 +91,35 @@ public:
         view->centerOn(100, 100);
         QApplication::processEvents();
     }
+    /// A second image, 300 x 100 with two z-layers.
+    pxm::LabeledImage* addSecondImage() {
+        auto* second = new pxm::LabeledImage(&project);
+        second->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(300, 100, 2)), true);
+        project.addImage(second);
+        return second;
+    }
 
     QPoint at(const QPointF& scenePoint) const { return view->mapFromScene(scenePoint); }
-
-    void mouse(QEvent::Type type, const QPointF& scenePoint, Qt::MouseButton button, Qt::MouseButtons buttons,
-               Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        const QPoint p = at(scenePoint);
+    void mouseAt(QEvent::Type type, const QPoint& p, Qt::MouseButton button, Qt::MouseButtons buttons,
+                 Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QMouseEvent event(type, p, view->viewport()->mapToGlobal(p), button, buttons, modifiers);
         QApplication::sendEvent(view->viewport(), &event);
     }
-    void press(const QPointF& p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = Qt::NoModifier) {
-        mouse(QEvent::MouseButtonPress, p, b, b, m);
+    void press(const QPointF& p, Qt::MouseButton b = Qt::LeftButton,
+               Qt::KeyboardModifiers m = Qt::NoModifier) {
+        mouseAt(QEvent::MouseButtonPress, at(p), b, b, m);
     }
-    void move(const QPointF& p, Qt::MouseButtons held = Qt::NoButton, Qt::KeyboardModifiers m = Qt::NoModifier) {
-        mouse(QEvent::MouseMove, p, Qt::NoButton, held, m);
+    void move(const QPointF& p, Qt::MouseButtons held = Qt::NoButton,
+              Qt::KeyboardModifiers m = Qt::NoModifier) {
+        mouseAt(QEvent::MouseMove, at(p), Qt::NoButton, held, m);
     }
-    void release(const QPointF& p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = Qt::NoModifier) {
-        mouse(QEvent::MouseButtonRelease, p, b, Qt::NoButton, m);
+    void release(const QPointF& p, Qt::MouseButton b = Qt::LeftButton,
+                 Qt::KeyboardModifiers m = Qt::NoModifier) {
+        mouseAt(QEvent::MouseButtonRelease, at(p), b, Qt::NoButton, m);
     }
-    void doubleClick(const QPointF& p) { mouse(QEvent::MouseButtonDblClick, p, Qt::LeftButton, Qt::LeftButton); }
+    void doubleClick(const QPointF& p) {
+        mouseAt(QEvent::MouseButtonDblClick, at(p), Qt::LeftButton, Qt::LeftButton);
+    }
     /// Press, moves in steps with the button held, release.
     void drag(const QPointF& from, const QPointF& to, Qt::MouseButton b = Qt::LeftButton, int steps = 4,
               Qt::KeyboardModifiers m = Qt::NoModifier) {
@@ -87,9 +128,10 @@ public:
             move(from + (to - from) * (double(i) / steps), b, m);
         release(to, b, m);
     }
-    void click(const QPointF& p, Qt::MouseButton b = Qt::LeftButton) {
-        press(p, b);
-        release(p, b);
+    void click(const QPointF& p, Qt::MouseButton b = Qt::LeftButton,
+               Qt::KeyboardModifiers m = Qt::NoModifier) {
+        press(p, b, m);
+        release(p, b, m);
     }
     void key(QEvent::Type type, int k, Qt::KeyboardModifiers m = Qt::NoModifier) {
         QKeyEvent event(type, k, m);
@@ -101,17 +143,43 @@ public:
         key(QEvent::KeyRelease, k, m);
     }
 
-    /// A label rectangle added straight to the scene.
-    QGraphicsRectItem* addRect(const QRectF& r, const pxm::Label* l) {
-        auto* item = new QGraphicsRectItem(r);
+    /// A label item added straight to the scene.
+    template <typename T = QGraphicsRectItem, typename... A> T* addShape(const pxm::Label* l, A... geometry) {
+        auto* item = new T(geometry...);
         scene()->addLabelItem(item, l);
         return item;
     }
+    QGraphicsRectItem* addRect(const QRectF& r, const pxm::Label* l) { return addShape(l, r); }
 
     /// The label items of the scene, each as "type id geometry pos transform", sorted.
-    QStringList snapshot() const { return describeItems(scene()); }
+    QStringList snapshot() const {
+        QStringList result;
+        for (const QGraphicsItem* item : scene() ? scene()->items() : QList<QGraphicsItem*>()) {
+            if (!pxm::isLabelItem(item))
+                continue;
+            const QTransform t = item->transform();
+            result << QString("%1 id=%2 pos=%3 t=%4")
+                          .arg(geometryOf(item))
+                          .arg(pxm::labelIdOf(item))
+                          .arg(numbers({item->pos().x(), item->pos().y()}))
+                          .arg(numbers({t.m11(), t.m12(), t.m21(), t.m22(), t.dx(), t.dy()}));
+        }
+        result.sort();
+        return result;
+    }
 
-    static QStringList describeItems(const pxm::Scene* s);
+    /// Checks that the stack's top command undoes to `before` and redoes to `after`, twice.
+    void expectUndoRedo(const QStringList& before, const QStringList& after) {
+        const int index = stack()->index();
+        ASSERT_GT(index, 0);
+        for (int round = 0; round < 2; ++round) {
+            stack()->undo();
+            EXPECT_EQ(snapshot(), before) << "after undo, round " << round;
+            stack()->redo();
+            EXPECT_EQ(snapshot(), after) << "after redo, round " << round;
+        }
+        EXPECT_EQ(stack()->index(), index);
+    }
 
     pxm::Project project;
     pxm::LabeledImage* image = nullptr;
@@ -120,13 +188,5 @@ public:
     std::unique_ptr<QMainWindow> window;
     pxm::View* view = nullptr;
 };
-
-/// Numbers as snapshot() writes them: three decimals, joined by commas.
-QString numbers(std::initializer_list<qreal> values);
-/// An untransformed label item at the origin as snapshot() describes it, e.g. "rect 1,2,3,4".
-QString plainShape(const QString& geometry, int id);
-
-/// Checks that the stack's top command undoes to `before` and redoes to `after`, twice.
-void expectUndoRedo(ToolFixture& f, const QStringList& before, const QStringList& after);
 
 } // namespace pxmtest

@@ -1,24 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "ToolTestSupport.h"
-
+#include "model/ReannotationRules.h"
 #include "tools/ItemWatch.h"
+#include "tools/ReannotationShortcuts.h"
 #include "tools/ToolFactory.h"
 #include "tools/Transformation.h"
 #include "tools/ZoomView.h"
 
-#include <QGraphicsLineItem>
-#include <QGraphicsPolygonItem>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QWheelEvent>
 
 using namespace pxmtest;
+using namespace pxm;
 
 namespace {
 
 // Writes down every event the View hands it.
-class RecordingTool : public pxm::Tool {
+class RecordingTool : public Tool {
 public:
-    explicit RecordingTool(pxm::View* view) : Tool(view, pxm::ToolType::Reserved) {}
+    explicit RecordingTool(View* view) : Tool(view, ToolType::Reserved) {}
     void keyPressEvent(QKeyEvent* e) override { log << QString("keyPress %1").arg(e->key()); }
     void keyReleaseEvent(QKeyEvent* e) override { log << QString("keyRelease %1").arg(e->key()); }
     void mousePressEvent(QMouseEvent* e) override { log << QString("press %1").arg(int(e->modifiers())); }
@@ -26,7 +27,7 @@ public:
     void mouseReleaseEvent(QMouseEvent*) override { log << "release"; }
     void mouseDoubleClickEvent(QMouseEvent*) override { log << "double"; }
     void wheelEvent(QWheelEvent*) override { log << "wheel"; }
-    void setScene(pxm::Scene* s) override { log << (s ? "scene" : "no scene"); }
+    void setScene(Scene* s) override { log << (s ? "scene" : "no scene"); }
     QStringList log;
 };
 
@@ -34,29 +35,31 @@ class ViewTest : public ToolFixture {
 protected:
     void SetUp() override {
         ToolFixture::SetUp();
-        pxm::registerToolMaker(pxm::ToolType::Reserved, [](pxm::View* v) { return new RecordingTool(v); });
+        registerToolMaker(ToolType::Reserved, [](View* v) { return new RecordingTool(v); });
     }
     void TearDown() override {
         ToolFixture::TearDown();
-        pxm::registerToolMaker(pxm::ToolType::Reserved, nullptr);
+        registerToolMaker(ToolType::Reserved, nullptr);
     }
     RecordingTool* recorder() {
-        view->setTool(pxm::ToolType::Reserved);
-        auto* tool = static_cast<RecordingTool*>(view->tool());
-        tool->log.clear();
-        return tool;
+        view->setTool(ToolType::Reserved);
+        tool<RecordingTool>()->log.clear();
+        return tool<RecordingTool>();
     }
     void wheel(QPoint angle, Qt::KeyboardModifiers m) {
         const QPoint p = at({100, 100});
-        QWheelEvent event(p, view->viewport()->mapToGlobal(p), QPoint(), angle, Qt::NoButton, m, Qt::NoScrollPhase,
-                          false);
+        QWheelEvent event(p, view->viewport()->mapToGlobal(p), QPoint(), angle, Qt::NoButton, m,
+                          Qt::NoScrollPhase, false);
         QApplication::sendEvent(view->viewport(), &event);
     }
-    pxm::LabeledImage* addSecondImage() {
-        auto* second = new pxm::LabeledImage(&project);
-        second->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(300, 100, 2)), true);
-        project.addImage(second);
-        return second;
+    /// Expects the tool to have seen just `events` since the last check.
+    static void expectLog(RecordingTool* tool, const QStringList& events) {
+        EXPECT_EQ(tool->log, events);
+        tool->log.clear();
+    }
+    static void settle() {
+        for (int i = 0; i < 3; ++i)
+            QApplication::processEvents();
     }
 };
 
@@ -66,15 +69,14 @@ TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSee) {
     // Ctrl+plus zooms on the press, which the tool does not see; the release reaches it.
     typeKey(Qt::Key_Plus, Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_GT(view->zoomFactor(), zoom);
-    EXPECT_EQ(tool->log, QStringList{QString("keyRelease %1").arg(Qt::Key_Plus)});
+    expectLog(tool, {QString("keyRelease %1").arg(Qt::Key_Plus)});
     typeKey(Qt::Key_Minus, Qt::ControlModifier);
     EXPECT_NEAR(view->zoomFactor(), zoom, 1e-9);
     tool->log.clear();
-
     // Ctrl+Shift+left goes to the tool; Ctrl+left opens the magnifier instead, whose moves
     // the tool does not see, but whose release it does.
     press({50, 50}, Qt::LeftButton, Qt::ControlModifier | Qt::ShiftModifier);
-    EXPECT_EQ(tool->log, QStringList{QString("press %1").arg(int(Qt::ControlModifier | Qt::ShiftModifier))});
+    expectLog(tool, {QString("press %1").arg(int(Qt::ControlModifier | Qt::ShiftModifier))});
     EXPECT_EQ(view->zoomView(), nullptr);
     release({50, 50});
     tool->log.clear();
@@ -83,9 +85,7 @@ TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSee) {
     move({60, 60}, Qt::LeftButton, Qt::ControlModifier);
     release({60, 60}, Qt::LeftButton, Qt::ControlModifier);
     EXPECT_EQ(view->zoomView(), nullptr);
-    EXPECT_EQ(tool->log, QStringList{"release"});
-    tool->log.clear();
-
+    expectLog(tool, {"release"});
     // Ctrl+wheel zooms by the vertical delta alone and never scrolls or reaches the tool.
     const int scroll = view->horizontalScrollBar()->value();
     const double before = view->zoomFactor();
@@ -98,59 +98,46 @@ TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSee) {
     EXPECT_NEAR(view->zoomFactor(), before, 1e-9);
     EXPECT_TRUE(tool->log.isEmpty());
     wheel({0, -120}, Qt::NoModifier);
-    EXPECT_EQ(tool->log, QStringList{"wheel"});
-    tool->log.clear();
+    expectLog(tool, {"wheel"});
     doubleClick({10, 10});
-    EXPECT_EQ(tool->log, QStringList{"double"});
-}
+    expectLog(tool, {"double"});
 
-TEST_F(ViewTest, MiddleDragPansWhileTheToolStillSeesIt) {
+    // A middle drag pans while the tool still sees it.
     setZoom(4.0);
-    RecordingTool* tool = recorder();
-    const int h = view->horizontalScrollBar()->value();
-    const int v = view->verticalScrollBar()->value();
-    const QPoint start = at({100, 100});
-    QMouseEvent pressEvent(QEvent::MouseButtonPress, start, Qt::MiddleButton, Qt::MiddleButton, Qt::NoModifier);
-    QApplication::sendEvent(view->viewport(), &pressEvent);
-    QMouseEvent moveEvent(QEvent::MouseMove, start + QPoint(-30, -20), Qt::NoButton, Qt::MiddleButton, Qt::NoModifier);
-    QApplication::sendEvent(view->viewport(), &moveEvent);
-    QMouseEvent releaseEvent(QEvent::MouseButtonRelease, start + QPoint(-30, -20), Qt::MiddleButton, Qt::NoButton,
-                             Qt::NoModifier);
-    QApplication::sendEvent(view->viewport(), &releaseEvent);
+    const int h = view->horizontalScrollBar()->value(), v = view->verticalScrollBar()->value();
+    const QPoint start = at({100, 100}), end = start + QPoint(-30, -20);
+    mouseAt(QEvent::MouseButtonPress, start, Qt::MiddleButton, Qt::MiddleButton);
+    mouseAt(QEvent::MouseMove, end, Qt::NoButton, Qt::MiddleButton);
+    mouseAt(QEvent::MouseButtonRelease, end, Qt::MiddleButton, Qt::NoButton);
     EXPECT_EQ(view->horizontalScrollBar()->value(), h + 30);
     EXPECT_EQ(view->verticalScrollBar()->value(), v + 20);
-    EXPECT_EQ(tool->log, (QStringList{"press 0", "move", "release"}));
+    expectLog(tool, {"press 0", "move", "release"});
 }
 
 TEST_F(ViewTest, SetToolSwitchesOnlyOnANewTypeAndKnowsNoGaps) {
-    QSignalSpy changed(view, &pxm::View::toolChanged);
-    view->setTool(pxm::ToolType::Ruler);
-    pxm::Tool* ruler = view->tool();
+    QSignalSpy changed(view, &View::toolChanged);
+    view->setTool(ToolType::Ruler);
+    Tool* ruler = view->tool();
     ASSERT_NE(ruler, nullptr);
-    view->setTool(pxm::ToolType::Ruler);
+    view->setTool(ToolType::Ruler);
     EXPECT_EQ(view->tool(), ruler);
     EXPECT_EQ(changed.count(), 1);
     for (int gap : {1, 2, 12, 13, 6, 9}) {
-        view->setTool(pxm::ToolType(gap));
+        view->setTool(ToolType(gap));
         EXPECT_EQ(view->tool(), nullptr) << gap;
-        EXPECT_EQ(view->toolType(), pxm::ToolType::None);
-        EXPECT_EQ(changed.last().at(0).value<pxm::ToolType>(), pxm::ToolType(gap));
+        EXPECT_EQ(view->toolType(), ToolType::None);
+        EXPECT_EQ(changed.last().at(0).value<ToolType>(), ToolType(gap));
     }
-    pxm::registerToolMaker(pxm::ToolType::Reserved, nullptr);
-    view->setTool(pxm::ToolType::Reserved);
+    registerToolMaker(ToolType::Reserved, nullptr);
+    view->setTool(ToolType::Reserved);
     EXPECT_EQ(view->tool(), nullptr);
 }
 
 TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
-    pxm::LabeledImage* second = addSecondImage();
-    struct Case {
-        const char* mode;
-        bool firstRestored;
-        bool secondIdentity;
-    };
-    for (const Case& c : {Case{"perImage", true, true}, Case{"perProject", true, false}, Case{"reset", false, false}}) {
-        SCOPED_TRACE(c.mode);
-        project.setSetting("View.cameraMode", QString(c.mode));
+    LabeledImage* second = addSecondImage();
+    for (const QString mode : {"perImage", "perProject", "reset"}) {
+        SCOPED_TRACE(mode.toStdString());
+        project.setSetting("View.cameraMode", mode);
         project.setCurrentImageIndex(0);
         QApplication::processEvents();
         view->resetTransform();
@@ -160,13 +147,12 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
         view->horizontalScrollBar()->setValue(view->horizontalScrollBar()->minimum() + 17);
         const QTransform first = view->transform();
         const int scroll = view->horizontalScrollBar()->value();
-
         project.setCurrentImageIndex(1);
         QApplication::processEvents();
         ASSERT_EQ(view->currentScene(), second->scene(0));
-        if (c.secondIdentity) {
+        if (mode == "perImage") {
             EXPECT_TRUE(view->transform().isIdentity()) << "a new image is not fitted";
-        } else if (QString(c.mode) == "perProject") {
+        } else if (mode == "perProject") {
             EXPECT_EQ(view->transform(), first);
         }
         // A z-layer change of one image keeps its camera in every mode but reset.
@@ -174,17 +160,15 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
         const QTransform secondCamera = view->transform();
         project.setCurrentZLayer(1);
         QApplication::processEvents();
-        if (QString(c.mode) != "reset") {
+        if (mode != "reset") {
             EXPECT_EQ(view->transform(), secondCamera);
         }
-
         project.setCurrentImageIndex(0);
         QApplication::processEvents();
-        if (c.firstRestored && QString(c.mode) == "perImage") {
+        if (mode == "perImage") {
             EXPECT_EQ(view->transform(), first);
             EXPECT_EQ(view->horizontalScrollBar()->value(), scroll);
-        }
-        if (!c.firstRestored) {
+        } else if (mode == "reset") {
             // Fitted: the whole 200 x 200 image fills the 420-pixel view.
             EXPECT_FALSE(view->transform().isRotating());
             EXPECT_NEAR(view->zoomFactor(), view->viewport()->width() / 200.0, 0.05);
@@ -198,17 +182,13 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
 
 TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport) {
     addSecondImage();
-    const auto settle = [] {
-        for (int i = 0; i < 3; ++i)
-            QApplication::processEvents();
-    };
     // Zoomed in on the first image, none on the second: the scroll bars come and go each trip.
     project.setSetting("View.cameraMode", QString("perImage"));
     view->scale(3, 3);
     settle();
     view->horizontalScrollBar()->setValue(view->horizontalScrollBar()->minimum() + 17);
     view->verticalScrollBar()->setValue(view->verticalScrollBar()->minimum() + 9);
-    pxm::ViewCameraInfo start;
+    ViewCameraInfo start, end;
     view->saveCameraInfo(&start);
     for (int trip = 0; trip < 10; ++trip) {
         project.setCurrentImageIndex(1);
@@ -216,7 +196,6 @@ TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport)
         project.setCurrentImageIndex(0);
         settle();
     }
-    pxm::ViewCameraInfo end;
     view->saveCameraInfo(&end);
     EXPECT_EQ(end.transform, start.transform);
     EXPECT_EQ(end.horizontalScrollValue, start.horizontalScrollValue);
@@ -238,23 +217,23 @@ TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport)
 TEST_F(ViewTest, ASceneChangeEndsEveryEditAndLeavesNothingOnTheShapes) {
     addSecondImage();
     QGraphicsItem* rect = addRect({20, 20, 40, 40}, label);
-    auto* polygon = new QGraphicsPolygonItem(QPolygonF({{100, 20}, {160, 20}, {130, 70}}));
-    scene()->addLabelItem(polygon, label);
-    auto* line = new QGraphicsLineItem(20, 150, 100, 150);
-    scene()->addLabelItem(line, label);
-    struct Case {
-        pxm::ToolType tool;
+    QGraphicsItem* polygon =
+        addShape<QGraphicsPolygonItem>(label, QPolygonF({{100, 20}, {160, 20}, {130, 70}}));
+    QGraphicsItem* line = addShape<QGraphicsLineItem>(label, 20, 150, 100, 150);
+    const struct {
+        ToolType tool;
         QGraphicsItem* item;
         QPointF at;
-    };
-    for (const Case& c : {Case{pxm::ToolType::Rectangle, rect, {30, 30}}, Case{pxm::ToolType::Polygon, polygon, {130, 30}},
-                          Case{pxm::ToolType::Line, line, {60, 150}},
-                          Case{pxm::ToolType::Transformation, rect, {30, 30}}}) {
+    } cases[] = {{ToolType::Rectangle, rect, {30, 30}},
+                 {ToolType::Polygon, polygon, {130, 30}},
+                 {ToolType::Line, line, {60, 150}},
+                 {ToolType::Transformation, rect, {30, 30}}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(int(c.tool));
         view->setTool(c.tool);
         const auto editing = [&] {
-            if (c.tool == pxm::ToolType::Transformation)
-                return static_cast<pxm::Transformation*>(view->tool())->item() == c.item;
+            if (c.tool == ToolType::Transformation)
+                return tool<Transformation>()->item() == c.item;
             return view->tool()->activeChild() != nullptr;
         };
         // First only hovered, then edited (twice, so editing works after coming back).
@@ -265,80 +244,80 @@ TEST_F(ViewTest, ASceneChangeEndsEveryEditAndLeavesNothingOnTheShapes) {
             ASSERT_EQ(editing(), round > 0) << "round " << round;
             project.setCurrentImageIndex(1);
             EXPECT_TRUE(c.item->childItems().isEmpty()) << "round " << round;
-            EXPECT_EQ(pxm::ItemWatch::activeCount(), 0) << "round " << round;
+            EXPECT_EQ(ItemWatch::activeCount(), 0) << "round " << round;
             EXPECT_FALSE(editing());
             project.setCurrentImageIndex(0);
         }
     }
 }
 
-TEST_F(ViewTest, DrawingWithoutALabelSaysWhyInTheStatusLine) {
+TEST_F(ViewTest, StatusLineShowsTheNoLabelHintThePixelAndTheLabelsUnderThePointer) {
     project.setCurrentLabel(nullptr);
-    QSignalSpy status(view, &pxm::View::statusTipChanged);
-    const auto hinted = [&] { return status.last().at(0).toString().startsWith(pxm::View::noLabelHint()); };
-    for (pxm::ToolType type : {pxm::ToolType::Ruler, pxm::ToolType::Rectangle, pxm::ToolType::Ellipse,
-                               pxm::ToolType::Polygon, pxm::ToolType::Line, pxm::ToolType::Freehand}) {
+    QSignalSpy status(view, &View::statusTipChanged);
+    const auto last = [&] { return status.last().at(0).toString(); };
+    for (ToolType type : {ToolType::Ruler, ToolType::Rectangle, ToolType::Ellipse, ToolType::Polygon,
+                          ToolType::Line, ToolType::Freehand}) {
         SCOPED_TRACE(int(type));
         view->setTool(type);
         move({50, 50});
         ASSERT_FALSE(status.isEmpty());
-        EXPECT_EQ(hinted(), type != pxm::ToolType::Ruler) << "in front of the pointer readout";
+        EXPECT_EQ(last().startsWith(View::noLabelHint()), type != ToolType::Ruler)
+            << "in front of the pointer readout";
     }
     project.setCurrentLabel(label);
     move({70, 70});
-    EXPECT_FALSE(hinted());
+    EXPECT_FALSE(last().startsWith(View::noLabelHint()));
+
+    view->setTool(ToolType::None);
+    image->image()->data()[5 + 200 * 7] = 42;
+    status.clear();
+    move({5.2, 6.8});
+    ASSERT_EQ(status.count(), 1);
+    EXPECT_EQ(last(), "[5, 7, 0] = 42");
+    addRect({0, 0, 20, 20}, label);
+    addRect({0, 0, 10, 10}, other);
+    move({5, 7});
+    EXPECT_EQ(last(), QString("[5, 7, 0] = 42 | %1 (%2), %3 (%4)")
+                          .arg(other->name())
+                          .arg(other->id())
+                          .arg(label->name())
+                          .arg(label->id()));
+    // Outside the image the nearest border pixel is read.
+    move({-20, 250});
+    EXPECT_EQ(last(), "[0, 199, 0] = 0");
 }
 
 TEST_F(ViewTest, MagnifierRepairsItsSettings) {
-    struct Case {
-        QVariant radius;
-        QVariant zoom;
+    const struct {
+        QVariant radius, zoom;
         int side;
         double factor;
         QVariant storedZoom;
-    };
-    for (const Case& c : {Case{0, 0.0, 200, 2.0, 2.0}, Case{1000, -1.0, 400, 2.0, 2.0}, Case{150, 0.5, 150, 0.5, 0.5},
-                          Case{QVariant(), QString("x"), 200, 2.0, 2.0}}) {
+    } cases[] = {{0, 0.0, 200, 2.0, 2.0},
+                 {1000, -1.0, 400, 2.0, 2.0},
+                 {150, 0.5, 150, 0.5, 0.5},
+                 {QVariant(), QString("x"), 200, 2.0, 2.0}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.side);
         project.setSetting("ZoomView.radius", c.radius);
         project.setSetting("ZoomView.zoom", c.zoom);
         press({100, 100}, Qt::LeftButton, Qt::ControlModifier);
-        pxm::ZoomView* zoom = view->zoomView();
+        ZoomView* zoom = view->zoomView();
         ASSERT_NE(zoom, nullptr);
         EXPECT_EQ(zoom->width(), c.side);
         EXPECT_EQ(zoom->height(), c.side);
         EXPECT_NEAR(zoom->transform().m11(), view->transform().m11() * c.factor, 1e-9);
         EXPECT_EQ(project.setting("ZoomView.zoom"), c.storedZoom);
-        const QPoint centre = at({100, 100});
-        EXPECT_EQ(zoom->geometry().topLeft(), centre - QPoint(c.side / 2, c.side / 2));
+        EXPECT_EQ(zoom->geometry().topLeft(), at({100, 100}) - QPoint(c.side / 2, c.side / 2));
         release({100, 100});
     }
 }
 
-TEST_F(ViewTest, StatusTextShowsTheClampedPixelAndTheLabelsUnderThePointer) {
-    image->image()->data()[5 + 200 * 7] = 42;
-    QSignalSpy status(view, &pxm::View::statusTipChanged);
-    move({5.2, 6.8});
-    ASSERT_EQ(status.count(), 1);
-    EXPECT_EQ(status.last().at(0).toString(), "[5, 7, 0] = 42");
-    addRect({0, 0, 20, 20}, label);
-    addRect({0, 0, 10, 10}, other);
-    move({5, 7});
-    EXPECT_EQ(status.last().at(0).toString(), QString("[5, 7, 0] = 42 | %1 (%2), %3 (%4)")
-                                                  .arg(other->name())
-                                                  .arg(other->id())
-                                                  .arg(label->name())
-                                                  .arg(label->id()));
-    // Outside the image the nearest border pixel is read.
-    move({-20, 250});
-    EXPECT_EQ(status.last().at(0).toString(), "[0, 199, 0] = 0");
-}
-
 TEST_F(ViewTest, ProjectAndSceneChangesReachTheToolAndThePin) {
     RecordingTool* tool = recorder();
-    pxm::Scene* first = scene();
+    Scene* first = scene();
     EXPECT_EQ(first->usageCount(), 1u);
-    pxm::LabeledImage* second = addSecondImage();
+    LabeledImage* second = addSecondImage();
     project.setCurrentImageIndex(1);
     EXPECT_EQ(tool->log, (QStringList{"no scene", "scene"}));
     EXPECT_EQ(first->usageCount(), 0u);
@@ -350,6 +329,93 @@ TEST_F(ViewTest, ProjectAndSceneChangesReachTheToolAndThePin) {
     view->setProject(&project);
     EXPECT_TRUE(view->isEnabled());
     EXPECT_EQ(view->tool(), tool) << "the tool survives project changes";
+}
+
+TEST(ReannotationRulesTest, TextRoundTripsAndBadEntriesAreDropped) {
+    const ReannotationRules rules({{"shift+q", "cat", "dog"}, {"1", "", "bird"}});
+    const ReannotationRules back = ReannotationRules::fromText(rules.toText());
+    ASSERT_EQ(back.rules().size(), 2);
+    EXPECT_EQ(back.rules()[0], (ReannotationRule{"Shift+Q", "cat", "dog"})) << "keys are stored canonically";
+    EXPECT_EQ(back.rules()[1], (ReannotationRule{"1", "", "bird"}));
+    EXPECT_TRUE(ReannotationRules::fromText("not json").isEmpty());
+    EXPECT_TRUE(ReannotationRules::fromText(R"({"key": "1"})").isEmpty());
+    EXPECT_EQ(
+        ReannotationRules::fromText(R"([{"key": "", "to": "a"}, {"key": "2"}, {"key": "Ctrl+X, Y", "to": "b"},
+                                              {"key": "3", "to": "c"}])")
+            .rules()
+            .size(),
+        1)
+        << "entries without key or target, and chords, are dropped";
+    EXPECT_EQ(rules.rulesForKey("Shift+Q").size(), 1);
+    EXPECT_TRUE(rules.rulesForKey("Q").isEmpty());
+}
+
+class ReannotationShortcutsTest : public ToolFixture {
+protected:
+    void SetUp() override {
+        ToolFixture::SetUp();
+        label->setName("cat");
+        other->setName("dog");
+        bird = project.createLabel();
+        bird->setName("bird");
+        lower = addRect(QRectF(20, 20, 100, 100), label);
+        upper = addRect(QRectF(60, 60, 100, 100), other);
+        stack()->clear();
+    }
+    void setRules(const QList<ReannotationRule>& rules) { ReannotationRules(rules).storeIn(&project); }
+
+    Label* bird = nullptr;
+    QGraphicsRectItem* lower = nullptr;
+    QGraphicsRectItem* upper = nullptr;
+};
+
+TEST_F(ReannotationShortcutsTest, AKeyMovesTheShapeUnderThePointerAsOneUndoStep) {
+    setRules({{"1", "cat", "bird"}, {"2", "", "bird"}, {"3", "dog", "nowhere"}});
+    ReannotationShortcuts shortcuts(view);
+    const QStringList before = snapshot();
+    // Where both overlap, "1" applies to the cat below the dog on top.
+    EXPECT_TRUE(shortcuts.applyKey("1", QPointF(80, 80)));
+    EXPECT_EQ(labelIdOf(lower), bird->id());
+    EXPECT_EQ(labelIdOf(upper), other->id());
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_EQ(lower->toolTip(), "bird");
+    // No cat under the pointer any more; a rule whose target does not exist does nothing;
+    // "2" takes the topmost shape of any label.
+    EXPECT_FALSE(shortcuts.applyKey("1", QPointF(80, 80)));
+    EXPECT_FALSE(shortcuts.applyKey("3", QPointF(150, 150)));
+    EXPECT_FALSE(shortcuts.applyKey("2", QPointF(5, 5))) << "nothing under the pointer";
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_TRUE(shortcuts.applyKey("2", QPointF(80, 80)));
+    EXPECT_EQ(labelIdOf(upper), bird->id());
+    EXPECT_FALSE(shortcuts.applyKey("2", QPointF(80, 80))) << "already the target";
+    stack()->undo();
+    stack()->undo();
+    EXPECT_EQ(snapshot(), before);
+    EXPECT_EQ(lower->toolTip(), "cat");
+    stack()->redo();
+    EXPECT_EQ(labelIdOf(lower), bird->id());
+}
+
+TEST_F(ReannotationShortcutsTest, KeyReleasesOverTheViewApplyRulesAndStopThere) {
+    setRules({{"Shift+B", "dog", "bird"}});
+    auto* shortcuts = new ReannotationShortcuts(view);
+    QSignalSpy applied(shortcuts, &ReannotationShortcuts::applied);
+    move(QPointF(150, 150));
+    EXPECT_EQ(shortcuts->pointer(), at(QPointF(150, 150)));
+    key(QEvent::KeyPress, Qt::Key_B, Qt::ShiftModifier);
+    QKeyEvent repeat(QEvent::KeyRelease, Qt::Key_B, Qt::ShiftModifier, QString(), true);
+    QApplication::sendEvent(view, &repeat);
+    EXPECT_EQ(labelIdOf(upper), other->id()) << "auto-repeat does nothing";
+    key(QEvent::KeyRelease, Qt::Key_B, Qt::ShiftModifier);
+    EXPECT_EQ(labelIdOf(upper), bird->id());
+    ASSERT_EQ(applied.count(), 1);
+    EXPECT_EQ(applied[0][2].toString(), "bird");
+    key(QEvent::KeyRelease, Qt::Key_B);
+    EXPECT_EQ(stack()->count(), 1) << "B without Shift is another key";
+    // The rules are read when the key comes, so an edit applies at once.
+    setRules({{"X", "bird", "cat"}});
+    typeKey(Qt::Key_X);
+    EXPECT_EQ(labelIdOf(upper), label->id());
 }
 
 } // namespace

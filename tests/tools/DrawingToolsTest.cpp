@@ -1,0 +1,497 @@
+// SPDX-License-Identifier: MIT
+#include "ToolTestSupport.h"
+#include "scene/GrabItem.h"
+#include "tools/AbstractRectTool.h"
+#include "tools/EditLineTool.h"
+#include "tools/EditPolygonTool.h"
+#include "tools/LineTool.h"
+#include "tools/NewLineTool.h"
+#include "tools/NewPolygonTool.h"
+#include "tools/Polygon.h"
+#include "tools/Ruler.h"
+#include "tools/Transformation.h"
+
+#include <QCheckBox>
+#include <QGraphicsTextItem>
+#include <QSpinBox>
+#include <QToolBar>
+#include <cmath>
+
+using namespace pxmtest;
+using namespace pxm;
+
+namespace {
+
+struct Kind {
+    ToolType type;
+    const char* prefix;
+    const char* word; // as the snapshot names the shape
+    int itemType;
+};
+
+// Names the case by its tool, so test names stay the same from run to run.
+void PrintTo(const Kind& kind, std::ostream* os) {
+    *os << kind.prefix;
+}
+
+class RectToolTest : public ToolFixture, public ::testing::WithParamInterface<Kind> {
+protected:
+    AbstractRectTool* rectTool() const { return tool<AbstractRectTool>(); }
+    void set(const char* key, const QVariant& value) {
+        project.setSetting(QString(GetParam().prefix) + key, value);
+    }
+    void useTool(bool oneClick, int w = 1, int h = 1) {
+        set(".oneClick", oneClick);
+        set(".defaultWidth", w);
+        set(".defaultHeight", h);
+        view->setTool(GetParam().type);
+        ASSERT_NE(rectTool(), nullptr);
+    }
+    QString shape(double x, double y, double w, double h, int id) const {
+        return plainShape(QString(GetParam().word) + " " + numbers({x, y, w, h}), id);
+    }
+};
+
+TEST_P(RectToolTest, DragFromEitherCornerGivesOneNormalisedShapeAndOneUndoStep) {
+    useTool(false);
+    // Dragged up and to the left: negative while dragging, normalised on release.
+    press({80, 90});
+    move({60, 70}, Qt::LeftButton);
+    ASSERT_NE(rectTool()->drawnItem(), nullptr);
+    EXPECT_LT(rectTool()->itemRect(rectTool()->drawnItem()).width(), 0);
+    EXPECT_TRUE(snapshot().isEmpty()) << "a shape being dragged is not part of the annotation";
+    EXPECT_EQ(stack()->count(), 0);
+    move({40, 50}, Qt::LeftButton);
+    release({40, 50});
+    const QStringList after = snapshot();
+    EXPECT_EQ(after, QStringList{shape(40, 50, 40, 40, label->id())});
+    EXPECT_EQ(stack()->count(), 1);
+    expectUndoRedo({}, after);
+    // The finished shape went straight to the transformation.
+    EXPECT_EQ(rectTool()->state(), AbstractRectTool::State::Transforming);
+    EXPECT_EQ(rectTool()->transformation()->item()->type(), GetParam().itemType);
+
+    // The opposite drag gives the same rectangle, drawn with the current label.
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(rectTool()->state(), AbstractRectTool::State::Idle);
+    project.setCurrentLabel(other);
+    drag({120, 130}, {160, 170});
+    EXPECT_TRUE(snapshot().contains(shape(120, 130, 40, 40, other->id())));
+    EXPECT_EQ(stack()->count(), 2);
+}
+
+TEST_P(RectToolTest, OneClickShapeIsCentredOnTheClick) {
+    useTool(true, 7, 3);
+    click({50, 60});
+    EXPECT_EQ(snapshot(), QStringList{shape(46.5, 58.5, 7, 3, label->id())});
+    EXPECT_EQ(stack()->count(), 1);
+    // A click on the shape just made starts no second one.
+    typeKey(Qt::Key_Escape);
+    click({50, 60});
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_EQ(rectTool()->state(), AbstractRectTool::State::Transforming);
+    // Default size 1 x 1: corners half a pixel off the click.
+    set(".defaultWidth", 0);
+    set(".defaultHeight", QString("x"));
+    EXPECT_EQ(rectTool()->defaultWidth(), 1);
+    EXPECT_EQ(rectTool()->defaultHeight(), 1);
+    typeKey(Qt::Key_Escape);
+    click({150, 150});
+    EXPECT_TRUE(snapshot().contains(shape(149.5, 149.5, 1, 1, label->id())));
+}
+
+TEST_P(RectToolTest, EscapeAbortsTheDragNoLabelDrawsNothingAndOtherKindsDoNotStopIt) {
+    useTool(false);
+    press({20, 20});
+    move({60, 60}, Qt::LeftButton);
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(rectTool()->drawnItem(), nullptr);
+    release({60, 60});
+    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_TRUE(snapshot().isEmpty());
+    EXPECT_EQ(scene()->items().size(), 2) << "only the image and mask items remain";
+    project.setCurrentLabel(nullptr);
+    drag({20, 20}, {60, 60});
+    EXPECT_EQ(stack()->count(), 0);
+
+    // A shape of the other kind under the pointer does not stop drawing: a new shape goes on top.
+    project.setCurrentLabel(label);
+    if (GetParam().itemType == QGraphicsRectItem::Type)
+        addShape<QGraphicsEllipseItem>(other, 0, 0, 100, 100);
+    else
+        addRect({0, 0, 100, 100}, other);
+    drag({20, 20}, {40, 40});
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_TRUE(snapshot().contains(shape(20, 20, 20, 20, label->id())));
+}
+
+TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
+    // A project without the settings: the default the settings dialog shows, one click.
+    view->setTool(GetParam().type);
+    EXPECT_TRUE(rectTool()->oneClick());
+    EXPECT_TRUE(rectTool()->settingsToolBar()->findChild<QCheckBox*>("oneClickModeCheckBox")->isChecked());
+    view->setTool(ToolType::None);
+    useTool(false, 5, 6);
+    QToolBar* bar = rectTool()->settingsToolBar();
+    ASSERT_NE(bar, nullptr);
+    EXPECT_EQ(bar->parent(), window.get()) << "the view adds it to the main window";
+    auto* check = bar->findChild<QCheckBox*>("oneClickModeCheckBox");
+    auto* width = bar->findChild<QSpinBox*>("widthSpinBox");
+    auto* height = bar->findChild<QSpinBox*>("heightSpinBox");
+    ASSERT_TRUE(check && width && height);
+    EXPECT_FALSE(check->isChecked());
+    EXPECT_FALSE(width->isEnabled());
+    EXPECT_EQ(width->value(), 5);
+    EXPECT_EQ(height->value(), 6);
+    // From the settings dialog's side: the project changes, the tool bar follows at once.
+    set(".oneClick", true);
+    EXPECT_TRUE(check->isChecked());
+    EXPECT_TRUE(width->isEnabled());
+    EXPECT_TRUE(height->isEnabled());
+    // From the tool bar's side.
+    width->setValue(12);
+    EXPECT_EQ(project.setting(QString(GetParam().prefix) + ".defaultWidth").toInt(), 12);
+    check->setChecked(false);
+    EXPECT_FALSE(project.setting(QString(GetParam().prefix) + ".oneClick").toBool());
+    EXPECT_FALSE(height->isEnabled());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, RectToolTest,
+    ::testing::Values(Kind{ToolType::Rectangle, "RectTool", "rect", QGraphicsRectItem::Type},
+                      Kind{ToolType::Ellipse, "EllipseTool", "ellipse", QGraphicsEllipseItem::Type}),
+    [](const auto& info) { return std::string(info.param.prefix); });
+
+QString poly(std::initializer_list<QPointF> points, int id) {
+    QStringList parts;
+    for (const QPointF& p : points)
+        parts << numbers({p.x(), p.y()});
+    return plainShape("polygon " + parts.join(' '), id);
+}
+
+QString line(QPointF a, QPointF b, int id) {
+    return plainShape("line " + numbers({a.x(), a.y(), b.x(), b.y()}), id);
+}
+
+class PolygonToolTest : public ToolFixture {
+protected:
+    EditPolygonTool* editor() const { return tool<Polygon>()->editPolygonTool(); }
+    // Draws a triangle by clicks and a double click on its last vertex.
+    void drawTriangle() {
+        view->setTool(ToolType::Polygon);
+        click({20, 20});
+        move({80, 20});
+        click({80, 20});
+        move({50, 70});
+        click({50, 70});
+        doubleClick({50, 70});
+        release({50, 70});
+    }
+    QString triangle(QPointF second = {80, 20}) const {
+        return poly({{20, 20}, second, {50, 70}}, label->id());
+    }
+};
+
+TEST_F(PolygonToolTest, ClicksAndADoubleClickCommitOnePolygonThatGoesIntoEditingEscapeDiscardsOne) {
+    view->setTool(ToolType::Polygon);
+    click({20, 20});
+    move({80, 20});
+    ASSERT_NE(tool<Polygon>()->newPolygonTool()->drawnItem(), nullptr);
+    EXPECT_EQ(tool<Polygon>()->newPolygonTool()->drawnItem()->polygon().size(), 2)
+        << "fixed first and floating vertex";
+    EXPECT_TRUE(snapshot().isEmpty());
+    for (int i = 1; i < 6; ++i)
+        click({20.0 + 10 * i, 20.0 + 7 * (i % 2)});
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(tool<Polygon>()->newPolygonTool()->drawnItem(), nullptr);
+    EXPECT_EQ(tool()->activeChild(), nullptr);
+    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_EQ(scene()->items().size(), 2);
+
+    drawTriangle();
+    EXPECT_EQ(snapshot(), QStringList{triangle()});
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_EQ(editor()->state(), EditPolygonTool::State::Editing);
+    EXPECT_EQ(editor()->grips().size(), 3);
+    EXPECT_EQ(tool()->activeChild(), editor());
+    expectUndoRedo({}, {triangle()});
+}
+
+TEST_F(PolygonToolTest, EachVertexDragIsOneStepAndEndingEditingRestoresTheLastCommit) {
+    drawTriangle();
+    drag({80, 20}, {90, 30});
+    const QStringList moved = snapshot();
+    EXPECT_EQ(moved, QStringList{triangle({90, 30})});
+    EXPECT_EQ(stack()->count(), 2);
+    EXPECT_EQ(editor()->grips()[1]->pos(), QPointF(90, 30));
+    expectUndoRedo({triangle()}, moved);
+    // Undo while the shape is still edited changes it; ending the editing puts back the
+    // polygon of the last commit, without an undo step.
+    stack()->undo();
+    EXPECT_EQ(snapshot(), QStringList{triangle()});
+    EXPECT_EQ(editor()->grips()[1]->pos(), QPointF(90, 30)) << "grips stay until editing restarts";
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(snapshot(), moved);
+    EXPECT_EQ(stack()->index(), 1);
+    EXPECT_EQ(editor()->state(), EditPolygonTool::State::Idle);
+    EXPECT_TRUE(editor()->grips().isEmpty());
+}
+
+TEST_F(PolygonToolTest, ShiftPressInsertsOnAnEdgeAndRemovesAtAGripNeverBelowThree) {
+    drawTriangle();
+    click({50, 20}, Qt::LeftButton, Qt::ShiftModifier);
+    const QStringList four = snapshot();
+    EXPECT_EQ(four, QStringList{poly({{20, 20}, {50, 20}, {80, 20}, {50, 70}}, label->id())});
+    EXPECT_EQ(editor()->grips().size(), 4);
+    EXPECT_EQ(stack()->count(), 2);
+    expectUndoRedo({triangle()}, four);
+    click({80, 20}, Qt::LeftButton, Qt::ShiftModifier);
+    EXPECT_EQ(snapshot(), QStringList{triangle({50, 20})});
+    EXPECT_EQ(stack()->count(), 3);
+    // A triangle keeps its three vertices.
+    click({20, 20}, Qt::LeftButton, Qt::ShiftModifier);
+    EXPECT_EQ(editor()->grips().size(), 3);
+    EXPECT_EQ(stack()->count(), 3);
+    // A plain press on a grip only starts a drag.
+    click({20, 20});
+    EXPECT_EQ(stack()->count(), 4) << "a drag without movement is still one step";
+    EXPECT_EQ(editor()->grips().size(), 3);
+}
+
+TEST_F(PolygonToolTest, DeleteRemovesTheEditedShapeAndAPressElsewhereEndsEditing) {
+    drawTriangle();
+    typeKey(Qt::Key_Delete);
+    EXPECT_TRUE(snapshot().isEmpty());
+    EXPECT_EQ(stack()->count(), 2);
+    EXPECT_EQ(tool()->activeChild(), nullptr);
+    stack()->undo();
+    EXPECT_EQ(snapshot().size(), 1);
+    // Pressing the shape edits it; pressing empty space ends the editing and draws nothing.
+    click({50, 30});
+    EXPECT_EQ(editor()->state(), EditPolygonTool::State::Editing);
+    click({150, 150});
+    EXPECT_EQ(editor()->state(), EditPolygonTool::State::Idle);
+    EXPECT_EQ(tool()->activeChild(), nullptr);
+    EXPECT_EQ(stack()->index(), 1);
+}
+
+using LineToolTest = ToolFixture;
+
+TEST_F(LineToolTest, DrawnRightToLeftKeepsItsDirectionAndEachEndDragIsOneStep) {
+    view->setTool(ToolType::Line);
+    drag({150, 40}, {30, 60});
+    const QStringList drawn = snapshot();
+    EXPECT_EQ(drawn, QStringList{line({150, 40}, {30, 60}, label->id())});
+    EXPECT_EQ(stack()->count(), 1);
+    expectUndoRedo({}, drawn);
+    auto* editor = tool<LineTool>()->editLineTool();
+    ASSERT_EQ(editor->state(), EditLineTool::State::Editing);
+    drag({30, 60}, {40, 100});
+    const QStringList moved = snapshot();
+    EXPECT_EQ(moved, QStringList{line({150, 40}, {40, 100}, label->id())});
+    EXPECT_EQ(editor->grip2()->pos(), QPointF(40, 100));
+    EXPECT_EQ(stack()->count(), 2);
+    expectUndoRedo(drawn, moved);
+    drag({150, 40}, {160, 30});
+    EXPECT_EQ(snapshot(), QStringList{line({160, 30}, {40, 100}, label->id())});
+    EXPECT_EQ(stack()->count(), 3);
+    // The quirk: undo during editing, then ending the editing, brings the last commit back.
+    stack()->undo();
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(snapshot(), QStringList{line({160, 30}, {40, 100}, label->id())});
+    EXPECT_EQ(editor->state(), EditLineTool::State::Idle);
+}
+
+TEST_F(LineToolTest, RightPressOnALineStartsANewOneAndDeleteRemovesTheEdited) {
+    view->setTool(ToolType::Line);
+    drag({20, 100}, {180, 100});
+    typeKey(Qt::Key_Escape);
+    // Left on the line edits it.
+    click({100, 100});
+    EXPECT_EQ(tool()->activeChild(), tool<LineTool>()->editLineTool());
+    click({100, 180});
+    EXPECT_EQ(tool()->activeChild(), nullptr);
+    // Right on the line draws a new one on top.
+    drag({100, 100}, {100, 20}, Qt::RightButton);
+    EXPECT_EQ(snapshot().size(), 2);
+    EXPECT_EQ(stack()->count(), 2);
+    typeKey(Qt::Key_Delete);
+    EXPECT_EQ(snapshot(), QStringList{line({20, 100}, {180, 100}, label->id())});
+    EXPECT_EQ(stack()->count(), 3);
+    EXPECT_EQ(tool<LineTool>()->editLineTool()->state(), EditLineTool::State::Idle);
+    // No label, no line.
+    project.setCurrentLabel(nullptr);
+    drag({20, 20}, {40, 40});
+    EXPECT_EQ(stack()->count(), 3);
+}
+
+class TransformationTest : public ToolFixture {
+protected:
+    void SetUp() override {
+        ToolFixture::SetUp();
+        shape = addRect({20, 20, 60, 40}, label);
+        view->setTool(ToolType::Transformation);
+        click({50, 40});
+        ASSERT_EQ(tool<Transformation>()->state(), Transformation::State::Attached);
+    }
+    Transformation* transformation() const { return tool<Transformation>(); }
+    // Where a press on the view lands in the scene: view pixels are whole.
+    QPointF landed(const QPointF& scenePoint) const { return view->mapToScene(at(scenePoint)); }
+    QPointF grip(const QGraphicsItem* g) const { return shape->mapToScene(g->pos()); }
+
+    QGraphicsRectItem* shape = nullptr;
+};
+
+TEST_F(TransformationTest, MovingIsOneStepPerDragComputedFromThePress) {
+    const QStringList before = snapshot();
+    drag({50, 40}, {70, 90}, Qt::LeftButton, 7);
+    EXPECT_EQ(shape->pos(), QPointF(20, 50));
+    EXPECT_EQ(shape->rect(), QRectF(20, 20, 60, 40)) << "the geometry itself never changes";
+    EXPECT_EQ(stack()->count(), 1);
+    expectUndoRedo(before, snapshot());
+    EXPECT_EQ(transformation()->state(), Transformation::State::Attached);
+    // The move grip moves too; a second drag is a second step.
+    const QPointF moveGrip = grip(transformation()->moveGrip());
+    drag(moveGrip, moveGrip + QPointF(-5, 0));
+    EXPECT_EQ(shape->pos(), QPointF(15, 50));
+    EXPECT_EQ(stack()->count(), 2);
+}
+
+TEST_F(TransformationTest, EachScaleGripScalesAboutTheOppositeAnchor) {
+    const QRectF r = shape->boundingRect();
+    for (int g = 0; g < Transformation::GripCount; ++g) {
+        SCOPED_TRACE(g);
+        // Start from an untouched shape each time.
+        shape->setTransform(QTransform());
+        shape->setPos(0, 0);
+        const QPointF from = grip(transformation()->scaleGrip(Transformation::Grip(g)));
+        const QPointF press = landed(from), target = from + QPointF(30, 20), p = landed(target);
+        const int steps = stack()->count();
+        drag(from, target);
+        ASSERT_EQ(stack()->count(), steps + 1);
+        // In the order of the grips: the opposite corner, or for a middle grip the opposite edge at the
+        // press.
+        const QPointF anchors[] = {
+            r.bottomRight(), {press.x(), r.bottom()}, r.bottomLeft(), {r.left(), press.y()},
+            r.topLeft(),     {press.x(), r.top()},    r.topRight(),   {r.right(), press.y()}};
+        const QPointF anchor = anchors[g];
+        const double sx =
+            std::abs(press.x() - anchor.x()) > 0.1 ? (p.x() - anchor.x()) / (press.x() - anchor.x()) : 1;
+        const double sy =
+            std::abs(press.y() - anchor.y()) > 0.1 ? (p.y() - anchor.y()) / (press.y() - anchor.y()) : 1;
+        const QTransform t = shape->transform();
+        EXPECT_NEAR(t.m11(), sx, 1e-9);
+        EXPECT_NEAR(t.m22(), sy, 1e-9);
+        EXPECT_NEAR(t.m12(), 0, 1e-9);
+        // Middle grips scale one axis only; the anchor stays where it was.
+        if (g == Transformation::Top || g == Transformation::Bottom) {
+            EXPECT_EQ(t.m11(), 1.0);
+        }
+        if (g == Transformation::Left || g == Transformation::Right) {
+            EXPECT_EQ(t.m22(), 1.0);
+        }
+        EXPECT_NEAR(QLineF(shape->mapToScene(anchor), anchor).length(), 0, 1e-9);
+    }
+    // Dragging across the anchor mirrors.
+    shape->setTransform(QTransform());
+    shape->setPos(0, 0);
+    stack()->clear();
+    const QStringList before = snapshot();
+    const QPointF right = grip(transformation()->scaleGrip(Transformation::Right));
+    drag(right, {0, right.y()});
+    EXPECT_LT(shape->transform().m11(), 0);
+    EXPECT_EQ(shape->transform().m22(), 1.0);
+    expectUndoRedo(before, snapshot());
+}
+
+TEST_F(TransformationTest, RotationGripTurnsAboutTheCentre) {
+    const QPointF centre = shape->boundingRect().center();
+    const QPointF from = grip(transformation()->rotationGrip());
+    ASSERT_LT(from.y(), shape->rect().top()) << "the rotation grip stands above the frame";
+    // A quarter turn clockwise on screen: from above the centre to its right.
+    const double radius = centre.y() - from.y();
+    drag(from, centre + QPointF(radius, 0), Qt::LeftButton, 8);
+    const QTransform t = shape->transform();
+    const QPointF press = landed(from) - centre;
+    const QPointF end = landed(centre + QPointF(radius, 0)) - centre;
+    const double angle =
+        std::atan2(press.x() * end.y() - press.y() * end.x(), press.x() * end.x() + press.y() * end.y());
+    EXPECT_NEAR(angle, M_PI / 2, 0.05);
+    EXPECT_NEAR(t.m11(), std::cos(angle), 1e-9);
+    EXPECT_NEAR(t.m12(), std::sin(angle), 1e-9);
+    EXPECT_NEAR(QLineF(t.map(centre), centre).length(), 0, 1e-9) << "the centre stays put";
+    EXPECT_EQ(stack()->count(), 1);
+}
+
+TEST_F(TransformationTest, PressOutsideDetachesAndDeleteRemovesInOneStep) {
+    click({150, 150});
+    EXPECT_EQ(transformation()->state(), Transformation::State::Detached);
+    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_EQ(shape->childItems().size(), 0) << "no grip is left on the shape";
+    click({50, 40});
+    ASSERT_EQ(transformation()->state(), Transformation::State::Attached);
+    typeKey(Qt::Key_Delete);
+    EXPECT_TRUE(snapshot().isEmpty());
+    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_EQ(transformation()->state(), Transformation::State::Detached);
+    stack()->undo();
+    EXPECT_EQ(snapshot().size(), 1);
+    // A shape deleted under the tool (its label destroyed) leaves the tool usable.
+    click({50, 40});
+    ASSERT_EQ(transformation()->state(), Transformation::State::Attached);
+    stack()->clear();
+    delete project.takeLabel(label);
+    EXPECT_EQ(transformation()->item(), nullptr);
+    drag({50, 40}, {60, 60});
+    typeKey(Qt::Key_Delete);
+    EXPECT_EQ(stack()->count(), 0);
+}
+
+using RulerTest = ToolFixture;
+
+TEST_F(RulerTest, StraightRightOnScreenIs360AndTheOverlayGoesOnTheNextClick) {
+    view->setTool(ToolType::Ruler);
+    const auto readout = [this] { return tool<Ruler>()->readout()->toPlainText(); };
+    const int itemsBefore = scene()->items().size();
+    click({40, 100});
+    ASSERT_TRUE(tool<Ruler>()->measuring());
+    move({100, 100});
+    for (const char* part : {"angle: 360.00", "dx: 60", "d: 60.00"})
+        EXPECT_TRUE(readout().contains(part)) << readout().toStdString();
+    EXPECT_EQ(tool<Ruler>()->arc()->spanAngle(), 360 * 16);
+    EXPECT_EQ(tool<Ruler>()->arc()->rect(), QRectF(25, 85, 30, 30));
+    // Upwards is positive dy; d back at the start is 0.
+    move({70, 60});
+    EXPECT_TRUE(readout().contains("dy: 40"));
+    move({40, 100});
+    EXPECT_TRUE(readout().contains("d: 0.00"));
+    EXPECT_TRUE(tool<Ruler>()->arc()->rect().isEmpty());
+    click({10, 10});
+    EXPECT_FALSE(tool<Ruler>()->measuring());
+    EXPECT_EQ(scene()->items().size(), itemsBefore);
+    EXPECT_EQ(stack()->count(), 0);
+}
+
+TEST_F(RulerTest, ReferenceRunsRightOnScreenWhateverTheRotation) {
+    view->rotateRight();
+    view->centerOn(100, 100);
+    view->setTool(ToolType::Ruler);
+    const auto readout = [this] { return tool<Ruler>()->readout()->toPlainText(); };
+    click({100, 100});
+    // On screen straight right of the start: after a quarter turn that is down the image.
+    const QPoint s = at({100, 100});
+    move(view->mapToScene(s + QPoint(50, 0)));
+    const QLineF reference = tool<Ruler>()->referenceLine()->line();
+    EXPECT_EQ(at(reference.p2()).y(), s.y());
+    EXPECT_GT(at(reference.p2()).x(), s.x());
+    EXPECT_TRUE(readout().contains("angle: 360.00"));
+    // A quarter turn counter-clockwise on screen from there reads 90 degrees.
+    move(view->mapToScene(s + QPoint(0, -50)));
+    EXPECT_TRUE(readout().contains("angle: 90.00")) << readout().toStdString();
+    // Switching scenes removes the overlay.
+    view->setScene(nullptr);
+    EXPECT_FALSE(tool<Ruler>()->measuring());
+    EXPECT_EQ(image->scene(0)->items().size(), 0);
+}
+
+} // namespace

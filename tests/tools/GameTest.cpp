@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: MIT
+#include "ToolTestSupport.h"
+#include "tools/game/FourInARow.h"
+#include "tools/game/GameBoard.h"
+#include "tools/game/GameTool.h"
+
+#include <QShortcut>
+#include <random>
+#include <string>
+
+using namespace pxm;
+using namespace pxm::game;
+using pxmtest::ToolFixture;
+
+namespace {
+
+/// Plays a sequence of columns ("3344") and checks each move is accepted.
+FourInARow playAll(const std::string& columns) {
+    FourInARow game;
+    for (char c : columns)
+        EXPECT_TRUE(game.play(c - '0')) << "column " << c;
+    return game;
+}
+
+class GameToolTest : public ToolFixture {
+protected:
+    void SetUp() override {
+        ToolFixture::SetUp();
+        addRect(QRectF(10, 10, 30, 30), label);
+        stack()->clear();
+        view->setTool(ToolType::Rectangle);
+    }
+    GameTool* gameTool() const { return qobject_cast<GameTool*>(view->tool()); }
+    /// The viewport point at the middle of a board column.
+    QPoint columnPoint(int column) const {
+        const QRect board = gameTool()->board()->boardRect().translated(gameTool()->board()->pos());
+        return QPoint(board.left() + board.width() * (2 * column + 1) / 14, board.center().y());
+    }
+    void clickViewport(const QPoint& p) {
+        mouseAt(QEvent::MouseButtonPress, p, Qt::LeftButton, Qt::LeftButton);
+        mouseAt(QEvent::MouseButtonRelease, p, Qt::LeftButton, Qt::NoButton);
+    }
+};
+
+} // namespace
+
+TEST(FourInARowTest, MovesFillColumnsFromTheBottomAndFullColumnsAreIllegal) {
+    FourInARow game = playAll("000000");
+    EXPECT_EQ(game.at(0, 0), FourInARow::First);
+    EXPECT_EQ(game.at(0, 1), FourInARow::Second);
+    EXPECT_EQ(game.at(0, 5), FourInARow::Second);
+    EXPECT_FALSE(game.isLegal(0));
+    EXPECT_FALSE(game.play(0));
+    EXPECT_FALSE(game.play(-1));
+    EXPECT_FALSE(game.play(7));
+    EXPECT_EQ(game.moveCount(), 6);
+    EXPECT_EQ(game.legalMoves(), (std::vector<int>{1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(game.toMove(), FourInARow::First);
+    game.undo(0);
+    EXPECT_TRUE(game.isLegal(0));
+    EXPECT_EQ(game.toMove(), FourInARow::Second);
+    EXPECT_EQ(game.at(0, 5), FourInARow::Empty);
+}
+
+TEST(FourInARowTest, WinsInEveryDirectionAndTheLineHoldsTheLastDisc) {
+    struct Case {
+        const char* moves;
+        FourInARow::Piece winner;
+        int lastColumn, lastRow;
+    } cases[] = {
+        {"0011223", FourInARow::First, 3, 0},      // across, completed at the right end
+        {"3322110", FourInARow::First, 0, 0},      // across, completed at the left end
+        {"06162656", FourInARow::Second, 6, 3},    // upwards
+        {"0112232336", FourInARow::Empty, -1, -1}, // no line yet
+        {"01122323363", FourInARow::First, 3, 3},  // rising diagonal
+        {"65544343303", FourInARow::First, 3, 3},  // falling diagonal
+        {"001126463", FourInARow::First, 3, 0},    // a run of five: four of it reported
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.moves);
+        const FourInARow game = playAll(c.moves);
+        EXPECT_EQ(game.winner(), c.winner);
+        if (c.winner == FourInARow::Empty) {
+            EXPECT_FALSE(game.isOver());
+            continue;
+        }
+        EXPECT_TRUE(game.isOver());
+        EXPECT_TRUE(game.legalMoves().empty());
+        FourInARow after = game;
+        EXPECT_FALSE(after.play(5)) << "no move after the end";
+        bool holdsLast = false;
+        for (const auto& cell : game.winningLine()) {
+            EXPECT_EQ(game.at(cell[0], cell[1]), c.winner);
+            holdsLast = holdsLast || (cell[0] == c.lastColumn && cell[1] == c.lastRow);
+        }
+        EXPECT_TRUE(holdsLast);
+    }
+}
+
+TEST(FourInARowTest, AFullBoardWithoutALineIsADraw) {
+    // Columns filled in pairs so that no four of one colour ever line up.
+    const std::string moves = "010101"
+                              "101010"
+                              "232323"
+                              "323232"
+                              "454545"
+                              "545454"
+                              "666666";
+    FourInARow game;
+    for (std::size_t i = 0; i < moves.size(); ++i) {
+        ASSERT_FALSE(game.isOver()) << "move " << i;
+        ASSERT_TRUE(game.play(moves[i] - '0')) << "move " << i;
+    }
+    EXPECT_EQ(game.winner(), FourInARow::Empty);
+    EXPECT_TRUE(game.isDraw());
+    EXPECT_TRUE(game.isOver());
+    EXPECT_TRUE(game.legalMoves().empty());
+}
+
+TEST(FourInARowTest, TheComputerTakesAWinBlocksOneAndNeverMovesIllegally) {
+    FourInARowPlayer computer(4, 7);
+    // First to move with three in a row on the bottom: it completes the line.
+    EXPECT_EQ(computer.chooseMove(playAll("001122")), 3);
+    // Second to move against three in a row that is open on one side only: it blocks.
+    EXPECT_EQ(computer.chooseMove(playAll("06162")), 3);
+    EXPECT_EQ(computer.chooseMove(playAll("0011223")), -1) << "no move once the game is over";
+    // Against a random player from both sides: every move legal, and the computer wins
+    // almost every game.
+    std::mt19937 random(12345);
+    int wins = 0, losses = 0;
+    const int games = 40;
+    for (int g = 0; g < games; ++g) {
+        FourInARow game;
+        const FourInARow::Piece computerSide = g % 2 ? FourInARow::Second : FourInARow::First;
+        while (!game.isOver()) {
+            int column;
+            if (game.toMove() == computerSide) {
+                column = computer.chooseMove(game);
+                const std::vector<int> legal = game.legalMoves();
+                ASSERT_NE(std::find(legal.begin(), legal.end(), column), legal.end()) << "illegal " << column;
+            } else {
+                const std::vector<int> legal = game.legalMoves();
+                column = legal[std::uniform_int_distribution<std::size_t>(0, legal.size() - 1)(random)];
+            }
+            ASSERT_TRUE(game.play(column));
+        }
+        wins += game.winner() == computerSide ? 1 : 0;
+        losses += game.winner() != computerSide && game.winner() != FourInARow::Empty ? 1 : 0;
+    }
+    EXPECT_GE(wins, games * 9 / 10) << wins << " wins, " << losses << " losses";
+    EXPECT_EQ(losses, 0);
+}
+
+TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
+    const QStringList items = snapshot();
+    const int sceneItems = scene()->items().size();
+    toggleGame(view);
+    ASSERT_EQ(view->toolType(), ToolType::Reserved);
+    ASSERT_NE(gameTool(), nullptr);
+    gameTool()->setReplyDelay(0);
+    ASSERT_NE(gameTool()->board(), nullptr);
+    EXPECT_TRUE(gameTool()->board()->isVisible());
+    EXPECT_EQ(gameTool()->board()->parentWidget(), view->viewport());
+    // A click on column 3 drops the human's disc there and the computer answers at once.
+    clickViewport(columnPoint(3));
+    EXPECT_EQ(gameTool()->game().at(3, 0), FourInARow::First);
+    EXPECT_EQ(gameTool()->game().moveCount(), 2);
+    typeKey(Qt::Key_1); // column 0
+    EXPECT_EQ(gameTool()->game().at(0, 0), FourInARow::First);
+    EXPECT_EQ(gameTool()->game().moveCount(), 4);
+    clickViewport(QPoint(2, 2));
+    EXPECT_EQ(gameTool()->game().moveCount(), 4) << "a click beside the board plays nothing";
+    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_EQ(snapshot(), items);
+    EXPECT_EQ(scene()->items().size(), sceneItems) << "nothing is drawn into the scene";
+    // A new game lets the computer start.
+    typeKey(Qt::Key_N);
+    EXPECT_EQ(gameTool()->humanPiece(), FourInARow::Second);
+    EXPECT_EQ(gameTool()->game().moveCount(), 1);
+    // Escape gives back the tool used before, and the board goes with the game.
+    QPointer<GameBoard> board = gameTool()->board();
+    typeKey(Qt::Key_Escape);
+    QApplication::processEvents();
+    EXPECT_EQ(view->toolType(), ToolType::Rectangle);
+    EXPECT_TRUE(board.isNull());
+    EXPECT_EQ(stack()->count(), 0);
+    // The window's key sequence toggles it on and off.
+    QShortcut* shortcut = installGameShortcut(window.get(), view);
+    ASSERT_NE(shortcut, nullptr);
+    EXPECT_EQ(shortcut->key(), QKeySequence("Ctrl+Alt+4"));
+    emit shortcut->activated();
+    EXPECT_EQ(view->toolType(), ToolType::Reserved);
+    emit shortcut->activated();
+    EXPECT_EQ(view->toolType(), ToolType::Rectangle);
+}
