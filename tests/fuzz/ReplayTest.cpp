@@ -111,8 +111,7 @@ TEST_F(FuzzReplay, AHeaderFullOfSamplesIsRefusedQuicklyWithoutTheMemoryItPromise
     ASSERT_EQ(wait4(child, &status, 0, &usage), child);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_NE(message.find("unsupported TIFF content: 64767 samples per pixel"), std::string::npos)
-        << message;
+    EXPECT_NE(message.find("unsupported TIFF content: 64767 samples per pixel"), std::string::npos) << message;
     // The child starts with the pages it shares with us; what it adds is the reader's, plus
     // AddressSanitizer's shadow (an eighth of what it touches) and its allocator's first chunks.
     const std::uint64_t peak = std::uint64_t(usage.ru_maxrss) * 1024;

@@ -40,14 +40,12 @@ public:
                          [this](pxm::LabeledImage* i) { add("currentImageChanged", name(i)); });
         QObject::connect(project, &P::currentSceneChanged, &m_context,
                          [this](pxm::Scene* s) { add("currentSceneChanged", s ? "scene" : "null"); });
-        QObject::connect(project, &P::labelAdded, &m_context,
-                         [this](pxm::Label* l) { add("labelAdded", name(l)); });
+        QObject::connect(project, &P::labelAdded, &m_context, [this](pxm::Label* l) { add("labelAdded", name(l)); });
         QObject::connect(project, &P::labelRemoved, &m_context,
                          [this](pxm::Label* l) { add("labelRemoved", name(l)); });
         QObject::connect(project, &P::currentLabelChanged, &m_context,
                          [this](pxm::Label* l) { add("currentLabelChanged", name(l)); });
-        QObject::connect(project, &P::settingsChanged, &m_context,
-                         [this](QString k) { add("settingsChanged", k); });
+        QObject::connect(project, &P::settingsChanged, &m_context, [this](QString k) { add("settingsChanged", k); });
     }
     /// The recorded signals since the last take, then forgets them.
     QStringList take() {
@@ -55,6 +53,7 @@ public:
         m_entries.clear();
         return result;
     }
+
 private:
     static QString name(pxm::LabeledImage* i) { return i ? i->imagePath() : QString("null"); }
     static QString name(pxm::Label* l) { return l ? l->name() : QString("null"); }
@@ -73,15 +72,12 @@ QStringList recordSignals(Label& label, const std::function<void()>& action) {
     QObject::connect(&label, &Label::nameChanged, &context, [&](QString v) { log << "name=" + v; });
     QObject::connect(&label, &Label::colorChanged, &context,
                      [&](QColor v) { log << "color=" + v.name(QColor::HexArgb); });
-    QObject::connect(&label, &Label::opacityChanged, &context,
-                     [&](double v) { log << QString("opacity=%1").arg(v); });
+    QObject::connect(&label, &Label::opacityChanged, &context, [&](double v) { log << QString("opacity=%1").arg(v); });
     QObject::connect(&label, &Label::secondaryOpacityChanged, &context,
                      [&](double v) { log << QString("secondary=%1").arg(v); });
-    QObject::connect(&label, &Label::penWidthChanged, &context,
-                     [&](double v) { log << QString("pen=%1").arg(v); });
+    QObject::connect(&label, &Label::penWidthChanged, &context, [&](double v) { log << QString("pen=%1").arg(v); });
     QObject::connect(&label, &Label::idChanged, &context, [&](int v) { log << QString("id=%1").arg(v); });
-    QObject::connect(&label, &Label::maskIdChanged, &context,
-                     [&](int v) { log << QString("mask=%1").arg(v); });
+    QObject::connect(&label, &Label::maskIdChanged, &context, [&](int v) { log << QString("mask=%1").arg(v); });
     action();
     return log;
 }
@@ -201,16 +197,14 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     LabeledImage* b = makeImage(&project, "b");
     LabeledImage* c = makeImage(&project, "c");
     EXPECT_TRUE(project.addImage(a));
-    EXPECT_EQ(log.take(),
-              QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
+    EXPECT_EQ(log.take(), QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
     EXPECT_TRUE(project.addImage(b));
     EXPECT_EQ(log.take(), QStringList({"imageAdded(b)"}));
     EXPECT_TRUE(project.addImage(b)) << "the same pointer again is accepted silently";
     EXPECT_TRUE(log.take().isEmpty());
     // Taking the current image makes the one now at its index current, before imageRemoved.
     EXPECT_EQ(project.takeImage(0), a);
-    EXPECT_EQ(log.take(),
-              QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
     EXPECT_EQ(project.currentImage(), b);
     ASSERT_TRUE(project.addImage(a)); // re-added at the end: [b, a]
     ASSERT_TRUE(project.addImage(c)); // [b, a, c]
@@ -223,20 +217,17 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     EXPECT_EQ(project.currentImage(), c);
     // Taking the last image while current makes the new last one current.
     EXPECT_EQ(project.takeImage(1), c);
-    EXPECT_EQ(log.take(),
-              QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
     // Taking the only image leaves no current image.
     EXPECT_EQ(project.takeImage(a), a);
-    EXPECT_EQ(log.take(),
-              QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
     EXPECT_EQ(project.currentImage(), nullptr);
     EXPECT_EQ(project.takeImage(a), nullptr) << "an image not in the project is not taken";
     testing::internal::CaptureStderr();
     project.setCurrentImageIndex(99);
     project.setCurrentZLayer(0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Cannot set the current image because it is out of range.\n"
-              "Cannot set the current z layer if there is no current image.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Cannot set the current image because it is out of range.\n"
+                                                      "Cannot set the current z layer if there is no current image.\n");
     EXPECT_TRUE(log.take().isEmpty());
     delete a;
     delete b;
@@ -249,8 +240,8 @@ TEST(Project, ZLayersSelectScenesOfTheCurrentImage) {
     ASSERT_EQ(volume->scenes().size(), 3);
     SignalLog log(&project);
     project.addImage(volume);
-    EXPECT_EQ(log.take(), QStringList({"imageAdded(vol.tif)", "currentImageChanged(vol.tif)",
-                                       "currentSceneChanged(scene)"}));
+    EXPECT_EQ(log.take(),
+              QStringList({"imageAdded(vol.tif)", "currentImageChanged(vol.tif)", "currentSceneChanged(scene)"}));
     EXPECT_EQ(project.currentScene(), volume->scene(0));
     project.setCurrentZLayer(2);
     EXPECT_EQ(log.take(), QStringList({"currentSceneChanged(scene)"}));
@@ -264,8 +255,7 @@ TEST(Project, ZLayersSelectScenesOfTheCurrentImage) {
     EXPECT_EQ(log.take(), QStringList({"currentSceneChanged(null)"}));
     testing::internal::CaptureStderr();
     project.setCurrentZLayer(3);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Cannot set the current z layer because it is out of range.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Cannot set the current z layer because it is out of range.\n");
     EXPECT_EQ(project.currentZLayer(), -1);
 }
 
@@ -304,8 +294,8 @@ TEST(Project, DefaultLabelsAndCurrentLabelBookkeeping) {
     Label* l1 = project.createLabel();
     Label* l2 = project.createLabel();
     Label* l3 = project.createLabel();
-    EXPECT_EQ(log.take(), QStringList({"labelAdded(Label 1)", "currentLabelChanged(Label 1)",
-                                       "labelAdded(Label 2)", "labelAdded(Label 3)"}));
+    EXPECT_EQ(log.take(), QStringList({"labelAdded(Label 1)", "currentLabelChanged(Label 1)", "labelAdded(Label 2)",
+                                       "labelAdded(Label 3)"}));
     const struct {
         Label* label;
         int maskId;
@@ -339,8 +329,7 @@ TEST(Project, DefaultLabelsAndCurrentLabelBookkeeping) {
     EXPECT_EQ(project.labels()[12]->color(), QColor(Qt::darkGray));
     EXPECT_EQ(project.labels()[13]->color(), QColor(Qt::red));
     EXPECT_EQ(project.labels()[14]->color(), QColor(Qt::green));
-    EXPECT_DOUBLE_EQ(project.labels()[14]->opacity(), 0.25)
-        << "new labels take the project's default opacity";
+    EXPECT_DOUBLE_EQ(project.labels()[14]->opacity(), 0.25) << "new labels take the project's default opacity";
     log.take();
     project.setCurrentLabelIndex(99);
     project.setCurrentLabelIndex(project.currentLabelIndex());
@@ -425,8 +414,7 @@ TEST(Project, DestructionReportsTheMissingZLayer) {
     project->addImage(makeImage(project, "a"));
     testing::internal::CaptureStderr();
     delete project;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Cannot set the current z layer if there is no current image.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Cannot set the current z layer if there is no current image.\n");
 }
 
 namespace {

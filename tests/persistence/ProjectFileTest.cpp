@@ -41,6 +41,7 @@
 #include <limits>
 #include <memory>
 #include <sys/resource.h>
+#include <tuple>
 #include <unistd.h>
 
 using namespace pxm;
@@ -84,6 +85,26 @@ QString describe(const QGraphicsItem* item) {
     else if (auto* path = dynamic_cast<const QGraphicsPathItem*>(item))
         QDebug(&geometry) << "path pixels" << pathPixels(path->path());
     return geometry;
+}
+
+/// Every property of a label, doubles to the last bit, comparable as text.
+QString labelText(const Label* l) {
+    QString text = l->name() + " " + l->color().name(QColor::HexArgb);
+    for (double d : {l->opacity(), l->secondaryOpacity(), l->penWidth(), double(l->id()), double(l->maskId())})
+        text += " " + QString::number(d, 'g', 17);
+    return text;
+}
+
+/// The reader's message for a file (its what() must say the same), or "read" with the number of images.
+QString readOutcome(const QString& path) {
+    Project project;
+    try {
+        ProjectReader::read(path, &project);
+        return QString("read %1").arg(project.images().size());
+    } catch (const DeserializationError& e) {
+        EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
+        return e.message();
+    }
 }
 
 QStringList describeScene(const Scene* scene) {
@@ -153,17 +174,8 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
         Project read;
         ProjectReader::read(dir.path(name), &read);
         ASSERT_EQ(read.labels().size(), 2);
-        for (int i = 0; i < 2; ++i) {
-            const Label* a = original.labels()[i];
-            const Label* b = read.labels()[i];
-            EXPECT_EQ(b->name(), a->name());
-            EXPECT_EQ(b->color(), a->color());
-            EXPECT_DOUBLE_EQ(b->opacity(), a->opacity());
-            EXPECT_EQ(b->id(), a->id());
-            EXPECT_EQ(b->maskId(), a->maskId());
-            EXPECT_DOUBLE_EQ(b->secondaryOpacity(), a->secondaryOpacity());
-            EXPECT_DOUBLE_EQ(b->penWidth(), a->penWidth());
-        }
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(labelText(read.labels()[i]), labelText(original.labels()[i]));
         ASSERT_EQ(read.images().size(), 2);
         EXPECT_EQ(read.currentImageIndex(), 0);
         EXPECT_EQ(read.setting("View.cameraMode").toInt(), 2);
@@ -173,24 +185,19 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
             // Relative paths were taken from the current directory, which is no part of the
             // project's folder: they are kept absolute.
             EXPECT_EQ(b->imagePath(), QFileInfo(a->imagePath()).absoluteFilePath());
-            EXPECT_EQ(b->maskPath(), a->maskPath());
-            EXPECT_EQ(b->width(), a->width());
-            EXPECT_EQ(b->height(), a->height());
-            EXPECT_EQ(b->depth(), a->depth());
-            EXPECT_EQ(b->colorChannels(), a->colorChannels());
+            const auto geometry = [](const LabeledImage* m) {
+                return std::make_tuple(m->maskPath(), m->width(), m->height(), m->depth(), m->colorChannels());
+            };
+            EXPECT_EQ(geometry(b), geometry(a));
             EXPECT_EQ(b->imageState(), LabeledImage::ImageState::NotLoaded);
             ASSERT_EQ(b->scenes().size(), a->scenes().size());
-            for (int z = 0; z < a->scenes().size(); ++z) {
+            for (int z = 0; z < a->scenes().size(); ++z)
                 EXPECT_EQ(describeScene(b->scene(z)), describeScene(a->scene(z))) << "image " << i << " layer " << z;
-            }
             // Regions, pen widths and all: the main output is the same after a reopen.
             const std::unique_ptr<KYVO::CImage> before(a->createLabelMask());
             const std::unique_ptr<KYVO::CImage> after(b->createLabelMask());
             ASSERT_TRUE(before && after);
-            int differ = 0;
-            for (std::size_t v = 0; v < before->byteCount(); ++v)
-                differ += before->data()[v] != after->data()[v];
-            EXPECT_EQ(differ, 0) << "voxels of the full mask of image " << i;
+            EXPECT_EQ(std::memcmp(before->data(), after->data(), before->byteCount()), 0) << "full mask of image " << i;
         }
     }
 }
@@ -328,8 +335,7 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
     ASSERT_TRUE(pxmtest::writeFile(dir.path("old.json.gz"), old));
     ASSERT_TRUE(pxmtest::writeFile(dir.path("plain-file"), old));
     ASSERT_TRUE(QDir(dir.path()).mkdir("folder.json"));
-    const QStringList before =
-        QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    const QStringList before = QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     // A file size limit makes the write itself fail part way, even for root.
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
@@ -339,9 +345,8 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
         QString target;
         bool limited;
     };
-    for (const Case& c :
-         {Case{"folder.json", false}, Case{"plain-file/p.json", false}, Case{"missing/p.json.gz", false},
-          Case{"old.json", true}, Case{"old.json.gz", true}}) {
+    for (const Case& c : {Case{"folder.json", false}, Case{"plain-file/p.json", false},
+                          Case{"missing/p.json.gz", false}, Case{"old.json", true}, Case{"old.json.gz", true}}) {
         SCOPED_TRACE(c.target.toStdString());
         const QString target = dir.path(c.target);
         if (c.limited)
@@ -369,8 +374,7 @@ TEST(ProjectFile, ReadOnlyDirectoryRefusesTheWrite) {
     ASSERT_TRUE(pxmtest::writeFile(dir.path("p.json"), "old"));
     QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     EXPECT_THROW(ProjectSerializer::write(&sample.project, dir.path("p.json"), false), SerializationError);
-    QFile::setPermissions(dir.path(),
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     EXPECT_EQ(pxmtest::readFile(dir.path("p.json")), "old");
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
 }
@@ -428,8 +432,7 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"settings\":{", "\"settings\":[],\"s\":{", "Project: Expected 'settings' to be an object."},
         {"pxm::Label", "Label", "Label: Expected a JSON object with '$type' 'Label'."},
         {"\"name\":\"cell\"", "\"name\":null", "Label: Expected 'name' to be a string."},
-        {"\"$type\":\"QColor\"", "\"$type\":\"QColour\"",
-         "QColor: Expected a JSON object with '$type' 'QColor'."},
+        {"\"$type\":\"QColor\"", "\"$type\":\"QColour\"", "QColor: Expected a JSON object with '$type' 'QColor'."},
         {"\"red\":1", "\"red\":true", "QColor: Expected 'red' to be a number."},
         {"\"green\":2", "\"grun\":2", "QColor: Expected 'green' to be a number."},
         {"\"blue\":3", "\"blue\":[3]", "QColor: Expected 'blue' to be a number."},
@@ -457,10 +460,8 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         // Sizes no image can have: checked against the scenes before anything is created.
         {"\"depth\":1", "\"depth\":1e9", "Image: The size of 'scenes' does not match the image's' depth."},
         {"\"depth\":1", "\"depth\":-1", "Image: The size of 'scenes' does not match the image's' depth."},
-        {"\"width\":40", "\"width\":-40",
-         "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
-        {"\"height\":30", "\"height\":1e10",
-         "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
+        {"\"width\":40", "\"width\":-40", "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
+        {"\"height\":30", "\"height\":1e10", "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
         {"pxm::Scene", "Scene", "Scene: Expected a JSON object with '$type' 'Scene'."},
         {"\"zLayer\":0,", "", "Scene: No 'zLayer' entry found."},
         {"\"zLayer\":0", "\"zLayer\":\"0\"", "Scene: Expected 'zLayer' to be a number."},
@@ -469,8 +470,7 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"labelItems\":[", "\"labelItems\":0,\"a\":[", "Scene: Expected 'labelItems' to be an array."},
         {"QGraphicsRectItem", "QGraphicsSquareItem",
          "QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type."},
-        {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"",
-         "QRectF: Expected a JSON object with '$type' 'QRectF'."},
+        {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"", "QRectF: Expected a JSON object with '$type' 'QRectF'."},
         {"\"x0\":1", "\"x0\":\"1\"", "QRectF: Expected 'x0' to be a number."},
         {"\"x1\":5", "\"x1\":null", "QRectF: Expected 'x1' to be a number."},
         {"\"y0\":2", "\"y\":2", "QRectF: Expected 'y0' to be a number."},
@@ -479,15 +479,12 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
          "QTransform: Expected a JSON object with '$type' 'QTransform'."},
         {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0]",
          "QTransform: Expected 'values' to be a JSON array with 9 numbers."},
-        {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]",
-         "QTransform: Expected 'values' to contain only numbers."},
+        {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]", "QTransform: Expected 'values' to contain only numbers."},
         {"\"labelId\":7", "\"labelId\":\"7\"", "QGraphicsItem: Expected 'labelId' to be a number."},
         {"\"labelId\":7", "\"labelId\":4294967296",
          "QGraphicsItem: Expected 'labelId' to be a whole number within 32 bits."},
-        {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"",
-         "QLineF: Expected a JSON object with '$type' 'QLineF'."},
-        {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11",
-         "QPointF: Expected a JSON object with '$type' 'QPointF'."},
+        {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"", "QLineF: Expected a JSON object with '$type' 'QLineF'."},
+        {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11", "QPointF: Expected a JSON object with '$type' 'QPointF'."},
         {"\"x\":11", "\"x\":\"11\"", "QPointF: Expected 'x' to be a number."},
         {"\"y\":12", "\"y\":null", "QPointF: Expected 'y' to be a number."},
         {"\"$type\":\"QPolygonF\"", "\"$type\":\"QPolygon\"",
@@ -504,10 +501,8 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         // An empty find stands for a whole document of its own.
         {"", "[{\"$type\":\"pxm::Project\"}]", "Expected a JSON document at '%1'."},
         {"", "", "Expected a JSON document at '%1'."},
-        {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}",
-         "Expected a JSON document at '%1'."},
-        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}",
-         "Expected a JSON document at '%1'."},
+        {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}", "Expected a JSON document at '%1'."},
+        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}", "Expected a JSON document at '%1'."},
     };
     pxmtest::TempDir dir;
     const QString fileName = dir.path("p.json");
@@ -516,32 +511,16 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         const QByteArray text = c.find.isEmpty() ? c.with : replaced(c.find, c.with);
         ASSERT_TRUE(c.find.isEmpty() || !text.isEmpty()) << "no text to replace";
         ASSERT_TRUE(pxmtest::writeFile(fileName, text));
-        Project project;
-        try {
-            ProjectReader::read(fileName, &project);
-            ADD_FAILURE() << "no error";
-        } catch (const DeserializationError& e) {
-            EXPECT_EQ(e.message(), c.message.contains("%1") ? c.message.arg(fileName) : c.message);
-        }
+        EXPECT_EQ(readOutcome(fileName), c.message.contains("%1") ? c.message.arg(fileName) : c.message);
     }
     // The file itself: missing, a directory, and damaged gzip data.
-    ASSERT_TRUE(
-        pxmtest::writeFile(dir.path("broken.json.gz"), QByteArray::fromHex("1f8b0800000000000003abcc")));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("broken.json.gz"), QByteArray::fromHex("1f8b0800000000000003abcc")));
     const QList<QPair<QString, QString>> files = {{dir.path("none.json"), "Could not open '%1'."},
                                                   {dir.path("none.json.gz"), "Could not open '%1'."},
                                                   {dir.path(), "Could not open '%1'."},
                                                   {dir.path("broken.json.gz"), "Could not read '%1'."}};
-    for (const auto& file : files) {
-        SCOPED_TRACE(file.first.toStdString());
-        Project project;
-        try {
-            ProjectReader::read(file.first, &project);
-            ADD_FAILURE() << "no error";
-        } catch (const DeserializationError& e) {
-            EXPECT_EQ(e.message(), file.second.arg(file.first));
-            EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
-        }
-    }
+    for (const auto& file : files)
+        EXPECT_EQ(readOutcome(file.first), file.second.arg(file.first));
 }
 
 TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
@@ -618,10 +597,8 @@ QByteArray document(const QList<Declared>& images) {
                     .arg(i)
                     .toUtf8();
         for (int z = 0; z < d.depth; ++z)
-            text += QString(R"(%1{"$type":"pxm::Scene","zLayer":%2,"labelItems":[]})")
-                        .arg(z ? "," : "")
-                        .arg(z)
-                        .toUtf8();
+            text +=
+                QString(R"(%1{"$type":"pxm::Scene","zLayer":%2,"labelItems":[]})").arg(z ? "," : "").arg(z).toUtf8();
         text += "]}";
     }
     return text + "]}";
@@ -632,13 +609,7 @@ QString readBack(const QByteArray& text) {
     pxmtest::TempDir dir;
     const QString path = dir.path("p.json");
     pxmtest::writeFile(path, text);
-    Project project;
-    try {
-        ProjectReader::read(path, &project);
-        return QString("read %1").arg(project.images().size());
-    } catch (const DeserializationError& e) {
-        return e.message();
-    }
+    return readOutcome(path);
 }
 
 struct BudgetScope {
@@ -649,13 +620,11 @@ struct BudgetScope {
 } // namespace
 
 TEST(ProjectLimits, AbsurdSizesAreRefusedOnAnyMachine) {
-    EXPECT_EQ(
-        readBack(document({{4294967295.0, 4294967295.0, 1}})),
-        "Image: The declared size 4294967295 x 4294967295 x 1 does not fit in the memory of this machine.");
+    EXPECT_EQ(readBack(document({{4294967295.0, 4294967295.0, 1}})),
+              "Image: The declared size 4294967295 x 4294967295 x 1 does not fit in the memory of this machine.");
     EXPECT_EQ(readBack(document({{1 << 20, 1 << 20, 3, 3}})),
               "Image: The declared size 1048576 x 1048576 x 3 does not fit in the memory of this machine.");
-    EXPECT_EQ(readBack(document({{2048, 2048, 3, 3}, {0, 0, 2}})), "read 2")
-        << "real sizes and unknown ones pass";
+    EXPECT_EQ(readBack(document({{2048, 2048, 3, 3}, {0, 0, 2}})), "read 2") << "real sizes and unknown ones pass";
 }
 
 TEST(ProjectLimits, TheBudgetBoundsEachImageAndAllLayersTogether) {
@@ -668,10 +637,8 @@ TEST(ProjectLimits, TheBudgetBoundsEachImageAndAllLayersTogether) {
     };
     const QList<Case> cases = {
         {{{512, 400, 1, 3}}, "read 1"},
-        {{{512, 512, 1, 3}},
-         "Image: The declared size 512 x 512 x 1 does not fit in the memory of this machine."},
-        {{{256, 256, 6, 1}},
-         "Image: The declared size 256 x 256 x 6 does not fit in the memory of this machine."},
+        {{{512, 512, 1, 3}}, "Image: The declared size 512 x 512 x 1 does not fit in the memory of this machine."},
+        {{{256, 256, 6, 1}}, "Image: The declared size 256 x 256 x 6 does not fit in the memory of this machine."},
         {{{1, 1, 200}, {1, 1, 50}}, "read 2"},
         {{{1, 1, 300}}, "Image: The declared size 1 x 1 x 300 does not fit in the memory of this machine."},
         // Each image fits alone; their scenes together do not.
@@ -714,26 +681,26 @@ void fill(Project& project) {
     project.setCurrentImageIndex(1);
 }
 
-std::string serializerText(const Project& project) {
+template <class Write> std::string jsonText(const Write& write) {
     std::string text;
     JsonTextWriter out([&text](std::string& piece) { text += piece; });
-    ProjectSerializer::write(out, project);
+    write(out);
     out.finish();
     return text;
+}
+
+std::string serializerText(const Project& p) {
+    return jsonText([&](JsonTextWriter& out) { ProjectSerializer::write(out, p); });
+}
+
+std::string snapshotText(const RecoverySnapshot& s) {
+    return jsonText([&](JsonTextWriter& out) { s.writeProject(out); });
 }
 
 /// The document with each scene's items in a fixed order: reading a project file back
 /// stacks its items the other way round.
 QJsonObject normalised(const std::string& text) {
     return pxmtest::withSortedItems(QByteArray::fromStdString(text));
-}
-
-std::string snapshotText(const RecoverySnapshot& snapshot) {
-    std::string text;
-    JsonTextWriter out([&text](std::string& piece) { text += piece; });
-    snapshot.writeProject(out);
-    out.finish();
-    return text;
 }
 
 KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
@@ -748,8 +715,7 @@ protected:
     void SetUp() override {
         // A recovery folder of this process's own: tests run side by side.
         m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" +
-                                             QString::number(QCoreApplication::applicationPid()));
+        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
         QDir(RecoveryFolder::root()).removeRecursively();
     }
     void TearDown() override {
@@ -975,17 +941,15 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
         if (!qtAccepts)
             continue;
         const QJsonValue value = tree.root().toQJsonValue();
-        const QJsonDocument again =
-            value.isObject() ? QJsonDocument(value.toObject()) : QJsonDocument(value.toArray());
+        const QJsonDocument again = value.isObject() ? QJsonDocument(value.toObject()) : QJsonDocument(value.toArray());
         EXPECT_EQ(again.toJson(), qt.toJson());
     }
 }
 
 TEST(JsonTree, FindsMembersAndElements) {
     JsonTree tree;
-    ASSERT_TRUE(
-        tree.parse("{\"$type\": \"pxm::Scene\", \"n\": 2.5, \"list\": [\"x\", {}], \"k\\u0065y\": \"v\", "
-                   "\"n\": 3}"));
+    ASSERT_TRUE(tree.parse("{\"$type\": \"pxm::Scene\", \"n\": 2.5, \"list\": [\"x\", {}], \"k\\u0065y\": \"v\", "
+                           "\"n\": 3}"));
     const JsonTree::Value root = tree.root();
     EXPECT_TRUE(root.member("$type").equals("pxm::Scene"));
     EXPECT_FALSE(root.member("$type").equals("pxm::Scen"));
@@ -1005,10 +969,30 @@ TEST(JsonTree, FindsMembersAndElements) {
 
 // Qt's JSON writer is the reference: every number must print as QJsonDocument prints it.
 TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
-    QList<double> numbers = {0.0, -0.0, 1, -1, 0.5, 0.1, 0.0001, 0.00012345, 1e-5, -1.5e-7, 5e-324, 1e-300,
-                             123456789.5, 4294967295.0, 1e15, 1e17, 9007199254740993.0, -9223372036854775808.0,
-                             9223372036854775808.0, 1e20, -1.7976931348623157e308, 0.30000000000000004,
-                             std::numeric_limits<double>::denorm_min(), std::nextafter(1.0, 2.0),
+    QList<double> numbers = {0.0,
+                             -0.0,
+                             1,
+                             -1,
+                             0.5,
+                             0.1,
+                             0.0001,
+                             0.00012345,
+                             1e-5,
+                             -1.5e-7,
+                             5e-324,
+                             1e-300,
+                             123456789.5,
+                             4294967295.0,
+                             1e15,
+                             1e17,
+                             9007199254740993.0,
+                             -9223372036854775808.0,
+                             9223372036854775808.0,
+                             1e20,
+                             -1.7976931348623157e308,
+                             0.30000000000000004,
+                             std::numeric_limits<double>::denorm_min(),
+                             std::nextafter(1.0, 2.0),
                              std::nextafter(0.0001, 0.0)};
     QRandomGenerator random(3);
     for (int i = 0; i < 5000; ++i) {
@@ -1045,8 +1029,8 @@ TEST(JsonTextWriter, ProjectTextIsQtsIndentedForm) {
         image->setMaskPath(depth == 1 ? "" : "m\x01.pgm");
         image->createScenes();
         project.addImage(image);
-        image->scene(0)->addLabelItem(
-            new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})), label);
+        image->scene(0)->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})),
+                                      label);
         image->scene(0)->addLabelItem(new QGraphicsPathItem, label);
         auto* rect = new QGraphicsRectItem(0.25, 1, 3, 4);
         rect->setTransform(QTransform().rotate(33).scale(1.5, 0.2));

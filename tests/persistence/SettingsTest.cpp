@@ -43,8 +43,7 @@ TEST_F(SettingsTest, ViewPageShowsModeByItemDataAndWritesChangesAtOnce) {
     ViewSettings page(&project);
     QComboBox* mode = page.cameraModeBox();
     ASSERT_EQ(mode->count(), 3);
-    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(),
-                              mode->itemData(2).toString()};
+    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(), mode->itemData(2).toString()};
     EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
     EXPECT_DOUBLE_EQ(page.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
     // Defaults when the project has no values.
@@ -171,9 +170,8 @@ TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
     QStringList titles;
     for (SettingsPage* page : dialog.pages())
         titles << page->title();
-    EXPECT_EQ(titles, QStringList({"View", "Rect Tool", "Ellipse Tool", "Freehand Tool", "Eraser Tool",
-                                   "Serialization", "Status Line", "Script Settings", "Label Settings",
-                                   "Reannotation"}));
+    EXPECT_EQ(titles, QStringList({"View", "Rect Tool", "Ellipse Tool", "Freehand Tool", "Eraser Tool", "Serialization",
+                                   "Status Line", "Script Settings", "Label Settings", "Reannotation"}));
     auto* rect = qobject_cast<RectToolSettings*>(dialog.pages()[1]);
     ASSERT_NE(rect, nullptr);
     EXPECT_EQ(rect->widthBox()->value(), 40) << "the dialog shows the project's values when built";
@@ -190,8 +188,8 @@ TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
     QApplication::setActiveWindow(&dialog);
     const auto wheel = [](QWidget* w, int dy) {
         const QPointF centre = QRectF(w->rect()).center();
-        QWheelEvent event(centre, QPointF(w->mapToGlobal(centre.toPoint())), QPoint(), QPoint(0, dy), Qt::NoButton, Qt::NoModifier,
-                          Qt::NoScrollPhase, false);
+        QWheelEvent event(centre, QPointF(w->mapToGlobal(centre.toPoint())), QPoint(), QPoint(0, dy), Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
         QApplication::sendEvent(w, &event);
     };
     const auto state = [](QWidget* w) -> QVariant {
@@ -264,10 +262,8 @@ TEST_F(SettingsTest, ReannotationRulesShowAsRowsAndEditsReachProjectAndUserSetti
     EXPECT_EQ(ReannotationRules::fromProject(&project).rules().size(), 2);
     page.table()->setCurrentCell(0, 0);
     page.removeButton()->click();
-    EXPECT_EQ(ReannotationRules::fromProject(&project).rules(),
-              QList<ReannotationRule>({{"Shift+D", "", "dog"}}));
+    EXPECT_EQ(ReannotationRules::fromProject(&project).rules(), QList<ReannotationRule>({{"Shift+D", "", "dog"}}));
     // A new project takes the user's rules from the registry.
     Project next;
-    EXPECT_EQ(ReannotationRules::fromProject(&next).rules(),
-              ReannotationRules::fromProject(&project).rules());
+    EXPECT_EQ(ReannotationRules::fromProject(&next).rules(), ReannotationRules::fromProject(&project).rules());
 }

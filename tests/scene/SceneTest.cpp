@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "scene/Scene.h"
+
 #include "model/Label.h"
 #include "model/Project.h"
 #include "model/commands/LabelCommands.h"
@@ -10,7 +12,6 @@
 #include "scene/MaskFlood.h"
 #include "scene/MaskItem.h"
 #include "scene/MaskPalette.h"
-#include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
 #include "scene/commands/ItemCommands.h"
 #include "scene/commands/MaskItemFlood.h"
@@ -522,8 +523,8 @@ int maxChannelDifference(const QImage& a, const QImage& b) {
     for (int y = 0; y < a.height(); ++y)
         for (int x = 0; x < a.width(); ++x) {
             const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
-                              std::abs(qBlue(p) - qBlue(q))});
+            worst = std::max(
+                {worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)), std::abs(qBlue(p) - qBlue(q))});
         }
     return worst;
 }
@@ -552,8 +553,7 @@ TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
             QStyleOptionGraphicsItem option;
             option.exposedRect = item.boundingRect();
             const QImage ours = render([&](QPainter& p) { item.paint(&p, &option, nullptr); }, scale);
-            const QImage reference =
-                render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
+            const QImage reference = render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
             EXPECT_LE(maxChannelDifference(ours, reference), 1);
         }
     }
@@ -634,8 +634,12 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     image->ensureEraseOverlay();
     image->eraseOverlay()->voxel(1, 1, 1)[0] = 1;
     const std::vector<uint8_t> before(m, m + 40);
-    for (const auto& [start, value] : {std::pair{QPoint(3, 0), 7}, {QPoint(5, 0), 7}, {QPoint(0, 4), 7},
-                                       {QPoint(-1, 0), 7}, {QPoint(2, 0), 6}, {QPoint(1, 1), 7}})
+    for (const auto& [start, value] : {std::pair{QPoint(3, 0), 7},
+                                       {QPoint(5, 0), 7},
+                                       {QPoint(0, 4), 7},
+                                       {QPoint(-1, 0), 7},
+                                       {QPoint(2, 0), 6},
+                                       {QPoint(1, 1), 7}})
         scene->maskItem()->flood(start, value);
     EXPECT_EQ(std::vector<uint8_t>(m, m + 40), before);
     EXPECT_EQ(scene->maskItem()->value(QPoint(4, 3)), 2);

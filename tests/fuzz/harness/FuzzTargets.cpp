@@ -129,9 +129,9 @@ const std::vector<FuzzTarget>& fuzzTargets() {
     static const std::vector<FuzzTarget> targets = {
         {"project", "input.json", readProject},
         {"project_gz", "input.json.gz", readProject},
-        {"karo", "input.mark", import<pxm::KAROMarkReader>},
-        {"voc", "input.voc", import<pxm::VOCReader>},
-        {"labelme", "input.json", import<pxm::LabelMeReader>},
+        {"karo", "input.mark", import <pxm::KAROMarkReader>},
+        {"voc", "input.voc", import <pxm::VOCReader>},
+        {"labelme", "input.json", import <pxm::LabelMeReader>},
         {"registry", "registry/Fuzz.json", readRegistry},
         {"netpbm", "input.pgm", loadImage},
         {"tiff", "input.tif", loadImage},

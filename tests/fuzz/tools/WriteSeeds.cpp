@@ -222,13 +222,12 @@ void writeImages() {
         CValueMap options;
         if (s.compression)
             options.SetString("compression", s.compression);
-        CImageIo2::Save((targetDir(s.target) + "/" + s.name).toStdString(), pattern(s.type, s.w, s.h, s.d),
-                        &options);
+        CImageIo2::Save((targetDir(s.target) + "/" + s.name).toStdString(), pattern(s.type, s.w, s.h, s.d), &options);
         ++g_written;
     }
     // Nothing here writes GIF; the smallest well-formed one, a 1x1 two-colour image, stands in.
-    static const unsigned char gif[] = {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0x80, 0, 0, 0xff, 0xff, 0xff, 0, 0,
-                                        0,   0x2c, 0,  0,   0,   0,   1, 0, 1, 0, 0,    2, 2, 0x44, 1,    0,    0x3b};
+    static const unsigned char gif[] = {'G', 'I',  'F', '8', '9', 'a', 1, 0, 1, 0, 0x80, 0, 0, 0xff, 0xff, 0xff, 0,   0,
+                                        0,   0x2c, 0,   0,   0,   0,   1, 0, 1, 0, 0,    2, 2, 0x44, 1,    0,    0x3b};
     saveBytes("gif", "pixel.gif", QByteArray(reinterpret_cast<const char*>(gif), int(sizeof gif)));
 }
 
