@@ -449,7 +449,7 @@ TEST_F(TransformationTest, PressOutsideDetachesAndDeleteRemovesInOneStep) {
 
 using RulerTest = ToolFixture;
 
-TEST_F(RulerTest, StraightRightOnScreenIs360AndTheOverlayGoesOnTheNextClick) {
+TEST_F(RulerTest, StraightRightOnScreenIs360WhateverTheRotationAndTheOverlayGoesOnTheNextClick) {
     view->setTool(ToolType::Ruler);
     const auto readout = [this] { return tool<Ruler>()->readout()->toPlainText(); };
     const int itemsBefore = scene()->items().size();
@@ -470,15 +470,11 @@ TEST_F(RulerTest, StraightRightOnScreenIs360AndTheOverlayGoesOnTheNextClick) {
     EXPECT_FALSE(tool<Ruler>()->measuring());
     EXPECT_EQ(scene()->items().size(), itemsBefore);
     EXPECT_EQ(stack()->count(), 0);
-}
 
-TEST_F(RulerTest, ReferenceRunsRightOnScreenWhateverTheRotation) {
+    // The reference runs right on screen: after a quarter turn that is down the image.
     view->rotateRight();
     view->centerOn(100, 100);
-    view->setTool(ToolType::Ruler);
-    const auto readout = [this] { return tool<Ruler>()->readout()->toPlainText(); };
     click({100, 100});
-    // On screen straight right of the start: after a quarter turn that is down the image.
     const QPoint s = at({100, 100});
     move(view->mapToScene(s + QPoint(50, 0)));
     const QLineF reference = tool<Ruler>()->referenceLine()->line();

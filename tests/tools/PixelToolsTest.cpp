@@ -364,7 +364,7 @@ TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     EXPECT_EQ(stack()->count(), 0);
 }
 
-TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
+TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthAndShapeSettings) {
     auto* tool = useTool<FreehandTool>(ToolType::Freehand, 6);
     move({40, 30});
     ASSERT_NE(tool->brushCursor(), nullptr);
@@ -402,9 +402,7 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthSetting) {
     EXPECT_EQ(shapes->currentData().toString(), "Square");
     EXPECT_EQ(disc(), nullptr);
     EXPECT_EQ(tool->brushCursor()->brush().style(), Qt::SolidPattern);
-}
-
-TEST_F(PixelToolTest, CtrlPlusZoomsOnThePressAndWidensTheBrushOnTheRelease) {
+    // Ctrl+plus zooms on the press and widens the brush of either tool on the release.
     for (const ToolType type : {ToolType::Freehand, ToolType::Eraser}) {
         const QString setting =
             type == ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth";
@@ -439,7 +437,6 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     EXPECT_EQ(rect->scene(), nullptr) << "touched at its edge, removed whole";
     EXPECT_EQ(far->scene(), scene());
     EXPECT_EQ(stack()->count(), 1);
-    EXPECT_EQ(stack()->text(0), "erase");
     EXPECT_EQ(stack()->command(0)->childCount(), 10) << "one command per brush square";
     const QStringList after = snapshot();
     expectUndoRedo(before, after);
@@ -507,7 +504,6 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
     project.setCurrentLabel(label);
     click({15, 15});
     ASSERT_EQ(stack()->count(), 1);
-    EXPECT_EQ(stack()->text(0), "Reassign label.");
     EXPECT_EQ(maskAt(29, 29), label->maskId()) << "masks hold mask ids";
     EXPECT_EQ(maskAt(9, 9), 0);
     stack()->undo();
