@@ -15,6 +15,7 @@
 #include "platform/Vandu.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -52,25 +53,13 @@ void saveBytes(const char* target, const QString& name, const QByteArray& bytes)
     ++g_written;
 }
 
-pxm::LabeledImage* addImage(pxm::Project& project, const QString& path, uint32_t w, uint32_t h, uint32_t d) {
-    auto* image = new pxm::LabeledImage(&project);
-    image->setWidth(w);
-    image->setHeight(h);
-    image->setDepth(d);
-    image->setColorChannels(1);
-    image->setImagePath(path);
-    image->createScenes();
-    project.addImage(image);
-    return image;
-}
-
 /// Two labels and a 24 x 16 image with one item of each kind of shape, one of them rotated.
 pxm::LabeledImage* addShapes(pxm::Project& project) {
     pxm::Label* a = project.createLabel();
     a->setName("cell");
     pxm::Label* b = project.createLabel();
     b->setName("nucleus");
-    pxm::LabeledImage* image = addImage(project, "cells.png", 24, 16, 1);
+    pxm::LabeledImage* image = pxmtest::addImageByPath(project, "cells.png", 24, 16, 1);
     pxm::Scene* scene = image->scene(0);
     scene->addLabelItem(new QGraphicsRectItem(2, 3, 10, 6), a);
     scene->addLabelItem(new QGraphicsEllipseItem(12, 4, 8, 5), b);
@@ -91,7 +80,7 @@ void writeProjects() {
     addShapes(project);
     pxm::Label* b = project.labels()[1];
     b->setMaskId(7);
-    pxm::LabeledImage* stack = addImage(project, "stack.tif", 8, 8, 2);
+    pxm::LabeledImage* stack = pxmtest::addImageByPath(project, "stack.tif", 8, 8, 2);
     stack->setMaskPath("stack_mask.okav.gz");
     stack->scene(1)->addLabelItem(new QGraphicsRectItem(1, 1, 3, 3), b);
     project.setCurrentImageIndex(0);
@@ -182,42 +171,28 @@ void writeImages() {
         const char *target, *name;
         EnImageType type;
         std::size_t w, h, d;
-        const char* compression;
+        const char* compression = nullptr;
     };
+    // clang-format off
     const Seed seeds[] = {
-        {"netpbm", "bool.pbm", IMAGE_BOOL, 9, 5, 1, nullptr},
-        {"netpbm", "grey.pgm", IMAGE_GREY_8, 6, 4, 1, nullptr},
-        {"netpbm", "grey16.pgm", IMAGE_GREY_16, 5, 3, 1, nullptr},
-        {"netpbm", "rgb.ppm", IMAGE_RGB_8I, 4, 3, 1, nullptr},
-        {"netpbm", "float.pfm", IMAGE_GREY_F, 3, 3, 1, nullptr},
-        {"netpbm", "grey.pam", IMAGE_GREY_8, 4, 2, 1, nullptr},
-        {"netpbm", "stack.pgm", IMAGE_GREY_8, 4, 3, 2, nullptr},
-        {"tiff", "grey.tif", IMAGE_GREY_8, 6, 4, 1, nullptr},
+        {"netpbm", "bool.pbm", IMAGE_BOOL, 9, 5, 1}, {"netpbm", "grey.pgm", IMAGE_GREY_8, 6, 4, 1},
+        {"netpbm", "grey16.pgm", IMAGE_GREY_16, 5, 3, 1}, {"netpbm", "rgb.ppm", IMAGE_RGB_8I, 4, 3, 1},
+        {"netpbm", "float.pfm", IMAGE_GREY_F, 3, 3, 1}, {"netpbm", "grey.pam", IMAGE_GREY_8, 4, 2, 1},
+        {"netpbm", "stack.pgm", IMAGE_GREY_8, 4, 3, 2}, {"tiff", "grey.tif", IMAGE_GREY_8, 6, 4, 1},
         {"tiff", "rgb-lzw.tif", IMAGE_RGB_8I, 5, 4, 1, "lzw"},
         {"tiff", "grey16-deflate.tif", IMAGE_GREY_16, 4, 4, 1, "deflate"},
-        {"tiff", "bool-packbits.tif", IMAGE_BOOL, 10, 3, 1, "packbits"},
-        {"tiff", "float.tif", IMAGE_GREY_F, 3, 2, 1, nullptr},
-        {"tiff", "stack.tif", IMAGE_GREY_8, 4, 3, 3, nullptr},
-        {"png", "grey.png", IMAGE_GREY_8, 6, 4, 1, nullptr},
-        {"png", "grey16.png", IMAGE_GREY_16, 5, 3, 1, nullptr},
-        {"png", "rgb.png", IMAGE_RGB_8I, 4, 4, 1, nullptr},
-        {"png", "bool.png", IMAGE_BOOL, 9, 3, 1, nullptr},
-        {"jpeg", "grey.jpg", IMAGE_GREY_8, 8, 8, 1, nullptr},
-        {"jpeg", "rgb.jpg", IMAGE_RGB_8I, 9, 7, 1, nullptr},
-        {"bmp", "grey.bmp", IMAGE_GREY_8, 5, 3, 1, nullptr},
-        {"bmp", "rgb.bmp", IMAGE_RGB_8I, 4, 3, 1, nullptr},
-        {"bmp", "bool.bmp", IMAGE_BOOL, 11, 2, 1, nullptr},
-        {"ico", "rgb.ico", IMAGE_RGB_8I, 16, 16, 1, nullptr},
-        {"jp2", "grey.jp2", IMAGE_GREY_8, 6, 5, 1, nullptr},
-        {"jp2", "rgb.jp2", IMAGE_RGB_8I, 4, 4, 1, nullptr},
-        {"j2k", "grey16.j2k", IMAGE_GREY_16, 5, 4, 1, nullptr},
-        {"j2k", "bool.j2k", IMAGE_BOOL, 7, 3, 1, nullptr},
-        {"okav", "stack.okav", IMAGE_GREY_8, 4, 3, 2, nullptr},
-        {"okav", "rgb.okav", IMAGE_RGB_8I, 3, 2, 1, nullptr},
-        {"okav", "float.okav", IMAGE_GREY_F, 2, 2, 2, nullptr},
-        {"okav_gz", "stack.okav.gz", IMAGE_GREY_8, 4, 3, 2, nullptr},
-        {"okav_gz", "grey16.okav.gz", IMAGE_GREY_16, 3, 3, 1, nullptr},
-    };
+        {"tiff", "bool-packbits.tif", IMAGE_BOOL, 10, 3, 1, "packbits"}, {"tiff", "float.tif", IMAGE_GREY_F, 3, 2, 1},
+        {"tiff", "stack.tif", IMAGE_GREY_8, 4, 3, 3}, {"png", "grey.png", IMAGE_GREY_8, 6, 4, 1},
+        {"png", "grey16.png", IMAGE_GREY_16, 5, 3, 1}, {"png", "rgb.png", IMAGE_RGB_8I, 4, 4, 1},
+        {"png", "bool.png", IMAGE_BOOL, 9, 3, 1}, {"jpeg", "grey.jpg", IMAGE_GREY_8, 8, 8, 1},
+        {"jpeg", "rgb.jpg", IMAGE_RGB_8I, 9, 7, 1}, {"bmp", "grey.bmp", IMAGE_GREY_8, 5, 3, 1},
+        {"bmp", "rgb.bmp", IMAGE_RGB_8I, 4, 3, 1}, {"bmp", "bool.bmp", IMAGE_BOOL, 11, 2, 1},
+        {"ico", "rgb.ico", IMAGE_RGB_8I, 16, 16, 1}, {"jp2", "grey.jp2", IMAGE_GREY_8, 6, 5, 1},
+        {"jp2", "rgb.jp2", IMAGE_RGB_8I, 4, 4, 1}, {"j2k", "grey16.j2k", IMAGE_GREY_16, 5, 4, 1},
+        {"j2k", "bool.j2k", IMAGE_BOOL, 7, 3, 1}, {"okav", "stack.okav", IMAGE_GREY_8, 4, 3, 2},
+        {"okav", "rgb.okav", IMAGE_RGB_8I, 3, 2, 1}, {"okav", "float.okav", IMAGE_GREY_F, 2, 2, 2},
+        {"okav_gz", "stack.okav.gz", IMAGE_GREY_8, 4, 3, 2}, {"okav_gz", "grey16.okav.gz", IMAGE_GREY_16, 3, 3, 1}};
+    // clang-format on
     for (const Seed& s : seeds) {
         CValueMap options;
         if (s.compression)
