@@ -30,12 +30,8 @@ QStringList labelColors(const pxm::Project& project) {
     return lines;
 }
 
-/// Reads one file into the project without the pause; returns the reader's messages.
-QStringList import(pxm::Project& project, const QString& path) {
-    pxm::LabelMeReader reader;
-    pxmtest::runReader(reader, project, {path});
-    return pxmtest::messageTexts(reader);
-}
+/// Writes a file and reads it into the project without the pause; returns the reader's messages.
+constexpr auto import = &pxmtest::readText<pxm::LabelMeReader>;
 
 /// A 40×30 image with one item of every kind.
 struct SmallProject {
@@ -91,11 +87,9 @@ TEST(LabelMeTest, WriterGoldenOutput) {
 TEST(LabelMeTest, WrittenFileImportsLabelsButNoItems) {
     SmallProject source;
     pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("a.json"), writeImage(source.image)));
-
     pxm::Project target;
     pxmtest::LogCapture log;
-    EXPECT_TRUE(import(target, dir.path("a.json")).isEmpty());
+    EXPECT_TRUE(import(target, dir, "a.json", writeImage(source.image)).isEmpty());
     EXPECT_EQ(pxmtest::describeImages(target), QStringList({"/data/a.png 40x30x1"}));
     EXPECT_EQ(labelColors(target), QStringList({"dog #00ff00 1.000", "cat #ff0000 1.000"}));
     EXPECT_EQ(log.lines().count("'shape' item does not have a 'shape_type' attribute."), 5);
@@ -117,10 +111,9 @@ TEST(LabelMeTest, FileOfAnotherToolWithEveryShapeAndColourForm) {
         {"label": "dot", "points": [[3, 3]], "shape_type": "point"},
         {"label": "ball", "points": [[0, 0], [2, 2]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]}
       ]})";
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("x.json"), json));
     pxm::Project project;
     pxmtest::LogCapture log;
-    EXPECT_TRUE(import(project, dir.path("x.json")).isEmpty());
+    EXPECT_TRUE(import(project, dir, "x.json", json).isEmpty());
     EXPECT_EQ(pxmtest::describeImages(project),
               QStringList({dir.path("pics/x.jpg") + " 40x30x1", "  box: rect 10 10 20 10",
                            "  ball: ellipse 10 10 20 10", "  area: polygon 0,0 4,0 4,4",
@@ -170,9 +163,8 @@ TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
         QByteArrayList shapes;
         for (int i = 0; i < c.copies; ++i)
             shapes << (i % 2 ? R"({"label": " cat ", )" : R"({"label": "cat", )") + c.shape + "}";
-        ASSERT_TRUE(pxmtest::writeFile(dir.path("c.json"), R"({"imagePath": "/abs/../x.png", "shapes": [)" +
-                                                               shapes.join(", ") + "]}"));
-        import(project, dir.path("c.json"));
+        import(project, dir, "c.json",
+               R"({"imagePath": "/abs/../x.png", "shapes": [)" + shapes.join(", ") + "]}");
         EXPECT_EQ(labelColors(project), QStringList({c.expected}));
         ASSERT_EQ(project.images().size(), 1);
         EXPECT_EQ(project.images()[0]->imagePath(), "/abs/../x.png");
@@ -215,28 +207,30 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text.left(80).toStdString());
-        ASSERT_TRUE(pxmtest::writeFile(path, c.text));
         pxm::Project project;
-        EXPECT_EQ(import(project, path), QStringList({QString("E %1 ").arg(c.line) + c.error}));
+        EXPECT_EQ(import(project, dir, "f.json", c.text),
+                  QStringList({QString("E %1 ").arg(c.line) + c.error}));
         EXPECT_TRUE(project.images().isEmpty());
         // Labels pushed before the fault stay.
         const int pushed = int(c.text.contains("\"early\"")) + int(c.text.contains("\"label\": \"x\""));
         EXPECT_EQ(project.labels().size(), pushed);
     }
     pxm::Project project;
-    EXPECT_EQ(import(project, dir.path("none.json")),
+    pxm::LabelMeReader reader;
+    pxmtest::runReader(reader, project, {dir.path("none.json")});
+    EXPECT_EQ(pxmtest::messageTexts(reader),
               QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
 }
 
 TEST(LabelMeTest, RepeatedKeysKeepTheirLastValue) {
     // Other tools write such files; the last value counts, and a replaced array must not leak.
     pxmtest::TempDir dir;
-    const QString path = dir.path("r.json");
-    ASSERT_TRUE(pxmtest::writeFile(path, R"({"imagePath": [1], "imagePath": "a.png", "shapes": [[2, 3], 4],
-        "shapes": [{"label": "x", "label": "cat", "shape_type": "rectangle",
-                    "points": [[0, 0]], "points": [[1, 2], [4, 6]]}]})"));
     pxm::Project project;
-    EXPECT_EQ(import(project, path), QStringList());
+    EXPECT_EQ(
+        import(project, dir, "r.json", R"({"imagePath": [1], "imagePath": "a.png", "shapes": [[2, 3], 4],
+        "shapes": [{"label": "x", "label": "cat", "shape_type": "rectangle",
+                    "points": [[0, 0]], "points": [[1, 2], [4, 6]]}]})"),
+        QStringList());
     ASSERT_EQ(project.images().size(), 1);
     EXPECT_EQ(project.images()[0]->imagePath(), dir.path("a.png"));
     const QList<QGraphicsItem*> items = pxmtest::labelItems(project.images()[0]->scene(0));
@@ -272,11 +266,10 @@ TEST(LabelMeTest, FaultsInSingleShapesGoToTheLog) {
     pxmtest::TempDir dir;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.shape.toStdString());
-        ASSERT_TRUE(
-            pxmtest::writeFile(dir.path("s.json"), R"({"imagePath": "a.png", "shapes": [)" + c.shape + "]}"));
         pxm::Project project;
         pxmtest::LogCapture log;
-        EXPECT_TRUE(import(project, dir.path("s.json")).isEmpty());
+        EXPECT_TRUE(import(project, dir, "s.json", R"({"imagePath": "a.png", "shapes": [)" + c.shape + "]}")
+                        .isEmpty());
         EXPECT_TRUE(log.lines().contains(c.log)) << log.lines().join(" | ").toStdString();
         EXPECT_EQ(project.labels().size(), c.labels);
         if (c.labels) {
@@ -289,13 +282,12 @@ TEST(LabelMeTest, FaultsInSingleShapesGoToTheLog) {
 
 TEST(LabelMeTest, HostileNumbersAreBounded) {
     pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(
-        dir.path("h.json"),
-        R"({"imagePath": "/h.png", "imageWidth": 1e300, "imageHeight": -5, "shapes": [)"
-        R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},)"
-        R"({"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]}]})"));
     pxm::Project project;
-    EXPECT_TRUE(import(project, dir.path("h.json")).isEmpty());
+    EXPECT_TRUE(import(project, dir, "h.json",
+                       R"({"imagePath": "/h.png", "imageWidth": 1e300, "imageHeight": -5, "shapes": [)"
+                       R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},)"
+                       R"({"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]}]})")
+                    .isEmpty());
     EXPECT_EQ(pxmtest::describeImages(project),
               QStringList({"/h.png 0x0x1", "  h: polygon 1e+09,-1e+09 2.5,3", "  h: line 0,0 1e+09,1"}));
 }
