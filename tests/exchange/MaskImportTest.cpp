@@ -54,46 +54,48 @@ protected:
 
 } // namespace
 
-TEST_F(MaskImportTest, OneMaskGoesToTheCurrentImageAsOneUndoStep) {
-    project.setCurrentImageIndex(1);
-    const QString path = writeMask(dir, "m.pgm", {4, 4, 1}, {0, 1, 2, 1});
-    const QStringList before = state(project);
-
-    const MaskImport::Plan plan = MaskImport::plan(&project, {path});
-    ASSERT_TRUE(plan.ok()) << plan.errors.join('\n').toStdString();
-    EXPECT_TRUE(plan.unknownValues.isEmpty());
-    EXPECT_EQ(state(project), before) << "planning changes nothing";
-    ASSERT_TRUE(MaskImport::apply(&project, plan, true));
-
-    EXPECT_EQ(project.undoStack()->count(), 1);
-    ASSERT_NE(b->mask(), nullptr);
-    EXPECT_EQ(a->mask(), nullptr);
-    EXPECT_EQ(b->maskPath(), path);
-    EXPECT_EQ(b->maskState(), LabeledImage::MaskState::Ok);
-    EXPECT_EQ(b->mask()->data()[2], 2);
-    EXPECT_EQ(project.labels().size(), 2);
-
-    project.undoStack()->undo();
-    EXPECT_EQ(state(project), before);
-    project.undoStack()->redo();
-    EXPECT_EQ(b->mask()->data()[1], 1);
-}
-
-TEST_F(MaskImportTest, AsManyMasksAsImagesAreMatchedInSortedOrder) {
-    // Chosen in reverse: the sorted paths meet the images in project order.
+TEST_F(MaskImportTest, MasksGoToTheCurrentImageOrInSortedOrderToAllAsOneUndoStep) {
+    const QString one = writeMask(dir, "m.pgm", {4, 4, 1}, {0, 1, 2, 1});
     const QString second = writeMask(dir, "mask_b.pgm", {4, 4, 1}, {2});
     const QString first = writeMask(dir, "mask_a.pgm", {4, 4, 1}, {1});
-    const QStringList before = state(project);
-    const MaskImport::Plan plan = MaskImport::plan(&project, {second, first});
-    ASSERT_TRUE(plan.ok());
-    ASSERT_TRUE(MaskImport::apply(&project, plan, false));
-    EXPECT_EQ(a->maskPath(), first);
-    EXPECT_EQ(b->maskPath(), second);
-    EXPECT_EQ(a->mask()->data()[0], 1);
-    EXPECT_EQ(b->mask()->data()[0], 2);
-    EXPECT_EQ(project.undoStack()->count(), 1) << "both masks are one step";
-    project.undoStack()->undo();
-    EXPECT_EQ(state(project), before);
+    const QString ones = QString("1 ").repeated(16).trimmed(), twos = QString("2 ").repeated(16).trimmed();
+    const struct {
+        const char* name;
+        int current;
+        QStringList paths;
+        QStringList images; // each image's path, mask path and first mask values after the import
+    } cases[] = {
+        {"one mask, current image",
+         1,
+         {one},
+         {"a.png mask= []", "b.png mask=" + one + " [" + QString("0 1 2 1 ").repeated(4).trimmed() + "]"}},
+        // Chosen in reverse: the sorted paths meet the images in project order.
+        {"as many as images",
+         0,
+         {second, first},
+         {"a.png mask=" + first + " [" + ones + "]", "b.png mask=" + second + " [" + twos + "]"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        project.setCurrentImageIndex(c.current);
+        const QStringList before = state(project);
+        const MaskImport::Plan plan = MaskImport::plan(&project, c.paths);
+        ASSERT_TRUE(plan.ok()) << plan.errors.join('\n').toStdString();
+        EXPECT_TRUE(plan.unknownValues.isEmpty());
+        EXPECT_EQ(state(project), before) << "planning changes nothing";
+        ASSERT_TRUE(MaskImport::apply(&project, plan, c.current == 1));
+        EXPECT_EQ(project.undoStack()->count(), 1);
+        const QStringList after = state(project);
+        EXPECT_EQ(after.mid(2), c.images);
+        EXPECT_EQ(b->maskState(), LabeledImage::MaskState::Ok);
+        EXPECT_EQ(project.labels().size(), 2);
+        project.undoStack()->undo();
+        EXPECT_EQ(state(project), before);
+        project.undoStack()->redo();
+        EXPECT_EQ(state(project), after);
+        project.undoStack()->undo();
+        project.undoStack()->clear();
+    }
 }
 
 TEST_F(MaskImportTest, RefusalsLeaveTheProjectUnchanged) {
