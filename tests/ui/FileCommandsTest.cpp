@@ -1,23 +1,18 @@
 // SPDX-License-Identifier: MIT
-#include "ui/MainWindow.h"
-
+// The window's file commands: the recent list, opening, saving (also over a file changed
+// elsewhere and for a plug-in), adding images, and the questions about files gone missing.
 #include "model/Label.h"
-#include "model/Project.h"
 #include "persistence/ProjectReader.h"
-#include "platform/CRegistry.h"
+#include "platform/CException.h"
 #include "platform/CValueVector.h"
 #include "plugin/PPixmarker.h"
-#include "platform/CException.h"
-#include "scene/LabeledImage.h"
 #include "ui/RecentProjects.h"
-#include "UiTestSupport.h"
+#include "ui/UiTestSupport.h"
 
 #include <QAction>
 #include <QFile>
 #include <QMenu>
 #include <QUndoCommand>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QUndoStack>
 #include <cerrno>
 #include <cstring>
@@ -29,11 +24,13 @@ using pxm::RecentProjects;
 
 namespace {
 
+/// A window with file choosers answering from `files`, on a project of its own.
 class FileCommandsTest : public uitest::UiTest {
 protected:
-    void TearDown() override {
-        deleteWindows();
-        UiTest::TearDown();
+    void SetUp() override {
+        UiTest::SetUp();
+        window.setFileDialogs(files.seam());
+        window.setProject(&project);
     }
     static void storeRecent(const QStringList& paths) {
         auto* vector = new KYVO::CValueVector;
@@ -49,16 +46,18 @@ protected:
     }
     /// A small project file on disk, with one label and one image.
     QString writeProject(const QString& name) {
-        Project project;
-        project.createLabel();
-        addImage(project, writeImage("in_" + name + ".pgm"));
+        Project written;
+        written.createLabel();
+        addImage(written, writeImage("in_" + name + ".pgm"));
         MainWindow writer(nullptr, false);
-        writer.setProject(&project);
+        writer.setProject(&written);
         writer.doSave(dir.path(name));
         return dir.path(name);
     }
 
     uitest::FakeFileDialogs files;
+    Project project;
+    MainWindow window{nullptr, false};
 };
 
 QStringList numbered(int count) {
@@ -87,65 +86,54 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
     // Adding one already listed moves it to the top; the comparison is exact.
     RecentProjects::add("/p/5.json");
     expected = QStringList{"/p/5.json", "/p/new.json"} + numbered(19);
-    expected.removeAll("/p/5.json");
-    expected.prepend("/p/5.json");
-    expected.removeDuplicates();
+    expected.removeAt(expected.lastIndexOf("/p/5.json"));
     EXPECT_EQ(RecentProjects::paths(), expected);
-    EXPECT_EQ(RecentProjects::paths().count("/p/5.json"), 1);
     RecentProjects::add("/P/5.json");
     EXPECT_EQ(RecentProjects::paths().mid(0, 2), (QStringList{"/P/5.json", "/p/5.json"}));
     EXPECT_LE(RecentProjects::paths().size(), 21);
 
     // The window's submenu shows the list, and opening a project twice keeps it once, on top.
-    MainWindow window(nullptr, false);
-    EXPECT_EQ(menuTexts(window), RecentProjects::paths());
+    MainWindow fresh(nullptr, false);
+    EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
     const QString path = writeProject("twice.json");
-    window.openProjectFile(path);
-    ASSERT_NE(window.project(), nullptr);
-    window.openProjectFile(path);
+    fresh.openProjectFile(path);
+    ASSERT_NE(fresh.project(), nullptr);
+    fresh.openProjectFile(path);
     EXPECT_EQ(RecentProjects::paths().first(), path);
     EXPECT_EQ(RecentProjects::paths().count(path), 1);
-    EXPECT_EQ(menuTexts(window), RecentProjects::paths());
-}
+    EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
 
-TEST_F(FileCommandsTest, OpenRecentOpensTheProjectOfTheEntry) {
-    const QString path = writeProject("recent.json");
+    // An entry of the submenu opens its project in a window without one.
     storeRecent({path});
-    MainWindow window(nullptr, false);
-    ASSERT_EQ(window.recentProjectActions().size(), 1);
-    window.recentProjectActions().first()->trigger();
-    ASSERT_NE(window.project(), nullptr) << "a window without project takes it";
-    EXPECT_EQ(window.project()->path(), path);
-    EXPECT_EQ(window.project()->images().size(), 1);
-    EXPECT_EQ(window.windowTitle(), "Pixmarker - " + path);
+    MainWindow other(nullptr, false);
+    ASSERT_EQ(other.recentProjectActions().size(), 1);
+    other.recentProjectActions().first()->trigger();
+    ASSERT_NE(other.project(), nullptr);
+    EXPECT_EQ(other.project()->path(), path);
+    EXPECT_EQ(other.project()->images().size(), 1);
+    EXPECT_EQ(other.windowTitle(), "Pixmarker - " + path);
 }
 
 TEST_F(FileCommandsTest, OpenShowsUnreadableFilesAndUsesANewWindowWhenTheProjectIsTaken) {
-    Project mine;
-    MainWindow window(nullptr, false);
-    window.setFileDialogs(files.seam());
-    window.setProject(&mine);
-
     files.singleAnswers << QString(); // cancelled
     window.openProject();
-    EXPECT_EQ(window.project(), &mine);
+    EXPECT_EQ(window.project(), &project);
 
     pxmtest::writeFile(dir.path("broken.json"), "{ nope");
     files.singleAnswers << dir.path("broken.json");
     {
         uitest::ModalAnswerer modals;
         window.openProject();
-        ASSERT_EQ(modals.seen().size(), 1u);
-        EXPECT_EQ(modals.seen()[0].title, "File not readable.");
-        EXPECT_EQ(modals.seen()[0].text, "The file '" + dir.path("broken.json") + "' could not be parsed.");
+        EXPECT_EQ(modals.titles(), QStringList{"File not readable."});
+        EXPECT_EQ(modals.seen().at(0).text, "The file '" + dir.path("broken.json") + "' could not be parsed.");
     }
-    EXPECT_EQ(window.project(), &mine);
+    EXPECT_EQ(window.project(), &project);
     EXPECT_FALSE(RecentProjects::paths().contains(dir.path("broken.json")));
 
     const QString path = writeProject("good.json");
     files.singleAnswers << path;
     window.openProject();
-    EXPECT_EQ(window.project(), &mine) << "the window keeps its project";
+    EXPECT_EQ(window.project(), &project) << "the window keeps its project";
     MainWindow* opened = otherWindow(&window);
     ASSERT_NE(opened, nullptr);
     ASSERT_NE(opened->project(), nullptr);
@@ -155,27 +143,20 @@ TEST_F(FileCommandsTest, OpenShowsUnreadableFilesAndUsesANewWindowWhenTheProject
 }
 
 TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom) {
-    Project project, fresh;
     project.createLabel();
-    MainWindow window(nullptr, false);
-    window.setFileDialogs(files.seam());
-    window.setProject(&project);
-
-    struct Case {
-        QString chosen;
-        QString written;
-    };
-    const std::vector<Case> cases = {{"plain", "plain.json"}, {"kept.json", "kept.json"},
-                                     {"packed.json.gz", "packed.json.gz"}, {"name.txt", "name.txt.json"}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.chosen.toStdString());
+    const std::pair<QString, QString> cases[] = {{"plain", "plain.json"},
+                                                 {"kept.json", "kept.json"},
+                                                 {"packed.json.gz", "packed.json.gz"},
+                                                 {"name.txt", "name.txt.json"}};
+    for (const auto& [chosen, written] : cases) {
+        SCOPED_TRACE(chosen.toStdString());
         project.undoStack()->push(new QUndoCommand("edit"));
-        files.singleAnswers << dir.path(c.chosen);
+        files.singleAnswers << dir.path(chosen);
         window.saveProjectAs();
-        EXPECT_TRUE(QFile::exists(dir.path(c.written)));
-        EXPECT_EQ(project.path(), dir.path(c.written));
-        EXPECT_EQ(window.windowTitle(), "Pixmarker - " + dir.path(c.written));
-        EXPECT_EQ(RecentProjects::paths().first(), dir.path(c.written));
+        EXPECT_TRUE(QFile::exists(dir.path(written)));
+        EXPECT_EQ(project.path(), dir.path(written));
+        EXPECT_EQ(window.windowTitle(), "Pixmarker - " + dir.path(written));
+        EXPECT_EQ(RecentProjects::paths().first(), dir.path(written));
     }
 
     // A project with a path is saved there without asking; one without asks first.
@@ -184,6 +165,7 @@ TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom
     window.saveProject();
     EXPECT_EQ(files.calls.size(), asked);
     EXPECT_TRUE(QFile::exists(dir.path("name.txt.json")));
+    Project fresh;
     window.setProject(&fresh);
     window.saveProject();
     ASSERT_EQ(files.calls.size(), asked + 1);
@@ -208,61 +190,40 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     ASSERT_NE(told, nullptr);
     told->close();
 
-    // The second saves first; the first then asks before dropping that work.
+    // The second saves first; the first then asks before dropping that work: Cancel keeps
+    // the other's file, "Save As..." writes elsewhere and leaves it alone too.
     second.project()->createLabel();
     second.saveProject();
     const QByteArray secondsWork = pxmtest::readFile(path);
     first.project()->undoStack()->push(new QUndoCommand("edit"));
-    auto click = [](QMessageBox::StandardButton standard, const QString& text) {
-        return [standard, text](QWidget* widget) {
-            auto* box = qobject_cast<QMessageBox*>(widget);
-            ASSERT_NE(box, nullptr);
-            for (QAbstractButton* button : box->buttons())
-                if ((standard != QMessageBox::NoButton && box->standardButton(button) == standard) ||
-                    button->text() == text) {
-                    button->click();
-                    return;
-                }
-            box->reject();
-        };
-    };
-    {
-        uitest::ModalAnswerer modals;
-        modals.then(click(QMessageBox::Cancel, QString()));
-        first.saveProject();
-        ASSERT_EQ(modals.seen().size(), 1u);
-        EXPECT_EQ(modals.seen()[0].title, "Project changed on disk");
-        EXPECT_EQ(pxmtest::readFile(path), secondsWork);
-    }
-    {
-        // Save As writes elsewhere and leaves the other's file alone.
-        uitest::ModalAnswerer modals;
-        modals.then(click(QMessageBox::NoButton, "Save As..."));
-        files.singleAnswers << dir.path("mine.json");
-        first.saveProject();
-        EXPECT_TRUE(QFile::exists(dir.path("mine.json")));
-        EXPECT_EQ(pxmtest::readFile(path), secondsWork);
-    }
+    uitest::ModalAnswerer modals;
+    modals.then([](QWidget* widget) {
+        auto* box = qobject_cast<QMessageBox*>(widget);
+        ASSERT_NE(box, nullptr);
+        box->button(QMessageBox::Cancel)->click();
+    });
+    first.saveProject();
+    EXPECT_EQ(modals.titles(), QStringList{"Project changed on disk"});
+    EXPECT_EQ(pxmtest::readFile(path), secondsWork);
+    modals.thenClick("Save As...");
+    files.singleAnswers << dir.path("mine.json");
+    first.saveProject();
+    EXPECT_TRUE(QFile::exists(dir.path("mine.json")));
+    EXPECT_EQ(pxmtest::readFile(path), secondsWork);
+
     // A file changed by another program asks too; Overwrite writes.
     first.project()->setPath(path);
     ASSERT_TRUE(pxmtest::writeFile(path, "{}"));
-    {
-        uitest::ModalAnswerer modals;
-        modals.then(click(QMessageBox::NoButton, "Overwrite"));
-        first.saveProject();
-        EXPECT_EQ(modals.seen().size(), 1u);
-        EXPECT_NE(pxmtest::readFile(path), QByteArray("{}"));
-    }
-    // Saved here, the file is this window's again: no question.
-    uitest::ModalAnswerer none;
+    modals.thenClick("Overwrite");
     first.saveProject();
-    EXPECT_TRUE(none.seen().empty());
+    EXPECT_EQ(modals.seen().size(), 3u);
+    EXPECT_NE(pxmtest::readFile(path), QByteArray("{}"));
+    // Saved here, the file is this window's again: no question.
+    first.saveProject();
+    EXPECT_EQ(modals.seen().size(), 3u);
 }
 
 TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
-    Project project;
-    MainWindow window(nullptr, false);
-    window.setProject(&project);
     project.setPath(dir.path("before.json"));
     project.undoStack()->push(new QUndoCommand("edit"));
     EXPECT_EQ(window.windowTitle(), "Pixmarker - " + dir.path("before.json") + "*");
@@ -270,11 +231,10 @@ TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
     const QString unwritable = dir.path("missing/dir/p.json");
     uitest::ModalAnswerer modals;
     window.doSave(unwritable);
-    ASSERT_EQ(modals.seen().size(), 1u);
-    EXPECT_EQ(modals.seen()[0].title, "Serialization failed.");
+    EXPECT_EQ(modals.titles(), QStringList{"Serialization failed."});
     // With the system's reason.
-    EXPECT_EQ(modals.seen()[0].text, "The project could not be saved in '" + unwritable + "'.\n\n" +
-                                         QString::fromLocal8Bit(std::strerror(ENOENT)));
+    EXPECT_EQ(modals.seen().at(0).text, "The project could not be saved in '" + unwritable + "'.\n\n" +
+                                            QString::fromLocal8Bit(std::strerror(ENOENT)));
     EXPECT_EQ(project.path(), unwritable);
     EXPECT_TRUE(project.undoStack()->isClean());
     EXPECT_EQ(window.windowTitle(), "Pixmarker - " + unwritable);
@@ -282,10 +242,6 @@ TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
 }
 
 TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
-    Project project;
-    MainWindow window(nullptr, false);
-    window.setFileDialogs(files.seam());
-    window.setProject(&project);
     const QString b = writeImage("b.pgm"), a = writeImage("a.pgm"), upper = writeImage("C.pgm");
     files.manyAnswers.push_back({b, a, upper});
     window.loadImages();
@@ -299,7 +255,6 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_EQ(files.calls.back().title, "Open images");
     EXPECT_EQ(files.calls.back().filter,
               "Image Files (*.jpg *.jpeg *.png *.bmp *.pgm *.pbm *.tiff *.tif *.okav *.ascii);;All files (*.*)");
-
     project.undoStack()->undo();
     EXPECT_TRUE(project.images().isEmpty());
     project.undoStack()->redo();
@@ -317,10 +272,9 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     files.manyAnswers.push_back({noise, cut, gone});
     uitest::ModalAnswerer modals;
     window.loadImages();
-    ASSERT_EQ(modals.seen().size(), 1u);
-    EXPECT_EQ(modals.seen()[0].title, "Image cannot be read");
-    EXPECT_TRUE(modals.seen()[0].text.contains(noise + ": ")) << modals.seen()[0].text.toStdString();
-    EXPECT_TRUE(modals.seen()[0].text.contains(cut + ": "));
+    EXPECT_EQ(modals.titles(), QStringList{"Image cannot be read"});
+    EXPECT_TRUE(modals.seen().at(0).text.contains(noise + ": ")) << modals.seen()[0].text.toStdString();
+    EXPECT_TRUE(modals.seen().at(0).text.contains(cut + ": "));
     ASSERT_EQ(project.images().size(), 4);
     EXPECT_EQ(project.images()[3]->imagePath(), gone);
 }
@@ -328,46 +282,159 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
 // A plug-in's project is always saved beside the node's image, with the node's mask path;
 // a node without those paths refuses with the message the user sees.
 TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
-    Project project;
     project.createLabel();
     LabeledImage* image = addImage(project, writeImage("node.pgm"));
-    MainWindow window(nullptr, false);
-    window.setFileDialogs(files.seam());
-    window.setProject(&project);
     pxm::PPixmarker node;
     project.setNodaraPlugin(&node);
-
-    struct Case {
-        const char* imagePath;
-        const char* maskPath;
-        const char* message;
-    };
-    const std::vector<Case> refusals = {
+    const struct {
+        std::string imagePath;
+        std::string maskPath;
+        const char* refusal;
+    } cases[] = {
         {"", "m.pgm", "Image has no path. You can set it in the plugin settings."},
         {"x.pgm", "", "Label mask has no path. You can set it in the plugin settings."},
+        {dir.path("node.pgm").toStdString(), dir.path("node_mask.pgm").toStdString(), nullptr},
     };
-    for (const Case& c : refusals) {
+    for (const auto& c : cases) {
         KYVO::CValueMap parameters;
         parameters.SetString("input_image_path", c.imagePath);
         parameters.SetString("label_mask_path", c.maskPath);
         node.Init(&parameters);
         try {
             window.saveProject();
-            ADD_FAILURE() << "no exception for " << c.message;
+            EXPECT_EQ(c.refusal, nullptr) << "no exception for " << c.refusal;
         } catch (const KYVO::CException& e) {
-            EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
+            ASSERT_NE(c.refusal, nullptr) << e.what();
+            EXPECT_NE(std::string(e.what()).find(c.refusal), std::string::npos) << e.what();
         }
     }
-
-    KYVO::CValueMap parameters;
-    parameters.SetString("input_image_path", dir.path("node.pgm").toStdString());
-    parameters.SetString("label_mask_path", dir.path("node_mask.pgm").toStdString());
-    node.Init(&parameters);
-    window.saveProject();
     const QString expected = pxm::PPixmarker::projectPathFor(dir.path("node.pgm"));
     EXPECT_TRUE(QFile::exists(expected));
     EXPECT_EQ(project.path(), expected);
     EXPECT_EQ(image->maskPath(), dir.path("node_mask.pgm"));
     EXPECT_TRUE(files.calls.empty()) << "no file dialog in plug-in use";
     project.setNodaraPlugin(nullptr);
+}
+
+namespace {
+
+/// A project whose first image file is gone, in a window about to show it.
+class MissingFileTest : public FileCommandsTest {
+protected:
+    void SetUp() override {
+        FileCommandsTest::SetUp();
+        project.createLabel();
+        missing = addImage(project, dir.path("gone.pgm"));
+        addImage(project, writeImage("other.pgm"));
+    }
+    /// Shows the window and waits for the questions about missing files to be answered.
+    void showAndAnswer(uitest::ModalAnswerer& modals, std::size_t dialogs) {
+        window.show();
+        EXPECT_TRUE(waitFor([&] { return modals.seen().size() >= dialogs; }));
+        QApplication::processEvents(); // whatever follows the last answer runs before the checks
+    }
+
+    LabeledImage* missing = nullptr;
+};
+
+} // namespace
+
+TEST_F(MissingFileTest, RemoveTakesTheImageOutAsOneUndoStep) {
+    uitest::ModalAnswerer modals;
+    modals.thenClick("Remove");
+    showAndAnswer(modals, 1);
+    EXPECT_EQ(modals.titles(), QStringList{"Image not found"});
+    EXPECT_EQ(modals.seen().at(0).text, "The image could not be loaded from " + dir.path("gone.pgm") + ".");
+    ASSERT_EQ(project.images().size(), 1);
+    EXPECT_EQ(project.images()[0]->imagePath(), dir.path("other.pgm"));
+    EXPECT_NE(window.shownScene(), nullptr) << "the next image is shown";
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    project.undoStack()->undo();
+    EXPECT_EQ(project.images().size(), 2);
+    window.close();
+}
+
+TEST_F(MissingFileTest, SelectNewPathRemembersTheFileAsOneUndoStep) {
+    const QString moved = writeImage("moved.pgm", 5, 4);
+    uitest::ModalAnswerer modals;
+    // The first choice is cancelled in the file chooser, so the question comes again.
+    files.singleAnswers << QString() << moved;
+    modals.thenClick("Select new path.");
+    modals.thenClick("Select new path.");
+    showAndAnswer(modals, 2);
+    EXPECT_EQ(modals.seen().size(), 2u);
+    EXPECT_EQ(files.calls.back().title, "Open Image");
+    EXPECT_EQ(missing->imagePath(), moved);
+    ASSERT_NE(missing->image(), nullptr);
+    EXPECT_EQ(missing->width(), 5u);
+    EXPECT_EQ(window.shownScene(), missing->scene(0));
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    project.undoStack()->undo();
+    EXPECT_EQ(missing->imagePath(), dir.path("gone.pgm"));
+    window.close();
+}
+
+TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
+    {
+        // The file comes back broken: the next question says why it cannot be read.
+        uitest::ModalAnswerer modals;
+        modals.then([this](QWidget* box) {
+            pxmtest::writeFile(dir.path("gone.pgm"), "P5\n6 2\n255\n");
+            uitest::clickButton(box, "Try again");
+        });
+        modals.then([this](QWidget* box) {
+            writeImage("gone.pgm", 6, 2);
+            uitest::clickButton(box, "Try again");
+        });
+        showAndAnswer(modals, 2);
+        EXPECT_EQ(modals.titles(), (QStringList{"Image not found", "Image cannot be read"}));
+        EXPECT_TRUE(modals.seen().at(1).text.startsWith("The image " + dir.path("gone.pgm") + " cannot be read: "));
+        ASSERT_NE(missing->image(), nullptr);
+        EXPECT_EQ(missing->width(), 6u);
+        EXPECT_EQ(project.undoStack()->count(), 0);
+        EXPECT_EQ(project.images().size(), 2);
+        window.close();
+    }
+
+    // Cancel changes nothing.
+    QFile::remove(dir.path("other.pgm"));
+    project.setCurrentImageIndex(1);
+    uitest::ModalAnswerer later;
+    later.thenClick("Cancel");
+    showAndAnswer(later, 1);
+    EXPECT_EQ(project.images().size(), 2);
+    EXPECT_EQ(project.undoStack()->count(), 0);
+    window.close();
+}
+
+TEST_F(MissingFileTest, MissingMaskCanBeRemovedOrRelocated) {
+    LabeledImage* image = project.images()[1];
+    image->setMaskPath(dir.path("no_mask.pgm"));
+    project.setCurrentImageIndex(1);
+    const QString maskFile = writeImage("mask.pgm", 3, 2, '\x01');
+    {
+        uitest::ModalAnswerer modals;
+        files.singleAnswers << maskFile;
+        modals.thenClick("Select new path");
+        showAndAnswer(modals, 1);
+        EXPECT_EQ(modals.titles(), QStringList{"Mask not found"});
+        EXPECT_EQ(modals.seen().at(0).text, "The mask could not be loaded from " + dir.path("no_mask.pgm") + ".");
+        EXPECT_EQ(files.calls.back().title, "Open Mask");
+        EXPECT_EQ(image->maskPath(), maskFile);
+        EXPECT_NE(image->mask(), nullptr);
+        EXPECT_EQ(project.undoStack()->count(), 1);
+        project.undoStack()->setClean();
+        window.close();
+    }
+
+    // Remove detaches the mask path, undoably.
+    image->setMaskPath(dir.path("no_mask_again.pgm"));
+    image->loadMask(true, false);
+    uitest::ModalAnswerer again;
+    again.thenClick("Remove");
+    showAndAnswer(again, 1);
+    EXPECT_EQ(image->maskPath(), QString());
+    project.undoStack()->undo();
+    EXPECT_EQ(image->maskPath(), dir.path("no_mask_again.pgm"));
+    window.close();
 }

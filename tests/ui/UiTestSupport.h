@@ -8,8 +8,8 @@
 #include "ui/FileDialogs.h"
 #include "ui/MainWindow.h"
 
-#include <QApplication>
 #include <QAbstractButton>
+#include <QApplication>
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QMessageBox>
@@ -20,6 +20,22 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+
+namespace pxmtest {
+
+/// Waits (from inside the event loop a modal dialog runs) for the dialog to appear and
+/// hands it to `handle`, which must close it. Gives up after about five seconds, so a
+/// test whose dialog never shows fails instead of leaving a stray handler behind forever.
+inline void whenModal(std::function<void(QWidget*)> handle, int attempt = 0) {
+    QTimer::singleShot(attempt ? 10 : 0, [handle, attempt] {
+        if (QWidget* modal = QApplication::activeModalWidget())
+            handle(modal);
+        else if (attempt < 500)
+            whenModal(handle, attempt + 1);
+    });
+}
+
+} // namespace pxmtest
 
 namespace uitest {
 
@@ -47,6 +63,17 @@ struct SeenDialog {
     QString text;
 };
 
+/// Clicks the message box button with this text.
+inline void clickButton(QWidget* widget, const QString& buttonText) {
+    auto* box = qobject_cast<QMessageBox*>(widget);
+    ASSERT_NE(box, nullptr) << "expected a message box";
+    for (QAbstractButton* button : box->buttons())
+        if (button->text() == buttonText)
+            return button->click();
+    ADD_FAILURE() << "no button " << buttonText.toStdString();
+    box->reject();
+}
+
 /// Answers modal dialogs as they appear, one handler per dialog in order, and records what
 /// they showed. A dialog beyond the handlers is rejected, so no test can hang on one.
 class ModalAnswerer : public QObject {
@@ -59,22 +86,17 @@ public:
         m_timer.start();
     }
     void then(Handler handler) { m_handlers.push_back(std::move(handler)); }
-    /// Clicks the message box button with this text.
     void thenClick(const QString& buttonText) {
-        then([buttonText](QWidget* widget) {
-            auto* box = qobject_cast<QMessageBox*>(widget);
-            ASSERT_NE(box, nullptr) << "expected a message box";
-            for (QAbstractButton* button : box->buttons()) {
-                if (button->text() == buttonText) {
-                    button->click();
-                    return;
-                }
-            }
-            ADD_FAILURE() << "no button " << buttonText.toStdString();
-            box->reject();
-        });
+        then([buttonText](QWidget* widget) { clickButton(widget, buttonText); });
     }
     const std::vector<SeenDialog>& seen() const { return m_seen; }
+    /// The titles of the dialogs seen so far, in order.
+    QStringList titles() const {
+        QStringList titles;
+        for (const SeenDialog& dialog : m_seen)
+            titles << dialog.title;
+        return titles;
+    }
 
 private:
     void poll() {
@@ -86,13 +108,12 @@ private:
         if (auto* box = qobject_cast<QMessageBox*>(modal))
             seen.text = box->text();
         m_seen.push_back(seen);
-        if (m_next < m_handlers.size()) {
+        if (m_next < m_handlers.size())
             m_handlers[m_next++](modal);
-        } else if (auto* dialog = qobject_cast<QDialog*>(modal)) {
+        else if (auto* dialog = qobject_cast<QDialog*>(modal))
             dialog->reject();
-        } else {
+        else
             modal->close();
-        }
     }
 
     QTimer m_timer;
@@ -114,15 +135,15 @@ struct FakeFileDialogs {
     std::vector<QStringList> manyAnswers;
 
     pxm::FileDialogs seam() {
+        auto single = [this](const char* kind) {
+            return [this, kind](QWidget*, const QString& title, const QString&, const QString& filter) {
+                calls.push_back({kind, title, filter});
+                return singleAnswers.isEmpty() ? QString() : singleAnswers.takeFirst();
+            };
+        };
         pxm::FileDialogs dialogs;
-        dialogs.openFileName = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
-            calls.push_back({"open", title, filter});
-            return singleAnswers.isEmpty() ? QString() : singleAnswers.takeFirst();
-        };
-        dialogs.saveFileName = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
-            calls.push_back({"save", title, filter});
-            return singleAnswers.isEmpty() ? QString() : singleAnswers.takeFirst();
-        };
+        dialogs.openFileName = single("open");
+        dialogs.saveFileName = single("save");
         dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
             calls.push_back({"openMany", title, filter});
             if (manyAnswers.empty())
@@ -143,6 +164,7 @@ protected:
         KYVO::CRegistry::Obj().Clear();
     }
     void TearDown() override {
+        deleteWindows();
         KYVO::CRegistry::Obj().Clear();
         KYVO::CRegistry::SetStorageDirectory(QString());
     }
@@ -166,10 +188,11 @@ protected:
                 return window;
         return nullptr;
     }
-    /// Deletes every main window but `keep`: windows that commands opened outlive the test.
-    static void deleteWindows(const QWidget* keep = nullptr) {
+    /// Deletes every main window that commands opened and left to delete themselves on close.
+    static void deleteWindows() {
         for (QWidget* widget : QApplication::topLevelWidgets())
-            if (auto* window = qobject_cast<pxm::MainWindow*>(widget); window && window != keep)
+            if (auto* window = qobject_cast<pxm::MainWindow*>(widget);
+                window && window->testAttribute(Qt::WA_DeleteOnClose))
                 window->deleteLater();
         QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }

@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: MIT
+#include "model/Label.h"
+#include "model/ReannotationRules.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "scene/LabelItems.h"
+#include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
+#include "tools/View.h"
+#include "ui/LabelImportDialog.h"
+#include "ui/MaskImportDialog.h"
+#include "ui/ReannotationDialog.h"
+#include "ui/UiTestSupport.h"
+
+#include <QComboBox>
+#include <QGraphicsRectItem>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMainWindow>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTreeWidget>
+#include <QUndoStack>
+
+using namespace pxm;
+using uitest::ModalAnswerer;
+
+namespace {
+
+class ImportDialogsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (const char* name : {"a.png", "b.png"}) {
+            pxmtest::addImage(project, 3, 3)->setImagePath(name);
+        }
+        Label* cell = project.createLabel();
+        cell->setName("cell");
+        cell->setId(11);
+        project.undoStack()->clear();
+    }
+    QString mask(const QString& name, uint8_t value, std::size_t width = 3) {
+        KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(width, 3, 1));
+        image.data()[0] = value;
+        KYVO::CImageIo2::Save(dir.localPath(name), image);
+        return dir.path(name);
+    }
+    QString file(const QString& name, const QByteArray& text) {
+        pxmtest::writeFile(dir.path(name), text);
+        return dir.path(name);
+    }
+    Project project;
+    pxmtest::TempDir dir;
+    QWidget parent;
+};
+
+} // namespace
+
+TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
+    const QString m1 = mask("m1.pgm", 1);
+    {
+        ModalAnswerer answers;
+        EXPECT_FALSE(importMasks(&parent, &project, {m1, m1, m1}));
+        ASSERT_EQ(answers.seen().size(), 1u);
+        EXPECT_EQ(answers.seen()[0].title, "Invalid number of masks.");
+        EXPECT_EQ(answers.seen()[0].text, "The selected number of masks does not match the number of laoded "
+                                          "images. Please select only one mask or as many as loaded images.");
+    }
+    {
+        ModalAnswerer answers;
+        EXPECT_FALSE(importMasks(&parent, &project, {mask("wide.pgm", 1, 4)}));
+        ASSERT_EQ(answers.seen().size(), 1u);
+        EXPECT_EQ(answers.seen()[0].title, "Mask import failed");
+        EXPECT_TRUE(
+            answers.seen()[0].text.contains("'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3"));
+    }
+    const QString unknown = mask("m7.pgm", 7);
+    {
+        // Cancelling the question about the unknown value imports nothing.
+        ModalAnswerer answers;
+        answers.thenClick("Cancel");
+        EXPECT_FALSE(importMasks(&parent, &project, {unknown}));
+        ASSERT_EQ(answers.seen().size(), 1u);
+        EXPECT_EQ(answers.seen()[0].title, "Unknown mask values");
+        EXPECT_TRUE(answers.seen()[0].text.contains("no label uses: 7."));
+        EXPECT_EQ(project.undoStack()->count(), 0);
+        EXPECT_EQ(project.images()[0]->mask(), nullptr);
+    }
+    {
+        ModalAnswerer answers;
+        answers.thenClick("Import without labels");
+        EXPECT_TRUE(importMasks(&parent, &project, {unknown}));
+        EXPECT_EQ(project.labels().size(), 1);
+        EXPECT_EQ(project.images()[0]->maskPath(), unknown);
+    }
+    {
+        ModalAnswerer answers;
+        answers.thenClick("Create labels");
+        EXPECT_TRUE(importMasks(&parent, &project, {mask("m2.pgm", 2), unknown}));
+        EXPECT_EQ(project.labels().size(), 3);
+        EXPECT_EQ(project.undoStack()->count(), 2);
+        // A mask whose values all have labels is imported without a question.
+        ModalAnswerer none;
+        EXPECT_TRUE(importMasks(&parent, &project, {m1}));
+        EXPECT_TRUE(none.seen().empty());
+    }
+}
+
+TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
+    {
+        ModalAnswerer answers;
+        EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
+        ASSERT_EQ(answers.seen().size(), 1u);
+        EXPECT_EQ(answers.seen()[0].title, "Label import failed");
+        EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'"))
+            << answers.seen()[0].text.toStdString();
+        EXPECT_EQ(project.labels().size(), 1);
+    }
+    const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
+    {
+        ModalAnswerer answers;
+        answers.then([](QWidget* w) {
+            auto* dialog = qobject_cast<LabelImportDialog*>(w);
+            ASSERT_NE(dialog, nullptr);
+            EXPECT_EQ(dialog->plan().conflicts.size(), 1);
+            EXPECT_TRUE(
+                dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
+            EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3)
+                << "the conflicts and the two new labels";
+            dialog->reject();
+        });
+        EXPECT_FALSE(importLabels(&parent, &project, conflicting));
+        EXPECT_EQ(project.labels().size(), 1) << "cancelled: nothing changed";
+        EXPECT_EQ(project.undoStack()->count(), 0);
+    }
+    {
+        ModalAnswerer answers;
+        answers.then([](QWidget* w) { qobject_cast<QDialog*>(w)->accept(); });
+        EXPECT_TRUE(importLabels(&parent, &project, conflicting));
+        EXPECT_EQ(project.labels().size(), 3);
+        EXPECT_EQ(project.undoStack()->count(), 1);
+    }
+    {
+        // Without conflicts the file is imported at once; the same file again changes nothing.
+        ModalAnswerer answers;
+        const QString plain = file("plain.json", R"([{"name": "plain", "maskId": 9}])");
+        EXPECT_TRUE(importLabels(&parent, &project, plain));
+        EXPECT_TRUE(answers.seen().empty());
+        EXPECT_FALSE(importLabels(&parent, &project, plain));
+        ASSERT_EQ(answers.seen().size(), 1u);
+        EXPECT_EQ(answers.seen()[0].title, "Import labels");
+        EXPECT_EQ(project.undoStack()->count(), 2);
+    }
+}
+
+namespace {
+
+class ReannotationDialogTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        cat = project.createLabel();
+        cat->setName("cat");
+        dog = project.createLabel();
+        dog->setName("dog");
+        for (int i = 0; i < 2; ++i) {
+            images << pxmtest::addImage(project, 800, 800);
+            images.last()->setImagePath(QString("image%1.png").arg(i));
+        }
+        // Cats: two on the first image, one on the second; a dog between them.
+        cats << addRect(0, QRectF(20, 20, 40, 40), cat) << addRect(0, QRectF(700, 700, 40, 40), cat);
+        addRect(0, QRectF(400, 20, 40, 40), dog);
+        cats << addRect(1, QRectF(300, 500, 40, 40), cat);
+        project.undoStack()->clear();
+        project.setCurrentImageIndex(0);
+
+        view = new View(&window);
+        window.setCentralWidget(view);
+        view->setProject(&project);
+        window.resize(300, 300);
+        window.show();
+        QApplication::processEvents();
+    }
+    QGraphicsRectItem* addRect(int image, const QRectF& rect, Label* label) {
+        auto* item = new QGraphicsRectItem(rect);
+        item->setData(LabelIdDataKey, label->id());
+        images[image]->scene(0)->addLabelItem(item, label);
+        return item;
+    }
+    void giveMask(int image) {
+        images[image]->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(800, 800, 1)), true, false);
+    }
+    /// True when the View shows the whole item.
+    bool shows(const QGraphicsItem* item) const {
+        return view->mapToScene(view->viewport()->rect()).boundingRect().contains(item->sceneBoundingRect());
+    }
+
+    Project project;
+    Label* cat = nullptr;
+    Label* dog = nullptr;
+    QList<LabeledImage*> images;
+    QList<QGraphicsItem*> cats;
+    QMainWindow window;
+    View* view = nullptr;
+};
+
+} // namespace
+
+TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
+    ModalAnswerer answers;
+    EXPECT_EQ(ReannotationDialog::open(&window, view, &project), nullptr);
+    ASSERT_EQ(answers.seen().size(), 1u);
+    EXPECT_EQ(answers.seen()[0].title, "Reannotation Dialog");
+    EXPECT_EQ(answers.seen()[0].text, "No Mask found on the Canvas.");
+    EXPECT_FALSE(ReannotationDialog::hasMask(nullptr));
+
+    giveMask(0);
+    EXPECT_TRUE(ReannotationDialog::hasMask(&project));
+    QPointer<ReannotationDialog> dialog = ReannotationDialog::open(&window, view, &project);
+    ASSERT_FALSE(dialog.isNull());
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_FALSE(dialog->isModal());
+    dialog->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(dialog.isNull()) << "deleted when closed";
+}
+
+TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
+    giveMask(0);
+    ReannotationRules({{"2", "cat", "dog"}}).storeIn(&project);
+    ReannotationDialog dialog(view, &project);
+    dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("cat"));
+    ASSERT_EQ(dialog.count(), 3);
+    EXPECT_EQ(dialog.position(), 0);
+    EXPECT_EQ(dialog.currentItem(), cats[0]);
+    EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 3");
+    EXPECT_TRUE(dialog.rulesLabel()->text().contains("2: move to dog"));
+    EXPECT_TRUE(shows(cats[0])) << "the View shows the first cat";
+    EXPECT_FALSE(shows(cats[1]));
+
+    dialog.nextButton()->click();
+    EXPECT_EQ(dialog.currentItem(), cats[1]);
+    EXPECT_TRUE(shows(cats[1]));
+    EXPECT_FALSE(shows(cats[0]));
+
+    // The third cat is on the other image: the View follows to it.
+    dialog.showNext();
+    EXPECT_EQ(project.currentImage(), images[1]);
+    QApplication::processEvents();
+    EXPECT_TRUE(shows(cats[2]));
+    EXPECT_FALSE(dialog.nextButton()->isEnabled());
+    dialog.showPrevious();
+    EXPECT_EQ(dialog.currentItem(), cats[1]);
+
+    // A rule's key moves the shown cat; the next cat takes its place in the list.
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_2, Qt::NoModifier);
+    QKeyEvent release(QEvent::KeyRelease, Qt::Key_2, Qt::NoModifier);
+    QApplication::sendEvent(dialog.labelBox(), &press);
+    QApplication::sendEvent(dialog.labelBox(), &release);
+    EXPECT_EQ(labelIdOf(cats[1]), dog->id());
+    EXPECT_EQ(dialog.count(), 2);
+    EXPECT_EQ(dialog.currentItem(), cats[2]);
+    EXPECT_EQ(project.undoStack()->count(), 1);
+
+    // The button moves to the chosen label.
+    dialog.targetBox()->setCurrentIndex(dialog.targetBox()->findText("dog"));
+    dialog.moveButton()->click();
+    EXPECT_EQ(labelIdOf(cats[2]), dog->id());
+    EXPECT_EQ(dialog.count(), 1);
+    EXPECT_EQ(dialog.currentItem(), cats[0]);
+    EXPECT_FALSE(dialog.applyKey("3")) << "no rule for that key";
+    EXPECT_EQ(project.undoStack()->count(), 2);
+
+    // Undo in the window brings the shapes back into the list.
+    project.undoStack()->undo();
+    project.undoStack()->undo();
+    EXPECT_EQ(labelIdOf(cats[1]), cat->id());
+    EXPECT_EQ(dialog.count(), 3);
+    EXPECT_EQ(dialog.currentItem(), cats[0]) << "the shown shape stays shown";
+
+    // Another label lists its own shapes.
+    dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
+    EXPECT_EQ(dialog.count(), 1);
+    EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 1");
+
+    // Clearing the project empties the list before the shapes are gone.
+    project.clear();
+    EXPECT_EQ(dialog.count(), 0);
+    EXPECT_EQ(dialog.currentItem(), nullptr);
+    EXPECT_FALSE(dialog.moveButton()->isEnabled());
+}

@@ -1,0 +1,575 @@
+// SPDX-License-Identifier: MIT
+// The main window: the registry, the shown scene, the actions' states, the status line, the
+// remembered layout and shortcuts, closing, dropping files, and the built-in icons.
+#include "display/CImageInfo.h"
+#include "display/ZoomToolBar.h"
+#include "platform/CImageIo2.h"
+#include "scene/MaskItem.h"
+#include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
+#include "tools/View.h"
+#include "ui/ShortcutsPage.h"
+#include "ui/StatusFormat.h"
+#include "ui/UiTestSupport.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QDirIterator>
+#include <QDropEvent>
+#include <QFile>
+#include <QKeySequenceEdit>
+#include <QLabel>
+#include <QMimeData>
+#include <QMovie>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTableWidget>
+#include <QToolBar>
+#include <QUndoCommand>
+#include <QUndoStack>
+#include <QUrl>
+#include <cmath>
+#include <set>
+
+using pxm::LabeledImage;
+using pxm::MainAction;
+using pxm::MainWindow;
+using pxm::Project;
+using uitest::StreamCapture;
+
+namespace {
+
+class WindowTest : public uitest::UiTest {};
+
+QStringList g_warnings;
+void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type == QtWarningMsg)
+        g_warnings << text;
+}
+
+/// Drops local files on the window as a file manager does; true when the drop was taken.
+bool drop(MainWindow& window, const QStringList& paths) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString& path : paths)
+        urls << QUrl::fromLocalFile(path);
+    data.setUrls(urls);
+    const QPoint centre = window.rect().center();
+    QDragEnterEvent enter(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    if (!enter.isAccepted())
+        return false;
+    QDropEvent dropped(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &dropped);
+    return dropped.isAccepted();
+}
+
+void click(QWidget* view, const QPoint& at, bool release) {
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease})
+        if (type == QEvent::MouseButtonPress || release) {
+            QMouseEvent event(type, at, Qt::LeftButton,
+                              type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+            QApplication::sendEvent(view, &event);
+        }
+}
+
+} // namespace
+
+TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
+    ASSERT_TRUE(QDir().mkpath(dir.path("config")));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("config/Lumarka.json"), R"({"main": {"Marker": "kept"}})"));
+    out.take();
+    {
+        MainWindow plugin(nullptr, false);
+        EXPECT_EQ(out.take(), "Nodara standalone0\n");
+        EXPECT_FALSE(KYVO::CRegistry::Obj().Has("main/Marker")) << "only the standalone window loads";
+        MainWindow standalone(nullptr, true);
+        EXPECT_EQ(out.take(), "Nodara standalone1\nConfiguration loading successful.\n");
+        EXPECT_EQ(KYVO::CRegistry::Obj().GetString("main/Marker"), "kept");
+
+        // Every closing window saves, project windows too.
+        KYVO::CRegistry::Obj().SetString("main/Marker", "changed");
+        QSignalSpy closed(&plugin, &MainWindow::closed);
+        plugin.show();
+        EXPECT_TRUE(plugin.close());
+        EXPECT_EQ(out.take(), "Configuration saving successful.\n");
+        EXPECT_EQ(closed.count(), 1);
+        EXPECT_TRUE(pxmtest::readFile(dir.path("config/Lumarka.json")).contains("changed"));
+    }
+
+    // A corrupt store fails to load, and an unwritable directory fails to save.
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("config/Lumarka.json"), "{ broken"));
+    StreamCapture err(std::cerr);
+    MainWindow standalone(nullptr, true);
+    EXPECT_EQ(err.take(), "Configuration loading failed!\n");
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("file"), "x"));
+    KYVO::CRegistry::SetStorageDirectory(dir.path("file/sub"));
+    standalone.show();
+    standalone.close();
+    EXPECT_EQ(err.take(), "Configuration saving failed.\n");
+}
+
+TEST_F(WindowTest, SetProjectRefusesNullAndFollowsPathAndCleanState) {
+    MainWindow window(nullptr, false);
+    QSignalSpy changed(&window, &MainWindow::projectChanged);
+    g_warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
+    window.setProject(nullptr);
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(g_warnings, QStringList{"Setting the project to NULL is currently not supported."});
+    EXPECT_EQ(changed.count(), 0);
+    EXPECT_EQ(window.windowTitle(), "Pixmarker");
+
+    Project project;
+    window.setProject(&project);
+    ASSERT_EQ(changed.count(), 1);
+    EXPECT_EQ(changed[0][0].value<Project*>(), &project);
+    EXPECT_EQ(window.view()->project(), &project) << "the view follows the window";
+    EXPECT_EQ(window.windowTitle(), "Pixmarker - Unsaved");
+    project.setPath("/data/p.json");
+    EXPECT_EQ(window.windowTitle(), "Pixmarker - /data/p.json");
+    project.undoStack()->push(new QUndoCommand("edit"));
+    EXPECT_EQ(window.windowTitle(), "Pixmarker - /data/p.json*");
+    project.undoStack()->setClean();
+    EXPECT_EQ(window.windowTitle(), "Pixmarker - /data/p.json");
+}
+
+TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
+    Project project;
+    LabeledImage* first = addImage(project, writeImage("a.pgm"));
+    LabeledImage* second = addImage(project, writeImage("b.pgm"));
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    EXPECT_EQ(window.shownScene(), nullptr) << "nothing is loaded before the window is shown";
+
+    window.show();
+    // The image knew only its path; showing it loaded it and made its scene.
+    pxm::Scene* firstScene = window.shownScene();
+    ASSERT_NE(firstScene, nullptr);
+    EXPECT_EQ(firstScene, project.currentScene());
+    EXPECT_EQ(first->width(), 3u);
+    EXPECT_EQ(firstScene->usageCount(), 1u);
+    EXPECT_NE(first->image(), nullptr);
+    EXPECT_TRUE(window.view()->isEnabled());
+    EXPECT_TRUE(window.zoomToolBar()->isEnabled());
+
+    project.setCurrentImageIndex(1);
+    EXPECT_EQ(window.shownScene(), second->scene(0));
+    EXPECT_EQ(firstScene->usageCount(), 0u);
+    EXPECT_EQ(first->image(), nullptr) << "the replaced image is released";
+    EXPECT_EQ(second->scene(0)->usageCount(), 1u);
+
+    window.close();
+    EXPECT_EQ(window.shownScene(), nullptr);
+    EXPECT_EQ(second->scene(0)->usageCount(), 0u);
+    window.show(); // shown again, it takes the current scene back
+    EXPECT_EQ(window.shownScene(), second->scene(0));
+    EXPECT_EQ(second->scene(0)->usageCount(), 1u);
+}
+
+// Shortcuts and states of every action in a fresh window: tools, undo and redo, the mask
+// import and reannotation wait for something to act on; the reload is for plug-in use only.
+TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
+    using A = MainAction;
+    auto keys = [](const char* text) { return QList<QKeySequence>{QKeySequence(text)}; };
+    const std::map<A, QList<QKeySequence>> shortcuts = {
+        {A::Save, QKeySequence::keyBindings(QKeySequence::Save)},
+        {A::SaveAs, QKeySequence::keyBindings(QKeySequence::SaveAs)},
+        {A::NewProject, QKeySequence::keyBindings(QKeySequence::New)},
+        {A::Open, QKeySequence::keyBindings(QKeySequence::Open)},
+        {A::Quit, QKeySequence::keyBindings(QKeySequence::Close)},
+        {A::ReloadNodaraInput, QKeySequence::keyBindings(QKeySequence::Refresh)},
+        {A::Undo, QKeySequence::keyBindings(QKeySequence::Undo)},
+        {A::Redo, QKeySequence::keyBindings(QKeySequence::Redo)},
+        {A::Help, QKeySequence::keyBindings(QKeySequence::HelpContents)},
+        {A::RestoreView, keys("Ctrl+0")}, {A::PreviousImage, keys("Backspace")}, {A::NextImage, keys("Space")},
+        {A::RunScript, keys("S")}, {A::PreviousSlice, keys("Ctrl+Down")}, {A::NextSlice, keys("Ctrl+Up")}};
+    const std::set<A> disabled = {A::ImportMask, A::ReloadNodaraInput, A::Reannotation, A::Undo, A::Redo};
+    const std::set<A> withoutIcon = {A::SaveAs,       A::ImportMask,    A::ImportLabels, A::ImportVOC, A::ImportKARO,
+                                     A::ImportLabelMe, A::Export,        A::PreviousImage, A::NextImage, A::RunScript,
+                                     A::PreviousSlice, A::NextSlice,     A::Help,          A::About};
+    MainWindow window(nullptr, false);
+    for (int i = 0; i < int(A::Settings); ++i) {
+        const A id = A(i);
+        QAction* action = window.action(id);
+        ASSERT_NE(action, nullptr);
+        SCOPED_TRACE(action->toolTip().toStdString());
+        const bool tool = id >= A::Rectangle && id <= A::Ruler;
+        EXPECT_EQ(action->shortcuts(), shortcuts.count(id) ? shortcuts.at(id) : QList<QKeySequence>());
+        EXPECT_EQ(action->isEnabled(), !tool && !disabled.count(id));
+        EXPECT_EQ(action->isVisible(), id != A::ReloadNodaraInput);
+        EXPECT_EQ(action->isCheckable(), tool);
+        EXPECT_EQ(action->icon().isNull(), withoutIcon.count(id) == 1);
+        EXPECT_EQ(action->actionGroup() == window.toolActionGroup(), tool);
+    }
+    EXPECT_TRUE(window.toolActionGroup()->isExclusive());
+    EXPECT_FALSE(window.zoomToolBar()->isEnabled());
+    EXPECT_FALSE(window.windowIcon().isNull());
+}
+
+TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
+    auto info = [](uint64_t w, uint64_t h, uint64_t d, const char* type, double min, double max, double mean,
+                   double m, uint64_t n) {
+        Pictor::CImageInfo record;
+        record.width = w;
+        record.height = h;
+        record.depth = d;
+        record.typeName = type;
+        record.min = min;
+        record.max = max;
+        record.mean = mean;
+        record.sumSquaredDeviations = m;
+        record.count = n;
+        for (uint64_t z = 0; z < d; ++z)
+            record.slices.push_back({double(z), double(10 + z), double(5 + z), 8.0, 5});
+        return record;
+    };
+    const QString sd = QString::number(std::sqrt(1.0e9 / (640.0 * 480.0 - 1.0)), 'g', 6);
+    const Pictor::CImageInfo volume = info(64, 32, 20, "IMAGE_GREY_F", -1.5, 2.25, 0.125, 4.0, 5);
+    const struct {
+        QString format;
+        Pictor::CImageInfo record;
+        uint64_t z;
+        QString expected;
+    } cases[] = {
+        {"(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)",
+         info(640, 480, 1, "IMAGE_GREY_8", 0, 255, 127.5, 1.0e9, 640 * 480), 0,
+         "(min=0 max=255 mean=127.5 sd=" + sd + ") GREY_8  (640x480)"},
+        {"%s", volume, 0, "64x32x20"},
+        {"%w|%h|%d", volume, 0, "643220"},
+        {"%t %t", info(2, 2, 1, "IMAGE_RGB_8I", 0, 1, 0, 0, 12), 0, "RGB_8I RGB_8I"},
+        // Fewer than two values have no spread.
+        {"sd=%isigma", info(1, 1, 1, "IMAGE_GREY_8", 7, 7, 7, 0, 1), 0, "sd=-1"},
+        // Slice statistics of the shown layer, and "n/a" where the record has none.
+        {"%pmin %pmax %pmean %psigma", volume, 3, "3 13 8 1.41421"},
+        {"%pmin %pmax %pmean %psigma", info(5, 5, 5, "IMAGE_GREY_8", 0, 0, 0, 0, 0), 5, "n/a n/a n/a n/a"},
+        {"%imin..%imax mean %imean", volume, 0, "-1.5..2.25 mean 0.125"},
+        // Without "|" the format is one piece; text around placeholders stays.
+        {"size %s!", volume, 0, "size 64x32x20!"},
+        {"||", volume, 0, ""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(pxm::expandStatusFormat(c.format, &c.record, c.z), c.expected) << c.format.toStdString();
+    EXPECT_EQ(pxm::expandStatusFormat(cases[0].format, nullptr, 0), "no info");
+}
+
+TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
+    Project project;
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    window.show();
+    EXPECT_FALSE(window.loadingIndicator()->isVisible());
+    EXPECT_FALSE(window.progressBar()->isVisible());
+    EXPECT_TRUE(window.sizeLabel()->isHidden()) << "no scene, no size";
+    window.showLoadingIndicator();
+    EXPECT_TRUE(window.loadingIndicator()->isVisible());
+    window.hideLoadingIndicator();
+    EXPECT_FALSE(window.loadingIndicator()->isVisible());
+    EXPECT_EQ(window.statusFormat(), "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
+
+    addImage(project, writeImage("grey.pgm", 3, 2, '\x20'));
+    ASSERT_FALSE(window.sizeLabel()->isHidden());
+    EXPECT_EQ(window.sizeLabel()->text(), "(min=32 max=32 mean=32 sd=0) GREY_8  (3x2)");
+    project.setSetting("StatusLine.format", "%w by %h, slice %pmean");
+    EXPECT_EQ(window.sizeLabel()->text(), "3 by 2, slice 32");
+    EXPECT_EQ(window.statusFormat(), "%w by %h, slice %pmean");
+
+    // Another slice of a volume shows its own figures.
+    auto* volume = new LabeledImage(&project);
+    auto* data = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(2, 2, 3));
+    for (int i = 0; i < 12; ++i)
+        data->data()[i] = uint8_t(i / 4 * 10);
+    volume->setImage(data, true);
+    project.addImage(volume);
+    project.setCurrentImageIndex(1);
+    project.setSetting("StatusLine.format", "%s|: %pmean");
+    EXPECT_EQ(window.sizeLabel()->text(), "2x2x3: 0");
+    project.setCurrentZLayer(2);
+    EXPECT_EQ(window.sizeLabel()->text(), "2x2x3: 20");
+    project.setCurrentImageIndex(-1);
+    EXPECT_TRUE(window.sizeLabel()->isHidden());
+    window.close();
+}
+
+TEST_F(WindowTest, NextWindowOpensWhereTheLastOneWasLeft) {
+    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+    MainWindow first(nullptr, false);
+    EXPECT_EQ(first.size(), available.size() * 0.8) << "a first start";
+    EXPECT_LE((first.frameGeometry().center() - available.center()).manhattanLength(), 1);
+    first.show();
+    const QRect started = first.geometry();
+    // The window may not become smaller than its content needs: it says where it went.
+    first.setGeometry(QRect(available.topLeft() + QPoint(30, 20), QSize(500, 400)));
+    const QRect moved = first.geometry();
+    ASSERT_NE(moved, started);
+    first.findChild<QToolBar*>("viewToolBar")->hide();
+    ASSERT_TRUE(first.close());
+
+    // The next program start reads it back from the user's stored registry.
+    KYVO::CRegistry::Obj().Clear();
+    MainWindow second(nullptr, true);
+    second.show();
+    EXPECT_EQ(second.geometry(), moved);
+    EXPECT_FALSE(second.findChild<QToolBar*>("viewToolBar")->isVisible());
+    EXPECT_TRUE(second.findChild<QToolBar*>("editToolBar")->isVisible());
+}
+
+TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
+    Project project;
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    const QList<QKeySequence> saveDefaults = window.action(MainAction::Save)->shortcuts();
+    ASSERT_FALSE(saveDefaults.isEmpty());
+    const QList<QKeySequence> f{QKeySequence("F")};
+
+    uitest::ModalAnswerer answerer;
+    answerer.then([](QWidget* dialog) {
+        auto* page = dialog->findChild<pxm::ShortcutsPage*>();
+        ASSERT_NE(page, nullptr);
+        QKeySequenceEdit* runScript = page->editor(MainAction::RunScript);
+        // The same keys, or keys that begin with another action's, would never reach this one.
+        const std::pair<const char*, const char*> clashes[] = {
+            {"Ctrl+0", "Restore view"}, {"Ctrl+0, X", "Restore view"}, {"Space", "Next image"}};
+        for (const auto& [keys, owner] : clashes) {
+            runScript->setKeySequence(QKeySequence(keys));
+            emit runScript->editingFinished();
+            EXPECT_TRUE(page->message().contains(QString("\"%1\"").arg(owner))) << keys;
+            EXPECT_EQ(runScript->keySequence(), QKeySequence("S")) << keys;
+        }
+        QKeySequenceEdit* zoomToFit = page->editor(MainAction::ZoomToFit);
+        zoomToFit->setKeySequence(QKeySequence("F"));
+        emit zoomToFit->editingFinished();
+        EXPECT_TRUE(page->message().isEmpty());
+        qobject_cast<QAbstractButton*>(page->table()->cellWidget(int(MainAction::Save), 2))->click();
+        qobject_cast<QDialog*>(dialog)->accept();
+    });
+    window.action(MainAction::Settings)->trigger();
+    ASSERT_EQ(answerer.seen().size(), 1u);
+    EXPECT_EQ(window.action(MainAction::ZoomToFit)->shortcuts(), f);
+    EXPECT_TRUE(window.action(MainAction::Save)->shortcuts().isEmpty());
+    EXPECT_EQ(window.action(MainAction::RunScript)->shortcuts(), QList<QKeySequence>{QKeySequence("S")});
+    {
+        MainWindow next(nullptr, false);
+        EXPECT_EQ(next.action(MainAction::ZoomToFit)->shortcuts(), f);
+        EXPECT_TRUE(next.action(MainAction::Save)->shortcuts().isEmpty());
+    }
+
+    answerer.then([](QWidget* dialog) {
+        dialog->findChild<QPushButton*>("resetShortcutsButton")->click();
+        qobject_cast<QDialog*>(dialog)->accept();
+    });
+    window.action(MainAction::Settings)->trigger();
+    EXPECT_EQ(window.action(MainAction::Save)->shortcuts(), saveDefaults);
+    EXPECT_TRUE(window.action(MainAction::ZoomToFit)->shortcuts().isEmpty());
+    const KYVO::CValueMap* stored = KYVO::CRegistry::Obj().GetMap("main/Shortcuts");
+    EXPECT_TRUE(!stored || stored->empty()) << "defaults are not stored";
+}
+
+// A plug-in may drop its project while the window still exists: the window, its view and
+// its panels let go of everything without touching what is gone.
+TEST_F(WindowTest, WindowOutlivesItsProject) {
+    auto* project = new Project;
+    for (int i = 0; i < 3; ++i)
+        pxmtest::addImage(*project, 8, 8);
+    project->createLabel();
+    addImage(*project, "/nonexistent/x.png");
+    project->setSetting("ImageChooser.filter", QVariantMap{{"namePattern", "*.png"}});
+    MainWindow window(nullptr, false);
+    window.setProject(project);
+    window.show();
+    QApplication::processEvents();
+    delete project;
+    QApplication::processEvents();
+    EXPECT_EQ(window.project(), nullptr);
+    EXPECT_EQ(window.view()->project(), nullptr);
+    EXPECT_EQ(window.view()->currentScene(), nullptr);
+    EXPECT_FALSE(window.view()->isEnabled());
+}
+
+// Reannotation works on a mask, so it is offered exactly while the shown image has one.
+TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
+    Project project;
+    LabeledImage* image = pxmtest::addImage(project, 8, 8);
+    project.createLabel();
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    window.show();
+    QApplication::processEvents();
+    QAction* reannotation = window.action(MainAction::Reannotation);
+    EXPECT_FALSE(reannotation->isEnabled());
+    EXPECT_TRUE(reannotation->toolTip().contains("Needs a loaded label mask")) << "says why it is off";
+    image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true, false);
+    EXPECT_TRUE(reannotation->isEnabled());
+    EXPECT_FALSE(reannotation->toolTip().contains("Needs"));
+    // The keys that step through images work from the start: the view has the focus.
+    EXPECT_EQ(window.focusWidget(), window.view());
+
+    // The ruler's drawing is gone while the export dialog is open, and the ruler comes back.
+    pxm::View* view = window.view();
+    view->setTool(pxm::ToolType::Ruler);
+    const int plain = view->currentScene()->items().size();
+    click(view->viewport(), view->mapFromScene(QPointF(2, 2)), false);
+    ASSERT_GT(view->currentScene()->items().size(), plain);
+    int itemsDuringExport = -1;
+    pxmtest::whenModal([&](QWidget* dialog) {
+        itemsDuringExport = view->currentScene()->items().size();
+        dialog->close();
+    });
+    window.action(MainAction::Export)->trigger();
+    EXPECT_EQ(itemsDuringExport, plain);
+    EXPECT_EQ(view->toolType(), pxm::ToolType::Ruler);
+}
+
+// An eraser stroke undone while another image is shown reaches its image all the same,
+// through the files its mask and erasures were swapped out to; the window is clean exactly
+// when the stack is.
+TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
+    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 16, 1));
+    std::fill(pixels.data(), pixels.data() + 256, uint8_t(1));
+    for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
+        KYVO::CImageIo2::Save(dir.path(name).toStdString(), pixels);
+    Project project;
+    project.createLabel();
+    LabeledImage* first = addImage(project, dir.path("a.pgm"));
+    addImage(project, dir.path("b.pgm"));
+    first->setMaskPath(dir.path("a_mask.pgm"));
+    project.setPath(dir.path("p.json"));
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    window.resize(800, 600);
+    window.show();
+    QApplication::processEvents();
+    pxm::View* view = window.view();
+    view->setTool(pxm::ToolType::Eraser);
+    click(view->viewport(), view->mapFromScene(QPointF(5.5, 5.5)), true);
+    ASSERT_NE(first->scene(0)->maskItem(), nullptr);
+    ASSERT_EQ(first->scene(0)->maskItem()->value(QPoint(5, 5)), 0) << "erased";
+    EXPECT_TRUE(window.windowTitle().endsWith('*'));
+
+    project.setCurrentImageIndex(1);
+    QApplication::processEvents();
+    EXPECT_EQ(first->mask(), nullptr) << "the unchanged mask is let go while not shown";
+    project.undoStack()->undo();
+    EXPECT_TRUE(project.undoStack()->isClean());
+    EXPECT_FALSE(window.windowTitle().endsWith('*'));
+    project.setCurrentImageIndex(0);
+    QApplication::processEvents();
+    ASSERT_NE(first->scene(0)->maskItem(), nullptr);
+    EXPECT_EQ(first->scene(0)->maskItem()->value(QPoint(5, 5)), 1) << "the erasure is undone";
+}
+
+TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
+    Project project;
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    window.show();
+    const QString b = writeImage("b.pgm"), a = writeImage("a.pgm"), notes = dir.path("notes.txt");
+    pxmtest::writeFile(notes, "not an image");
+    EXPECT_FALSE(drop(window, {notes})) << "nothing to take";
+    EXPECT_TRUE(drop(window, {b, notes, a}));
+    ASSERT_EQ(project.images().size(), 2);
+    EXPECT_EQ(project.images()[0]->imagePath(), a);
+    EXPECT_EQ(project.images()[1]->imagePath(), b);
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    project.undoStack()->undo();
+    EXPECT_TRUE(project.images().isEmpty());
+
+    // A dropped project opens as "&Open" opens it: in a new window, since this one has one.
+    Project saved;
+    saved.createLabel();
+    MainWindow writer(nullptr, false);
+    writer.setProject(&saved);
+    writer.doSave(dir.path("dropped.json"));
+    EXPECT_TRUE(drop(window, {dir.path("dropped.json")}));
+    EXPECT_EQ(window.project(), &project);
+    MainWindow* opened = otherWindow(&window);
+    ASSERT_NE(opened, nullptr);
+    ASSERT_NE(opened->project(), nullptr);
+    EXPECT_EQ(opened->project()->path(), dir.path("dropped.json"));
+    EXPECT_EQ(opened->project()->labels().size(), 1);
+    window.close();
+
+    // Dropped on a window without a project, images start one with its first label.
+    MainWindow empty(nullptr, false);
+    empty.show();
+    EXPECT_TRUE(drop(empty, {writeImage("only.pgm")}));
+    ASSERT_NE(empty.project(), nullptr);
+    EXPECT_EQ(empty.project()->images().size(), 1);
+    EXPECT_EQ(empty.project()->labels().size(), 1);
+    empty.project()->undoStack()->setClean();
+    empty.close();
+}
+
+// Unsaved changes: Cancel keeps the window, Discard closes, Save saves then closes; a clean
+// project or a plug-in's project closes without asking. The registry is saved on every close.
+TEST_F(WindowTest, ClosingWithUnsavedChangesAsks) {
+    Project project;
+    project.setPath(dir.path("work.json"));
+    MainWindow window(nullptr, false);
+    window.setProject(&project);
+    const struct {
+        QString answer;
+        bool closes;
+        bool saved;
+    } cases[] = {{"Cancel", false, false}, {"Discard", true, false}, {"Save", true, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.answer.toStdString());
+        QFile::remove(dir.path("work.json"));
+        project.undoStack()->push(new QUndoCommand("edit"));
+        window.show();
+        out.take();
+        uitest::ModalAnswerer modals;
+        modals.thenClick(c.answer);
+        EXPECT_EQ(window.close(), c.closes);
+        EXPECT_EQ(modals.titles(), QStringList{"Unsaved changes"});
+        EXPECT_EQ(window.isVisible(), !c.closes);
+        EXPECT_EQ(QFile::exists(dir.path("work.json")), c.saved);
+        EXPECT_EQ(out.take().find("Configuration saving successful.") != std::string::npos, c.closes);
+    }
+
+    // Nothing to save, or a plug-in's window: no question.
+    uitest::ModalAnswerer none;
+    window.show();
+    project.undoStack()->setClean();
+    EXPECT_TRUE(window.close());
+    project.undoStack()->push(new QUndoCommand("edit"));
+    int pluginTag = 0;
+    project.setNodaraPlugin(reinterpret_cast<pxm::PPixmarker*>(&pluginTag));
+    window.show();
+    QSignalSpy closed(&window, &MainWindow::closed);
+    EXPECT_TRUE(window.close());
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_TRUE(none.seen().empty());
+    project.setNodaraPlugin(nullptr);
+}
+
+// Every built-in icon is visible on a light tool bar at small sizes: at least a sixteenth of
+// the square is ink that is neither transparent nor near-white. The loading indicator moves.
+TEST(Icons, EveryIconIsVisibleAtSmallSizesAndTheIndicatorIsAnAnimation) {
+    int icons = 0;
+    for (QDirIterator it(":/icons"); it.hasNext();) {
+        const QString name = it.next();
+        if (name.endsWith(".gif"))
+            continue;
+        ++icons;
+        for (int size : {16, 24}) {
+            const QImage image = QIcon(name).pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
+            ASSERT_FALSE(image.isNull()) << name.toStdString();
+            int ink = 0;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    ink += image.pixelColor(x, y).alpha() > 64 && image.pixelColor(x, y).lightness() < 230;
+            EXPECT_GT(ink, size * size / 16) << name.toStdString() << " at " << size;
+        }
+    }
+    EXPECT_GE(icons, 33);
+    QMovie movie(":/icons/loading.gif");
+    ASSERT_TRUE(movie.isValid());
+    EXPECT_GT(movie.frameCount(), 1);
+    ASSERT_TRUE(movie.jumpToFrame(0));
+    const QImage first = movie.currentImage();
+    ASSERT_TRUE(movie.jumpToFrame(1));
+    EXPECT_NE(movie.currentImage(), first);
+}
