@@ -126,25 +126,16 @@ void dropMessage(QtMsgType, const QMessageLogContext&, const QString&) {}
 } // namespace
 
 const std::vector<FuzzTarget>& fuzzTargets() {
+    // clang-format off
     static const std::vector<FuzzTarget> targets = {
-        {"project", "input.json", readProject},
-        {"project_gz", "input.json.gz", readProject},
-        {"karo", "input.mark", import <pxm::KAROMarkReader>},
-        {"voc", "input.voc", import <pxm::VOCReader>},
-        {"labelme", "input.json", import <pxm::LabelMeReader>},
-        {"registry", "registry/Fuzz.json", readRegistry},
-        {"netpbm", "input.pgm", loadImage},
-        {"tiff", "input.tif", loadImage},
-        {"png", "input.png", loadImage},
-        {"jpeg", "input.jpg", loadImage},
-        {"bmp", "input.bmp", loadImage},
-        {"gif", "input.gif", loadImage},
-        {"ico", "input.ico", loadImage},
-        {"jp2", "input.jp2", loadImage},
-        {"j2k", "input.j2k", loadImage},
-        {"okav", "input.okav", loadImage},
-        {"okav_gz", "input.okav.gz", loadImage},
-    };
+        {"project", "input.json", readProject}, {"project_gz", "input.json.gz", readProject},
+        {"karo", "input.mark", import<pxm::KAROMarkReader>}, {"voc", "input.voc", import<pxm::VOCReader>},
+        {"labelme", "input.json", import<pxm::LabelMeReader>}, {"registry", "registry/Fuzz.json", readRegistry},
+        {"netpbm", "input.pgm", loadImage}, {"tiff", "input.tif", loadImage}, {"png", "input.png", loadImage},
+        {"jpeg", "input.jpg", loadImage}, {"bmp", "input.bmp", loadImage}, {"gif", "input.gif", loadImage},
+        {"ico", "input.ico", loadImage}, {"jp2", "input.jp2", loadImage}, {"j2k", "input.j2k", loadImage},
+        {"okav", "input.okav", loadImage}, {"okav_gz", "input.okav.gz", loadImage}};
+    // clang-format on
     return targets;
 }
 
