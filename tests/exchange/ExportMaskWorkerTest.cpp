@@ -116,24 +116,25 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
         steps << i;
     EXPECT_EQ(progressValues(progress), steps) << "the VGG step comes on top of the total";
 
-    const auto flatMask = load(out.path("cells___fullmask.pgm"));
-    ASSERT_TRUE(flatMask);
-    EXPECT_EQ(flatMask->size(), KYVO::CSize(8, 6, 1));
-    EXPECT_EQ(flatMask->value(2, 2, 0), 5.0) << "mask ids, not label ids";
-    EXPECT_EQ(flatMask->value(6, 4, 0), 0.0);
-
-    const auto stackMask = load(out.path("stack.b___fullmask.okav.gz"));
-    ASSERT_TRUE(stackMask);
-    EXPECT_EQ(stackMask->size(), KYVO::CSize(8, 6, 2));
-    EXPECT_EQ(stackMask->value(5, 4, 1), 9.0);
-    EXPECT_EQ(stackMask->value(5, 4, 0), 0.0);
-
-    const auto own = load(out.path("cells_3__mask.pbm"));
-    const auto other = load(out.path("cells_7__mask.pbm"));
-    ASSERT_TRUE(own && other);
-    EXPECT_EQ(own->value(2, 2, 0), 1.0);
-    EXPECT_EQ(other->value(2, 2, 0), 0.0);
-
+    // Full masks hold mask ids, not label ids; each label's own mask holds 1.
+    const struct {
+        const char* file;
+        KYVO::CSize size;
+        int x, y, z;
+        double value;
+    } probes[] = {{"cells___fullmask.pgm", {8, 6, 1}, 2, 2, 0, 5},
+                  {"cells___fullmask.pgm", {8, 6, 1}, 6, 4, 0, 0},
+                  {"stack.b___fullmask.okav.gz", {8, 6, 2}, 5, 4, 1, 9},
+                  {"stack.b___fullmask.okav.gz", {8, 6, 2}, 5, 4, 0, 0},
+                  {"cells_3__mask.pbm", {8, 6, 1}, 2, 2, 0, 1},
+                  {"cells_7__mask.pbm", {8, 6, 1}, 2, 2, 0, 0}};
+    for (const auto& p : probes) {
+        SCOPED_TRACE(testing::Message() << p.file << " at " << p.x << "," << p.y << "," << p.z);
+        const auto mask = load(out.path(p.file));
+        ASSERT_TRUE(mask);
+        EXPECT_EQ(mask->size(), p.size);
+        EXPECT_EQ(mask->value(p.x, p.y, p.z), p.value);
+    }
     const auto snapshot = load(out.path("stack.b___snapshot.tiff"));
     ASSERT_TRUE(snapshot);
     EXPECT_EQ(snapshot->size(), KYVO::CSize(8, 6, 2));

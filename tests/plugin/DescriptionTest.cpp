@@ -39,7 +39,7 @@ bool isEmptyImage(const KYVO::CValue* value) {
 
 } // namespace
 
-TEST(Description, KeysValuesAndAttributesForBothKeepWorkspaceSettings) {
+TEST(Description, KeysValuesAttributesAndHelpTextForBothKeepWorkspaceSettings) {
     for (const bool keep : {false, true}) {
         SCOPED_TRACE(keep ? "keep_workspace true" : "keep_workspace false");
         KYVO::CValueMap parameters;
@@ -101,26 +101,20 @@ TEST(Description, KeysValuesAndAttributesForBothKeepWorkspaceSettings) {
         EXPECT_EQ(stringAttribute(d, "outputs/0", "label"),
                   "An image mask containing the ID of the label for each pixel.");
         EXPECT_EQ(d.Attributes("outputs/1"), nullptr);
-    }
-}
 
-TEST(Description, HelpTextNamesEveryInputOutputAndParameter) {
-    const KYVO::CValueMap d = describe({});
-    const QString text = QString::fromStdString(d.GetString("description"));
-    EXPECT_TRUE(text.startsWith("BRIEF\nA simple GUI which allows manual, real time labeling.\n"));
-    EXPECT_TRUE(text.endsWith("\n\n\n"));
-    // Each section heading is followed by the text the description map shows for that entry.
-    for (const auto& [heading, path] : {std::pair<const char*, const char*>{"INPUT 0", "inputs/0"},
-                                        {"INPUT 1", "inputs/1"},
-                                        {"INPUT 2", "inputs/2"},
-                                        {"INPUT 3", "inputs/3"},
-                                        {"OUTPUT 0", "outputs/0"}}) {
-        SCOPED_TRACE(heading);
-        EXPECT_TRUE(text.contains(
-            QString("\n%1\n%2\n\n").arg(heading, QString::fromStdString(stringAttribute(d, path, "label")))));
+        const QString text = QString::fromStdString(d.GetString("description"));
+        EXPECT_TRUE(text.startsWith("BRIEF\nA simple GUI which allows manual, real time labeling.\n"));
+        EXPECT_TRUE(text.endsWith("\n\n\n"));
+        // Each section heading ("INPUT 0") is followed by the text the map shows for that entry.
+        for (const QString path : {"inputs/0", "inputs/1", "inputs/2", "inputs/3", "outputs/0"}) {
+            SCOPED_TRACE(path.toStdString());
+            const QString heading = path.section('/', 0, 0).chopped(1).toUpper() + ' ' + path.section('/', 1);
+            const QString label = QString::fromStdString(stringAttribute(d, path.toStdString(), "label"));
+            EXPECT_TRUE(text.contains(QString("\n%1\n%2\n\n").arg(heading, label)));
+        }
+        EXPECT_TRUE(text.contains(QString("PARAMETER keep_workspace\n") + kKeepDesc));
+        EXPECT_TRUE(text.contains(QString("PARAMETER input_image_path\n") + kPathDesc));
+        EXPECT_LT(text.indexOf("-- BEGIN ONLY FOR PLUGIN --"), text.indexOf("INPUT 0"));
+        EXPECT_LT(text.indexOf("OUTPUT 0"), text.indexOf("PARAMETER keep_workspace"));
     }
-    EXPECT_TRUE(text.contains(QString("PARAMETER keep_workspace\n") + kKeepDesc));
-    EXPECT_TRUE(text.contains(QString("PARAMETER input_image_path\n") + kPathDesc));
-    EXPECT_LT(text.indexOf("-- BEGIN ONLY FOR PLUGIN --"), text.indexOf("INPUT 0"));
-    EXPECT_LT(text.indexOf("OUTPUT 0"), text.indexOf("PARAMETER keep_workspace"));
 }
