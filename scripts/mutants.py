@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Samples small changes ("mutants") of the program's sources and counts how many the tests catch.
 
-usage: mutants.py [N] [SEED]     (defaults: 60 mutants, seed 1)
+usage: mutants.py [N] [SEED] [COMMIT]     (defaults: 60 mutants, seed 1, HEAD)
 
-The committed state (HEAD) is checked out into .mutants/tree and built without sanitizers in
+The committed state (COMMIT) is checked out into .mutants/tree and built without sanitizers in
 .mutants/build, both kept between runs so that later runs build incrementally. For each mutant
 one line of one src/ .cpp file is changed, the test programs that link it are rebuilt, and they
 run, lowest layer first, until one fails ("killed") or all pass ("survived"); a mutant that
@@ -73,8 +73,8 @@ def lock_prefix():
     return ["flock", lock] if lock else []
 
 
-def prepare():
-    head = run(["git", "-C", ROOT, "rev-parse", "HEAD"], capture_output=True, text=True, check=True).stdout.strip()
+def prepare(commit):
+    head = run(["git", "-C", ROOT, "rev-parse", commit], capture_output=True, text=True, check=True).stdout.strip()
     if not os.path.isdir(TREE):
         os.makedirs(WORK, exist_ok=True)
         run(["git", "-C", ROOT, "worktree", "add", "--detach", "--force", TREE, head], check=True,
@@ -149,7 +149,7 @@ def run_tests(layer):
 def main():
     count = int(sys.argv[1]) if len(sys.argv) > 1 else 60
     seed = int(sys.argv[2]) if len(sys.argv) > 2 else 1
-    head = prepare()
+    head = prepare(sys.argv[3] if len(sys.argv) > 3 else "HEAD")
     pool = candidates()
     chosen = random.Random(seed).sample(pool, min(count, len(pool)))
     print("%d mutants of %d candidates, seed %d, sources %s" % (len(chosen), len(pool), seed, head[:12]))
