@@ -32,7 +32,6 @@ TEST(ExportMaskDialog, OffersStoredChoicesAndDefaults) {
         {"labelMeCheckBox", false},  {"skipUnlabeledCheckBox", true}, {"openFolderCheckBox", false}};
     {
         ExportMaskDialog dialog(&project);
-        EXPECT_EQ(dialog.windowTitle(), "Export Masks");
         EXPECT_EQ(dialog.findChild<QLineEdit*>("directoryEdit")->text(), QDir::currentPath());
         EXPECT_EQ(dialog.findChild<QLineEdit*>("filenameEdit")->text(), "{image_name}_{label_id}_{z_layer}");
         for (const auto& d : defaults) {

@@ -22,55 +22,51 @@ namespace {
 
 struct InputError {
     const char* what;
-    std::function<void(pxm::PPixmarker&)> feed;
+    int slot;
+    std::function<KYVO::CValue*()> value;
     const char* message;
     const char* function;
 };
 
 // Each case feeds a valid image (so the later readers are reached) plus one bad input.
 const InputError kErrors[] = {
-    {"label list not in a holder", [](pxm::PPixmarker& n) { n.SetInput(2, new KYVO::CValueVector); },
+    {"label list not in a holder", 2, [] { return new KYVO::CValueVector; },
      "Expected a CValueSmart<CValueVector> as third input.", "reloadLabelInput"},
-    {"label list holds a map",
-     [](pxm::PPixmarker& n) { n.SetInput(2, new KYVO::CValueSmart(new KYVO::CValueMap)); },
+    {"label list holds a map", 2, [] { return new KYVO::CValueSmart(new KYVO::CValueMap); },
      "The label list (third input) must be a CValueVector.", "reloadLabelInput"},
-    {"image not in a holder", [](pxm::PPixmarker& n) { n.SetInput(0, new KYVO::CValueString("img.png")); },
+    {"image not in a holder", 0, [] { return new KYVO::CValueString("img.png"); },
      "Expected a CValueSmart<CImage> as first input.", "reloadImageInput"},
-    {"image holder holds a vector",
-     [](pxm::PPixmarker& n) { n.SetInput(0, new KYVO::CValueSmart(new KYVO::CValueVector)); },
+    {"image holder holds a vector", 0, [] { return new KYVO::CValueSmart(new KYVO::CValueVector); },
      "The image (first input) must be an image.", "reloadImageInput"},
-    {"empty image holder", [](pxm::PPixmarker& n) { n.SetInput(0, new KYVO::CValueSmart); },
+    {"empty image holder", 0, [] { return new KYVO::CValueSmart; },
      "The image (first input) must be an image.", "reloadImageInput"},
-    {"mask not in a holder",
-     [](pxm::PPixmarker& n) {
-         n.SetInput(1, new KYVO::CValueOwnedPointer<KYVO::CImage>(
-                           new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3))));
+    {"mask not in a holder", 1,
+     [] {
+         return new KYVO::CValueOwnedPointer<KYVO::CImage>(new KYVO::CImage(KYVO::IMAGE_GREY_8, {4, 3}));
      },
      "Expected a CValueSmart<CImage> as second input.", "reloadMaskInput"},
-    {"mask holder holds a map",
-     [](pxm::PPixmarker& n) { n.SetInput(1, new KYVO::CValueSmart(new KYVO::CValueMap)); },
+    {"mask holder holds a map", 1, [] { return new KYVO::CValueSmart(new KYVO::CValueMap); },
      "The mask (second input) must be an image.", "reloadMaskInput"},
-    {"float mask", [](pxm::PPixmarker& n) { n.SetInput(1, imageValue(KYVO::IMAGE_GREY_F, 4, 3)); },
+    {"float mask", 1, [] { return imageValue(KYVO::IMAGE_GREY_F, 4, 3); },
      "The mask (second input) must be of type IMAGE_GREY_8.", "reloadMaskInput"},
-    {"boolean mask", [](pxm::PPixmarker& n) { n.SetInput(1, imageValue(KYVO::IMAGE_BOOL, 4, 3)); },
+    {"boolean mask", 1, [] { return imageValue(KYVO::IMAGE_BOOL, 4, 3); },
      "The mask (second input) must be of type IMAGE_GREY_8.", "reloadMaskInput"},
-    {"zones not in a holder", [](pxm::PPixmarker& n) { n.SetInput(3, new KYVO::CValueVector); },
+    {"zones not in a holder", 3, [] { return new KYVO::CValueVector; },
      "Expected a CValueSmart as fourth input.", "reloadZoneInput"},
-    {"zone holder holds a string",
-     [](pxm::PPixmarker& n) { n.SetInput(3, new KYVO::CValueSmart(new KYVO::CValueString("zones"))); },
+    {"zone holder holds a string", 3, [] { return new KYVO::CValueSmart(new KYVO::CValueString("zones")); },
      "Expected an IMAGE_GREY_F or CValueVectgoras zone list.", "reloadZoneInput"},
-    {"empty zone holder", [](pxm::PPixmarker& n) { n.SetInput(3, new KYVO::CValueSmart); },
+    {"empty zone holder", 3, [] { return new KYVO::CValueSmart; },
      "Expected an IMAGE_GREY_F or CValueVectgoras zone list.", "reloadZoneInput"},
-    {"zone image of 8 bits", [](pxm::PPixmarker& n) { n.SetInput(3, imageValue(KYVO::IMAGE_GREY_8, 4, 2)); },
+    {"zone image of 8 bits", 3, [] { return imageValue(KYVO::IMAGE_GREY_8, 4, 2); },
      "Expected an IMAGE_GREY_F with 4 or 5 columns as zone list.", "addZoneListImage"},
-    {"zone image of 6 columns",
-     [](pxm::PPixmarker& n) {
-         n.SetInput(3, zoneImage(6, {{0, 0, 1, 1, 1, 1}}));
+    {"zone image of 6 columns", 3,
+     [] {
+         return zoneImage(6, {{0, 0, 1, 1, 1, 1}});
      },
      "Expected an IMAGE_GREY_F with 4 or 5 columns as zone list.", "addZoneListImage"},
-    {"zone image of 3 columns",
-     [](pxm::PPixmarker& n) {
-         n.SetInput(3, zoneImage(3, {{0, 0, 1}}));
+    {"zone image of 3 columns", 3,
+     [] {
+         return zoneImage(3, {{0, 0, 1}});
      },
      "Expected an IMAGE_GREY_F with 4 or 5 columns as zone list.", "addZoneListImage"},
 };
@@ -139,7 +135,7 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
         SCOPED_TRACE(c.what);
         node.ClearInputs();
         node.SetInput(0, imageValue(KYVO::IMAGE_GREY_8, 4, 3));
-        c.feed(node);
+        node.SetInput(c.slot, c.value());
         try {
             node.Execute();
             ADD_FAILURE() << "no exception";
