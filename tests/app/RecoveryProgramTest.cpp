@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <gtest/gtest.h>
@@ -94,10 +95,8 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     ASSERT_TRUE(autosavetest::waitUntil(
         [&] {
             childOutput += child.readAllStandardOutput();
-            const int at = childOutput.indexOf("SNAPSHOT ");
-            if (at >= 0 && childOutput.indexOf('\n', at) > at)
-                snapshotFolder =
-                    QString::fromLocal8Bit(childOutput.mid(at + 9, childOutput.indexOf('\n', at) - at - 9));
+            snapshotFolder =
+                QRegularExpression("SNAPSHOT (.+)\n").match(QString::fromLocal8Bit(childOutput)).captured(1);
             return !snapshotFolder.isEmpty() || child.state() == QProcess::NotRunning;
         },
         120000));
