@@ -57,7 +57,7 @@ struct SmallProject {
     }
 };
 
-TEST(LabelMeTest, WriterGoldenOutput) {
+TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
     SmallProject p;
     // Topmost first; the path gets no points, the orphan is left out.
     const QByteArray expected = R"({
@@ -82,14 +82,12 @@ TEST(LabelMeTest, WriterGoldenOutput) {
     auto* unsized = new pxm::LabeledImage(&bare);
     EXPECT_EQ(QJsonDocument::fromJson(writeImage(unsized)).object().value("shapes").toArray().size(), 0);
     delete unsized;
-}
 
-TEST(LabelMeTest, WrittenFileImportsLabelsButNoItems) {
-    SmallProject source;
+    // The written file imports the labels, but no items.
     pxmtest::TempDir dir;
     pxm::Project target;
     pxmtest::LogCapture log;
-    EXPECT_TRUE(import(target, dir, "a.json", writeImage(source.image)).isEmpty());
+    EXPECT_TRUE(import(target, dir, "a.json", writeImage(p.image)).isEmpty());
     EXPECT_EQ(pxmtest::describeImages(target), QStringList({"/data/a.png 40x30x1"}));
     EXPECT_EQ(labelColors(target), QStringList({"dog #00ff00 1.000", "cat #ff0000 1.000"}));
     EXPECT_EQ(log.lines().count("'shape' item does not have a 'shape_type' attribute."), 5);
