@@ -19,26 +19,19 @@ using namespace pxmtest;
 namespace {
 
 struct Outcome {
-    int exitCode = -1;
+    int exitCode;
     QString out;
     QString err;
 };
 
 Outcome runExport(const QStringList& arguments) {
-    static pxmtest::TempDir support;
-    QProcessEnvironment environment = pxmtest::childEnvironment(support);
+    ChildProgram program(PXM_EXPORT_BINARY);
+    QProcessEnvironment environment = program.process.processEnvironment();
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         environment.remove(name);
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(PXM_EXPORT_BINARY, arguments);
-    Outcome outcome;
-    if (!process.waitForFinished(180000) || process.exitStatus() != QProcess::NormalExit)
-        return outcome;
-    outcome.exitCode = process.exitCode();
-    outcome.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    outcome.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return outcome;
+    program.process.setProcessEnvironment(environment);
+    const int exitCode = program.run(arguments);
+    return {exitCode, program.out, program.err};
 }
 
 /// Labels a (mask id 3) and b (mask id 8); one.pgm with a rectangle of a and a triangle of b,
