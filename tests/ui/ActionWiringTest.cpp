@@ -8,13 +8,6 @@
 #include "ui/HelpWidget.h"
 #include "ui/UiTestSupport.h"
 
-#include <QAction>
-#include <QProgressBar>
-#include <QSignalSpy>
-#include <QTest>
-#include <QUndoCommand>
-#include <QUndoStack>
-
 using pxm::MainWindow;
 using A = pxm::MainAction;
 
@@ -99,21 +92,18 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         find(id)->trigger();
         check();
     }
-
     // Two masks for three images are refused before anything changes.
     files.manyAnswers.push_back({writeImage("m1.pgm"), writeImage("m2.pgm")});
     find(A::ImportMask)->trigger();
     ASSERT_FALSE(modals.seen().empty());
     EXPECT_EQ(modals.seen().back().title, "Invalid number of masks.");
     EXPECT_EQ(project.undoStack()->count(), 0);
-
     // Slices step through the 3D image.
     project.setCurrentImageIndex(2);
     find(A::NextSlice)->trigger();
     EXPECT_EQ(project.currentZLayer(), 1);
     find(A::PreviousSlice)->trigger();
     EXPECT_EQ(project.currentZLayer(), 0);
-
     // Undo and redo follow the stack and act on it.
     project.undoStack()->push(new QUndoCommand("edit"));
     ASSERT_TRUE(find(A::Undo)->isEnabled());
@@ -124,7 +114,6 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     EXPECT_TRUE(find(A::Redo)->isEnabled());
     find(A::Redo)->trigger();
     EXPECT_EQ(project.undoStack()->index(), 1);
-
     // The plug-in's reload goes to the project's plug-in.
     auto* fakePlugin = reinterpret_cast<pxm::PPixmarker*>(&g_reloaded);
     pxm::setNodaraReloadHandler(&recordReload);
@@ -134,13 +123,11 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     EXPECT_EQ(g_reloaded, fakePlugin);
     project.setNodaraPlugin(nullptr);
     pxm::setNodaraReloadHandler(nullptr);
-
     // The reannotation dialog needs a mask on the canvas.
     find(A::Reannotation)->setEnabled(true);
     find(A::Reannotation)->trigger();
     ASSERT_FALSE(modals.seen().empty());
     EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas.");
-
     // "&New project" in a window with a project opens a second window with one label.
     find(A::NewProject)->trigger();
     MainWindow* second = otherWindow(window.get());
@@ -149,7 +136,6 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     ASSERT_EQ(second->project()->labels().size(), 1);
     EXPECT_EQ(second->project()->labels()[0]->name(), "Label 1");
     EXPECT_TRUE(second->testAttribute(Qt::WA_DeleteOnClose));
-
     // "&Quit" closes the window (with nothing left unsaved, so without asking).
     project.undoStack()->setClean();
     find(A::Quit)->trigger();
@@ -179,7 +165,6 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
     window->view()->setTool(pxm::ToolType::None);
     for (const auto& entry : tools)
         EXPECT_FALSE(find(entry.first)->isChecked()) << int(entry.second);
-
     // Without an image the tools, the mask import and the zoom tool bar are off again.
     while (!project.images().isEmpty())
         delete project.takeImage(0);
@@ -247,7 +232,6 @@ TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {
     EXPECT_EQ(project.undoStack()->count(), stepsBefore + 3) << "one undo step per file";
     EXPECT_EQ(modals.titles(), QStringList{"VOC Import Errors"});
     EXPECT_EQ(modals.seen()[0].text, "Odd. Broken file.Odd. ");
-
     // Nothing chosen, nothing happens.
     window->handleImport(&reader, {});
     EXPECT_EQ(modals.seen().size(), 1u);

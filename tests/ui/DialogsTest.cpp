@@ -12,15 +12,9 @@
 #include "ui/ReannotationDialog.h"
 #include "ui/UiTestSupport.h"
 
-#include <QComboBox>
 #include <QGraphicsRectItem>
 #include <QKeyEvent>
-#include <QLabel>
 #include <QMainWindow>
-#include <QPushButton>
-#include <QScrollBar>
-#include <QTreeWidget>
-#include <QUndoStack>
 
 using namespace pxm;
 using uitest::ModalAnswerer;
@@ -30,9 +24,8 @@ namespace {
 class ImportDialogsTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (const char* name : {"a.png", "b.png"}) {
+        for (const char* name : {"a.png", "b.png"})
             pxmtest::addImage(project, 3, 3)->setImagePath(name);
-        }
         Label* cell = project.createLabel();
         cell->setName("cell");
         cell->setId(11);
@@ -55,101 +48,79 @@ protected:
 
 } // namespace
 
+// Each import in turn on the same project: refusals, the question about values no label has
+// and its three answers, and a mask whose values all have labels.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
-    const QString m1 = mask("m1.pgm", 1);
-    {
+    const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
+    const struct {
+        QStringList masks;
+        QString answer;
+        bool imported;
+        QString title;
+        QString text; // what the box says, or a part of it
+        int labels;
+        int undoSteps;
+    } cases[] = {
+        {{m1, m1, m1}, "", false, "Invalid number of masks.",
+         "The selected number of masks does not match the number of laoded images. Please select only one mask or as "
+         "many as loaded images.", 1, 0},
+        {{mask("wide.pgm", 1, 4)}, "", false, "Mask import failed",
+         "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3", 1, 0},
+        {{unknown}, "Cancel", false, "Unknown mask values", "no label uses: 7.", 1, 0},
+        {{unknown}, "Import without labels", true, "Unknown mask values", "no label uses: 7.", 1, 1},
+        {{mask("m2.pgm", 2), unknown}, "Create labels", true, "Unknown mask values", "no label uses: 2, 7.", 3, 2},
+        {{m1}, "", true, "", "", 3, 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.title.toStdString() + " " + c.answer.toStdString());
         ModalAnswerer answers;
-        EXPECT_FALSE(importMasks(&parent, &project, {m1, m1, m1}));
-        ASSERT_EQ(answers.seen().size(), 1u);
-        EXPECT_EQ(answers.seen()[0].title, "Invalid number of masks.");
-        EXPECT_EQ(answers.seen()[0].text, "The selected number of masks does not match the number of laoded "
-                                          "images. Please select only one mask or as many as loaded images.");
-    }
-    {
-        ModalAnswerer answers;
-        EXPECT_FALSE(importMasks(&parent, &project, {mask("wide.pgm", 1, 4)}));
-        ASSERT_EQ(answers.seen().size(), 1u);
-        EXPECT_EQ(answers.seen()[0].title, "Mask import failed");
-        EXPECT_TRUE(
-            answers.seen()[0].text.contains("'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3"));
-    }
-    const QString unknown = mask("m7.pgm", 7);
-    {
-        // Cancelling the question about the unknown value imports nothing.
-        ModalAnswerer answers;
-        answers.thenClick("Cancel");
-        EXPECT_FALSE(importMasks(&parent, &project, {unknown}));
-        ASSERT_EQ(answers.seen().size(), 1u);
-        EXPECT_EQ(answers.seen()[0].title, "Unknown mask values");
-        EXPECT_TRUE(answers.seen()[0].text.contains("no label uses: 7."));
-        EXPECT_EQ(project.undoStack()->count(), 0);
-        EXPECT_EQ(project.images()[0]->mask(), nullptr);
-    }
-    {
-        ModalAnswerer answers;
-        answers.thenClick("Import without labels");
-        EXPECT_TRUE(importMasks(&parent, &project, {unknown}));
-        EXPECT_EQ(project.labels().size(), 1);
-        EXPECT_EQ(project.images()[0]->maskPath(), unknown);
-    }
-    {
-        ModalAnswerer answers;
-        answers.thenClick("Create labels");
-        EXPECT_TRUE(importMasks(&parent, &project, {mask("m2.pgm", 2), unknown}));
-        EXPECT_EQ(project.labels().size(), 3);
-        EXPECT_EQ(project.undoStack()->count(), 2);
-        // A mask whose values all have labels is imported without a question.
-        ModalAnswerer none;
-        EXPECT_TRUE(importMasks(&parent, &project, {m1}));
-        EXPECT_TRUE(none.seen().empty());
+        if (!c.answer.isEmpty())
+            answers.thenClick(c.answer);
+        EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
+        EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
+        if (!c.title.isEmpty()) {
+            EXPECT_TRUE(answers.seen()[0].text.contains(c.text)) << answers.seen()[0].text.toStdString();
+        }
+        EXPECT_EQ(project.labels().size(), c.labels);
+        EXPECT_EQ(project.undoStack()->count(), c.undoSteps);
+        if (c.imported)
+            EXPECT_EQ(project.images()[0]->maskPath(), c.masks.first());
+        else
+            EXPECT_EQ(project.images()[0]->mask(), nullptr);
     }
 }
 
 TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
-    {
-        ModalAnswerer answers;
-        EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
-        ASSERT_EQ(answers.seen().size(), 1u);
-        EXPECT_EQ(answers.seen()[0].title, "Label import failed");
-        EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'"))
-            << answers.seen()[0].text.toStdString();
-        EXPECT_EQ(project.labels().size(), 1);
-    }
+    ModalAnswerer answers;
+    EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
+    EXPECT_EQ(answers.titles(), QStringList{"Label import failed"});
+    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'")) << answers.seen()[0].text.toStdString();
+    EXPECT_EQ(project.labels().size(), 1);
+    // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
     const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
-    {
-        ModalAnswerer answers;
-        answers.then([](QWidget* w) {
-            auto* dialog = qobject_cast<LabelImportDialog*>(w);
-            ASSERT_NE(dialog, nullptr);
-            EXPECT_EQ(dialog->plan().conflicts.size(), 1);
-            EXPECT_TRUE(
-                dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
-            EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3)
-                << "the conflicts and the two new labels";
-            dialog->reject();
-        });
-        EXPECT_FALSE(importLabels(&parent, &project, conflicting));
-        EXPECT_EQ(project.labels().size(), 1) << "cancelled: nothing changed";
-        EXPECT_EQ(project.undoStack()->count(), 0);
-    }
-    {
-        ModalAnswerer answers;
-        answers.then([](QWidget* w) { qobject_cast<QDialog*>(w)->accept(); });
-        EXPECT_TRUE(importLabels(&parent, &project, conflicting));
-        EXPECT_EQ(project.labels().size(), 3);
-        EXPECT_EQ(project.undoStack()->count(), 1);
-    }
-    {
-        // Without conflicts the file is imported at once; the same file again changes nothing.
-        ModalAnswerer answers;
-        const QString plain = file("plain.json", R"([{"name": "plain", "maskId": 9}])");
-        EXPECT_TRUE(importLabels(&parent, &project, plain));
-        EXPECT_TRUE(answers.seen().empty());
-        EXPECT_FALSE(importLabels(&parent, &project, plain));
-        ASSERT_EQ(answers.seen().size(), 1u);
-        EXPECT_EQ(answers.seen()[0].title, "Import labels");
-        EXPECT_EQ(project.undoStack()->count(), 2);
-    }
+    answers.then([](QWidget* w) {
+        auto* dialog = qobject_cast<LabelImportDialog*>(w);
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(dialog->plan().conflicts.size(), 1);
+        EXPECT_TRUE(dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
+        EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3) << "the conflicts and the two new labels";
+        dialog->reject();
+    });
+    EXPECT_FALSE(importLabels(&parent, &project, conflicting));
+    EXPECT_EQ(project.labels().size(), 1) << "cancelled: nothing changed";
+    EXPECT_EQ(project.undoStack()->count(), 0);
+    answers.then([](QWidget* w) { qobject_cast<QDialog*>(w)->accept(); });
+    EXPECT_TRUE(importLabels(&parent, &project, conflicting));
+    EXPECT_EQ(project.labels().size(), 3);
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    // Without conflicts the file is imported at once; the same file again changes nothing.
+    const QString plain = file("plain.json", R"([{"name": "plain", "maskId": 9}])");
+    EXPECT_TRUE(importLabels(&parent, &project, plain));
+    EXPECT_EQ(answers.seen().size(), 3u);
+    EXPECT_FALSE(importLabels(&parent, &project, plain));
+    ASSERT_EQ(answers.seen().size(), 4u);
+    EXPECT_EQ(answers.seen()[3].title, "Import labels");
+    EXPECT_EQ(project.undoStack()->count(), 2);
 }
 
 namespace {
@@ -207,9 +178,8 @@ protected:
 TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
     ModalAnswerer answers;
     EXPECT_EQ(ReannotationDialog::open(&window, view, &project), nullptr);
-    ASSERT_EQ(answers.seen().size(), 1u);
-    EXPECT_EQ(answers.seen()[0].title, "Reannotation Dialog");
-    EXPECT_EQ(answers.seen()[0].text, "No Mask found on the Canvas.");
+    EXPECT_EQ(answers.titles(), QStringList{"Reannotation Dialog"});
+    EXPECT_EQ(answers.seen().at(0).text, "No Mask found on the Canvas.");
     EXPECT_FALSE(ReannotationDialog::hasMask(nullptr));
 
     giveMask(0);
@@ -240,7 +210,6 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     EXPECT_EQ(dialog.currentItem(), cats[1]);
     EXPECT_TRUE(shows(cats[1]));
     EXPECT_FALSE(shows(cats[0]));
-
     // The third cat is on the other image: the View follows to it.
     dialog.showNext();
     EXPECT_EQ(project.currentImage(), images[1]);
@@ -249,7 +218,6 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     EXPECT_FALSE(dialog.nextButton()->isEnabled());
     dialog.showPrevious();
     EXPECT_EQ(dialog.currentItem(), cats[1]);
-
     // A rule's key moves the shown cat; the next cat takes its place in the list.
     QKeyEvent press(QEvent::KeyPress, Qt::Key_2, Qt::NoModifier);
     QKeyEvent release(QEvent::KeyRelease, Qt::Key_2, Qt::NoModifier);
@@ -259,7 +227,6 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     EXPECT_EQ(dialog.count(), 2);
     EXPECT_EQ(dialog.currentItem(), cats[2]);
     EXPECT_EQ(project.undoStack()->count(), 1);
-
     // The button moves to the chosen label.
     dialog.targetBox()->setCurrentIndex(dialog.targetBox()->findText("dog"));
     dialog.moveButton()->click();
@@ -268,19 +235,16 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     EXPECT_EQ(dialog.currentItem(), cats[0]);
     EXPECT_FALSE(dialog.applyKey("3")) << "no rule for that key";
     EXPECT_EQ(project.undoStack()->count(), 2);
-
     // Undo in the window brings the shapes back into the list.
     project.undoStack()->undo();
     project.undoStack()->undo();
     EXPECT_EQ(labelIdOf(cats[1]), cat->id());
     EXPECT_EQ(dialog.count(), 3);
     EXPECT_EQ(dialog.currentItem(), cats[0]) << "the shown shape stays shown";
-
     // Another label lists its own shapes.
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
     EXPECT_EQ(dialog.count(), 1);
     EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 1");
-
     // Clearing the project empties the list before the shapes are gone.
     project.clear();
     EXPECT_EQ(dialog.count(), 0);

@@ -9,11 +9,6 @@
 #include "ui/RecentProjects.h"
 #include "ui/UiTestSupport.h"
 
-#include <QAction>
-#include <QFile>
-#include <QMenu>
-#include <QUndoCommand>
-#include <QUndoStack>
 #include <cerrno>
 #include <cstring>
 
@@ -76,13 +71,11 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
     EXPECT_FALSE(KYVO::CRegistry::Obj().Has("main/RecentProjects")) << "an empty path is not stored";
     RecentProjects::add("/p/first.json");
     EXPECT_EQ(RecentProjects::paths(), QStringList{"/p/first.json"});
-
     // With 21 stored, a 22nd keeps itself and the first 20 of the old list.
     storeRecent(numbered(21));
     RecentProjects::add("/p/new.json");
     QStringList expected = QStringList{"/p/new.json"} + numbered(20);
     EXPECT_EQ(RecentProjects::paths(), expected);
-
     // Adding one already listed moves it to the top; the comparison is exact.
     RecentProjects::add("/p/5.json");
     expected = QStringList{"/p/5.json", "/p/new.json"} + numbered(19);
@@ -91,7 +84,6 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
     RecentProjects::add("/P/5.json");
     EXPECT_EQ(RecentProjects::paths().mid(0, 2), (QStringList{"/P/5.json", "/p/5.json"}));
     EXPECT_LE(RecentProjects::paths().size(), 21);
-
     // The window's submenu shows the list, and opening a project twice keeps it once, on top.
     MainWindow fresh(nullptr, false);
     EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
@@ -102,7 +94,6 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
     EXPECT_EQ(RecentProjects::paths().first(), path);
     EXPECT_EQ(RecentProjects::paths().count(path), 1);
     EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
-
     // An entry of the submenu opens its project in a window without one.
     storeRecent({path});
     MainWindow other(nullptr, false);
@@ -158,7 +149,6 @@ TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom
         EXPECT_EQ(window.windowTitle(), "Pixmarker - " + dir.path(written));
         EXPECT_EQ(RecentProjects::paths().first(), dir.path(written));
     }
-
     // A project with a path is saved there without asking; one without asks first.
     const std::size_t asked = files.calls.size();
     QFile::remove(dir.path("name.txt.json"));
@@ -171,7 +161,6 @@ TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom
     ASSERT_EQ(files.calls.size(), asked + 1);
     EXPECT_EQ(files.calls.back().title, "Save project");
     EXPECT_EQ(files.calls.back().kind, "save");
-
     // What was saved reads back.
     Project back;
     pxm::ProjectReader::read(dir.path("packed.json.gz"), &back);
@@ -189,7 +178,6 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     auto* told = second.findChild<QMessageBox*>("projectOpenElsewhereBox");
     ASSERT_NE(told, nullptr);
     told->close();
-
     // The second saves first; the first then asks before dropping that work: Cancel keeps
     // the other's file, "Save As..." writes elsewhere and leaves it alone too.
     second.project()->createLabel();
@@ -210,7 +198,6 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     first.saveProject();
     EXPECT_TRUE(QFile::exists(dir.path("mine.json")));
     EXPECT_EQ(pxmtest::readFile(path), secondsWork);
-
     // A file changed by another program asks too; Overwrite writes.
     first.project()->setPath(path);
     ASSERT_TRUE(pxmtest::writeFile(path, "{}"));
@@ -259,11 +246,9 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_TRUE(project.images().isEmpty());
     project.undoStack()->redo();
     EXPECT_EQ(project.images().size(), 3);
-
     // Cancelling adds nothing.
     window.loadImages();
     EXPECT_EQ(project.undoStack()->count(), 1);
-
     // Files that are there but do not decode are refused with the reader's reason; a missing
     // file is added, to be asked about when shown.
     const QString noise = dir.path("noise.png"), cut = dir.path("cut.pgm"), gone = dir.path("gone.pgm");
@@ -395,7 +380,6 @@ TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
         EXPECT_EQ(project.images().size(), 2);
         window.close();
     }
-
     // Cancel changes nothing.
     QFile::remove(dir.path("other.pgm"));
     project.setCurrentImageIndex(1);
@@ -426,7 +410,6 @@ TEST_F(MissingFileTest, MissingMaskCanBeRemovedOrRelocated) {
         project.undoStack()->setClean();
         window.close();
     }
-
     // Remove detaches the mask path, undoably.
     image->setMaskPath(dir.path("no_mask_again.pgm"));
     image->loadMask(true, false);

@@ -16,26 +16,13 @@
 #include "ui/UiTestSupport.h"
 
 #include <QColorDialog>
-#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileInfo>
-#include <QFrame>
 #include <QGraphicsRectItem>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QMainWindow>
-#include <QPushButton>
 #include <QRegularExpression>
 #include <QSet>
-#include <QSignalSpy>
-#include <QSlider>
-#include <QSpinBox>
-#include <QTest>
-#include <QTextBrowser>
-#include <QToolButton>
-#include <QUndoStack>
 
 using pxm::HelpWidget;
 using pxm::ImageChooser;
@@ -87,19 +74,16 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     EXPECT_EQ(rowTexts(list), QStringList({"alpha", "bravo", "gamma"}));
     c->setColor(QColor(1, 2, 3));
     EXPECT_EQ(panel->itemOf(c)->icon().pixmap(12, 12).toImage().pixelColor(6, 6), QColor(1, 2, 3));
-
     // A click on a row makes its label current; a current label chosen elsewhere selects its row.
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->item(2)).center());
     EXPECT_EQ(project.currentLabel(), c);
     project.setCurrentLabel(a);
     EXPECT_EQ(list->currentRow(), 0);
-
     // Taking the current label out leaves the row the project makes current selected.
     delete project.takeLabel(a);
     EXPECT_EQ(rowTexts(list), QStringList({"bravo", "gamma"}));
     EXPECT_EQ(project.currentLabel(), b);
     EXPECT_EQ(list->currentItem(), panel->itemOf(b));
-
     // Another project replaces every row; losing the project empties the panel.
     Project other;
     addNamed(other, "x");
@@ -137,7 +121,6 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     EXPECT_EQ(panel->listWidget()->count(), 1);
     stack->redo();
     EXPECT_EQ(panel->listWidget()->count(), 2);
-
     // Delete removes the label of the current row, and undo puts it back in its row.
     project.setCurrentLabel(first);
     QTest::mouseClick(panel->deleteButton(), Qt::LeftButton);
@@ -148,7 +131,6 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     stack->undo();
     EXPECT_EQ(project.labels().first(), first);
     EXPECT_EQ(rowTexts(panel->listWidget()).first(), "first");
-
     // The Delete key on the list does the same as the button.
     project.setCurrentLabel(first);
     panel->listWidget()->setFocus();
@@ -180,12 +162,10 @@ TEST(LabelListWidget, FilterWordsMustAllOccurIgnoringCase) {
         QTest::keyClicks(filter, c.typed);
         EXPECT_EQ(rowTexts(panel->listWidget(), true), c.shown) << c.typed;
     }
-
     // Tabs and line breaks separate words too (pasted text can hold them).
     panel->on_filterLineEdit_textEdited("MEM\r\n\tcell");
     EXPECT_EQ(rowTexts(panel->listWidget(), true), QStringList({"cell membrane"}));
     filter->clear();
-
     // The filter applies to labels that come later and to renamed ones.
     QTest::keyClicks(filter, "nuc");
     Label* late = addNamed(project, "late");
@@ -212,7 +192,6 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
     EXPECT_EQ(row->foreground().color(), QColor(Qt::black));
     EXPECT_EQ(panel->itemOf(invisible)->checkState(), Qt::Unchecked);
     EXPECT_EQ(panel->itemOf(invisible)->foreground().color(), QColor(Qt::gray));
-
     // Space on the current row toggles its check box, as a click on the box does.
     project.setCurrentLabel(label);
     QTest::keyClick(list, Qt::Key_Space);
@@ -224,7 +203,6 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
     EXPECT_DOUBLE_EQ(label->opacity(), 0.5);
     EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.2);
     EXPECT_EQ(row->foreground().color(), QColor(Qt::black));
-
     // A label that was never visible gets the defaults, from the project when it has them.
     project.setCurrentLabel(invisible);
     QTest::keyClick(list, Qt::Key_Space);
@@ -238,7 +216,6 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
     QTest::keyClick(list, Qt::Key_Space);
     EXPECT_DOUBLE_EQ(invisible->opacity(), 0.9);
     EXPECT_DOUBLE_EQ(invisible->secondaryOpacity(), 0.4);
-
     // Only the fill hidden: the row still counts as shown.
     invisible->setPrimaryOpacity(0);
     EXPECT_EQ(panel->itemOf(invisible)->checkState(), Qt::Checked);
@@ -289,7 +266,6 @@ TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     EXPECT_EQ(panel.opacitySlider()->value(), 700);
     EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 300);
     EXPECT_EQ(panel.penWidthSlider()->value(), 500);
-
     // Changes made elsewhere show up and push nothing.
     label->setMaskId(9);
     label->setName("cells");
@@ -304,7 +280,6 @@ TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 250);
     EXPECT_EQ(panel.penWidthSlider()->value(), 125);
     EXPECT_EQ(stack->count(), 0);
-
     // A second label made current replaces the first; the old one no longer reaches the form.
     Label* other = project.createLabel();
     project.setCurrentLabel(other);
@@ -317,7 +292,6 @@ TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     EXPECT_EQ(panel.label(), label);
     panel.setProject(nullptr);
     expectEmpty();
-
     // A project without labels leaves the form empty.
     Project empty;
     panel.setProject(&empty);
@@ -363,7 +337,6 @@ TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
     EXPECT_DOUBLE_EQ(label->penWidth(), 0.01);
     EXPECT_EQ(panel.penWidthSlider()->value(), 10);
     EXPECT_EQ(stack->count(), 4);
-
     // Every position of a drag is an undo step of its own.
     QSlider* slider = panel.secondaryOpacitySlider();
     slider->setSliderDown(true);
@@ -376,7 +349,6 @@ TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
     stack->undo();
     EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.48);
     EXPECT_EQ(slider->value(), 480);
-
     // Keyboard steps and programmatic values are not drags and push nothing.
     QTest::keyClick(slider, Qt::Key_Right);
     panel.opacitySlider()->setValue(100);
@@ -468,7 +440,6 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
             EXPECT_TRUE(anchors.contains(target)) << target.toStdString();
     }
     EXPECT_GT(count, 5);
-
     // Clicking a link to another page shows it; a link within the page keeps the page.
     HelpWidget help(QStringList{":/guide/index.html"});
     emit help.textBrowser()->anchorClicked(QUrl("#tools"));
@@ -476,7 +447,6 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     emit help.textBrowser()->anchorClicked(QUrl("mask-import.html"));
     EXPECT_EQ(help.textBrowser()->source(), QUrl("mask-import.html"));
     EXPECT_TRUE(help.textBrowser()->toPlainText().contains("mask", Qt::CaseInsensitive));
-
     // Escape closes it each time it is shown: the key goes to the window's focus widget, the
     // text browser, which passes it on.
     QMainWindow window;
@@ -532,11 +502,9 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     EXPECT_FALSE(chooser.nextButton()->isEnabled());
     QTest::mouseClick(chooser.prevButton(), Qt::LeftButton);
     EXPECT_EQ(project.currentImageIndex(), 1);
-
     // Picking from the combo box makes the image current.
     chooser.comboBox()->activated(0);
     EXPECT_EQ(project.currentImageIndex(), 0);
-
     // Remove is an undo step; the list follows the project.
     QTest::mouseClick(chooser.removeButton(), Qt::LeftButton);
     ASSERT_EQ(project.undoStack()->count(), 1);
@@ -545,7 +513,6 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     EXPECT_EQ(chooser.positionLabel()->text(), "1 of 2");
     project.undoStack()->undo();
     EXPECT_EQ(comboTexts(chooser.comboBox()), QStringList({"b.png", "c.png", "a.png"}));
-
     // A renamed image is renamed in the list.
     project.images().at(0)->setImagePath("/elsewhere/renamed.png");
     EXPECT_EQ(chooser.comboBox()->itemText(0), "renamed.png");
@@ -591,14 +558,12 @@ TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     project.setCurrentImageIndex(3);
     chooser->showPrevImage();
     EXPECT_EQ(project.currentImageIndex(), 2);
-
     // A filter nothing passes disables both directions.
     filter.namePattern = "zzz";
     chooser->setFilter(filter);
     EXPECT_FALSE(chooser->nextButton()->isEnabled());
     EXPECT_FALSE(chooser->prevButton()->isEnabled());
     EXPECT_EQ(chooser->filterLabel()->text(), "0 of 5 match");
-
     // One click clears it; stepping visits every image again.
     QSignalSpy changed(chooser.get(), &ImageChooser::filterChanged);
     QTest::mouseClick(chooser->clearFilterButton(), Qt::LeftButton);
@@ -616,7 +581,6 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     Label* label = project.createLabel();
     addImages(project, {"a.png", "b.png", "c.png"});
     project.images().at(2)->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), label);
-
     // A filter stored in the project (as a project file brings it) is in force at once.
     ImageFilter stored;
     stored.labelIds = {label->id()};
@@ -626,7 +590,6 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     EXPECT_EQ(chooser.filter(), stored);
     chooser.showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 2);
-
     // Shapes drawn on the image on screen count once the user moves on.
     project.setCurrentImageIndex(0);
     project.images().at(0)->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), label);
@@ -635,7 +598,6 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     EXPECT_EQ(chooser.filterLabel()->text(), "2 of 3 match");
     chooser.showPrevImage();
     EXPECT_EQ(project.currentImageIndex(), 0);
-
     // A change of the setting from elsewhere is followed.
     ImageFilter byName;
     byName.namePattern = "b*";
@@ -643,7 +605,6 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     EXPECT_EQ(chooser.filter(), byName);
     chooser.showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 1);
-
     // Another project brings its own (here: none).
     Project other;
     addImages(other, {"x.png"});
@@ -686,7 +647,6 @@ TEST(ImageChooser, FilterDialogSetsOrKeepsTheFilter) {
     EXPECT_EQ(chooser->filter().patternSyntax, ImageFilter::PatternSyntax::RegularExpression);
     EXPECT_EQ(ImageFilter::load(&project), chooser->filter());
     EXPECT_EQ(chooser->filterLabel()->text(), "2 of 3 match");
-
     // The dialog opens on the filter in force; cancelling keeps it, even after edits.
     QString shownPattern;
     openDialog([&](pxm::ImageFilterDialog* dialog) {
@@ -699,7 +659,6 @@ TEST(ImageChooser, FilterDialogSetsOrKeepsTheFilter) {
     EXPECT_TRUE(chooser->filter().labelIds.isEmpty());
     EXPECT_EQ(chooser->filter().minWidth, 0);
     EXPECT_TRUE(chooser->filterButton()->isChecked());
-
     // "Clear All" in the dialog gives an inactive filter.
     openDialog([&](pxm::ImageFilterDialog* dialog) {
         dialog->buttonBox()->button(QDialogButtonBox::Reset)->click();
@@ -871,12 +830,11 @@ TEST(ImageFilter, LabelsFromShapesOnEveryLayerAndFromLoadedMasks) {
     };
     for (const auto& c : cases) {
         ImageFilter filter;
+        filter.labelMode = c.mode;
         for (const Label* label : c.labels)
             filter.labelIds << label->id();
-        filter.labelMode = c.mode;
         EXPECT_EQ(passing(filter, project), c.expected) << int(c.mode) << " " << c.labels.size();
     }
-
     // Criteria combine: the name must match as well.
     ImageFilter both;
     both.labelIds = {nucleus->id()};
@@ -905,11 +863,9 @@ TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
     Project reread;
     pxm::ProjectReader::read(file, &reread);
     EXPECT_EQ(ImageFilter::load(&reread), filter);
-
     // A cleared filter is stored as an empty entry and reads back inactive.
     ImageFilter().store(&project);
     EXPECT_FALSE(ImageFilter::load(&project).isActive());
-
     // Whatever a hand-edited file holds, reading it gives a usable filter.
     QVariantMap odd;
     odd["labels"] = QVariantList({"x", 1.5, 1e12, 42, 42});

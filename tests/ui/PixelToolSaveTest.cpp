@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What the pixel tools leave in a saved project: a freehand region as the union of its
 // brush stamps, and nothing of a stroke still under way.
-#include "persistence/ProjectSerializer.h"
 #include "tools/ToolTestSupport.h"
+#include "ui/AutosaveTestSupport.h"
 
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPainterPath>
-#include <QTemporaryDir>
 
 namespace {
 
@@ -20,14 +15,9 @@ protected:
         project.setSetting("FreehandTool.brushWidth", 7);
         view->setTool(pxm::ToolType::Freehand);
     }
-
-    /// The fill polygons of every path item the saved file holds.
+    /// The fill polygons of every path item the project document holds.
     QList<QList<QPolygonF>> savedPaths() {
-        const QString file = dir.filePath("project.json");
-        pxm::ProjectSerializer::write(&project, file, false);
-        QFile in(file);
-        EXPECT_TRUE(in.open(QIODevice::ReadOnly));
-        const QJsonObject root = QJsonDocument::fromJson(in.readAll()).object();
+        const QJsonObject root = autosavetest::normalisedDocument(project);
         QList<QList<QPolygonF>> paths;
         int items = 0;
         for (const QJsonValue image : root["images"].toArray())
@@ -37,8 +27,7 @@ protected:
                     if (item.toObject()["$type"].toString() != "QGraphicsPathItem")
                         continue;
                     QList<QPolygonF> polygons;
-                    for (const QJsonValue polygon :
-                         item.toObject()["path"].toObject()["polygons"].toArray()) {
+                    for (const QJsonValue polygon : item.toObject()["path"].toObject()["polygons"].toArray()) {
                         QPolygonF points;
                         for (const QJsonValue p : polygon.toObject()["points"].toArray())
                             points << QPointF(p.toObject()["x"].toDouble(), p.toObject()["y"].toDouble());
@@ -49,12 +38,9 @@ protected:
         EXPECT_EQ(items, paths.size()) << "only path items were drawn";
         return paths;
     }
-
-    QTemporaryDir dir;
 };
 
 TEST_F(PixelToolSaveTest, RegionIsSavedAsTheUnionOfItsBrushStampsAndAStrokeUnderWayNotAtAll) {
-    ASSERT_TRUE(dir.isValid());
     const QList<QPointF> points = {{10.2, 10.7}, {14, 12}, {40, 30}, {198, 198}, {100.5, 100.5}};
     press(points.first());
     for (const QPointF& p : points.mid(1))
