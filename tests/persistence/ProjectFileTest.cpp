@@ -35,6 +35,7 @@
 #include <QUndoStack>
 #include <algorithm>
 #include <cmath>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -42,6 +43,7 @@
 #include <memory>
 #include <sys/resource.h>
 #include <tuple>
+#include <sys/mount.h>
 #include <unistd.h>
 
 using namespace pxm;
@@ -377,6 +379,28 @@ TEST(ProjectFile, ReadOnlyDirectoryRefusesTheWrite) {
     QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     EXPECT_EQ(pxmtest::readFile(dir.path("p.json")), "old");
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+TEST(ProjectFile, AFullDiskIsReportedWithTheSystemsReason) {
+    pxmtest::TempDir dir;
+    const QByteArray place = QFile::encodeName(dir.path("small"));
+    ASSERT_TRUE(QDir().mkpath(dir.path("small")));
+    if (::mount("tmpfs", place.constData(), "tmpfs", 0, "size=16k") != 0)
+        GTEST_SKIP() << "no file system can be mounted here";
+    Project project;
+    LabeledImage* image = pxmtest::addImageByPath(project, "/data/big.png", 64, 64, 1);
+    QPolygonF outline;
+    for (int i = 0; i < 2000; ++i)
+        outline << QPointF(i % 64, i / 64);
+    image->scene(0)->addLabelItem(new QGraphicsPolygonItem(outline), project.createLabel());
+    QString reason;
+    try {
+        ProjectSerializer::write(&project, dir.path("small/p.json"), false);
+    } catch (const SerializationError& e) {
+        reason = e.reason();
+    }
+    ::umount2(place.constData(), MNT_DETACH);
+    EXPECT_EQ(reason, QString::fromLocal8Bit(std::strerror(ENOSPC)));
 }
 
 namespace {
