@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Installs the Debian packages Pixmarker builds with, only those still missing.
+# Installs the Debian packages Pixmarker builds with, and any named as arguments, only those
+# still missing.
 set -euo pipefail
 packages=(cmake ninja-build g++ pkg-config qtbase5-dev libqt5svg5-dev libtiff-dev libopenjp2-7-dev
-          zlib1g-dev libgtest-dev libbenchmark-dev)
+          zlib1g-dev libgtest-dev libbenchmark-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
