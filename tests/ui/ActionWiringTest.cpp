@@ -38,7 +38,32 @@ protected:
 };
 
 pxm::PPixmarker* g_reloaded = nullptr;
-void recordReload(pxm::PPixmarker* plugin) { g_reloaded = plugin; }
+void recordReload(pxm::PPixmarker* plugin) {
+    g_reloaded = plugin;
+}
+
+/// A reader that records what the window shows while it reads and fails on files named "bad".
+class RecordingReader : public pxm::BaseReader {
+public:
+    explicit RecordingReader(MainWindow* window) : m_window(window) { setPauseMilliseconds(0); }
+    void readFile(const QString& path) override {
+        progress << m_window->progressBar()->value();
+        maximum = m_window->progressBar()->maximum();
+        barShown = barShown && m_window->progressBar()->isVisible();
+        windowEnabled = windowEnabled || m_window->isEnabled();
+        project()->undoStack()->push(new QUndoCommand("read " + path));
+        if (path.contains("bad"))
+            throw pxm::CriticalReadError("Broken file.", 3);
+        addWarning("Odd. ");
+    }
+    QList<int> progress;
+    int maximum = 0;
+    bool barShown = true;
+    bool windowEnabled = false;
+
+private:
+    MainWindow* m_window;
+};
 
 } // namespace
 
@@ -47,7 +72,8 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     uitest::ModalAnswerer modals;
     pxm::View* view = window->view();
     auto dialogAsked = [this](const QString& title) {
-        return [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
+        return
+            [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
     };
     auto modalShown = [&modals](const QString& className, const QString& title) {
         return [&modals, className, title] {
@@ -84,7 +110,8 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::ZoomToFit, [view] { EXPECT_GT(view->transform().m11(), 1.0) << "a 3 x 2 image is enlarged"; }},
         {A::NextImage, [this] { EXPECT_EQ(project.currentImageIndex(), 1); }},
         {A::PreviousImage, [this] { EXPECT_EQ(project.currentImageIndex(), 0); }},
-        {A::RunScript, [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
+        {A::RunScript,
+         [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
     };
     project.setSetting("Script.path", "true %1");
     for (const auto& [id, check] : cases) {
@@ -144,10 +171,14 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
 
 TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
     const std::vector<std::pair<A, pxm::ToolType>> tools = {
-        {A::Rectangle, pxm::ToolType::Rectangle},  {A::Ellipse, pxm::ToolType::Ellipse},
-        {A::Polygon, pxm::ToolType::Polygon},      {A::Line, pxm::ToolType::Line},
-        {A::Point, pxm::ToolType::Freehand},       {A::Reassign, pxm::ToolType::Reassign},
-        {A::Transformation, pxm::ToolType::Transformation}, {A::Eraser, pxm::ToolType::Eraser},
+        {A::Rectangle, pxm::ToolType::Rectangle},
+        {A::Ellipse, pxm::ToolType::Ellipse},
+        {A::Polygon, pxm::ToolType::Polygon},
+        {A::Line, pxm::ToolType::Line},
+        {A::Point, pxm::ToolType::Freehand},
+        {A::Reassign, pxm::ToolType::Reassign},
+        {A::Transformation, pxm::ToolType::Transformation},
+        {A::Eraser, pxm::ToolType::Eraser},
         {A::Ruler, pxm::ToolType::Ruler},
     };
     ASSERT_TRUE(find(A::Rectangle)->isEnabled()) << "tools work once there is an image";
@@ -189,33 +220,6 @@ TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
     QTest::keySequence(window.get(), QKeySequence::Undo);
     EXPECT_EQ(project.undoStack()->index(), 0);
 }
-
-namespace {
-
-/// A reader that records what the window shows while it reads and fails on files named "bad".
-class RecordingReader : public pxm::BaseReader {
-public:
-    explicit RecordingReader(MainWindow* window) : m_window(window) { setPauseMilliseconds(0); }
-    void readFile(const QString& path) override {
-        progress << m_window->progressBar()->value();
-        maximum = m_window->progressBar()->maximum();
-        barShown = barShown && m_window->progressBar()->isVisible();
-        windowEnabled = windowEnabled || m_window->isEnabled();
-        project()->undoStack()->push(new QUndoCommand("read " + path));
-        if (path.contains("bad"))
-            throw pxm::CriticalReadError("Broken file.", 3);
-        addWarning("Odd. ");
-    }
-    QList<int> progress;
-    int maximum = 0;
-    bool barShown = true;
-    bool windowEnabled = false;
-
-private:
-    MainWindow* m_window;
-};
-
-} // namespace
 
 // An import shows its progress per file with the window locked, then lists every message.
 TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {

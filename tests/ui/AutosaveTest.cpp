@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "ui/Autosave.h"
+
 #include "persistence/ProjectReader.h"
 #include "persistence/RecoveryFolder.h"
-#include "ui/Autosave.h"
 #include "ui/AutosaveTestSupport.h"
 #include "ui/RecoveryDialog.h"
 #include "ui/UiTestSupport.h"

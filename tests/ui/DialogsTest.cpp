@@ -46,85 +46,6 @@ protected:
     QWidget parent;
 };
 
-} // namespace
-
-// Each import in turn on the same project: refusals, the question about values no label has
-// and its three answers, and a mask whose values all have labels.
-TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
-    const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
-    const struct {
-        QStringList masks;
-        QString answer;
-        bool imported;
-        QString title;
-        QString text; // what the box says, or a part of it
-        int labels;
-        int undoSteps;
-    } cases[] = {
-        {{m1, m1, m1}, "", false, "Invalid number of masks.",
-         "The selected number of masks does not match the number of laoded images. Please select only one mask or as "
-         "many as loaded images.", 1, 0},
-        {{mask("wide.pgm", 1, 4)}, "", false, "Mask import failed",
-         "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3", 1, 0},
-        {{unknown}, "Cancel", false, "Unknown mask values", "no label uses: 7.", 1, 0},
-        {{unknown}, "Import without labels", true, "Unknown mask values", "no label uses: 7.", 1, 1},
-        {{mask("m2.pgm", 2), unknown}, "Create labels", true, "Unknown mask values", "no label uses: 2, 7.", 3, 2},
-        {{m1}, "", true, "", "", 3, 3},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.title.toStdString() + " " + c.answer.toStdString());
-        ModalAnswerer answers;
-        if (!c.answer.isEmpty())
-            answers.thenClick(c.answer);
-        EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
-        EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
-        if (!c.title.isEmpty()) {
-            EXPECT_TRUE(answers.seen()[0].text.contains(c.text)) << answers.seen()[0].text.toStdString();
-        }
-        EXPECT_EQ(project.labels().size(), c.labels);
-        EXPECT_EQ(project.undoStack()->count(), c.undoSteps);
-        if (c.imported)
-            EXPECT_EQ(project.images()[0]->maskPath(), c.masks.first());
-        else
-            EXPECT_EQ(project.images()[0]->mask(), nullptr);
-    }
-}
-
-TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
-    ModalAnswerer answers;
-    EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
-    EXPECT_EQ(answers.titles(), QStringList{"Label import failed"});
-    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'")) << answers.seen()[0].text.toStdString();
-    EXPECT_EQ(project.labels().size(), 1);
-    // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
-    const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
-    answers.then([](QWidget* w) {
-        auto* dialog = qobject_cast<LabelImportDialog*>(w);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_EQ(dialog->plan().conflicts.size(), 1);
-        EXPECT_TRUE(dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
-        EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3) << "the conflicts and the two new labels";
-        dialog->reject();
-    });
-    EXPECT_FALSE(importLabels(&parent, &project, conflicting));
-    EXPECT_EQ(project.labels().size(), 1) << "cancelled: nothing changed";
-    EXPECT_EQ(project.undoStack()->count(), 0);
-    answers.then([](QWidget* w) { qobject_cast<QDialog*>(w)->accept(); });
-    EXPECT_TRUE(importLabels(&parent, &project, conflicting));
-    EXPECT_EQ(project.labels().size(), 3);
-    EXPECT_EQ(project.undoStack()->count(), 1);
-    // Without conflicts the file is imported at once; the same file again changes nothing.
-    const QString plain = file("plain.json", R"([{"name": "plain", "maskId": 9}])");
-    EXPECT_TRUE(importLabels(&parent, &project, plain));
-    EXPECT_EQ(answers.seen().size(), 3u);
-    EXPECT_FALSE(importLabels(&parent, &project, plain));
-    ASSERT_EQ(answers.seen().size(), 4u);
-    EXPECT_EQ(answers.seen()[3].title, "Import labels");
-    EXPECT_EQ(project.undoStack()->count(), 2);
-}
-
-namespace {
-
 class ReannotationDialogTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -174,6 +95,100 @@ protected:
 };
 
 } // namespace
+
+// Each import in turn on the same project: refusals, the question about values no label has
+// and its three answers, and a mask whose values all have labels.
+TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
+    const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
+    const struct {
+        QStringList masks;
+        QString answer;
+        bool imported;
+        QString title;
+        QString text; // what the box says, or a part of it
+        int labels;
+        int undoSteps;
+    } cases[] = {
+        {{m1, m1, m1},
+         "",
+         false,
+         "Invalid number of masks.",
+         "The selected number of masks does not match the number of laoded images. Please select only one "
+         "mask or as "
+         "many as loaded images.",
+         1,
+         0},
+        {{mask("wide.pgm", 1, 4)},
+         "",
+         false,
+         "Mask import failed",
+         "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3",
+         1,
+         0},
+        {{unknown}, "Cancel", false, "Unknown mask values", "no label uses: 7.", 1, 0},
+        {{unknown}, "Import without labels", true, "Unknown mask values", "no label uses: 7.", 1, 1},
+        {{mask("m2.pgm", 2), unknown},
+         "Create labels",
+         true,
+         "Unknown mask values",
+         "no label uses: 2, 7.",
+         3,
+         2},
+        {{m1}, "", true, "", "", 3, 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.title.toStdString() + " " + c.answer.toStdString());
+        ModalAnswerer answers;
+        if (!c.answer.isEmpty())
+            answers.thenClick(c.answer);
+        EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
+        EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
+        if (!c.title.isEmpty()) {
+            EXPECT_TRUE(answers.seen()[0].text.contains(c.text)) << answers.seen()[0].text.toStdString();
+        }
+        EXPECT_EQ(project.labels().size(), c.labels);
+        EXPECT_EQ(project.undoStack()->count(), c.undoSteps);
+        if (c.imported)
+            EXPECT_EQ(project.images()[0]->maskPath(), c.masks.first());
+        else
+            EXPECT_EQ(project.images()[0]->mask(), nullptr);
+    }
+}
+
+TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
+    ModalAnswerer answers;
+    EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
+    EXPECT_EQ(answers.titles(), QStringList{"Label import failed"});
+    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'"))
+        << answers.seen()[0].text.toStdString();
+    EXPECT_EQ(project.labels().size(), 1);
+    // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
+    const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
+    answers.then([](QWidget* w) {
+        auto* dialog = qobject_cast<LabelImportDialog*>(w);
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_EQ(dialog->plan().conflicts.size(), 1);
+        EXPECT_TRUE(
+            dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
+        EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3) << "the conflicts and the two new labels";
+        dialog->reject();
+    });
+    EXPECT_FALSE(importLabels(&parent, &project, conflicting));
+    EXPECT_EQ(project.labels().size(), 1) << "cancelled: nothing changed";
+    EXPECT_EQ(project.undoStack()->count(), 0);
+    answers.then([](QWidget* w) { qobject_cast<QDialog*>(w)->accept(); });
+    EXPECT_TRUE(importLabels(&parent, &project, conflicting));
+    EXPECT_EQ(project.labels().size(), 3);
+    EXPECT_EQ(project.undoStack()->count(), 1);
+    // Without conflicts the file is imported at once; the same file again changes nothing.
+    const QString plain = file("plain.json", R"([{"name": "plain", "maskId": 9}])");
+    EXPECT_TRUE(importLabels(&parent, &project, plain));
+    EXPECT_EQ(answers.seen().size(), 3u);
+    EXPECT_FALSE(importLabels(&parent, &project, plain));
+    ASSERT_EQ(answers.seen().size(), 4u);
+    EXPECT_EQ(answers.seen()[3].title, "Import labels");
+    EXPECT_EQ(project.undoStack()->count(), 2);
+}
 
 TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
     ModalAnswerer answers;

@@ -62,6 +62,25 @@ QStringList numbered(int count) {
     return paths;
 }
 
+/// A project whose first image file is gone, in a window about to show it.
+class MissingFileTest : public FileCommandsTest {
+protected:
+    void SetUp() override {
+        FileCommandsTest::SetUp();
+        project.createLabel();
+        missing = addImage(project, dir.path("gone.pgm"));
+        addImage(project, writeImage("other.pgm"));
+    }
+    /// Shows the window and waits for the questions about missing files to be answered.
+    void showAndAnswer(uitest::ModalAnswerer& modals, std::size_t dialogs) {
+        window.show();
+        EXPECT_TRUE(waitFor([&] { return modals.seen().size() >= dialogs; }));
+        QApplication::processEvents(); // whatever follows the last answer runs before the checks
+    }
+
+    LabeledImage* missing = nullptr;
+};
+
 } // namespace
 
 TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
@@ -116,7 +135,8 @@ TEST_F(FileCommandsTest, OpenShowsUnreadableFilesAndUsesANewWindowWhenTheProject
         uitest::ModalAnswerer modals;
         window.openProject();
         EXPECT_EQ(modals.titles(), QStringList{"File not readable."});
-        EXPECT_EQ(modals.seen().at(0).text, "The file '" + dir.path("broken.json") + "' could not be parsed.");
+        EXPECT_EQ(modals.seen().at(0).text,
+                  "The file '" + dir.path("broken.json") + "' could not be parsed.");
     }
     EXPECT_EQ(window.project(), &project);
     EXPECT_FALSE(RecentProjects::paths().contains(dir.path("broken.json")));
@@ -240,8 +260,9 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_EQ(project.undoStack()->count(), 1);
     EXPECT_EQ(window.windowTitle(), "Pixmarker - Unsaved");
     EXPECT_EQ(files.calls.back().title, "Open images");
-    EXPECT_EQ(files.calls.back().filter,
-              "Image Files (*.jpg *.jpeg *.png *.bmp *.pgm *.pbm *.tiff *.tif *.okav *.ascii);;All files (*.*)");
+    EXPECT_EQ(
+        files.calls.back().filter,
+        "Image Files (*.jpg *.jpeg *.png *.bmp *.pgm *.pbm *.tiff *.tif *.okav *.ascii);;All files (*.*)");
     project.undoStack()->undo();
     EXPECT_TRUE(project.images().isEmpty());
     project.undoStack()->redo();
@@ -301,29 +322,6 @@ TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
     project.setNodaraPlugin(nullptr);
 }
 
-namespace {
-
-/// A project whose first image file is gone, in a window about to show it.
-class MissingFileTest : public FileCommandsTest {
-protected:
-    void SetUp() override {
-        FileCommandsTest::SetUp();
-        project.createLabel();
-        missing = addImage(project, dir.path("gone.pgm"));
-        addImage(project, writeImage("other.pgm"));
-    }
-    /// Shows the window and waits for the questions about missing files to be answered.
-    void showAndAnswer(uitest::ModalAnswerer& modals, std::size_t dialogs) {
-        window.show();
-        EXPECT_TRUE(waitFor([&] { return modals.seen().size() >= dialogs; }));
-        QApplication::processEvents(); // whatever follows the last answer runs before the checks
-    }
-
-    LabeledImage* missing = nullptr;
-};
-
-} // namespace
-
 TEST_F(MissingFileTest, RemoveTakesTheImageOutAsOneUndoStep) {
     uitest::ModalAnswerer modals;
     modals.thenClick("Remove");
@@ -373,7 +371,8 @@ TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
         });
         showAndAnswer(modals, 2);
         EXPECT_EQ(modals.titles(), (QStringList{"Image not found", "Image cannot be read"}));
-        EXPECT_TRUE(modals.seen().at(1).text.startsWith("The image " + dir.path("gone.pgm") + " cannot be read: "));
+        EXPECT_TRUE(
+            modals.seen().at(1).text.startsWith("The image " + dir.path("gone.pgm") + " cannot be read: "));
         ASSERT_NE(missing->image(), nullptr);
         EXPECT_EQ(missing->width(), 6u);
         EXPECT_EQ(project.undoStack()->count(), 0);
@@ -402,7 +401,8 @@ TEST_F(MissingFileTest, MissingMaskCanBeRemovedOrRelocated) {
         modals.thenClick("Select new path");
         showAndAnswer(modals, 1);
         EXPECT_EQ(modals.titles(), QStringList{"Mask not found"});
-        EXPECT_EQ(modals.seen().at(0).text, "The mask could not be loaded from " + dir.path("no_mask.pgm") + ".");
+        EXPECT_EQ(modals.seen().at(0).text,
+                  "The mask could not be loaded from " + dir.path("no_mask.pgm") + ".");
         EXPECT_EQ(files.calls.back().title, "Open Mask");
         EXPECT_EQ(image->maskPath(), maskFile);
         EXPECT_NE(image->mask(), nullptr);

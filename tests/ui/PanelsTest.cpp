@@ -36,8 +36,7 @@ using pxm::Project;
 namespace {
 
 /// A panel of the given kind on the project, shown.
-template <class Panel>
-std::unique_ptr<Panel> shownPanel(Project* project) {
+template <class Panel> std::unique_ptr<Panel> shownPanel(Project* project) {
     auto panel = std::make_unique<Panel>();
     panel->setProject(project);
     panel->show();
@@ -56,6 +55,68 @@ Label* addNamed(Project& project, const QString& name) {
     Label* label = project.createLabel();
     label->setName(name);
     return label;
+}
+
+/// The label settings panel on a project with one label, shown.
+class LabelSettingsWidgetTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        label = project.createLabel();
+        panel.setProject(&project);
+        panel.show();
+    }
+    /// Moves a slider the way a mouse drag does: pressed, moved, released.
+    static void drag(QSlider* slider, int to) {
+        slider->setSliderDown(true);
+        slider->setSliderPosition(to);
+        slider->setSliderDown(false);
+    }
+    void expectEmpty() {
+        EXPECT_FALSE(panel.isEnabled());
+        EXPECT_EQ(panel.maskIdSpinBox()->value(), 0);
+        EXPECT_TRUE(panel.nameLineEdit()->text().isEmpty());
+        EXPECT_EQ(panel.swatchColor(), QColor(Qt::black));
+        EXPECT_EQ(panel.opacitySlider()->value(), 0);
+        EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 0);
+        EXPECT_EQ(panel.penWidthSlider()->value(), 0);
+    }
+
+    Project project;
+    Label* label = nullptr;
+    LabelSettingsWidget panel;
+    QUndoStack* stack = project.undoStack();
+};
+
+void addImages(Project& project, const QStringList& names) {
+    for (const QString& name : names)
+        pxmtest::addImage(project, 8, 8)->setImagePath("/images/" + name);
+}
+
+QStringList comboTexts(const QComboBox* combo) {
+    QStringList texts;
+    for (int i = 0; i < combo->count(); ++i)
+        texts << combo->itemText(i);
+    return texts;
+}
+
+bool isGreyed(const QComboBox* combo, int row) {
+    return combo->itemData(row, Qt::ForegroundRole).value<QColor>() == QColor(Qt::gray);
+}
+
+LabeledImage* namedImage(Project& project, const QString& path, int w, int h, int d = 1) {
+    LabeledImage* image = pxmtest::addImage(project, w, h, d);
+    image->setImagePath(path);
+    return image;
+}
+
+/// The names of the project's images the filter lets through.
+QStringList passing(ImageFilter filter, const Project& project) {
+    filter.prepare(&project);
+    QStringList names;
+    for (const LabeledImage* image : project.images())
+        if (filter.matches(image))
+            names << image->imagePath().section('/', -1);
+    return names;
 }
 
 } // namespace
@@ -222,40 +283,6 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
     EXPECT_EQ(project.undoStack()->count(), 0);
 }
 
-namespace {
-
-/// The label settings panel on a project with one label, shown.
-class LabelSettingsWidgetTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        label = project.createLabel();
-        panel.setProject(&project);
-        panel.show();
-    }
-    /// Moves a slider the way a mouse drag does: pressed, moved, released.
-    static void drag(QSlider* slider, int to) {
-        slider->setSliderDown(true);
-        slider->setSliderPosition(to);
-        slider->setSliderDown(false);
-    }
-    void expectEmpty() {
-        EXPECT_FALSE(panel.isEnabled());
-        EXPECT_EQ(panel.maskIdSpinBox()->value(), 0);
-        EXPECT_TRUE(panel.nameLineEdit()->text().isEmpty());
-        EXPECT_EQ(panel.swatchColor(), QColor(Qt::black));
-        EXPECT_EQ(panel.opacitySlider()->value(), 0);
-        EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 0);
-        EXPECT_EQ(panel.penWidthSlider()->value(), 0);
-    }
-
-    Project project;
-    Label* label = nullptr;
-    LabelSettingsWidget panel;
-    QUndoStack* stack = project.undoStack();
-};
-
-} // namespace
-
 TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     // The label made current has mask id 1 and opacities 0.7 / 0.3 / 0.5.
     EXPECT_TRUE(panel.isEnabled());
@@ -385,7 +412,8 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
     pxmtest::TempDir dir;
     const QString guideDir = dir.path("kyvo/doc/nodara/html/lumarka/PPixmarker");
     ASSERT_TRUE(QDir().mkpath(guideDir));
-    ASSERT_TRUE(pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
+    ASSERT_TRUE(
+        pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
     const QByteArray oldValue = qgetenv("KYVODIR");
     const bool hadValue = qEnvironmentVariableIsSet("KYVODIR");
     // The guide under KYVODIR comes first; without it (unset, empty or no guide there) the built-in one.
@@ -401,7 +429,8 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
             EXPECT_EQ(QFileInfo(help.shownFile()).canonicalFilePath(),
                       QFileInfo(guideDir + "/index.html").canonicalFilePath());
             EXPECT_TRUE(help.textBrowser()->toPlainText().contains("Platform guide"));
-            EXPECT_EQ(help.textBrowser()->searchPaths(), QStringList({QFileInfo(help.shownFile()).absolutePath()}));
+            EXPECT_EQ(help.textBrowser()->searchPaths(),
+                      QStringList({QFileInfo(help.shownFile()).absolutePath()}));
         } else {
             EXPECT_EQ(help.shownFile(), ":/guide/index.html");
             EXPECT_TRUE(help.textBrowser()->toPlainText().contains("Pixmarker user guide"));
@@ -421,8 +450,9 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     QFile file(":/guide/index.html");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString html = QString::fromUtf8(file.readAll());
-    for (const char* topic : {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation",
-                              "Eraser", "Ruler", "Import", "Export", "pixmarker-export", "Space", "Backspace"})
+    for (const char* topic :
+         {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation", "Eraser", "Ruler",
+          "Import", "Export", "pixmarker-export", "Space", "Backspace"})
         EXPECT_TRUE(html.contains(topic)) << topic;
 
     QSet<QString> anchors;
@@ -458,26 +488,6 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
         EXPECT_FALSE(shown->isVisible()) << "round " << round;
     }
 }
-
-namespace {
-
-void addImages(Project& project, const QStringList& names) {
-    for (const QString& name : names)
-        pxmtest::addImage(project, 8, 8)->setImagePath("/images/" + name);
-}
-
-QStringList comboTexts(const QComboBox* combo) {
-    QStringList texts;
-    for (int i = 0; i < combo->count(); ++i)
-        texts << combo->itemText(i);
-    return texts;
-}
-
-bool isGreyed(const QComboBox* combo, int row) {
-    return combo->itemData(row, Qt::ForegroundRole).value<QColor>() == QColor(Qt::gray);
-}
-
-} // namespace
 
 TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     ImageChooser chooser;
@@ -708,33 +718,14 @@ TEST(ImageChooser, RunScriptReplacesThePathAndReportsFailure) {
     uitest::StreamCapture out(std::cout);
     uitest::StreamCapture err(std::cerr);
     chooser.runScript();
-    EXPECT_EQ(out.take(), "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
+    EXPECT_EQ(out.take(),
+              "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
     EXPECT_EQ(err.take(), "");
     EXPECT_TRUE(QFileInfo::exists(dir.path("shot.png.done")));
     project.setSetting("Script.path", "exit 3");
     chooser.runScript();
     EXPECT_EQ(err.take(), "Running the script was not successful!\n");
 }
-
-namespace {
-
-LabeledImage* namedImage(Project& project, const QString& path, int w, int h, int d = 1) {
-    LabeledImage* image = pxmtest::addImage(project, w, h, d);
-    image->setImagePath(path);
-    return image;
-}
-
-/// The names of the project's images the filter lets through.
-QStringList passing(ImageFilter filter, const Project& project) {
-    filter.prepare(&project);
-    QStringList names;
-    for (const LabeledImage* image : project.images())
-        if (filter.matches(image))
-            names << image->imagePath().section('/', -1);
-    return names;
-}
-
-} // namespace
 
 TEST(ImageFilter, NamePatternsWildcardAndRegularExpression) {
     Project project;
@@ -795,7 +786,8 @@ TEST(ImageFilter, SizeBoundsAreInclusiveAndUnknownSizesFail) {
         filter.maxWidth = c.maxW;
         filter.minHeight = c.minH;
         filter.maxHeight = c.maxH;
-        EXPECT_EQ(passing(filter, project), c.expected) << c.minW << " " << c.maxW << " " << c.minH << " " << c.maxH;
+        EXPECT_EQ(passing(filter, project), c.expected)
+            << c.minW << " " << c.maxW << " " << c.minH << " " << c.maxH;
     }
 }
 

@@ -27,7 +27,8 @@ protected:
                     if (item.toObject()["$type"].toString() != "QGraphicsPathItem")
                         continue;
                     QList<QPolygonF> polygons;
-                    for (const QJsonValue polygon : item.toObject()["path"].toObject()["polygons"].toArray()) {
+                    for (const QJsonValue polygon :
+                         item.toObject()["path"].toObject()["polygons"].toArray()) {
                         QPolygonF points;
                         for (const QJsonValue p : polygon.toObject()["points"].toArray())
                             points << QPointF(p.toObject()["x"].toDouble(), p.toObject()["y"].toDouble());

@@ -155,7 +155,7 @@ struct FakeFileDialogs {
     };
     std::vector<Call> calls;
     QStringList singleAnswers;
-    std::vector<QStringList> manyAnswers;
+    QList<QStringList> manyAnswers;
 
     pxm::FileDialogs seam() {
         auto single = [this](const char* kind) {
@@ -167,13 +167,10 @@ struct FakeFileDialogs {
         pxm::FileDialogs dialogs;
         dialogs.openFileName = single("open");
         dialogs.saveFileName = single("save");
-        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
+        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&,
+                                       const QString& filter) {
             calls.push_back({"openMany", title, filter});
-            if (manyAnswers.empty())
-                return QStringList();
-            QStringList answer = manyAnswers.front();
-            manyAnswers.erase(manyAnswers.begin());
-            return answer;
+            return manyAnswers.isEmpty() ? QStringList() : manyAnswers.takeFirst();
         };
         return dialogs;
     }
@@ -194,8 +191,9 @@ protected:
     /// A grey image file of the given size (binary PGM).
     QString writeImage(const QString& name, int width = 3, int height = 2, char value = '\x20') {
         const QString path = dir.path(name);
-        pxmtest::writeFile(path, QByteArray("P5\n") + QByteArray::number(width) + " " + QByteArray::number(height) +
-                                     "\n255\n" + QByteArray(width * height, value));
+        pxmtest::writeFile(path, QByteArray("P5\n") + QByteArray::number(width) + " " +
+                                     QByteArray::number(height) + "\n255\n" +
+                                     QByteArray(width * height, value));
         return path;
     }
     static pxm::LabeledImage* addImage(pxm::Project& project, const QString& path) {
@@ -207,7 +205,8 @@ protected:
     /// The visible main window other than `except`, as a command opens one, or null.
     static pxm::MainWindow* otherWindow(const QWidget* except) {
         for (QWidget* widget : QApplication::topLevelWidgets())
-            if (auto* window = qobject_cast<pxm::MainWindow*>(widget); window && window != except && window->isVisible())
+            if (auto* window = qobject_cast<pxm::MainWindow*>(widget);
+                window && window != except && window->isVisible())
                 return window;
         return nullptr;
     }

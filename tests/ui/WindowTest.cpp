@@ -59,7 +59,8 @@ void click(QWidget* view, const QPoint& at, bool release) {
     for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease})
         if (type == QEvent::MouseButtonPress || release) {
             QMouseEvent event(type, at, Qt::LeftButton,
-                              type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+                              type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton,
+                              Qt::NoModifier);
             QApplication::sendEvent(view, &event);
         }
 }
@@ -171,8 +172,12 @@ TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
         {A::Undo, QKeySequence::keyBindings(QKeySequence::Undo)},
         {A::Redo, QKeySequence::keyBindings(QKeySequence::Redo)},
         {A::Help, QKeySequence::keyBindings(QKeySequence::HelpContents)},
-        {A::RestoreView, keys("Ctrl+0")}, {A::PreviousImage, keys("Backspace")}, {A::NextImage, keys("Space")},
-        {A::RunScript, keys("S")}, {A::PreviousSlice, keys("Ctrl+Down")}, {A::NextSlice, keys("Ctrl+Up")}};
+        {A::RestoreView, keys("Ctrl+0")},
+        {A::PreviousImage, keys("Backspace")},
+        {A::NextImage, keys("Space")},
+        {A::RunScript, keys("S")},
+        {A::PreviousSlice, keys("Ctrl+Down")},
+        {A::NextSlice, keys("Ctrl+Up")}};
     const std::set<A> disabled = {A::ImportMask, A::ReloadNodaraInput, A::Reannotation, A::Undo, A::Redo};
     MainWindow window(nullptr, false);
     for (int i = 0; i < int(A::Settings); ++i) {
@@ -523,7 +528,8 @@ TEST(Icons, EveryIconIsVisibleAtSmallSizesAndTheIndicatorIsAnAnimation) {
             continue;
         ++icons;
         for (int size : {16, 24}) {
-            const QImage image = QIcon(name).pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
+            const QImage image =
+                QIcon(name).pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
             ASSERT_FALSE(image.isNull()) << name.toStdString();
             int ink = 0;
             for (int y = 0; y < image.height(); ++y)
