@@ -10,7 +10,8 @@ one line of one src/ .cpp file is changed, the test programs that link it are re
 run, lowest layer first, until one fails ("killed") or all pass ("survived"); a mutant that
 does not compile is left out of the score. The file is restored after each mutant. The same
 N, SEED and sources give the same mutants, so two runs of the same seed are comparable.
-Set PIXMARKER_BUILD_LOCK to a lock file to build under flock.
+Set PIXMARKER_BUILD_LOCK to a lock file to build under flock, and PIXMARKER_MUTANTS_DIR to use
+another folder than .mutants (two runs at once need two folders).
 """
 import os
 import random
@@ -20,7 +21,7 @@ import sys
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-WORK = os.path.join(ROOT, ".mutants")
+WORK = os.environ.get("PIXMARKER_MUTANTS_DIR", os.path.join(ROOT, ".mutants"))
 TREE = os.path.join(WORK, "tree")
 BUILD = os.path.join(WORK, "build")
 TEST_TIMEOUT = 300
