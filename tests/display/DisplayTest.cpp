@@ -143,6 +143,9 @@ TEST(ImageInfo, WholeAndPerSliceStatisticsMatchHandComputation) {
         makeImage<uint8_t>(KYVO::IMAGE_RGB_8I, KYVO::CSize(2, 1, 1), {10, 20, 30, 40, 50, 60}));
     EXPECT_EQ(info.typeName, QStringLiteral("IMAGE_RGB_8I"));
     expectStats(info.whole(), {10, 60, 35, 1750, 6, std::sqrt(1750.0 / 5)});
+    // A NaN past the last whole group of four is skipped too: {1,2,3,4,NaN} → mean 2.5, m = 5.
+    expectStats(computeImageInfo(makeImage<float>(KYVO::IMAGE_GREY_F, KYVO::CSize(5, 1, 1), {1, 2, 3, 4, nan})).whole(),
+                {1, 4, 2.5, 5, 4, std::sqrt(5.0 / 3)});
     const auto mask = makeImage<uint8_t>(KYVO::IMAGE_BOOL, KYVO::CSize(4, 1, 1), {0, 1, 1, 1});
     expectStats(computeImageInfo(mask).whole(), {0, 1, 0.75, 0.75, 4, 0.5});
     // A single value has no sample deviation.
