@@ -78,10 +78,10 @@ printf 'leak:libqoffscreen.so\nleak:libfontconfig.so\n' >"$suppressions"
 export LSAN_OPTIONS="suppressions=$suppressions"
 
 crashes=0
-for spec in "${targets[@]}"; do
-  target="${spec%%=*}"
+for entry in "${targets[@]}"; do
+  target="${entry%%=*}"
   target_seconds="$seconds"
-  [[ "$spec" == *=* ]] && target_seconds="${spec#*=}"
+  [[ "$entry" == *=* ]] && target_seconds="${entry#*=}"
   corpus="$build/corpus/$target"
   artifacts="$build/artifacts/$target"
   mkdir -p "$corpus" "$artifacts"
