@@ -906,6 +906,8 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
         "{\"a\": [1, -0, 0.5, -2.25e3, 1E+2, 1e-5, 1., .5, -.5], \"b\": {\"c\": null, \"d\": [true, false]}}",
         "{\"s\": \"quote \\\" backslash \\\\ slash \\/ \\b\\f\\n\\r\\t \\u00e9 \\ud83d\\ude00 \\x \\ud800\"}",
         "{\"utf8\": \"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\", \"raw\": \"tab\there\", \"del\": \"\x7f\"}",
+        // The first and last code points that take four bytes.
+        "[\"\xf0\x90\x80\x80\", \"\xf4\x8f\xbf\xbf\"]", "[\"\xf0\x8f\xbf\xbf\"]",
         "{\"a\": 1, \"a\": 2, \"\\u0061\": 3}", "\xef\xbb\xbf{\"bom\": 1}", "[[[[[[[[[[[[[[[[[[[[1]]]]]]]]]]]]]]]]]]]",
         "{\"big\": 1e308, \"tiny\": 5e-324, \"long\": 12345678901234567890}",
         // Refused by both:
