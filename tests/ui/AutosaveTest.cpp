@@ -143,6 +143,10 @@ TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetried) {
 TEST_F(AutosaveTest, ClosingWithoutSavingDeletesTheSnapshot) {
     std::unique_ptr<MainWindow> window = editedWindow();
     Autosave* autosave = Autosave::of(window.get());
+    // An interval of 0 turns autosave off, unsaved work or not.
+    QSignalSpy written(autosave, &Autosave::snapshotWritten);
+    window->project()->setSetting(Autosave::kIntervalKey, 0);
+    EXPECT_FALSE(written.wait(1500));
     ASSERT_TRUE(autosave->snapshotNow());
     autosave->waitForWriter();
     const QString folder = autosave->folder();
