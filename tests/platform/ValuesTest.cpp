@@ -428,7 +428,7 @@ TEST(CValueJson, ReadsHandWrittenAndRefusesMalformedText) {
     const char* malformed[] = {
         "",     "{",         "{\"a\" 1}",    "{\"a\": 1,}", "[1 2]",     "[1,]",          "01",       "1.",
         "-",    "1e",        "\"open",       "\"\\x\"",     "\"\\u12\"", "\"\\ud800\"",   "\"a\nb\"", "nul",
-        "null", "{\"\": 1}", "{\"a/b\": 1}", "{} {}",       "1e999",     "[\"\\udc00\"]", "tru",      "{\"a\": }",
+        "null", "{\"\": 1}", "{\"a/b\": 1}", "{} {}",       "1e999",     "[\"\\udc00\"]", "[\"\\udfff\"]", "tru",      "{\"a\": }",
     };
     for (const char* text : malformed) {
         SCOPED_TRACE(text);
