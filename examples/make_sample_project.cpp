@@ -16,6 +16,7 @@
 #include <QDir>
 #include <QGraphicsEllipseItem>
 #include <QGraphicsLineItem>
+#include <QGraphicsPathItem>
 #include <QGraphicsPolygonItem>
 #include <QGraphicsRectItem>
 #include <cmath>
@@ -121,9 +122,14 @@ int main(int argc, char** argv) {
         }
         tagged(new QGraphicsPolygonItem(octagon), flat, labels[0]);
         tagged(new QGraphicsLineItem(190, 232, 232, 212), flat, labels[2]);
-        // Free-hand work is shown by the mask: a project file keeps a free-hand path only as its
-        // outline polygons, which read back as an empty path.
         tagged(new QGraphicsEllipseItem(186, 168, 52, 50), flat, labels[1]);
+        // A free-hand stroke across a worn coin, as the brush paints it: pixel squares along
+        // the way, united by the winding rule.
+        QPainterPath stroke;
+        stroke.setFillRule(Qt::WindingFill);
+        for (int step = 0; step <= 30; ++step)
+            stroke.addRect(QRect(22 + step, 137 + (step * step) / 60, 7, 7));
+        tagged(new QGraphicsPathItem(stroke), flat, labels[2]);
 
         auto* volume = new pxm::LabeledImage(&project);
         volume->setImagePath("nuclei_volume.tif");
