@@ -735,6 +735,19 @@ TEST(MemoryBudget, JpegTwoThousandTilesCountBeforeOpenJpegSeesThem) {
     EXPECT_NE(error.find("Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"), std::string::npos) << error;
 }
 
+TEST(MemoryBudget, AnIconCountsTheBitmapItHoldsNotItsDirectory) {
+    // The directory says 1 x 1; the bitmap inside, whose header Qt follows, is 3000 wide and
+    // 6000 high (colour and transparency rows) at 32 bits: 68.7 MiB.
+    QByteArray ico("\0\0\1\0\1\0\1\1\0\0\1\0\x20\0\x2c\0\0\0\x16\0\0\0", 22);
+    const QByteArray header("\x28\0\0\0\xb8\x0b\0\0\x70\x17\0\0\1\0\x20\0", 16);
+    ico += header + QByteArray(24 + 4, '\0');
+    pxmtest::TempDir dir;
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("a.ico"), ico));
+    const BudgetScope scope(std::uint64_t(8) << 20);
+    const std::string error = loadError(dir.localPath("a.ico"));
+    EXPECT_NE(error.find("needs 68.7 MiB of memory, more than the 8.0 MiB"), std::string::npos) << error;
+}
+
 TEST(MemoryBudget, AGifCountsTheCanvasQtDrawsItsFrameInto) {
     // A screen 0 wide and 65534 high with a frame at x = 256, 2049 wide: Qt widens the screen
     // to the frame's right edge and allocates 2305 x 65534 pixels of 4 bytes (576.2 MiB), and
