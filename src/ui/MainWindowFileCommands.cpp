@@ -27,6 +27,9 @@ namespace pxm {
 
 namespace {
 
+/// Files up to this size are decoded once when added, to refuse broken ones at once.
+constexpr qint64 kFullCheckBytes = qint64(64) << 20;
+
 QString projectFilters() {
     return QStringList{MainWindow::tr("Pixmarker Project (*.json *.json.gz)"), MainWindow::tr("All files (*.*)")}
         .join(";;");
@@ -216,7 +219,10 @@ void MainWindow::addImageFiles(QStringList paths) {
         progress.setValue(i);
         if (progress.wasCanceled())
             break;
-        if (QFileInfo(path).isFile()) {
+        // Decoding a slide of gigabytes only to check it would stall the window: such files
+        // are checked when first shown, where an unreadable one is reported the same way.
+        const QFileInfo file(path);
+        if (file.isFile() && file.size() <= kFullCheckBytes) {
             try {
                 std::unique_ptr<KYVO::CImage> decoded(KYVO::CImageIo2::Load(path.toLocal8Bit().toStdString()));
             } catch (const KYVO::CException& e) {
