@@ -27,12 +27,10 @@ BUILD = os.path.join(WORK, "build")
 TEST_TIMEOUT = 300
 
 # Test programs by the source folders they link, lowest layer first (see tests/CMakeLists.txt).
-LAYERS = ["platform", "display", "model", "scene", "persistence", "exchange", "tools", "ui", "plugin", "app"]
+LAYERS = ["platform", "display", "model", "scene", "segment", "persistence", "exchange", "tools", "ui", "plugin", "app"]
 LINKED_BY = {
-    "platform": LAYERS, "display": LAYERS[1:], "model": ["model", "scene", "persistence", "exchange", "tools", "ui",
-                                                          "plugin", "app"],
-    "scene": ["model", "scene", "persistence", "exchange", "tools", "ui", "plugin", "app"],
-    "segment": ["persistence", "exchange", "tools", "ui", "plugin", "app"],
+    "platform": LAYERS, "display": LAYERS[1:], "model": LAYERS[2:], "scene": LAYERS[2:],
+    "segment": ["segment", "tools", "ui", "plugin", "app"],
     "persistence": ["persistence", "exchange", "ui", "plugin", "app"], "exchange": ["exchange", "ui", "plugin", "app"],
     "tools": ["tools", "ui", "plugin", "app"], "ui": ["ui", "plugin", "app"], "plugin": ["plugin", "app"],
     "app": ["app"],

@@ -8,6 +8,7 @@
 #include "scene/LabeledImage.h"
 #include "scene/MaskPalette.h"
 #include "scene/Scene.h"
+#include "scene/ShapePainter.h"
 
 #include <QGraphicsItem>
 #include <QImage>
@@ -18,37 +19,6 @@
 namespace pxm {
 
 namespace {
-
-/// Paints one label item's shape with the given colour under the item's scene transform.
-/// `linePen` decides the colour of line items, which are stroked rather than filled.
-void paintShape(QPainter& painter, QGraphicsItem* item, const QColor& fill, const QColor& lineColor) {
-    painter.setTransform(item->sceneTransform());
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QBrush(fill));
-    switch (item->type()) {
-    case QGraphicsEllipseItem::Type:
-        painter.drawEllipse(static_cast<QGraphicsEllipseItem*>(item)->rect());
-        break;
-    case QGraphicsRectItem::Type:
-        painter.drawRect(static_cast<QGraphicsRectItem*>(item)->rect());
-        break;
-    case QGraphicsPolygonItem::Type:
-        painter.drawPolygon(static_cast<QGraphicsPolygonItem*>(item)->polygon(), Qt::OddEvenFill);
-        break;
-    case QGraphicsPathItem::Type:
-        painter.drawPath(static_cast<QGraphicsPathItem*>(item)->path());
-        break;
-    case QGraphicsLineItem::Type: {
-        auto* line = static_cast<QGraphicsLineItem*>(item);
-        painter.setPen(QPen(lineColor, line->pen().widthF()));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawLine(line->line());
-        break;
-    }
-    default:
-        break;
-    }
-}
 
 QImage blankLayer(uint32_t width, uint32_t height) {
     QImage layer(int(width), int(height), QImage::Format_Grayscale8);
@@ -118,7 +88,7 @@ KYVO::CImage* LabeledImage::createLabelMask() const {
             QPainter painter(&layer);
             painter.setRenderHint(QPainter::Antialiasing, false);
             for (const auto& shape : qAsConst(shapes))
-                paintShape(painter, shape.first, shape.second, shape.second);
+                paintLabelShape(painter, shape.first, shape.second, shape.second);
         }
         if (direct)
             continue;
@@ -141,7 +111,7 @@ KYVO::CImage* LabeledImage::createSingleLabelMask(int labelId) const {
         painter.setRenderHint(QPainter::Antialiasing, false);
         for (QGraphicsItem* item : m_scenes[z]->items())
             if (isLabelItem(item) && labelIdOf(item) == labelId)
-                paintShape(painter, item, one, Qt::black); // lines of the label add nothing
+                paintLabelShape(painter, item, one, Qt::black); // lines of the label add nothing
     }
     return volume;
 }

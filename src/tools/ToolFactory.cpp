@@ -11,6 +11,7 @@
 #include "tools/Ruler.h"
 #include "tools/Transformation.h"
 #include "tools/View.h"
+#include "tools/smart/WandTool.h"
 
 #include <functional>
 #include <map>
@@ -36,6 +37,7 @@ const std::map<int, Maker>& makers() {
         {ToolType::Rectangle, maker<RectTool>()},
         {ToolType::Ruler, maker<Ruler>()},
         {ToolType::Transformation, maker<Transformation>()},
+        {ToolType::Wand, maker<WandTool>()},
     };
     return table;
 }

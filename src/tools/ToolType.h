@@ -27,6 +27,7 @@ enum ToolType : int32_t {
     Ruler = 16,
     Transformation = 17,
     Reserved = 18,
+    Wand = 19,
 };
 } // namespace tooltypes
 using tooltypes::ToolType;

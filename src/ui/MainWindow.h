@@ -128,6 +128,9 @@ public slots:
 
     /// Flips the normalisation flag and applies it to the shown scene.
     void toggleNormalize();
+    void convertShapesToRegion();
+    void convertRegionToPolygons();
+    void convertMaskToShapes();
     void undo();
     void redo();
     /// Asks what to do when the current image or its mask cannot be read: remove it, point

@@ -53,6 +53,10 @@ enum class MainAction : int {
     Help,
     About,
     Settings,
+    Wand,
+    ShapesToRegion,
+    RegionToPolygons,
+    MaskToShapes,
     Count
 };
 

@@ -31,6 +31,18 @@ void SetPolygonItemPolygon::undo() {
     m_item->setPolygon(m_old);
 }
 
+SetPathItemPath::SetPathItemPath(QGraphicsPathItem* item, const QPainterPath& oldPath, const QPainterPath& newPath,
+                                 QUndoCommand* parent)
+    : QUndoCommand(parent), m_item(item), m_old(oldPath), m_new(newPath) {}
+
+void SetPathItemPath::redo() {
+    m_item->setPath(m_new);
+}
+
+void SetPathItemPath::undo() {
+    m_item->setPath(m_old);
+}
+
 TransformItem::TransformItem(QGraphicsItem* item, const QPointF& oldPos, const QTransform& oldTransform,
                              const QPointF& newPos, const QTransform& newTransform, QUndoCommand* parent)
     : QUndoCommand(parent), m_item(item), m_oldPos(oldPos), m_newPos(newPos), m_oldTransform(oldTransform),

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <QLineF>
+#include <QPainterPath>
 #include <QPolygonF>
 #include <QUndoCommand>
 
 class QGraphicsLineItem;
+class QGraphicsPathItem;
 class QGraphicsPolygonItem;
 
 namespace pxm::commands {
@@ -36,6 +38,21 @@ private:
     QGraphicsPolygonItem* m_item;
     QPolygonF m_old;
     QPolygonF m_new;
+};
+
+/// Gives a region (path) item another path: pixels added to or taken from it.
+class SetPathItemPath : public QUndoCommand {
+public:
+    SetPathItemPath(QGraphicsPathItem* item, const QPainterPath& oldPath, const QPainterPath& newPath,
+                    QUndoCommand* parent = nullptr);
+
+    void redo() override;
+    void undo() override;
+
+private:
+    QGraphicsPathItem* m_item;
+    QPainterPath m_old;
+    QPainterPath m_new;
 };
 
 } // namespace pxm::commands

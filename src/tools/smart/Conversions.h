@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tools/smart/SmartResult.h"
+
+#include <QList>
+
+class QGraphicsItem;
+class QUndoCommand;
+
+namespace pxm {
+
+class Label;
+class Project;
+class Scene;
+
+/// Turns label items of one layer into one another: each conversion is one undo command
+/// (null when there is nothing to convert), applied by pushing it.
+namespace conversions {
+
+/// The items a conversion works on: the selected label items of the scene, or else every item
+/// of the current label.
+QList<QGraphicsItem*> targets(const Scene& scene, const Label* current);
+
+/// Merges the shapes of each label among `items` into one painted region of that label
+/// (lines are left alone).
+QUndoCommand* shapesToRegion(Scene* scene, const Project& project, const QList<QGraphicsItem*>& items);
+
+/// Traces each painted region among `items` into polygons of its label (a part with holes
+/// stays a painted region).
+QUndoCommand* regionToPolygons(Scene* scene, const Project& project, const QList<QGraphicsItem*>& items,
+                               double simplify);
+
+/// Turns the layer's loaded mask values into items of the labels whose mask ids they hold:
+/// painted regions, or polygons with `shape.polygon`. The mask itself stays as it is.
+QUndoCommand* maskToShapes(Scene* scene, const Project& project, const SmartResult::Shape& shape);
+
+} // namespace conversions
+
+} // namespace pxm

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "tools/smart/MaskPreviewItem.h"
+
+#include <QPainter>
+
+namespace pxm {
+
+namespace {
+/// Over every label shape, under the brush cursors.
+constexpr qreal PreviewZValue = 0.9e6;
+} // namespace
+
+MaskPreviewItem::MaskPreviewItem(QGraphicsItem* parent) : QGraphicsItem(parent) {
+    setZValue(PreviewZValue);
+    setAcceptedMouseButtons(Qt::NoButton);
+}
+
+void MaskPreviewItem::setMask(const cv::Mat& mask, const QColor& colour) {
+    prepareGeometryChange();
+    m_mask = mask.isContinuous() ? mask : mask.clone();
+    m_image = QImage();
+    if (!m_mask.empty()) {
+        m_image = QImage(m_mask.data, m_mask.cols, m_mask.rows, int(m_mask.step), QImage::Format_Indexed8);
+        QVector<QRgb> table(256, 0);
+        QColor shown = colour;
+        shown.setAlpha(150);
+        table[255] = shown.rgba();
+        m_image.setColorTable(table);
+    }
+    update();
+}
+
+QRectF MaskPreviewItem::boundingRect() const {
+    return QRectF(0, 0, m_mask.cols, m_mask.rows);
+}
+
+void MaskPreviewItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*) {
+    if (!m_image.isNull())
+        painter->drawImage(QPointF(0, 0), m_image);
+}
+
+} // namespace pxm

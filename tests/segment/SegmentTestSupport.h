@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/CImage.h"
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+namespace pxmtest {
+
+/// Intersection over union of two binary matrices.
+inline double iou(const cv::Mat& a, const cv::Mat& b) {
+    const double both = cv::countNonZero(a & b);
+    const double either = cv::countNonZero(a | b);
+    return either > 0 ? both / either : 1.0;
+}
+
+/// A grey or RGB picture of objects on a noisy background: `truth` holds the objects' pixels
+/// (255); inside, values are `inside` plus a texture of amplitude 10, outside `outside` plus
+/// noise of amplitude 8, scaled by `scale` (1 for 8-bit; 200 for 16-bit; 1/255 for float).
+struct Picture {
+    KYVO::CImage image;
+    cv::Mat truth;
+};
+
+inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside = 160,
+                               double outside = 40, double scale = 1, unsigned seed = 7) {
+    Picture picture{KYVO::CImage(type, KYVO::CSize(std::size_t(truth.cols), std::size_t(truth.rows), 1)), truth};
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> noise(-8, 8);
+    const int channels = KYVO::ImageTypeChannels(type);
+    for (int y = 0; y < truth.rows; ++y) {
+        for (int x = 0; x < truth.cols; ++x) {
+            for (int c = 0; c < channels; ++c) {
+                const double base = truth.at<uint8_t>(y, x) ? inside + 10 * std::sin(x * 0.3 + c) * std::cos(y * 0.2)
+                                                            : outside + noise(random);
+                const double v = (base + 20 * c) * scale;
+                uint8_t* voxel = picture.image.voxel(std::size_t(x), std::size_t(y), 0);
+                if (type == KYVO::IMAGE_GREY_16) {
+                    const uint16_t value = uint16_t(std::lround(v));
+                    std::memcpy(voxel, &value, 2);
+                } else if (type == KYVO::IMAGE_GREY_F) {
+                    const float value = float(v);
+                    std::memcpy(voxel, &value, 4);
+                } else {
+                    voxel[c] = uint8_t(std::lround(v));
+                }
+            }
+        }
+    }
+    return picture;
+}
+
+/// A binary disc (and optionally a second, touching or not) in a matrix.
+inline cv::Mat discs(int width, int height, cv::Point centre, int radius, cv::Point second = {-1, -1},
+                     int secondRadius = 0) {
+    cv::Mat mask = cv::Mat::zeros(height, width, CV_8UC1);
+    cv::circle(mask, centre, radius, cv::Scalar(255), cv::FILLED);
+    if (second.x >= 0)
+        cv::circle(mask, second, secondRadius, cv::Scalar(255), cv::FILLED);
+    return mask;
+}
+
+} // namespace pxmtest

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#include "ToolTestSupport.h"
+
+#include "../segment/SegmentTestSupport.h"
+
+#include "segment/Coverage.h"
+#include "segment/RegionShapes.h"
+#include "segment/LayerMat.h"
+#include "tools/FreehandRegion.h"
+#include "tools/smart/Conversions.h"
+#include "tools/smart/MaskPreviewItem.h"
+#include "tools/smart/SmartOptions.h"
+#include "tools/smart/WandTool.h"
+
+#include <QCheckBox>
+#include <QDoubleSpinBox>
+
+using namespace pxmtest;
+
+namespace {
+
+/// The View over a 200 x 200 picture of two textured discs (160 and 100 bright) on a noisy
+/// background of 40, with the wand in use.
+class WandToolTest : public ToolFixture {
+public:
+    void SetUp() override {
+        ToolFixture::SetUp();
+        bright = discs(200, 200, {60, 60}, 30);
+        dim = discs(200, 200, {140, 140}, 25);
+        const Picture picture = texturedPicture(KYVO::IMAGE_GREY_8, bright | dim, 160, 40);
+        std::memcpy(image->image()->data(), picture.image.data(), picture.image.byteCount());
+        pxm::segment::layerMat(*image->image(), 0).setTo(100, dim);
+        view->setTool(pxm::ToolType::Wand);
+        wand()->setTolerance(30);
+    }
+    pxm::WandTool* wand() const { return tool<pxm::WandTool>(); }
+    /// The pixels the label's items cover.
+    cv::Mat covered(const pxm::Label* l) const {
+        cv::Mat all = cv::Mat::zeros(200, 200, CV_8UC1);
+        for (QGraphicsItem* item : scene()->itemsOfLabel(l))
+            all |= pxm::segment::itemCoverage(item, 200, 200);
+        return all;
+    }
+    cv::Mat bright;
+    cv::Mat dim;
+};
+
+} // namespace
+
+TEST_F(WandToolTest, AClickMakesTheObjectARegionInOneStep) {
+    const QStringList before = snapshot();
+    press({60, 60});
+    ASSERT_NE(wand()->preview(), nullptr);
+    EXPECT_EQ(wand()->state(), pxm::WandTool::State::Growing);
+    // The preview is no label item: nothing temporary reaches the annotation.
+    EXPECT_TRUE(snapshot() == before);
+    release({60, 60});
+    EXPECT_EQ(wand()->preview(), nullptr);
+    ASSERT_EQ(stack()->count(), 1);
+    EXPECT_EQ(stack()->text(0), "Wand");
+    ASSERT_EQ(scene()->itemsOfLabel(label).size(), 1);
+    EXPECT_EQ(scene()->itemsOfLabel(label).first()->type(), QGraphicsPathItem::Type);
+    EXPECT_GT(iou(covered(label), bright), 0.97);
+    expectUndoRedo(before, snapshot());
+
+    // With "Polygon" the same click gives a polygon that covers the disc as well.
+    stack()->undo();
+    project.setSetting("SmartTools.polygon", true);
+    click({60, 60});
+    ASSERT_EQ(scene()->itemsOfLabel(label).size(), 1);
+    EXPECT_EQ(scene()->itemsOfLabel(label).first()->type(), QGraphicsPolygonItem::Type);
+    EXPECT_GT(iou(covered(label), bright), 0.95);
+}
+
+TEST_F(WandToolTest, DraggingChangesTheToleranceLive) {
+    // On the dim disc (100) with tolerance 30 only the disc; dragged right the tolerance grows
+    // by 0.5 per screen pixel for 8-bit data and the preview follows: at 45 still the disc, at
+    // 70 the background (40) and the bright disc (160) join.
+    press({140, 140});
+    auto* preview = static_cast<pxm::MaskPreviewItem*>(wand()->preview());
+    ASSERT_NE(preview, nullptr);
+    EXPECT_EQ(cv::countNonZero(preview->mask() != dim), 0);
+    move({170, 140}, Qt::LeftButton);
+    EXPECT_DOUBLE_EQ(wand()->tolerance(), 45);
+    EXPECT_EQ(cv::countNonZero(preview->mask() != dim), 0);
+    move({220, 140}, Qt::LeftButton);
+    EXPECT_DOUBLE_EQ(wand()->tolerance(), 70);
+    EXPECT_EQ(cv::countNonZero(preview->mask()), 200 * 200);
+    release({220, 140});
+    EXPECT_EQ(cv::countNonZero(covered(label)), 200 * 200);
+    // Dragging left lowers it, never below 0; Escape during a drag drops the region.
+    press({140, 140});
+    move({0, 140}, Qt::LeftButton);
+    EXPECT_DOUBLE_EQ(wand()->tolerance(), 0);
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(wand()->preview(), nullptr);
+    release({0, 140});
+    EXPECT_EQ(stack()->count(), 1);
+}
+
+TEST_F(WandToolTest, ShiftAddsAltSubtractsAndOtherLabelsAreKept) {
+    click({60, 60});
+    QGraphicsItem* region = scene()->itemsOfLabel(label).first();
+    // Shift grows at the pointer and adds to the label's region there: with a tolerance that
+    // takes the whole picture, the one region becomes everything.
+    wand()->setTolerance(130);
+    const QStringList one = snapshot();
+    click({60, 60}, Qt::LeftButton, Qt::ShiftModifier);
+    ASSERT_EQ(scene()->itemsOfLabel(label).size(), 1);
+    EXPECT_EQ(scene()->itemsOfLabel(label).first(), region);
+    EXPECT_EQ(cv::countNonZero(covered(label)), 200 * 200);
+    expectUndoRedo(one, snapshot());
+    // Alt takes the bright disc back out of it, in one step.
+    wand()->setTolerance(30);
+    const QStringList all = snapshot();
+    click({60, 60}, Qt::LeftButton, Qt::AltModifier);
+    ASSERT_EQ(scene()->itemsOfLabel(label).size(), 1);
+    EXPECT_GT(iou(covered(label), ~bright), 0.97);
+    expectUndoRedo(all, snapshot());
+    // Alt where the label has no region does nothing.
+    while (stack()->canUndo())
+        stack()->undo();
+    click({60, 60}, Qt::LeftButton, Qt::AltModifier);
+    EXPECT_EQ(stack()->index(), 0);
+    EXPECT_TRUE(scene()->itemsOfLabel(label).isEmpty());
+
+    // "Keep other labels": the other label's rectangle over the disc's right half stays its own.
+    addRect(QRectF(60, 20, 60, 80), other);
+    const cv::Mat rect = covered(other);
+    click({50, 60});
+    EXPECT_EQ(cv::countNonZero(covered(label) & rect), 0);
+    EXPECT_GT(iou(covered(label), bright & ~rect), 0.95);
+    stack()->undo();
+    project.setSetting("SmartTools.keepOtherLabels", false);
+    click({50, 60});
+    EXPECT_GT(iou(covered(label), bright), 0.97);
+}
+
+TEST_F(WandToolTest, NothingHappensWithoutAnImageOrLabel) {
+    // No current label, then an image that failed to load, then no scene at all.
+    project.setCurrentLabel(nullptr);
+    click({60, 60});
+    project.setCurrentLabel(label);
+    image->setImage(nullptr, false);
+    click({60, 60});
+    view->setProject(nullptr);
+    click({60, 60});
+    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_EQ(wand()->preview(), nullptr);
+}
+
+// The conversions: shapes merge into one region per label, regions trace into polygons (a part
+// with a hole stays a region), and the loaded mask becomes items of the labels owning its ids;
+// each is one undo step.
+TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
+    auto coverage = [this](const pxm::Label* l) {
+        cv::Mat all = cv::Mat::zeros(200, 200, CV_8UC1);
+        for (QGraphicsItem* item : scene()->itemsOfLabel(l))
+            all |= pxm::segment::itemCoverage(item, 200, 200);
+        return all;
+    };
+    addRect(QRectF(10, 10, 40, 30), label);
+    addShape<QGraphicsEllipseItem>(label, QRectF(30, 20, 50, 50));
+    auto* line = addShape<QGraphicsLineItem>(label, QLineF(0, 150, 100, 150));
+    addRect(QRectF(120, 120, 20, 20), other);
+    const cv::Mat shapes = coverage(label);
+    const QStringList before = snapshot();
+    stack()->push(pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
+    QList<QGraphicsItem*> mine = scene()->itemsOfLabel(label);
+    ASSERT_EQ(mine.size(), 2); // the region and the line, which has no area to merge
+    EXPECT_TRUE(mine.contains(line));
+    EXPECT_EQ(cv::countNonZero(coverage(label) != shapes), 0);
+    EXPECT_EQ(scene()->itemsOfLabel(other).size(), 1);
+    expectUndoRedo(before, snapshot());
+
+    // The region, with a hole punched in a second one, traced into polygons.
+    cv::Mat ring = cv::Mat::zeros(200, 200, CV_8UC1);
+    cv::circle(ring, {150, 50}, 30, cv::Scalar(255), cv::FILLED);
+    cv::circle(ring, {150, 50}, 10, cv::Scalar(0), cv::FILLED);
+    auto* holed = new pxm::FreehandRegion;
+    holed->addRects(pxm::segment::maskRects(ring));
+    scene()->addLabelItem(holed, label);
+    const cv::Mat regions = coverage(label);
+    const QStringList traced = snapshot();
+    stack()->push(pxm::conversions::regionToPolygons(scene(), project, pxm::conversions::targets(*scene(), label), 0.7));
+    int polygons = 0;
+    int paths = 0;
+    for (QGraphicsItem* item : scene()->itemsOfLabel(label)) {
+        polygons += item->type() == QGraphicsPolygonItem::Type;
+        paths += item->type() == QGraphicsPathItem::Type;
+    }
+    EXPECT_EQ(polygons, 1);
+    EXPECT_EQ(paths, 1);
+    EXPECT_GT(iou(coverage(label), regions), 0.98);
+    expectUndoRedo(traced, snapshot());
+    // Nothing of the kind: no command.
+    EXPECT_EQ(pxm::conversions::regionToPolygons(scene(), project, {line}, 0.7), nullptr);
+
+    // Mask values 1 and 3 become items of the labels with those mask ids; 7 has no label.
+    auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(200, 200, 1));
+    cv::Mat values = pxm::segment::layerMat(*mask, 0);
+    values(cv::Rect(0, 100, 50, 50)).setTo(label->maskId());
+    values(cv::Rect(100, 150, 30, 20)).setTo(other->maskId());
+    values(cv::Rect(160, 160, 10, 10)).setTo(7);
+    ASSERT_NE(label->maskId(), other->maskId());
+    image->setMask(mask, true, false);
+    while (stack()->canUndo())
+        stack()->undo();
+    stack()->push(pxm::conversions::maskToShapes(scene(), project, pxm::SmartResult::Shape{}));
+    EXPECT_EQ(cv::countNonZero((values == label->maskId()) & ~coverage(label)), 0);
+    EXPECT_EQ(cv::countNonZero((values == other->maskId()) & ~coverage(other)), 0);
+    EXPECT_EQ(cv::countNonZero(coverage(other)), 20 * 20 + 30 * 20);
+}
