@@ -48,6 +48,15 @@ QVector<QRect> maskRects(const cv::Mat& mask) {
     return done;
 }
 
+void fillRects(cv::Mat& target, const QVector<QRect>& rects, const cv::Scalar& value) {
+    const cv::Rect all(0, 0, target.cols, target.rows);
+    for (const QRect& r : rects) {
+        const cv::Rect inside = cv::Rect(r.x(), r.y(), r.width(), r.height()) & all;
+        if (!inside.empty())
+            target(inside).setTo(value);
+    }
+}
+
 QPainterPath maskPath(const cv::Mat& mask) {
     QPainterPath path;
     for (const QRect& rect : maskRects(mask))

@@ -14,6 +14,9 @@ namespace pxm::segment {
 /// equal runs merged, so that their union is exactly those pixels.
 QVector<QRect> maskRects(const cv::Mat& mask);
 
+/// Sets the pixels of the rectangles (layer coordinates, clipped to the matrix) to `value`.
+void fillRects(cv::Mat& target, const QVector<QRect>& rects, const cv::Scalar& value);
+
 /// The set pixels of a binary matrix as a path of pixel-aligned rectangles.
 QPainterPath maskPath(const cv::Mat& mask);
 

@@ -11,6 +11,9 @@
 #include "tools/Ruler.h"
 #include "tools/Transformation.h"
 #include "tools/View.h"
+#include "tools/smart/BoxTool.h"
+#include "tools/smart/ScissorsTool.h"
+#include "tools/smart/SeedsTool.h"
 #include "tools/smart/WandTool.h"
 
 #include <functional>
@@ -38,6 +41,9 @@ const std::map<int, Maker>& makers() {
         {ToolType::Ruler, maker<Ruler>()},
         {ToolType::Transformation, maker<Transformation>()},
         {ToolType::Wand, maker<WandTool>()},
+        {ToolType::Scissors, maker<ScissorsTool>()},
+        {ToolType::Seeds, maker<SeedsTool>()},
+        {ToolType::Box, maker<BoxTool>()},
     };
     return table;
 }

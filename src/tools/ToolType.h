@@ -28,6 +28,9 @@ enum ToolType : int32_t {
     Transformation = 17,
     Reserved = 18,
     Wand = 19,
+    Scissors = 20,
+    Seeds = 21,
+    Box = 22,
 };
 } // namespace tooltypes
 using tooltypes::ToolType;

@@ -7,7 +7,10 @@
 #include "segment/RegionShapes.h"
 #include "segment/LayerMat.h"
 #include "tools/FreehandRegion.h"
+#include "tools/smart/BoxTool.h"
 #include "tools/smart/Conversions.h"
+#include "tools/smart/ScissorsTool.h"
+#include "tools/smart/SeedsTool.h"
 #include "tools/smart/MaskPreviewItem.h"
 #include "tools/smart/SmartOptions.h"
 #include "tools/smart/WandTool.h"
@@ -134,6 +137,69 @@ TEST_F(WandToolTest, ShiftAddsAltSubtractsAndOtherLabelsAreKept) {
     project.setSetting("SmartTools.keepOtherLabels", false);
     click({50, 60});
     EXPECT_GT(iou(covered(label), bright), 0.97);
+}
+
+// The box around both discs finds them (all parts kept); an Alt-stroke on the dim one takes it
+// out, and Enter commits the bright one in one step.
+TEST_F(WandToolTest, BoxSegmentsObjectsAndStrokesRefineIt) {
+    view->setTool(pxm::ToolType::Box);
+    auto* box = tool<pxm::BoxTool>();
+    project.setSetting("BoxTool.keepAllParts", true);
+    project.setSetting("BoxTool.brushWidth", 4);
+    drag({20, 20}, {175, 175});
+    ASSERT_NE(box->preview(), nullptr);
+    EXPECT_EQ(box->state(), pxm::BoxTool::State::Shown);
+    auto shown = [box] { return static_cast<pxm::MaskPreviewItem*>(box->preview())->mask(); };
+    EXPECT_GT(iou(shown(), bright | dim), 0.9);
+    drag({125, 140}, {155, 140}, Qt::LeftButton, 6, Qt::AltModifier);
+    EXPECT_GT(iou(shown(), bright), 0.9);
+    const QStringList before = snapshot();
+    typeKey(Qt::Key_Return);
+    ASSERT_EQ(stack()->count(), 1);
+    EXPECT_EQ(stack()->text(0), "Box");
+    EXPECT_GT(iou(covered(label), bright), 0.9);
+    expectUndoRedo(before, snapshot());
+}
+
+// Seeds of three labels grow into three regions, committed as one step.
+TEST_F(WandToolTest, SeedsOfThreeLabelsGrowIntoTheirRegions) {
+    view->setTool(pxm::ToolType::Seeds);
+    pxm::Label* third = project.createLabel();
+    project.setSetting("SeedsTool.brushWidth", 3);
+    drag({50, 60}, {70, 60});
+    project.setCurrentLabel(other);
+    drag({130, 140}, {150, 140});
+    project.setCurrentLabel(third);
+    drag({100, 10}, {100, 30});
+    EXPECT_EQ(tool<pxm::SeedsTool>()->seededLabels().size(), 3);
+    const QStringList before = snapshot();
+    typeKey(Qt::Key_Enter);
+    ASSERT_EQ(stack()->count(), 1);
+    EXPECT_EQ(stack()->text(0), "Seeds");
+    EXPECT_GT(iou(covered(label), bright), 0.85);
+    EXPECT_GT(iou(covered(other), dim), 0.85);
+    EXPECT_EQ(cv::countNonZero(covered(third) & (bright | dim)), 0);
+    expectUndoRedo(before, snapshot());
+}
+
+// Anchors around the disc, one taken back with Backspace; a click on the first closes.
+TEST_F(WandToolTest, ScissorsFollowTheEdgeBetweenAnchors) {
+    view->setTool(pxm::ToolType::Scissors);
+    auto* scissors = tool<pxm::ScissorsTool>();
+    for (const QPointF& p : {QPointF(60, 30.5), QPointF(90, 60), QPointF(60, 90), QPointF(150, 20)})
+        click(p);
+    ASSERT_EQ(scissors->anchors().size(), 4u);
+    typeKey(Qt::Key_Backspace);
+    EXPECT_EQ(scissors->anchors().size(), 3u);
+    click({30.5, 60});
+    // The live path from the last anchor hugs the disc's edge rather than cutting across.
+    for (const cv::Point& p : scissors->livePathTo({60, 30}))
+        EXPECT_NEAR(std::hypot(p.x - 60, p.y - 60), 30, 3);
+    click({60.2, 30.7});
+    ASSERT_EQ(stack()->count(), 1);
+    EXPECT_EQ(stack()->text(0), "Scissors");
+    EXPECT_EQ(scene()->itemsOfLabel(label).first()->type(), QGraphicsPolygonItem::Type);
+    EXPECT_GT(iou(covered(label), bright), 0.9);
 }
 
 TEST_F(WandToolTest, NothingHappensWithoutAnImageOrLabel) {

@@ -16,15 +16,25 @@ MaskPreviewItem::MaskPreviewItem(QGraphicsItem* parent) : QGraphicsItem(parent) 
 }
 
 void MaskPreviewItem::setMask(const cv::Mat& mask, const QColor& colour) {
+    QVector<QColor> colours(256);
+    colours[255] = colour;
+    setRegions(mask, colours);
+}
+
+void MaskPreviewItem::setRegions(const cv::Mat& numbers, const QVector<QColor>& colours) {
     prepareGeometryChange();
-    m_mask = mask.isContinuous() ? mask : mask.clone();
+    m_mask = numbers.isContinuous() ? numbers : numbers.clone();
     m_image = QImage();
     if (!m_mask.empty()) {
         m_image = QImage(m_mask.data, m_mask.cols, m_mask.rows, int(m_mask.step), QImage::Format_Indexed8);
         QVector<QRgb> table(256, 0);
-        QColor shown = colour;
-        shown.setAlpha(150);
-        table[255] = shown.rgba();
+        for (int i = 1; i < colours.size() && i < 256; ++i) {
+            if (!colours[i].isValid())
+                continue;
+            QColor shown = colours[i];
+            shown.setAlpha(150);
+            table[i] = shown.rgba();
+        }
         m_image.setColorTable(table);
     }
     update();

@@ -18,6 +18,9 @@ public:
     /// Shows `mask` (CV_8UC1, 0 or 255, layer coordinates) in `colour`; an empty mask shows
     /// nothing.
     void setMask(const cv::Mat& mask, const QColor& colour);
+    /// Shows a layer of region numbers (CV_8UC1): number i in `colours[i]`, 0 and numbers
+    /// without a colour clear.
+    void setRegions(const cv::Mat& numbers, const QVector<QColor>& colours);
     const cv::Mat& mask() const { return m_mask; }
 
     QRectF boundingRect() const override;
@@ -25,7 +28,7 @@ public:
 
 private:
     cv::Mat m_mask;
-    QImage m_image; // indexed view of m_mask: 0 clear, 255 the colour
+    QImage m_image; // indexed view of m_mask
 };
 
 } // namespace pxm
