@@ -4,10 +4,16 @@
 #include "platform/CImage.h"
 #include "segment/BoxCut.h"
 #include "segment/Colour8.h"
+#include "segment/LabelStatistics.h"
 #include "segment/LayerMat.h"
+#include "segment/SliceFill.h"
 #include "segment/RegionShapes.h"
 #include "segment/Scissors.h"
 #include "segment/Wand.h"
+
+#include "model/Label.h"
+#include "model/Project.h"
+#include "scene/LabeledImage.h"
 
 #include <benchmark/benchmark.h>
 #include <opencv2/imgproc.hpp>
@@ -293,3 +299,45 @@ void BM_EffortPerObject(benchmark::State& state) {
     state.counters["smart_best_median"] = effort::median(bestSmart);
 }
 BENCHMARK(BM_EffortPerObject)->Iterations(1)->Unit(benchmark::kSecond);
+
+// Fill between slices: 5 labels (moving, growing discs) on a 512 x 512 x 100 volume, key slices
+// every 10 layers, every run of empty layers filled.
+void BM_FillBetweenSlices(benchmark::State& state) {
+    std::vector<std::vector<cv::Mat>> labels(5, std::vector<cv::Mat>(100));
+    for (int l = 0; l < 5; ++l)
+        for (int z = 0; z < 100; z += 10) {
+            cv::Mat& layer = labels[std::size_t(l)][std::size_t(z)];
+            layer = cv::Mat::zeros(512, 512, CV_8UC1);
+            cv::circle(layer, {60 + 90 * l + z / 4, 100 + 3 * z}, 20 + z / 5 + 5 * l, cv::Scalar(255), cv::FILLED);
+        }
+    for (auto _ : state)
+        for (const auto& keys : labels)
+            benchmark::DoNotOptimize(pxm::segment::fillBetweenSlices(keys).size());
+}
+BENCHMARK(BM_FillBetweenSlices)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Statistics of 10 labels on a 1024 x 1024 x 200 volume, held as a loaded mask (ellipsoids of
+// mask ids 1 to 10).
+void BM_LabelStatistics(benchmark::State& state) {
+    pxm::Project project;
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(1024, 1024, 200)), true);
+    project.addImage(image);
+    auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(1024, 1024, 200));
+    QList<const pxm::Label*> labels;
+    for (int l = 1; l <= 10; ++l) {
+        pxm::Label* label = project.createLabel();
+        label->setMaskId(l);
+        labels.append(label);
+        const cv::Point centre(100 + 80 * l, 150 + 60 * l);
+        for (int z = 10 * l; z < 10 * l + 60 && z < 200; ++z) {
+            cv::Mat layer = pxm::segment::layerMat(*mask, std::size_t(z));
+            const int r = int(std::sqrt(std::max(0, 900 - (z - 10 * l - 30) * (z - 10 * l - 30))) * (1 + l % 3));
+            cv::circle(layer, centre, r, cv::Scalar(l), cv::FILLED);
+        }
+    }
+    image->setMask(mask, true, false);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(pxm::segment::labelStatistics(*image, labels).size());
+}
+BENCHMARK(BM_LabelStatistics)->Unit(benchmark::kMillisecond)->UseRealTime();

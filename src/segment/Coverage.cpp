@@ -13,6 +13,8 @@
 #include <QImage>
 #include <QPainter>
 
+#include <functional>
+
 namespace pxm::segment {
 
 namespace {
@@ -21,35 +23,54 @@ QImage imageOf(cv::Mat& mask) {
     return QImage(mask.data, mask.cols, mask.rows, int(mask.step), QImage::Format_Grayscale8);
 }
 
-} // namespace
-
-cv::Mat otherLabelsCoverage(const Scene& scene, const Label* label) {
+/// The shapes of the labels `mine` chooses, and the mask values it chooses (never 0), of the
+/// scene's layer.
+cv::Mat coverage(const Scene& scene, const std::function<bool(int labelId)>& mine,
+                 const std::function<cv::Mat(const cv::Mat& values)>& maskValues) {
     LabeledImage* image = scene.image();
     if (!image || image->width() == 0 || image->height() == 0)
         return {};
     cv::Mat covered = emptyMask(int(image->width()), int(image->height()));
-    const int ownId = label ? label->id() : 0;
     {
         QImage target = imageOf(covered);
         QPainter painter(&target);
         painter.setRenderHint(QPainter::Antialiasing, false);
         const QColor white(255, 255, 255);
         for (QGraphicsItem* item : scene.items())
-            if (isLabelItem(item) && labelIdOf(item) != ownId)
+            if (isLabelItem(item) && mine(labelIdOf(item)))
                 paintLabelShape(painter, item, white, white);
     }
     const KYVO::CImage* mask = image->mask();
     if (mask && mask->type() == KYVO::IMAGE_GREY_8 && mask->size().x == image->width() &&
         mask->size().y == image->height() && scene.zLayer() < mask->size().z) {
         const cv::Mat values = layerMat(*mask, scene.zLayer());
-        const int ownMaskId = label ? label->maskId() : -1;
-        cv::Mat others = (values != 0) & (values != ownMaskId);
+        cv::Mat chosen = maskValues(values) & (values != 0);
         const KYVO::CImage* overlay = image->eraseOverlay();
         if (overlay && overlay->size() == mask->size())
-            others &= layerMat(*overlay, scene.zLayer()) == 0;
-        covered |= others;
+            chosen &= layerMat(*overlay, scene.zLayer()) == 0;
+        covered |= chosen;
     }
     return covered;
+}
+
+} // namespace
+
+cv::Mat otherLabelsCoverage(const Scene& scene, const Label* label) {
+    const int ownId = label ? label->id() : 0;
+    const int ownMaskId = label ? label->maskId() : -1;
+    return coverage(
+        scene, [ownId](int id) { return id != ownId; },
+        [ownMaskId](const cv::Mat& values) { return cv::Mat(values != ownMaskId); });
+}
+
+cv::Mat labelCoverage(const Scene& scene, const Label* label) {
+    if (!label)
+        return {};
+    const int ownId = label->id();
+    const int ownMaskId = label->maskId();
+    return coverage(
+        scene, [ownId](int id) { return id == ownId; },
+        [ownMaskId](const cv::Mat& values) { return cv::Mat(values == ownMaskId); });
 }
 
 cv::Mat itemCoverage(QGraphicsItem* item, int width, int height) {

@@ -18,6 +18,10 @@ namespace pxm::segment {
 /// size of the layer; empty for a scene without an image.
 cv::Mat otherLabelsCoverage(const Scene& scene, const Label* label);
 
+/// The pixels of the scene's layer that belong to `label`: its shapes' areas (lines stroked)
+/// and the loaded mask's values equal to its mask id (erased pixels do not count).
+cv::Mat labelCoverage(const Scene& scene, const Label* label);
+
 /// The pixels one item covers in its scene's layer (its area under its scene transform).
 cv::Mat itemCoverage(QGraphicsItem* item, int width, int height);
 

@@ -131,6 +131,11 @@ public slots:
     void convertShapesToRegion();
     void convertRegionToPolygons();
     void convertMaskToShapes();
+    void fillBetweenSlices();
+    void fillBetweenSlicesAllLabels();
+    void copyToNextLayer();
+    void copyToPreviousLayer();
+    void showLabelStatistics();
     void undo();
     void redo();
     /// Asks what to do when the current image or its mask cannot be read: remove it, point
@@ -172,6 +177,8 @@ private:
     /// Follows the project's file: its lock (telling the user when another window or program
     /// has the project open too) and how it looked when read or saved here.
     void followProjectFile();
+    void startSliceFill(bool allLabels);
+    void copyToLayer(int step);
     /// Before saving over the project's own file: asks when somebody else changed the file
     /// since. False when the user chose not to save there (Save As was offered instead).
     bool confirmOverwriteChangedFile(const QString& path);

@@ -60,6 +60,11 @@ enum class MainAction : int {
     ShapesToRegion,
     RegionToPolygons,
     MaskToShapes,
+    FillBetweenSlices,
+    FillBetweenSlicesAllLabels,
+    CopyToNextLayer,
+    CopyToPreviousLayer,
+    LabelStatistics,
     Count
 };
 

@@ -4,6 +4,7 @@
 #include "../segment/SegmentTestSupport.h"
 
 #include "segment/Coverage.h"
+#include "segment/LabelStatistics.h"
 #include "segment/RegionShapes.h"
 #include "segment/LayerMat.h"
 #include "tools/FreehandRegion.h"
@@ -11,6 +12,7 @@
 #include "tools/smart/Conversions.h"
 #include "tools/smart/ScissorsTool.h"
 #include "tools/smart/SeedsTool.h"
+#include "tools/smart/SliceFillPreview.h"
 #include "tools/smart/MaskPreviewItem.h"
 #include "tools/smart/SmartOptions.h"
 #include "tools/smart/WandTool.h"
@@ -276,4 +278,71 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     EXPECT_EQ(cv::countNonZero((values == label->maskId()) & ~coverage(label)), 0);
     EXPECT_EQ(cv::countNonZero((values == other->maskId()) & ~coverage(other)), 0);
     EXPECT_EQ(cv::countNonZero(coverage(other)), 20 * 20 + 30 * 20);
+}
+
+// A disc moving through a 9-layer volume, drawn on layers 0, 4 and 8: the layers between are
+// filled around another label's rectangle, in one step, and the statistics and the copy to a
+// neighbouring layer follow.
+TEST(VolumeEditing, FillCopyAndStatistics) {
+    pxm::Project project;
+    auto* image = new pxm::LabeledImage(&project);
+    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 64, 9)), true);
+    project.addImage(image);
+    pxm::Label* moving = project.createLabel();
+    pxm::Label* other = project.createLabel();
+    pxm::Label* once = project.createLabel();
+    auto addRegion = [&](int z, const cv::Mat& pixels, pxm::Label* label) {
+        auto* region = new pxm::FreehandRegion;
+        region->addRects(pxm::segment::maskRects(pixels));
+        image->scene(z)->addLabelItem(region, label);
+    };
+    for (int z : {0, 4, 8})
+        addRegion(z, discs(64, 64, {14 + 4 * z, 30}, 8), moving);
+    cv::Mat box = cv::Mat::zeros(64, 64, CV_8UC1);
+    box(cv::Rect(20, 26, 6, 8)).setTo(255);
+    addRegion(2, box, other);
+    addRegion(5, box, once);
+    auto counts = [&] {
+        std::vector<int> n;
+        for (int z = 0; z < 9; ++z)
+            n.push_back(image->scene(z)->itemsOfLabel(moving).size());
+        return n;
+    };
+    const std::vector<int> before = counts();
+
+    pxm::SliceFillPreview preview(image, {moving, once}, pxm::SmartResult::Shape{});
+    EXPECT_EQ(preview.filledLayers(), 6);
+    ASSERT_EQ(preview.notes().size(), 1);
+    EXPECT_TRUE(preview.notes().first().contains("1 layer(s) only"));
+    EXPECT_TRUE(preview.fill(0)[4].empty());
+    for (int z : {1, 2, 3, 5, 6, 7})
+        EXPECT_GT(iou(preview.fill(0)[std::size_t(z)] | (z == 2 ? box : cv::Mat::zeros(64, 64, CV_8UC1)),
+                      discs(64, 64, {14 + 4 * z, 30}, 8)),
+                  0.9)
+            << z;
+    EXPECT_EQ(cv::countNonZero(preview.fill(0)[2] & box), 0);
+    project.undoStack()->push(preview.apply());
+    EXPECT_EQ(counts(), (std::vector<int>{1, 1, 1, 1, 1, 1, 1, 1, 1}));
+    EXPECT_EQ(project.undoStack()->text(0), "Fill between slices");
+    project.undoStack()->undo();
+    EXPECT_EQ(counts(), before);
+    project.undoStack()->redo();
+
+    const auto stats = pxm::segment::labelStatistics(*image, {moving, other});
+    EXPECT_EQ(stats[0].components, 1);
+    EXPECT_EQ(stats[0].layers.size(), 9u);
+    EXPECT_EQ(stats[1].voxels, 48);
+    EXPECT_EQ(std::vector<int>({stats[1].x0, stats[1].y0, stats[1].z0, stats[1].x1, stats[1].y1, stats[1].z1}),
+              std::vector<int>({20, 26, 2, 25, 33, 2}));
+
+    // Copy to a neighbouring layer: the label's shapes of layer 7 join layer 8; there is no layer
+    // after the last.
+    QUndoCommand* copy = pxm::conversions::copyToLayer(image->scene(7), image->scene(8), project,
+                                                       image->scene(7)->itemsOfLabel(moving), "Copy to next layer");
+    ASSERT_NE(copy, nullptr);
+    project.undoStack()->push(copy);
+    EXPECT_EQ(image->scene(8)->itemsOfLabel(moving).size(), 2);
+    EXPECT_EQ(pxm::conversions::copyToLayer(image->scene(8), image->scene(9), project,
+                                            image->scene(8)->itemsOfLabel(moving), "Copy to next layer"),
+              nullptr);
 }

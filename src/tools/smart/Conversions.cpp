@@ -13,7 +13,10 @@
 #include "segment/RegionShapes.h"
 
 #include <QCoreApplication>
+#include <QGraphicsEllipseItem>
 #include <QGraphicsLineItem>
+#include <QGraphicsPolygonItem>
+#include <QGraphicsRectItem>
 #include <QGraphicsPathItem>
 #include <QMap>
 #include <QUndoCommand>
@@ -119,6 +122,50 @@ QUndoCommand* maskToShapes(Scene* scene, const Project& project, const SmartResu
         const cv::Mat pixels = values == id;
         if (cv::countNonZero(pixels))
             SmartResult::addItems(scene, owners.first(), pixels, shape, command);
+    }
+    return finished(command);
+}
+
+namespace {
+
+/// A new item of the same kind, geometry, placement and drawing as `item`; null for kinds that
+/// are no label shapes.
+QGraphicsItem* copyOf(const QGraphicsItem* item) {
+    QGraphicsItem* copy = nullptr;
+    if (auto* rect = qgraphicsitem_cast<const QGraphicsRectItem*>(item))
+        copy = new QGraphicsRectItem(rect->rect());
+    else if (auto* ellipse = qgraphicsitem_cast<const QGraphicsEllipseItem*>(item))
+        copy = new QGraphicsEllipseItem(ellipse->rect());
+    else if (auto* polygon = qgraphicsitem_cast<const QGraphicsPolygonItem*>(item))
+        copy = new QGraphicsPolygonItem(polygon->polygon());
+    else if (auto* line = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
+        copy = new QGraphicsLineItem(line->line());
+    else if (auto* path = qgraphicsitem_cast<const QGraphicsPathItem*>(item))
+        copy = new QGraphicsPathItem(path->path());
+    if (copy) {
+        copy->setPos(item->pos());
+        copy->setTransform(item->transform());
+    }
+    return copy;
+}
+
+} // namespace
+
+QUndoCommand* copyToLayer(Scene* from, Scene* to, const Project& project, const QList<QGraphicsItem*>& items,
+                          const QString& text) {
+    if (!from || !to || from == to || from->image() != to->image())
+        return nullptr;
+    auto* command = new QUndoCommand(text);
+    // Bottom first, so the copies stack as the originals do.
+    for (QGraphicsItem* item : from->items(Qt::AscendingOrder)) {
+        if (!items.contains(item))
+            continue;
+        const Label* label = project.labelById(labelIdOf(item));
+        QGraphicsItem* copy = label && isLabelItem(item) && item->scene() == from ? copyOf(item) : nullptr;
+        if (!copy)
+            continue;
+        to->addLabelItem(copy, label);
+        new commands::AddItemToScene(to, copy, command);
     }
     return finished(command);
 }

@@ -35,6 +35,12 @@ QUndoCommand* regionToPolygons(Scene* scene, const Project& project, const QList
 /// painted regions, or polygons with `shape.polygon`. The mask itself stays as it is.
 QUndoCommand* maskToShapes(Scene* scene, const Project& project, const SmartResult::Shape& shape);
 
+/// Copies `items` (label items of `from`) into the scene `to` (another layer of the same image)
+/// with their geometry, placement and labels, as "Copy to next layer" or "Copy to previous
+/// layer" (`text`). Null when there is nothing to copy or no such layer.
+QUndoCommand* copyToLayer(Scene* from, Scene* to, const Project& project, const QList<QGraphicsItem*>& items,
+                          const QString& text);
+
 } // namespace conversions
 
 } // namespace pxm

@@ -44,9 +44,32 @@ QRectF MaskPreviewItem::boundingRect() const {
     return QRectF(0, 0, m_mask.cols, m_mask.rows);
 }
 
+void MaskPreviewItem::setHatched(bool hatched) {
+    m_hatched = hatched;
+    update();
+}
+
 void MaskPreviewItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*) {
-    if (!m_image.isNull())
+    if (m_image.isNull())
+        return;
+    if (!m_hatched) {
         painter->drawImage(QPointF(0, 0), m_image);
+        return;
+    }
+    // The region faint, with stripes of its colour over it.
+    QImage alpha = m_image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    QImage stripes(alpha.size(), QImage::Format_ARGB32_Premultiplied);
+    stripes.fill(Qt::transparent);
+    {
+        QPainter p(&stripes);
+        p.fillRect(stripes.rect(), QBrush(QColor::fromRgba(m_image.colorTable().value(255)), Qt::BDiagPattern));
+        p.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+        p.drawImage(0, 0, alpha);
+    }
+    painter->setOpacity(0.4);
+    painter->drawImage(QPointF(0, 0), alpha);
+    painter->setOpacity(1);
+    painter->drawImage(QPointF(0, 0), stripes);
 }
 
 } // namespace pxm

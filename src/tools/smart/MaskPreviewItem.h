@@ -22,6 +22,8 @@ public:
     /// without a colour clear.
     void setRegions(const cv::Mat& numbers, const QVector<QColor>& colours);
     const cv::Mat& mask() const { return m_mask; }
+    /// Shows the pixels hatched (diagonal stripes), for results not yet applied.
+    void setHatched(bool hatched);
 
     QRectF boundingRect() const override;
     void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
@@ -29,6 +31,7 @@ public:
 private:
     cv::Mat m_mask;
     QImage m_image; // indexed view of m_mask
+    bool m_hatched = false;
 };
 
 } // namespace pxm

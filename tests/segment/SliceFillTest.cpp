@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include "segment/SliceFill.h"
+#include "segment/VolumeStatistics.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <functional>
+
+namespace {
+
+using Inside = std::function<bool(double x, double y, double z)>;
+
+struct Volume {
+    const char* name;
+    Inside inside;
+};
+
+constexpr int Side = 96;
+constexpr int Depth = 41;
+
+std::vector<cv::Mat> render(const Inside& inside) {
+    std::vector<cv::Mat> layers;
+    for (int z = 0; z < Depth; ++z) {
+        cv::Mat layer = cv::Mat::zeros(Side, Side, CV_8UC1);
+        for (int y = 0; y < Side; ++y)
+            for (int x = 0; x < Side; ++x)
+                if (inside(x + 0.5, y + 0.5, z))
+                    layer.at<uint8_t>(y, x) = 255;
+        layers.push_back(layer);
+    }
+    return layers;
+}
+
+double sq(double v) { return v * v; }
+
+const Volume Volumes[] = {
+    {"sphere", [](double x, double y, double z) { return sq(x - 48) + sq(y - 48) + sq(z - 20) <= sq(18); }},
+    {"tiltedEllipsoid",
+     [](double x, double y, double z) {
+         const double c = std::cos(0.5), s = std::sin(0.5);
+         const double u = c * (x - 48) + s * (z - 20), w = -s * (x - 48) + c * (z - 20);
+         return sq(u / 30) + sq((y - 48) / 14) + sq(w / 16) <= 1;
+     }},
+    {"torus",
+     [](double x, double y, double z) { return sq(std::hypot(x - 48, z - 20) - 22) + sq(y - 48) <= sq(9); }},
+    {"movingCylinder",
+     [](double x, double y, double z) { return z >= 2 && z <= 38 && sq(x - 18 - 1.5 * z) + sq(y - 48) <= sq(11); }},
+    {"splitting",
+     [](double x, double y, double z) {
+         if (z < 3 || z > 38)
+             return false;
+         const double spread = z < 18 ? 0 : (z - 18) * 1.3;
+         return sq(x - 48 - spread) + sq(y - 48) <= sq(12) || sq(x - 48 + spread) + sq(y - 48) <= sq(12);
+     }},
+};
+
+class SliceFillVolumes : public ::testing::TestWithParam<std::tuple<int, int>> {};
+
+} // namespace
+
+// Every k-th layer of an analytic volume is given; the layers between are filled and compared
+// with the truth. Key slices come back untouched (empty in the result), and no layer outside the
+// first and last key slice is filled.
+TEST_P(SliceFillVolumes, FilledLayersMatchTheTruth) {
+    const Volume& volume = Volumes[std::get<0>(GetParam())];
+    const int k = std::get<1>(GetParam());
+    const std::vector<cv::Mat> truth = render(volume.inside);
+    int first = -1;
+    int last = -1;
+    for (int z = 0; z < Depth; ++z)
+        if (cv::countNonZero(truth[std::size_t(z)])) {
+            first = first < 0 ? z : first;
+            last = z;
+        }
+    std::vector<cv::Mat> keys(Depth);
+    std::vector<bool> isKey(Depth, false);
+    for (int z = first; z <= last; ++z)
+        if ((z - first) % k == 0 || z == last) {
+            keys[std::size_t(z)] = truth[std::size_t(z)];
+            isKey[std::size_t(z)] = true;
+        }
+    const std::vector<cv::Mat> filled = pxm::segment::fillBetweenSlices(keys);
+    ASSERT_EQ(filled.size(), std::size_t(Depth));
+    double common = 0;
+    double sizes = 0;
+    double worst = 1;
+    for (int z = 0; z < Depth; ++z) {
+        const cv::Mat& got = filled[std::size_t(z)];
+        if (isKey[std::size_t(z)] || z < first || z > last) {
+            EXPECT_TRUE(got.empty()) << "layer " << z;
+            continue;
+        }
+        ASSERT_FALSE(got.empty()) << "layer " << z;
+        const double both = cv::countNonZero(got & truth[std::size_t(z)]);
+        const double size = cv::countNonZero(got) + cv::countNonZero(truth[std::size_t(z)]);
+        common += both;
+        sizes += size;
+        worst = std::min(worst, size > 0 ? 2 * both / size : 1.0);
+    }
+    const double dice = sizes > 0 ? 2 * common / sizes : 1;
+    RecordProperty("dice", std::to_string(dice));
+    std::printf("%-16s k=%-2d dice %.3f, worst layer %.3f\n", volume.name, k, dice, worst);
+    EXPECT_GE(dice, k <= 5 ? 0.95 : 0.88) << volume.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Volumes, SliceFillVolumes,
+                         ::testing::Combine(::testing::Range(0, int(std::size(Volumes))), ::testing::Values(2, 5, 10)),
+                         [](const auto& info) {
+                             return std::string(Volumes[std::get<0>(info.param)].name) + "_every" +
+                                    std::to_string(std::get<1>(info.param));
+                         });
+
+TEST(SliceFill, NothingToFillWithoutTwoKeySlices) {
+    std::vector<cv::Mat> layers(5);
+    EXPECT_TRUE(pxm::segment::fillBetweenSlices(layers)[2].empty());
+    layers[1] = cv::Mat::zeros(8, 8, CV_8UC1);
+    layers[1].at<uint8_t>(3, 3) = 255;
+    for (const cv::Mat& m : pxm::segment::fillBetweenSlices(layers))
+        EXPECT_TRUE(m.empty());
+    // Neighbouring key slices leave no gap to fill.
+    layers[2] = layers[1].clone();
+    for (const cv::Mat& m : pxm::segment::fillBetweenSlices(layers))
+        EXPECT_TRUE(m.empty());
+}
+
+// Parts joined across layers count once; layers, box and voxels follow the parts.
+TEST(VolumeStatistics, PartsJoinAcrossLayers) {
+    std::vector<cv::Mat> layers(8);
+    auto disc = [](cv::Point c, int r) {
+        cv::Mat m = cv::Mat::zeros(40, 50, CV_8UC1);
+        cv::circle(m, c, r, cv::Scalar(255), cv::FILLED);
+        return m;
+    };
+    for (int z = 0; z < 3; ++z)
+        layers[std::size_t(z)] = disc({10, 10}, 4) | disc({30, 10}, 4);
+    layers[3] = disc({10, 10}, 4) | disc({30, 10}, 4);
+    cv::rectangle(layers[3], cv::Rect(10, 8, 20, 4), cv::Scalar(255), cv::FILLED); // joins the two
+    layers[6] = disc({40, 30}, 3);
+    const pxm::segment::VolumeStatistics s = pxm::segment::volumeStatistics(layers);
+    EXPECT_EQ(s.components, 2);
+    EXPECT_EQ(s.layers, (std::vector<int>{0, 1, 2, 3, 6}));
+    int64_t voxels = 0;
+    for (const cv::Mat& m : layers)
+        voxels += m.empty() ? 0 : cv::countNonZero(m);
+    EXPECT_EQ(s.voxels, voxels);
+    EXPECT_EQ(std::vector<int>({s.x0, s.y0, s.z0, s.x1, s.y1, s.z1}), std::vector<int>({6, 6, 0, 43, 33, 6}));
+    EXPECT_EQ(pxm::segment::volumeStatistics(std::vector<cv::Mat>(3)).components, 0);
+}
