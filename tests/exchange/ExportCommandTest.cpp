@@ -61,15 +61,8 @@ QString writeLargeProject(const pxmtest::TempDir& dir) {
     Project project;
     const Label* label = addLabel(project, "cell", 4, 9);
     for (int i = 0; i < kImages; ++i) {
-        auto* image = new LabeledImage(&project);
-        image->setImagePath(dir.path(QString("gone%1.png").arg(i, 3, 10, QChar('0'))));
-        image->setWidth(kSide);
-        image->setHeight(kSide);
-        image->setDepth(1);
-        image->setColorChannels(1);
-        image->createScenes();
-        project.addImage(image);
-        addRect(image->scene(0), QRectF(10, 20, 100, 50), label);
+        const QString path = dir.path(QString("gone%1.png").arg(i, 3, 10, QChar('0')));
+        addRect(addUnloadedImage(project, path, kSide, kSide)->scene(0), QRectF(10, 20, 100, 50), label);
     }
     const QString path = dir.path("large.json");
     ProjectSerializer::write(&project, path, false);
