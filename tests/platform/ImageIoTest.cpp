@@ -293,21 +293,37 @@ std::vector<int> values(const CImage& img) {
 
 using Tags = std::vector<std::pair<ttag_t, int>>;
 
-/// Writes one page with exactly the given tags (plus size and one strip) through libtiff.
-void writeTiffPage(TIFF* tif, int w, int h, const Tags& tags, const std::vector<std::uint8_t>& strip,
-                   int extraSamples = 0) {
-    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
-    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
-    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, h);
-    for (const auto& [tag, value] : tags)
-        TIFFSetField(tif, tag, value);
-    if (extraSamples) {
-        std::vector<std::uint16_t> kinds(std::size_t(extraSamples), EXTRASAMPLE_UNSPECIFIED);
-        kinds[0] = EXTRASAMPLE_UNASSALPHA;
-        TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, extraSamples, kinds.data());
+struct Page {
+    int w, h;
+    Tags tags;
+    std::vector<std::vector<std::uint8_t>> strips; // one per colour plane when planes are separate
+    int extraSamples = 0;
+    bool raw = false; // strips stored as given, not encoded
+};
+
+/// Writes pages with exactly the given tags (plus size and rows per strip) through libtiff.
+void writeTiff(const std::string& path, const std::vector<Page>& pages) {
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_TRUE(tif);
+    for (const Page& page : pages) {
+        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, page.w);
+        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, page.h);
+        TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, page.h);
+        for (const auto& [tag, value] : page.tags)
+            TIFFSetField(tif, tag, value);
+        if (page.extraSamples) {
+            std::vector<std::uint16_t> kinds(std::size_t(page.extraSamples), EXTRASAMPLE_UNSPECIFIED);
+            kinds[0] = EXTRASAMPLE_UNASSALPHA;
+            TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, page.extraSamples, kinds.data());
+        }
+        for (std::uint32_t i = 0; i < page.strips.size(); ++i) {
+            auto* data = const_cast<std::uint8_t*>(page.strips[i].data());
+            const tmsize_t n = tmsize_t(page.strips[i].size());
+            ASSERT_GE(page.raw ? TIFFWriteRawStrip(tif, i, data, n) : TIFFWriteEncodedStrip(tif, i, data, n), 0);
+        }
+        ASSERT_TRUE(TIFFWriteDirectory(tif));
     }
-    ASSERT_GE(TIFFWriteEncodedStrip(tif, 0, const_cast<std::uint8_t*>(strip.data()), tmsize_t(strip.size())), 0);
-    ASSERT_TRUE(TIFFWriteDirectory(tif));
+    TIFFClose(tif);
 }
 
 } // namespace
@@ -353,66 +369,46 @@ TEST(ImageIoTiff, HandWrittenPagesReadAsTheyLook) {
     pxmtest::TempDir dir;
     struct Case {
         const char* name;
-        int w, h;
-        Tags tags;
-        std::vector<std::uint8_t> strip;
+        Page page;
         EnImageType type;
         std::vector<int> expected;
-        int extraSamples;
     };
     const auto bps = [](int b) { return std::pair<ttag_t, int>{TIFFTAG_BITSPERSAMPLE, b}; };
     const auto photo = [](int p) { return std::pair<ttag_t, int>{TIFFTAG_PHOTOMETRIC, p}; };
     const auto spp = [](int n) { return std::pair<ttag_t, int>{TIFFTAG_SAMPLESPERPIXEL, n}; };
+    const std::pair<ttag_t, int> separate{TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE};
     // clang-format off
     const Case cases[] = {
         // Bilevel without a BitsPerSample tag: libtiff's default of 1 bit applies.
-        {"nobps", 10, 2, {photo(PHOTOMETRIC_MINISBLACK)}, {0xa0, 0x40, 0x00, 0xc0}, IMAGE_BOOL,
-         {1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1}, 0},
-        {"white1", 3, 1, {bps(1), photo(PHOTOMETRIC_MINISWHITE)}, {0xa0}, IMAGE_BOOL, {0, 1, 0}, 0},
-        {"white8", 3, 1, {bps(8), photo(PHOTOMETRIC_MINISWHITE)}, {0, 5, 255}, IMAGE_GREY_8, {255, 250, 0}, 0},
-        {"grey4", 3, 1, {bps(4), photo(PHOTOMETRIC_MINISBLACK)}, {0x1f, 0x70}, IMAGE_GREY_8, {1, 15, 7}, 0},
-        {"planes", 2, 1, {bps(8), spp(3), photo(PHOTOMETRIC_RGB), {TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE}}, {},
-         IMAGE_RGB_8I, {1, 3, 5, 2, 4, 6}, 0},
-        {"rgba", 2, 1, {bps(8), spp(4), photo(PHOTOMETRIC_RGB), {TIFFTAG_COMPRESSION, COMPRESSION_LZW}},
-         {1, 2, 3, 0, 4, 5, 6, 128}, IMAGE_RGB_8I, {1, 2, 3, 4, 5, 6}, 1},
+        {"nobps", {10, 2, {photo(PHOTOMETRIC_MINISBLACK)}, {{0xa0, 0x40, 0x00, 0xc0}}}, IMAGE_BOOL,
+         {1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1}},
+        {"white1", {3, 1, {bps(1), photo(PHOTOMETRIC_MINISWHITE)}, {{0xa0}}}, IMAGE_BOOL, {0, 1, 0}},
+        {"white8", {3, 1, {bps(8), photo(PHOTOMETRIC_MINISWHITE)}, {{0, 5, 255}}}, IMAGE_GREY_8, {255, 250, 0}},
+        {"grey4", {3, 1, {bps(4), photo(PHOTOMETRIC_MINISBLACK)}, {{0x1f, 0x70}}}, IMAGE_GREY_8, {1, 15, 7}},
+        {"planes", {2, 1, {bps(8), spp(3), photo(PHOTOMETRIC_RGB), separate}, {{1, 2}, {3, 4}, {5, 6}}},
+         IMAGE_RGB_8I, {1, 3, 5, 2, 4, 6}},
+        {"rgba", {2, 1, {bps(8), spp(4), photo(PHOTOMETRIC_RGB), {TIFFTAG_COMPRESSION, COMPRESSION_LZW}},
+                  {{1, 2, 3, 0, 4, 5, 6, 128}}, 1}, IMAGE_RGB_8I, {1, 2, 3, 4, 5, 6}},
     };
     // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const std::string path = dir.localPath(QString(c.name) + ".tif");
-        TIFF* tif = TIFFOpen(path.c_str(), "w");
-        ASSERT_TRUE(tif);
-        if (std::string(c.name) == "planes") {
-            // One strip per colour plane.
-            for (const auto& [tag, value] : c.tags)
-                TIFFSetField(tif, tag, value);
-            TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, c.w);
-            TIFFSetField(tif, TIFFTAG_IMAGELENGTH, c.h);
-            std::uint8_t planes[3][2] = {{1, 2}, {3, 4}, {5, 6}};
-            for (int p = 0; p < 3; ++p)
-                ASSERT_EQ(TIFFWriteEncodedStrip(tif, std::uint32_t(p), planes[p], 2), 2);
-            ASSERT_TRUE(TIFFWriteDirectory(tif));
-        } else {
-            writeTiffPage(tif, c.w, c.h, c.tags, c.strip, c.extraSamples);
-        }
-        TIFFClose(tif);
+        writeTiff(path, {c.page});
         if (std::string(c.name) == "nobps") {
             std::uint16_t bits = 0;
-            tif = TIFFOpen(path.c_str(), "r");
+            TIFF* tif = TIFFOpen(path.c_str(), "r");
             EXPECT_FALSE(TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &bits)) << "the tag really is absent";
             TIFFClose(tif);
         }
         std::unique_ptr<CImage> img(CImageIo2::Load(path));
         EXPECT_EQ(img->type(), c.type);
-        EXPECT_EQ(img->size(), CSize(std::size_t(c.w), std::size_t(c.h), 1));
+        EXPECT_EQ(img->size(), CSize(std::size_t(c.page.w), std::size_t(c.page.h), 1));
         EXPECT_EQ(values(*img), c.expected);
     }
     // Pages that differ in size do not make a volume.
     const std::string mixed = dir.localPath("mixed.tif");
-    TIFF* tif = TIFFOpen(mixed.c_str(), "w");
-    writeTiffPage(tif, 2, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {1, 2});
-    writeTiffPage(tif, 1, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {3});
-    TIFFClose(tif);
+    writeTiff(mixed, {{2, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {{1, 2}}}, {1, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {{3}}}});
     EXPECT_THROW(std::unique_ptr<CImage>(CImageIo2::Load(mixed)), CException);
 }
 
@@ -430,12 +426,9 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
         std::vector<std::uint8_t> strip(2 * std::size_t(spp));
         for (std::size_t i = 0; i < strip.size(); ++i)
             strip[i] = std::uint8_t(i + 1);
-        TIFF* tif = TIFFOpen(path.c_str(), "w");
-        writeTiffPage(
-            tif, 2, 1,
-            {{TIFFTAG_BITSPERSAMPLE, 8}, {TIFFTAG_SAMPLESPERPIXEL, spp}, {TIFFTAG_PHOTOMETRIC, c.photometric}}, strip,
-            c.extra);
-        TIFFClose(tif);
+        const Tags tags = {
+            {TIFFTAG_BITSPERSAMPLE, 8}, {TIFFTAG_SAMPLESPERPIXEL, spp}, {TIFFTAG_PHOTOMETRIC, c.photometric}};
+        writeTiff(path, {{2, 1, tags, {strip}, c.extra}});
         const std::string error = loadError(path);
         if (c.extra > 16) {
             EXPECT_NE(error.find(std::to_string(spp) + " samples per pixel"), std::string::npos) << error;
@@ -467,21 +460,11 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
                             Strips{"lzw", COMPRESSION_LZW, 4096, 256, {}, true}}) {
         SCOPED_TRACE(c.name);
         const std::string path = dir.localPath(QString(c.name) + ".tif");
-        TIFF* tif = TIFFOpen(path.c_str(), "w");
-        for (const auto& [tag, value] : Tags{{TIFFTAG_IMAGEWIDTH, c.w},
-                                             {TIFFTAG_IMAGELENGTH, c.h},
-                                             {TIFFTAG_ROWSPERSTRIP, c.h},
-                                             {TIFFTAG_BITSPERSAMPLE, 8},
-                                             {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
-                                             {TIFFTAG_COMPRESSION, c.compression}})
-            TIFFSetField(tif, tag, value);
-        std::vector<std::uint8_t> data = c.raw.empty() ? std::vector<std::uint8_t>(std::size_t(c.w) * c.h) : c.raw;
-        const tmsize_t n = tmsize_t(data.size());
-        ASSERT_GE(c.raw.empty() ? TIFFWriteEncodedStrip(tif, 0, data.data(), n)
-                                : TIFFWriteRawStrip(tif, 0, data.data(), n),
-                  0);
-        ASSERT_TRUE(TIFFWriteDirectory(tif));
-        TIFFClose(tif);
+        const Tags tags = {{TIFFTAG_BITSPERSAMPLE, 8},
+                           {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
+                           {TIFFTAG_COMPRESSION, c.compression}};
+        const bool raw = !c.raw.empty();
+        writeTiff(path, {{c.w, c.h, tags, {raw ? c.raw : std::vector<std::uint8_t>(std::size_t(c.w) * c.h)}, 0, raw}});
         const std::string error = loadError(path);
         EXPECT_EQ(error.empty(), c.reads) << error;
         if (!c.reads) {
@@ -714,8 +697,8 @@ TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) 
     // A GIF screen 0 wide and 65534 high with a frame at x = 256, 2049 wide: Qt widens the
     // screen to the frame's right edge and allocates 2305 x 65534 pixels of 4 bytes (576.2 MiB),
     // and a few scanlines of the reported 2305 x 700 size besides.
-    static const unsigned char gif[] = {'G', 'I', 'F', '8',  '9', 'a', 0, 0,    0xfe, 0xff, 0x80, 0, 0, 0xff, 0xff, 0xff,
-                                        0,   0,   0,   0x2c, 0,   1,   0xbb, 0, 1,    8,    1,    2, 0x44, 1, 0,    0x3b};
+    static const unsigned char gif[] = {'G', 'I', 'F', '8', '9', 'a', 0, 0, 0xfe, 0xff, 0x80, 0, 0, 0xff, 0xff, 0xff,
+                                        0, 0, 0, 0x2c, 0, 1, 0xbb, 0, 1, 8, 1, 2, 0x44, 1, 0, 0x3b};
     struct Case {
         const char* name;
         QByteArray bytes; // empty: an image of that size is made
