@@ -91,12 +91,7 @@ TEST_F(FuzzReplay, AHeaderFullOfSamplesIsRefusedQuicklyWithoutTheMemoryItPromise
         close(channel[0]);
         // The machine's budget, not the fuzzers' small one, which would hide the fault.
         KYVO::MemoryBudget::setLimit(0);
-        std::string message = "read";
-        try {
-            KYVO::io::TiffReader::read(path);
-        } catch (const std::exception& e) {
-            message = e.what();
-        }
+        const std::string message = pxmtest::thrownMessage([&] { KYVO::io::TiffReader::read(path); });
         const bool sent = write(channel[1], message.data(), message.size()) == ssize_t(message.size());
         _exit(sent ? 0 : 1);
     }

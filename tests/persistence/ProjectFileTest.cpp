@@ -167,6 +167,124 @@ struct SampleProject {
     }
 };
 
+// A valid document with one item of each kind. Keys stand in reading order, so replacing
+// the first occurrence of a text breaks exactly the check that reads it first.
+const QByteArray kDocument = R"({"$type":"pxm::Project",
+ "labels":[{"$type":"pxm::Label","name":"cell","color":{"$type":"QColor","red":1,"green":2,"blue":3,"alpha":255},
+            "opacity":0.5,"id":7,"maskId":1}],
+ "images":[{"$type":"pxm::LabeledImage","width":40,"height":30,"depth":1,"colorChannels":3,
+   "imagePath":"i.png","maskPath":"",
+   "scenes":[{"$type":"pxm::Scene","zLayer":0,"labelItems":[
+     {"$type":"QGraphicsRectItem","rect":{"$type":"QRectF","x0":1,"x1":5,"y0":2,"y1":6},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsEllipseItem","rect":{"$type":"QRectF","x0":3,"x1":4,"y0":3,"y1":4},
+      "sceneTransform":{"$type":"QTransform","values":[2,0,0,0,2,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsLineItem","line":{"$type":"QLineF","p0":{"$type":"QPointF","x":11,"y":12},
+      "p1":{"$type":"QPointF","x":13,"y":14}},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,5,5,1]},"labelId":7},
+     {"$type":"QGraphicsPolygonItem","polygon":{"$type":"QPolygonF","points":[{"$type":"QPointF","x":0,"y":0},
+      {"$type":"QPointF","x":9,"y":0},{"$type":"QPointF","x":0,"y":9}]},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[{"$type":"QPolygonF","points":[
+      {"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":8,"y":0},{"$type":"QPointF","x":8,"y":8},
+      {"$type":"QPointF","x":0,"y":8},{"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":2,"y":2},
+      {"$type":"QPointF","x":6,"y":2},{"$type":"QPointF","x":6,"y":6},{"$type":"QPointF","x":2,"y":6},
+      {"$type":"QPointF","x":2,"y":2},{"$type":"QPointF","x":0,"y":0}]}]},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7}]}]}],
+ "currentImageIndex":0,
+ "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
+
+QByteArray replaced(const QByteArray& find, const QByteArray& with) {
+    const int at = kDocument.indexOf(find);
+    return at < 0 ? QByteArray() : QByteArray(kDocument).replace(at, find.size(), with);
+}
+
+struct Declared {
+    double width, height;
+    int depth;
+    int channels = 1;
+};
+
+/// A project of images with the declared sizes, each with `depth` empty scenes.
+QByteArray document(const QList<Declared>& images) {
+    QStringList entries;
+    for (int i = 0; i < images.size(); ++i) {
+        const Declared& d = images[i];
+        QStringList scenes;
+        for (int z = 0; z < d.depth; ++z)
+            scenes << QString(R"({"$type":"pxm::Scene","zLayer":%1,"labelItems":[]})").arg(z);
+        entries << QString(R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
+                           R"("imagePath":"i%5.png","scenes":[%6]})")
+                       .arg(d.width, 0, 'g', 17)
+                       .arg(d.height, 0, 'g', 17)
+                       .arg(d.depth)
+                       .arg(d.channels)
+                       .arg(i)
+                       .arg(scenes.join(','));
+    }
+    const QByteArray head = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
+    return head + entries.join(',').toUtf8() + "]}";
+}
+
+/// The reader's message, or "read" with the number of images.
+QString readBack(const QByteArray& text) {
+    pxmtest::TempDir dir;
+    const QString path = dir.path("p.json");
+    pxmtest::writeFile(path, text);
+    return readOutcome(path);
+}
+
+struct BudgetScope {
+    explicit BudgetScope(std::uint64_t bytes) { KYVO::MemoryBudget::setLimit(bytes); }
+    ~BudgetScope() { KYVO::MemoryBudget::setLimit(0); }
+};
+
+template <class Write> std::string jsonText(const Write& write) {
+    std::string text;
+    JsonTextWriter out([&text](std::string& piece) { text += piece; });
+    write(out);
+    out.finish();
+    return text;
+}
+
+std::string serializerText(const Project& p) {
+    return jsonText([&](JsonTextWriter& out) { ProjectSerializer::write(out, p); });
+}
+
+std::string snapshotText(const RecoverySnapshot& s) {
+    return jsonText([&](JsonTextWriter& out) { s.writeProject(out); });
+}
+
+/// The document with each scene's items in a fixed order: reading a project file back
+/// stacks its items the other way round.
+QJsonObject normalised(const std::string& text) {
+    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
+}
+
+KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
+    KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+    for (std::size_t i = 0; i < image.byteCount(); ++i)
+        image.data()[i] = uint8_t((i * 7 + std::size_t(seed)) % 5);
+    return image;
+}
+
+class RecoveryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // A recovery folder of this process's own: tests run side by side.
+        m_name = QCoreApplication::applicationName();
+        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
+        QDir(RecoveryFolder::root()).removeRecursively();
+    }
+    void TearDown() override {
+        QDir(RecoveryFolder::root()).removeRecursively();
+        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
+        QCoreApplication::setApplicationName(m_name);
+    }
+    QString m_name;
+    pxmtest::TempDir dir;
+};
+
 } // namespace
 
 TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
@@ -395,42 +513,6 @@ TEST(ProjectFile, AFullDiskIsReportedWithTheSystemsReason) {
     EXPECT_EQ(reason, QString::fromLocal8Bit(std::strerror(ENOSPC)));
 }
 
-namespace {
-
-// A valid document with one item of each kind. Keys stand in reading order, so replacing
-// the first occurrence of a text breaks exactly the check that reads it first.
-const QByteArray kDocument = R"({"$type":"pxm::Project",
- "labels":[{"$type":"pxm::Label","name":"cell","color":{"$type":"QColor","red":1,"green":2,"blue":3,"alpha":255},
-            "opacity":0.5,"id":7,"maskId":1}],
- "images":[{"$type":"pxm::LabeledImage","width":40,"height":30,"depth":1,"colorChannels":3,
-   "imagePath":"i.png","maskPath":"",
-   "scenes":[{"$type":"pxm::Scene","zLayer":0,"labelItems":[
-     {"$type":"QGraphicsRectItem","rect":{"$type":"QRectF","x0":1,"x1":5,"y0":2,"y1":6},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsEllipseItem","rect":{"$type":"QRectF","x0":3,"x1":4,"y0":3,"y1":4},
-      "sceneTransform":{"$type":"QTransform","values":[2,0,0,0,2,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsLineItem","line":{"$type":"QLineF","p0":{"$type":"QPointF","x":11,"y":12},
-      "p1":{"$type":"QPointF","x":13,"y":14}},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,5,5,1]},"labelId":7},
-     {"$type":"QGraphicsPolygonItem","polygon":{"$type":"QPolygonF","points":[{"$type":"QPointF","x":0,"y":0},
-      {"$type":"QPointF","x":9,"y":0},{"$type":"QPointF","x":0,"y":9}]},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[{"$type":"QPolygonF","points":[
-      {"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":8,"y":0},{"$type":"QPointF","x":8,"y":8},
-      {"$type":"QPointF","x":0,"y":8},{"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":2,"y":2},
-      {"$type":"QPointF","x":6,"y":2},{"$type":"QPointF","x":6,"y":6},{"$type":"QPointF","x":2,"y":6},
-      {"$type":"QPointF","x":2,"y":2},{"$type":"QPointF","x":0,"y":0}]}]},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7}]}]}],
- "currentImageIndex":0,
- "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
-
-QByteArray replaced(const QByteArray& find, const QByteArray& with) {
-    const int at = kDocument.indexOf(find);
-    return at < 0 ? QByteArray() : QByteArray(kDocument).replace(at, find.size(), with);
-}
-
-} // namespace
-
 TEST(ProjectReader, ReportsTheFirstFailingCheck) {
     struct Case {
         QByteArray find, with;
@@ -589,50 +671,6 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
 // Project files that declare more than this machine could ever hold are refused by the reader,
 // with its message, before the scenes or volumes behind the numbers exist.
 
-namespace {
-
-struct Declared {
-    double width, height;
-    int depth;
-    int channels = 1;
-};
-
-/// A project of images with the declared sizes, each with `depth` empty scenes.
-QByteArray document(const QList<Declared>& images) {
-    QStringList entries;
-    for (int i = 0; i < images.size(); ++i) {
-        const Declared& d = images[i];
-        QStringList scenes;
-        for (int z = 0; z < d.depth; ++z)
-            scenes << QString(R"({"$type":"pxm::Scene","zLayer":%1,"labelItems":[]})").arg(z);
-        entries << QString(R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
-                           R"("imagePath":"i%5.png","scenes":[%6]})")
-                       .arg(d.width, 0, 'g', 17)
-                       .arg(d.height, 0, 'g', 17)
-                       .arg(d.depth)
-                       .arg(d.channels)
-                       .arg(i)
-                       .arg(scenes.join(','));
-    }
-    const QByteArray head = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
-    return head + entries.join(',').toUtf8() + "]}";
-}
-
-/// The reader's message, or "read" with the number of images.
-QString readBack(const QByteArray& text) {
-    pxmtest::TempDir dir;
-    const QString path = dir.path("p.json");
-    pxmtest::writeFile(path, text);
-    return readOutcome(path);
-}
-
-struct BudgetScope {
-    explicit BudgetScope(std::uint64_t bytes) { KYVO::MemoryBudget::setLimit(bytes); }
-    ~BudgetScope() { KYVO::MemoryBudget::setLimit(0); }
-};
-
-} // namespace
-
 TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
     // With a budget of 1 MiB, an image holds its pixels, a mask and an erase overlay
     // (channels + 2 bytes per voxel) and every layer costs 4 KiB of scene.
@@ -662,56 +700,6 @@ TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
         EXPECT_EQ(readBack(document(c.images)), c.outcome);
     }
 }
-
-namespace {
-
-template <class Write> std::string jsonText(const Write& write) {
-    std::string text;
-    JsonTextWriter out([&text](std::string& piece) { text += piece; });
-    write(out);
-    out.finish();
-    return text;
-}
-
-std::string serializerText(const Project& p) {
-    return jsonText([&](JsonTextWriter& out) { ProjectSerializer::write(out, p); });
-}
-
-std::string snapshotText(const RecoverySnapshot& s) {
-    return jsonText([&](JsonTextWriter& out) { s.writeProject(out); });
-}
-
-/// The document with each scene's items in a fixed order: reading a project file back
-/// stacks its items the other way round.
-QJsonObject normalised(const std::string& text) {
-    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
-}
-
-KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
-    KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
-    for (std::size_t i = 0; i < image.byteCount(); ++i)
-        image.data()[i] = uint8_t((i * 7 + std::size_t(seed)) % 5);
-    return image;
-}
-
-class RecoveryTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        // A recovery folder of this process's own: tests run side by side.
-        m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
-        QDir(RecoveryFolder::root()).removeRecursively();
-    }
-    void TearDown() override {
-        QDir(RecoveryFolder::root()).removeRecursively();
-        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
-        QCoreApplication::setApplicationName(m_name);
-    }
-    QString m_name;
-    pxmtest::TempDir dir;
-};
-
-} // namespace
 
 TEST_F(RecoveryTest, SnapshotTextIsTheProjectFileText) {
     SampleProject sample;

@@ -13,7 +13,6 @@
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QKeySequenceEdit>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -35,6 +34,10 @@ protected:
     void TearDown() override { KYVO::CRegistry::Obj().Clear(); }
     static KYVO::CRegistry& registry() { return KYVO::CRegistry::Obj(); }
 };
+
+QComboBox* box(const ReannotationSettings& page, int row, int column) {
+    return qobject_cast<QComboBox*>(page.table()->cellWidget(row, column));
+}
 
 } // namespace
 
@@ -223,14 +226,6 @@ TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
     wheel(radius, 120);
     EXPECT_EQ(radius->value(), 201) << "a focused box still takes the wheel";
 }
-
-namespace {
-
-QComboBox* box(const ReannotationSettings& page, int row, int column) {
-    return qobject_cast<QComboBox*>(page.table()->cellWidget(row, column));
-}
-
-} // namespace
 
 TEST_F(SettingsTest, ReannotationRulesShowAsRowsAndEditsReachProjectAndUserSettings) {
     Project project;

@@ -33,23 +33,16 @@ CImage makePattern(EnImageType type, const CSize& size) {
                 std::uint8_t* v = img.voxel(x, y, z);
                 const std::uint16_t s = std::uint16_t(x * 1500 + y * 700 + z * 9000 + 30000);
                 const float f = (float(x) - 10.5f) * 0.25f + float(y) * 1e3f - float(z) * 0.125f;
-                switch (type) {
-                case IMAGE_GREY_8:
-                    v[0] = std::uint8_t(x * 5 + y * 3 + z * 40);
-                    break;
-                case IMAGE_GREY_16:
+                if (type == IMAGE_GREY_16)
                     std::memcpy(v, &s, 2);
-                    break;
-                case IMAGE_GREY_F:
+                else if (type == IMAGE_GREY_F)
                     std::memcpy(v, &f, 4);
-                    break;
-                case IMAGE_BOOL:
+                else if (type == IMAGE_BOOL)
                     v[0] = (x / 3 + y + z) % 2;
-                    break;
-                case IMAGE_RGB_8I:
+                else if (type == IMAGE_RGB_8I)
                     v[0] = std::uint8_t(x * 6), v[1] = std::uint8_t(y * 9), v[2] = std::uint8_t(x + y + z * 30);
-                    break;
-                }
+                else
+                    v[0] = std::uint8_t(x * 5 + y * 3 + z * 40);
             }
     return img;
 }
@@ -111,6 +104,56 @@ struct BudgetScope {
     explicit BudgetScope(std::uint64_t bytes) { MemoryBudget::setLimit(bytes); }
     ~BudgetScope() { MemoryBudget::setLimit(0); }
 };
+
+std::unique_ptr<CImage> loadBytes(const pxmtest::TempDir& dir, const QString& name, const QByteArray& bytes) {
+    EXPECT_TRUE(pxmtest::writeFile(dir.path(name), bytes));
+    return std::unique_ptr<CImage>(CImageIo2::Load(dir.localPath(name)));
+}
+
+std::vector<int> values(const CImage& img) {
+    std::vector<int> v;
+    for (std::size_t z = 0; z < img.size().z; ++z)
+        for (std::size_t y = 0; y < img.size().y; ++y)
+            for (std::size_t x = 0; x < img.size().x; ++x)
+                for (int c = 0; c < img.channels(); ++c)
+                    v.push_back(int(img.value(x, y, z, c)));
+    return v;
+}
+
+using Tags = std::vector<std::pair<ttag_t, int>>;
+
+struct Page {
+    int w, h;
+    Tags tags;
+    std::vector<std::vector<std::uint8_t>> strips; // one per colour plane when planes are separate
+    int extraSamples = 0;
+    bool raw = false; // strips stored as given, not encoded
+};
+
+/// Writes pages with exactly the given tags (plus size and rows per strip) through libtiff.
+void writeTiff(const std::string& path, const std::vector<Page>& pages) {
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_TRUE(tif);
+    for (const Page& page : pages) {
+        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, page.w);
+        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, page.h);
+        TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, page.h);
+        for (const auto& [tag, value] : page.tags)
+            TIFFSetField(tif, tag, value);
+        if (page.extraSamples) {
+            std::vector<std::uint16_t> kinds(std::size_t(page.extraSamples), EXTRASAMPLE_UNSPECIFIED);
+            kinds[0] = EXTRASAMPLE_UNASSALPHA;
+            TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, page.extraSamples, kinds.data());
+        }
+        for (std::uint32_t i = 0; i < page.strips.size(); ++i) {
+            auto* data = const_cast<std::uint8_t*>(page.strips[i].data());
+            const tmsize_t n = tmsize_t(page.strips[i].size());
+            ASSERT_GE(page.raw ? TIFFWriteRawStrip(tif, i, data, n) : TIFFWriteEncodedStrip(tif, i, data, n), 0);
+        }
+        ASSERT_TRUE(TIFFWriteDirectory(tif));
+    }
+    TIFFClose(tif);
+}
 
 } // namespace
 
@@ -273,60 +316,6 @@ TEST(ImageIo, RefusedOrFailedSavesKeepTheOldFileAndLeaveNoTemporary) {
     EXPECT_TRUE(QFileInfo(dir.path("folder.png")).isDir());
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), int(before.size())) << "no temporary is left";
 }
-
-namespace {
-
-std::unique_ptr<CImage> loadBytes(const pxmtest::TempDir& dir, const QString& name, const QByteArray& bytes) {
-    EXPECT_TRUE(pxmtest::writeFile(dir.path(name), bytes));
-    return std::unique_ptr<CImage>(CImageIo2::Load(dir.localPath(name)));
-}
-
-std::vector<int> values(const CImage& img) {
-    std::vector<int> v;
-    for (std::size_t z = 0; z < img.size().z; ++z)
-        for (std::size_t y = 0; y < img.size().y; ++y)
-            for (std::size_t x = 0; x < img.size().x; ++x)
-                for (int c = 0; c < img.channels(); ++c)
-                    v.push_back(int(img.value(x, y, z, c)));
-    return v;
-}
-
-using Tags = std::vector<std::pair<ttag_t, int>>;
-
-struct Page {
-    int w, h;
-    Tags tags;
-    std::vector<std::vector<std::uint8_t>> strips; // one per colour plane when planes are separate
-    int extraSamples = 0;
-    bool raw = false; // strips stored as given, not encoded
-};
-
-/// Writes pages with exactly the given tags (plus size and rows per strip) through libtiff.
-void writeTiff(const std::string& path, const std::vector<Page>& pages) {
-    TIFF* tif = TIFFOpen(path.c_str(), "w");
-    ASSERT_TRUE(tif);
-    for (const Page& page : pages) {
-        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, page.w);
-        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, page.h);
-        TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, page.h);
-        for (const auto& [tag, value] : page.tags)
-            TIFFSetField(tif, tag, value);
-        if (page.extraSamples) {
-            std::vector<std::uint16_t> kinds(std::size_t(page.extraSamples), EXTRASAMPLE_UNSPECIFIED);
-            kinds[0] = EXTRASAMPLE_UNASSALPHA;
-            TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, page.extraSamples, kinds.data());
-        }
-        for (std::uint32_t i = 0; i < page.strips.size(); ++i) {
-            auto* data = const_cast<std::uint8_t*>(page.strips[i].data());
-            const tmsize_t n = tmsize_t(page.strips[i].size());
-            ASSERT_GE(page.raw ? TIFFWriteRawStrip(tif, i, data, n) : TIFFWriteEncodedStrip(tif, i, data, n), 0);
-        }
-        ASSERT_TRUE(TIFFWriteDirectory(tif));
-    }
-    TIFFClose(tif);
-}
-
-} // namespace
 
 TEST(ImageIoNetpbm, PbmSetBitsAreOnesAndOtherFlavoursKeepStoredValues) {
     pxmtest::TempDir dir;
