@@ -162,7 +162,8 @@ struct SampleProject {
         scene->addLabelItem(new QGraphicsPathItem(stroke.subtracted(hole).simplified().subtracted(corner).simplified()),
                             cell);
         volume->scene(2)->addLabelItem(new QGraphicsRectItem(0, 0, 1, 1), road);
-        project.setSetting("View.cameraMode", 2);
+        project.setSetting("View.cameraMode", "perImage");
+        project.setSetting("Autosave.interval", 5);
         project.setCurrentImageIndex(1);
     }
 };
@@ -306,7 +307,7 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
             EXPECT_EQ(labelText(read.labels()[i]), labelText(original.labels()[i]));
         ASSERT_EQ(read.images().size(), 2);
         EXPECT_EQ(read.currentImageIndex(), 1);
-        EXPECT_EQ(read.setting("View.cameraMode").toInt(), 2);
+        EXPECT_EQ(read.settings(), original.settings());
         for (int i = 0; i < 2; ++i) {
             const LabeledImage* a = original.images()[i];
             const LabeledImage* b = read.images()[i];
