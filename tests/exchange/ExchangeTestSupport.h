@@ -17,6 +17,7 @@
 #include <QStringList>
 #include <QUndoStack>
 #include <QtGlobal>
+#include <gtest/gtest.h>
 #include <memory>
 
 namespace pxmtest {

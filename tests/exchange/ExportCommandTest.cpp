@@ -8,7 +8,6 @@
 #include <QGraphicsPolygonItem>
 #include <QProcess>
 #include <QThread>
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #ifdef PXM_EXPORT_BINARY

@@ -4,7 +4,6 @@
 #include "exchange/ExchangeTestSupport.h"
 
 #include <QSignalSpy>
-#include <gtest/gtest.h>
 
 using namespace pxm;
 using namespace pxmtest;

@@ -2,11 +2,9 @@
 #include "exchange/ExchangeTestSupport.h"
 #include "exchange/KAROMarkReader.h"
 #include "exchange/KAROMarkWriter.h"
-#include "platform/CImageIo2.h"
 
 #include <QGraphicsView>
 #include <QTextStream>
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -4,8 +4,6 @@
 #include "exchange/ExchangeTestSupport.h"
 #include "persistence/ProjectSerializer.h"
 
-#include <gtest/gtest.h>
-
 using namespace pxm;
 using pxmtest::TempDir;
 

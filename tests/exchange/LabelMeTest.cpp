@@ -7,7 +7,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -115,7 +114,7 @@ TEST(LabelMeTest, HandWrittenFiles) {
             {"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]})",
          a + "|  h: polygon 1e+09,-1e+09 2.5,3|  h: line 0,0 1e+09,1|h #000000 1.000", "",
          R"("imageWidth": 1e300, "imageHeight": -5, )"},
-        // Other tools write such files; the last value counts, and a replaced value must not leak.
+        // Other tools write such files; the last value counts, and a replaced array must not leak.
         {"repeated keys keep their last value",
          R"({"label": "x", "label": "cat", "shape_type": "rectangle", "points": [[0, 0]], "points": [[1, 2], [4, 6]]})",
          a + "|  cat: rect 1 2 3 4|cat #000000 1.000", "", R"("imagePath": [1], "shapes": [[2, 3], 4], )"},

@@ -2,11 +2,7 @@
 #include "exchange/MaskImport.h"
 
 #include "exchange/ExchangeTestSupport.h"
-#include "platform/CImageIo2.h"
 #include "scene/MaskItem.h"
-
-#include <gtest/gtest.h>
-#include <memory>
 
 using namespace pxm;
 using pxmtest::TempDir;

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "exchange/BaseReader.h"
 #include "exchange/CriticalReadError.h"
 #include "exchange/ExchangeTestSupport.h"
 #include "exchange/KAROMarkReader.h"
@@ -8,7 +7,6 @@
 
 #include <QSignalSpy>
 #include <functional>
-#include <gtest/gtest.h>
 #include <map>
 #include <stdexcept>
 

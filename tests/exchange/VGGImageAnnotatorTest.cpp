@@ -3,10 +3,8 @@
 #include "exchange/VGGImageAnnotatorWriteError.h"
 #include "exchange/VGGImageAnnotatorWriter.h"
 
-#include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <gtest/gtest.h>
 
 namespace {
 
