@@ -13,28 +13,17 @@ using A = pxm::MainAction;
 
 namespace {
 
-class ActionWiringTest : public uitest::UiTest {
+/// A shown window on two image files and a 3-layer volume.
+class ActionWiringTest : public uitest::WindowFixture {
 protected:
     void SetUp() override {
-        UiTest::SetUp();
+        WindowFixture::SetUp();
         project.createLabel();
         for (const char* name : {"a.pgm", "b.pgm"})
             addImage(project, writeImage(name));
         pxmtest::addImage(project, 4, 4, 3);
-        window = std::make_unique<MainWindow>(nullptr, false);
-        window->setFileDialogs(files.seam());
-        window->setProject(&project);
-        window->show();
+        open();
     }
-    void TearDown() override {
-        window.reset();
-        UiTest::TearDown();
-    }
-    QAction* find(A id) const { return window->action(id); }
-
-    pxm::Project project;
-    uitest::FakeFileDialogs files;
-    std::unique_ptr<MainWindow> window;
 };
 
 pxm::PPixmarker* g_reloaded = nullptr;
@@ -70,7 +59,7 @@ private:
 // Triggering each action reaches what it is for; every check looks at the effect, not the call.
 TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     uitest::ModalAnswerer modals;
-    pxm::View* view = window->view();
+    pxm::View* view = window.view();
     auto dialogAsked = [this](const QString& title) {
         return
             [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
@@ -95,12 +84,12 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::OpenImage, dialogAsked("Open images")},
         {A::Settings, modalShown("pxm::SettingsDialog", "")},
         {A::About, modalShown("pxm::AboutDialog", "")},
-        {A::Help, [this] { EXPECT_TRUE(window->helpWidget()->isVisible()); }},
+        {A::Help, [this] { EXPECT_TRUE(window.helpWidget()->isVisible()); }},
         {A::Normalize,
          [this] {
-             EXPECT_TRUE(window->normalize());
-             ASSERT_NE(window->shownScene(), nullptr);
-             EXPECT_TRUE(window->shownScene()->Normalize()) << "the shown scene is redrawn normalised";
+             EXPECT_TRUE(window.normalize());
+             ASSERT_NE(window.shownScene(), nullptr);
+             EXPECT_TRUE(window.shownScene()->Normalize()) << "the shown scene is redrawn normalised";
          }},
         {A::RotateLeft, [view] { EXPECT_LT(view->transform().m12(), 0.0); }},
         {A::RotateRight, [view] { EXPECT_EQ(view->transform().m12(), 0.0); }},
@@ -147,7 +136,7 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     pxm::setNodaraReloadHandler(nullptr);
     // "&New project" in a window with a project opens a second window with one label.
     find(A::NewProject)->trigger();
-    MainWindow* second = otherWindow(window.get());
+    MainWindow* second = otherWindow(&window);
     ASSERT_NE(second, nullptr);
     ASSERT_NE(second->project(), nullptr);
     ASSERT_EQ(second->project()->labels().size(), 1);
@@ -156,7 +145,7 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     // "&Quit" closes the window (with nothing left unsaved, so without asking).
     project.undoStack()->setClean();
     find(A::Quit)->trigger();
-    EXPECT_FALSE(window->isVisible());
+    EXPECT_FALSE(window.isVisible());
 }
 
 TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
@@ -172,7 +161,7 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
         {A::Ruler, pxm::ToolType::Ruler},
     };
     ASSERT_TRUE(find(A::Rectangle)->isEnabled()) << "tools work once there is an image";
-    QSignalSpy changed(window->view(), &pxm::View::toolChanged);
+    QSignalSpy changed(window.view(), &pxm::View::toolChanged);
     for (const auto& [id, type] : tools) {
         SCOPED_TRACE(int(type));
         find(id)->trigger();
@@ -183,9 +172,9 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
             EXPECT_EQ(find(other.first)->isChecked(), other.first == id) << int(other.second);
     }
     // The view switching by itself checks the matching action, and no tool checks none.
-    window->view()->setTool(pxm::ToolType::Ellipse);
+    window.view()->setTool(pxm::ToolType::Ellipse);
     EXPECT_TRUE(find(A::Ellipse)->isChecked());
-    window->view()->setTool(pxm::ToolType::None);
+    window.view()->setTool(pxm::ToolType::None);
     for (const auto& entry : tools)
         EXPECT_FALSE(find(entry.first)->isChecked()) << int(entry.second);
     // Without an image the tools, the mask import and the zoom tool bar are off again.
@@ -196,8 +185,8 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
 }
 
 TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
-    QApplication::setActiveWindow(window.get());
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    QApplication::setActiveWindow(&window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     project.undoStack()->push(new QUndoCommand("edit"));
     // Each key with its modifiers, and the image, layer and undo index after it.
     const std::tuple<int, Qt::KeyboardModifiers, QList<int>> keys[] = {
@@ -206,7 +195,7 @@ TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
         {Qt::Key_Backspace, Qt::NoModifier, {1, 0, 1}}, {Qt::Key_Z, Qt::ControlModifier, {1, 0, 0}},
     };
     for (const auto& [key, modifiers, after] : keys) {
-        QTest::keyClick(window.get(), Qt::Key(key), modifiers);
+        QTest::keyClick(&window, Qt::Key(key), modifiers);
         EXPECT_EQ(
             QList<int>({project.currentImageIndex(), project.currentZLayer(), project.undoStack()->index()}),
             after)
@@ -216,20 +205,20 @@ TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
 
 // An import shows its progress per file with the window locked, then lists every message.
 TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {
-    RecordingReader reader(window.get());
+    RecordingReader reader(&window);
     const int stepsBefore = project.undoStack()->count();
     uitest::ModalAnswerer modals;
-    window->handleImport(&reader, {"/a.voc", "/bad.voc", "/c.voc"});
+    window.handleImport(&reader, {"/a.voc", "/bad.voc", "/c.voc"});
     EXPECT_EQ(reader.progress, (QList<int>{0, 1, 2}));
     EXPECT_EQ(reader.maximum, 3);
     EXPECT_TRUE(reader.barShown);
     EXPECT_FALSE(reader.windowEnabled) << "the window is locked while reading";
-    EXPECT_TRUE(window->isEnabled());
-    EXPECT_FALSE(window->progressBar()->isVisible());
+    EXPECT_TRUE(window.isEnabled());
+    EXPECT_FALSE(window.progressBar()->isVisible());
     EXPECT_EQ(project.undoStack()->count(), stepsBefore + 3) << "one undo step per file";
     EXPECT_EQ(modals.titles(), QStringList{"VOC Import Errors"});
     EXPECT_EQ(modals.seen()[0].text, "Odd. Broken file.Odd. ");
     // Nothing chosen, nothing happens.
-    window->handleImport(&reader, {});
+    window.handleImport(&reader, {});
     EXPECT_EQ(modals.seen().size(), 1u);
 }

@@ -20,11 +20,10 @@ using pxm::RecentProjects;
 namespace {
 
 /// A window with file choosers answering from `files`, on a project of its own.
-class FileCommandsTest : public uitest::UiTest {
+class FileCommandsTest : public uitest::WindowFixture {
 protected:
     void SetUp() override {
-        UiTest::SetUp();
-        window.setFileDialogs(files.seam());
+        WindowFixture::SetUp();
         window.setProject(&project);
     }
     static void storeRecent(const QStringList& paths) {
@@ -39,9 +38,6 @@ protected:
             texts << action->text();
         return texts;
     }
-    uitest::FakeFileDialogs files;
-    Project project;
-    MainWindow window{nullptr, false};
 };
 
 QStringList numbered(int count) {

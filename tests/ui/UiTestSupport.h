@@ -232,4 +232,23 @@ protected:
     StreamCapture out{std::cout};
 };
 
+/// A window on a project of its own, with file choosers answering from `files`; tests attach
+/// the project and show the window as they need.
+class WindowFixture : public UiTest {
+protected:
+    void SetUp() override {
+        UiTest::SetUp();
+        window.setFileDialogs(files.seam());
+    }
+    void open() {
+        window.setProject(&project);
+        window.show();
+    }
+    QAction* find(pxm::MainAction id) const { return window.action(id); }
+
+    FakeFileDialogs files;
+    pxm::Project project;
+    pxm::MainWindow window{nullptr, false};
+};
+
 } // namespace uitest

@@ -22,16 +22,7 @@ using uitest::StreamCapture;
 
 namespace {
 
-/// A window and a project for it; tests attach and show them as they need.
-class WindowTest : public uitest::UiTest {
-protected:
-    void open() {
-        window.setProject(&project);
-        window.show();
-    }
-    Project project;
-    MainWindow window{nullptr, false};
-};
+class WindowTest : public uitest::WindowFixture {};
 
 QStringList g_warnings;
 void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text) {
