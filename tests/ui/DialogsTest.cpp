@@ -153,9 +153,7 @@ TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     EXPECT_EQ(project.labels().size(), 1);
     // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
     const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
-    answers.then([](QWidget* w) {
-        auto* dialog = qobject_cast<LabelImportDialog*>(w);
-        ASSERT_NE(dialog, nullptr);
+    answers.thenAs<LabelImportDialog>([](LabelImportDialog* dialog) {
         EXPECT_EQ(dialog->plan().conflicts.size(), 1);
         EXPECT_TRUE(
             dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
