@@ -190,11 +190,7 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     const QByteArray secondsWork = pxmtest::readFile(path);
     first.project()->undoStack()->push(new QUndoCommand("edit"));
     uitest::ModalAnswerer modals;
-    modals.then([](QWidget* widget) {
-        auto* box = qobject_cast<QMessageBox*>(widget);
-        ASSERT_NE(box, nullptr);
-        box->button(QMessageBox::Cancel)->click();
-    });
+    modals.thenAs<QMessageBox>([](QMessageBox* box) { box->button(QMessageBox::Cancel)->click(); });
     first.saveProject();
     EXPECT_EQ(modals.titles(), QStringList{"Project changed on disk"});
     EXPECT_EQ(pxmtest::readFile(path), secondsWork);
@@ -273,26 +269,23 @@ TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
     LabeledImage* image = addImage(project, writeImage("node.pgm"));
     pxm::PPixmarker node;
     project.setNodaraPlugin(&node);
-    const struct {
-        std::string imagePath;
-        std::string maskPath;
-        const char* refusal;
-    } cases[] = {
+    // The node's image and mask paths, and what a save then refuses with, if anything.
+    const std::tuple<std::string, std::string, const char*> cases[] = {
         {"", "m.pgm", "Image has no path. You can set it in the plugin settings."},
         {"x.pgm", "", "Label mask has no path. You can set it in the plugin settings."},
         {dir.path("node.pgm").toStdString(), dir.path("node_mask.pgm").toStdString(), nullptr},
     };
-    for (const auto& c : cases) {
+    for (const auto& [imagePath, maskPath, refusal] : cases) {
         KYVO::CValueMap parameters;
-        parameters.SetString("input_image_path", c.imagePath);
-        parameters.SetString("label_mask_path", c.maskPath);
+        parameters.SetString("input_image_path", imagePath);
+        parameters.SetString("label_mask_path", maskPath);
         node.Init(&parameters);
         try {
             window.saveProject();
-            EXPECT_EQ(c.refusal, nullptr) << "no exception for " << c.refusal;
+            EXPECT_EQ(refusal, nullptr) << "no exception for " << refusal;
         } catch (const KYVO::CException& e) {
-            ASSERT_NE(c.refusal, nullptr) << e.what();
-            EXPECT_NE(std::string(e.what()).find(c.refusal), std::string::npos) << e.what();
+            ASSERT_NE(refusal, nullptr) << e.what();
+            EXPECT_NE(std::string(e.what()).find(refusal), std::string::npos) << e.what();
         }
     }
     const QString expected = pxm::PPixmarker::projectPathFor(dir.path("node.pgm"));

@@ -193,12 +193,8 @@ TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
     };
     const QString sd = QString::number(std::sqrt(1.0e9 / (640.0 * 480.0 - 1.0)), 'g', 6);
     const Pictor::CImageInfo volume = info(64, 32, 20, "IMAGE_GREY_F", -1.5, 2.25, 0.125, 4.0, 5);
-    const struct {
-        QString format;
-        Pictor::CImageInfo record;
-        uint64_t z;
-        QString expected;
-    } cases[] = {
+    // The format, the record and the shown layer, and what the status line says.
+    const std::tuple<QString, Pictor::CImageInfo, uint64_t, QString> cases[] = {
         {"(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)",
          info(640, 480, 1, "IMAGE_GREY_8", 0, 255, 127.5, 1.0e9, 640 * 480), 0,
          "(min=0 max=255 mean=127.5 sd=" + sd + ") GREY_8  (640x480)"},
@@ -215,9 +211,9 @@ TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
         {"size %s!", volume, 0, "size 64x32x20!"},
         {"||", volume, 0, ""},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(pxm::expandStatusFormat(c.format, &c.record, c.z), c.expected) << c.format.toStdString();
-    EXPECT_EQ(pxm::expandStatusFormat(cases[0].format, nullptr, 0), "no info");
+    for (const auto& [format, record, z, expected] : cases)
+        EXPECT_EQ(pxm::expandStatusFormat(format, &record, z), expected) << format.toStdString();
+    EXPECT_EQ(pxm::expandStatusFormat("%s", nullptr, 0), "no info");
 }
 
 TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
@@ -440,24 +436,22 @@ TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
 TEST_F(WindowTest, ClosingWithUnsavedChangesAsks) {
     project.setPath(dir.path("work.json"));
     window.setProject(&project);
-    const struct {
-        QString answer;
-        bool closes;
-        bool saved;
-    } cases[] = {{"Cancel", false, false}, {"Discard", true, false}, {"Save", true, true}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.answer.toStdString());
+    // The answer, and whether the window then closes and the project is saved.
+    const std::tuple<QString, bool, bool> cases[] = {
+        {"Cancel", false, false}, {"Discard", true, false}, {"Save", true, true}};
+    for (const auto& [answer, closes, saved] : cases) {
+        SCOPED_TRACE(answer.toStdString());
         QFile::remove(dir.path("work.json"));
         project.undoStack()->push(new QUndoCommand("edit"));
         window.show();
         out.take();
         uitest::ModalAnswerer modals;
-        modals.thenClick(c.answer);
-        EXPECT_EQ(window.close(), c.closes);
+        modals.thenClick(answer);
+        EXPECT_EQ(window.close(), closes);
         EXPECT_EQ(modals.titles(), QStringList{"Unsaved changes"});
-        EXPECT_EQ(window.isVisible(), !c.closes);
-        EXPECT_EQ(QFile::exists(dir.path("work.json")), c.saved);
-        EXPECT_EQ(out.take().find("Configuration saving successful.") != std::string::npos, c.closes);
+        EXPECT_EQ(window.isVisible(), !closes);
+        EXPECT_EQ(QFile::exists(dir.path("work.json")), saved);
+        EXPECT_EQ(out.take().find("Configuration saving successful.") != std::string::npos, closes);
     }
     // Nothing to save, or a plug-in's window: no question.
     uitest::ModalAnswerer none;
