@@ -40,13 +40,10 @@ TEST(CCatchingApplication, ExceptionFromSlotIsReportedAndDeliveryGoesOn) {
         std::string line;
         QString box;
     } cases[] = {
-        {"platform", [&] { throw platformError; },
-         "exception in QT signal handler thrown: KYVO::CException: " + platformError.FormattedWhat() + "\n",
+        {"platform", [&] { throw platformError; }, "KYVO::CException: " + platformError.FormattedWhat(),
          QString::fromStdString(platformError.FormattedWhat())},
-        {"standard", [] { throw std::runtime_error("bad value"); },
-         "exception in QT signal handler thrown: std::exception: bad value\n", "bad value"},
-        {"other", [] { throw 17; }, "exception in QT signal handler thrown: unknown exception.\n",
-         "unknown exception"},
+        {"standard", [] { throw std::runtime_error("bad value"); }, "std::exception: bad value", "bad value"},
+        {"other", [] { throw 17; }, "unknown exception.", "unknown exception"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -54,10 +51,9 @@ TEST(CCatchingApplication, ExceptionFromSlotIsReportedAndDeliveryGoesOn) {
         slotBody = c.body;
         std::ostringstream err;
         std::streambuf* previous = std::cerr.rdbuf(err.rdbuf());
-        const bool delivered = deliver();
+        EXPECT_FALSE(deliver());
         std::cerr.rdbuf(previous);
-        EXPECT_FALSE(delivered);
-        EXPECT_EQ(err.str(), c.line);
+        EXPECT_EQ(err.str(), "exception in QT signal handler thrown: " + c.line + "\n");
         EXPECT_EQ(boxes, QStringList{"Error in QT signal handler: " + c.box});
     }
 

@@ -18,7 +18,9 @@ protected:
 
 } // namespace
 
-TEST_F(ProgramTest, UnreadableProjectEndsTheProgramBeforeAnyWindow) {
+TEST_F(ProgramTest, VersionAndUnreadableProjectsEndTheProgramBeforeAnyWindow) {
+    EXPECT_EQ(run({"--version"}), 0);
+    EXPECT_TRUE(out.endsWith("lumarka 1\n")) << out.toStdString();
     ASSERT_TRUE(pxmtest::writeFile(dir.path("bad.json"), "{\"labels\": [1, 2,"));
     for (const QString name : {"missing.json", "bad.json"}) {
         SCOPED_TRACE(name.toStdString());
@@ -31,11 +33,6 @@ TEST_F(ProgramTest, UnreadableProjectEndsTheProgramBeforeAnyWindow) {
             << out.toStdString();
         EXPECT_FALSE(out.contains("Configuration saving")) << "no window was shown or closed";
     }
-}
-
-TEST_F(ProgramTest, VersionOption) {
-    EXPECT_EQ(run({"--version"}), 0);
-    EXPECT_TRUE(out.endsWith("lumarka 1\n")) << out.toStdString();
 }
 
 TEST_F(ProgramTest, ImageArgumentsOpenAWindowAndDuplicatesAreRefused) {

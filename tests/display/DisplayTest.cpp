@@ -27,21 +27,45 @@ using namespace Pictor;
 
 namespace {
 
-/// Writes `values` voxel after voxel (x fastest, then y, then z) into a new image of `type`.
-template <typename T>
-KYVO::CImage makeImage(KYVO::EnImageType type, const KYVO::CSize& size, const std::vector<T>& values) {
+/// An image of `type` holding `values` voxel after voxel (x fastest, then y, then z; the
+/// channels of a colour voxel one after the other).
+KYVO::CImage imageOf(KYVO::EnImageType type, const KYVO::CSize& size, const std::vector<double>& values) {
     KYVO::CImage image(type, size);
-    const std::size_t n = std::min(values.size() * sizeof(T), image.byteCount());
-    if (n)
-        std::memcpy(image.data(), values.data(), n);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (type == KYVO::IMAGE_GREY_16)
+            reinterpret_cast<uint16_t*>(image.data())[i] = uint16_t(values[i]);
+        else if (type == KYVO::IMAGE_GREY_F)
+            reinterpret_cast<float*>(image.data())[i] = float(values[i]);
+        else
+            image.data()[i] = uint8_t(values[i]);
+    }
     return image;
 }
 
 struct Expected {
-    double min, max, mean, m;
-    uint64_t count;
-    double sd;
+    double min = 0, max = 0, mean = 0, m = 0;
+    uint64_t count = 0;
+    double sd = -1;
 };
+
+/// The figures of `values` by a plain two-pass sum, NaNs left out.
+Expected reference(std::vector<double> values) {
+    values.erase(std::remove_if(values.begin(), values.end(), [](double v) { return std::isnan(v); }),
+                 values.end());
+    Expected e;
+    e.count = values.size();
+    if (values.empty())
+        return e;
+    e.min = *std::min_element(values.begin(), values.end());
+    e.max = *std::max_element(values.begin(), values.end());
+    for (double v : values)
+        e.mean += v;
+    e.mean /= double(e.count);
+    for (double v : values)
+        e.m += (v - e.mean) * (v - e.mean);
+    e.sd = e.count > 1 ? std::sqrt(e.m / double(e.count - 1)) : -1;
+    return e;
+}
 
 void expectStats(const SliceStatistics& s, const Expected& e) {
     EXPECT_EQ(s.count, e.count);
@@ -81,114 +105,65 @@ int stepIndex(double factor) {
 
 } // namespace
 
-// Three 2×2 slices per type; the expected figures are worked out by hand in the comments.
-TEST(ImageInfo, WholeAndPerSliceStatisticsMatchHandComputation) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const KYVO::CSize size(2, 2, 3);
-    struct Case {
+TEST(ImageInfo, WholeAndPerSliceStatisticsMatchATwoPassSum) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const struct {
         const char* name;
-        KYVO::CImage image;
-        Expected slices[3];
-        Expected whole;
-    };
-    std::vector<Case> cases;
-    // 8-bit: {1,2,3,4}: mean 2.5, m = 2.25+0.25+0.25+2.25 = 5; {10×4}: m = 0; {0,255,0,255}: mean 127.5,
-    // m = 4·127.5² = 65025. Whole: Σx = 560, Σx² = 130480, m = 130480 − 560²/12 = 104346.67, sd = √(m/11).
-    cases.push_back(
-        {"grey8",
-         makeImage<uint8_t>(KYVO::IMAGE_GREY_8, size, {1, 2, 3, 4, 10, 10, 10, 10, 0, 255, 0, 255}),
-         {{1, 4, 2.5, 5, 4, std::sqrt(5.0 / 3)},
-          {10, 10, 10, 0, 4, 0},
-          {0, 255, 127.5, 65025, 4, std::sqrt(65025.0 / 3)}},
-         {0, 255, 560.0 / 12, 130480 - 560.0 * 560 / 12, 12, std::sqrt((130480 - 560.0 * 560 / 12) / 11)}});
-    // 16-bit: {1000…4000}: mean 2500, m = 2·(1500² + 500²) = 5e6; {65535×4}: m = 0; {0,65535,0,65535}:
-    // m = 4·32767.5². Whole: Σx = 403210, Σx² = 3e7 + 6·65535² = 25799017350.
-    const double m16 = 3e7 + 6.0 * 65535 * 65535 - 403210.0 * 403210 / 12;
-    cases.push_back(
+        KYVO::EnImageType type;
+        KYVO::CSize size;
+        std::vector<double> values;
+    } cases[] = {
+        {"grey8", KYVO::IMAGE_GREY_8, {2, 2, 3}, {1, 2, 3, 4, 10, 10, 10, 10, 0, 255, 0, 255}},
         {"grey16",
-         makeImage<uint16_t>(KYVO::IMAGE_GREY_16, size,
-                             {1000, 2000, 3000, 4000, 65535, 65535, 65535, 65535, 0, 65535, 0, 65535}),
-         {{1000, 4000, 2500, 5e6, 4, std::sqrt(5e6 / 3)},
-          {65535, 65535, 65535, 0, 4, 0},
-          {0, 65535, 32767.5, 4 * 32767.5 * 32767.5, 4, std::sqrt(4 * 32767.5 * 32767.5 / 3)}},
-         {0, 65535, 403210.0 / 12, m16, 12, std::sqrt(m16 / 11)}});
-    // Float, NaN skipped: {0.5,−1.5,2.5}: mean 0.5, m = 0 + 4 + 4 = 8, sd = 2; {1e6+1…1e6+4}: a large
-    // offset must not cost precision, m = 5; {NaN×4}: nothing counted. Whole over the 7 values:
-    // Σx = 4000011.5, Σx² = 8.75 + 4e12 + 2e7 + 30, m = Σx² − (Σx)²/7.
-    const double sumF = 4000011.5, mF = (8.75 + 4e12 + 2e7 + 30) - sumF * sumF / 7;
-    cases.push_back(
+         KYVO::IMAGE_GREY_16,
+         {2, 2, 3},
+         {1000, 2000, 3000, 4000, 65535, 65535, 65535, 65535, 0, 65535, 0, 65535}},
+        // NaN skipped, an all-NaN slice counts nothing, and a large offset must not cost precision.
         {"float",
-         makeImage<float>(KYVO::IMAGE_GREY_F, size,
-                          {0.5f, -1.5f, 2.5f, nan, 1000001, 1000002, 1000003, 1000004, nan, nan, nan, nan}),
-         {{-1.5, 2.5, 0.5, 8, 3, 2},
-          {1000001, 1000004, 1000002.5, 5, 4, std::sqrt(5.0 / 3)},
-          {0, 0, 0, 0, 0, -1}},
-         {-1.5, 1000004, sumF / 7, mF, 7, std::sqrt(mF / 6)}});
-    for (const Case& c : cases) {
+         KYVO::IMAGE_GREY_F,
+         {2, 2, 3},
+         {0.5, -1.5, 2.5, nan, 1000001, 1000002, 1000003, 1000004, nan, nan, nan, nan}},
+        {"float, NaN past the last group of four", KYVO::IMAGE_GREY_F, {5, 1, 1}, {1, 2, 3, 4, nan}},
+        {"rgb counts every channel value", KYVO::IMAGE_RGB_8I, {2, 1, 1}, {10, 20, 30, 40, 50, 60}},
+        {"bool", KYVO::IMAGE_BOOL, {4, 1, 1}, {0, 1, 1, 1}},
+        {"single value", KYVO::IMAGE_GREY_8, {1, 1, 1}, {7}},
+        {"empty", KYVO::IMAGE_GREY_16, {0, 5, 2}, {}},
+    };
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const CImageInfo info = computeImageInfo(c.image);
-        EXPECT_EQ(info.width, 2u);
-        EXPECT_EQ(info.height, 2u);
-        EXPECT_EQ(info.depth, 3u);
-        EXPECT_EQ(info.typeName, QString::fromLatin1(KYVO::ImageTypeName(c.image.type())));
-        ASSERT_EQ(info.slices.size(), 3u);
-        for (int z = 0; z < 3; ++z) {
+        const CImageInfo info = computeImageInfo(imageOf(c.type, c.size, c.values));
+        EXPECT_EQ(info.width, c.size.x);
+        EXPECT_EQ(info.height, c.size.y);
+        EXPECT_EQ(info.depth, c.size.z);
+        EXPECT_EQ(info.typeName, QString::fromLatin1(KYVO::ImageTypeName(c.type)));
+        ASSERT_EQ(info.slices.size(), c.size.z);
+        const std::size_t perSlice = c.values.size() / c.size.z;
+        for (std::size_t z = 0; z < c.size.z; ++z) {
             SCOPED_TRACE(z);
-            expectStats(info.slices[std::size_t(z)], c.slices[z]);
+            const auto first = c.values.begin() + std::ptrdiff_t(z * perSlice);
+            expectStats(info.slices[z], reference({first, first + std::ptrdiff_t(perSlice)}));
         }
-        expectStats(info.whole(), c.whole);
+        expectStats(info.whole(), reference(c.values));
     }
-    // RGB counts every channel value: {10,20,30, 40,50,60} → mean 35, m = 2·(25²+15²+5²) = 1750.
-    CImageInfo info = computeImageInfo(
-        makeImage<uint8_t>(KYVO::IMAGE_RGB_8I, KYVO::CSize(2, 1, 1), {10, 20, 30, 40, 50, 60}));
-    EXPECT_EQ(info.typeName, QStringLiteral("IMAGE_RGB_8I"));
-    expectStats(info.whole(), {10, 60, 35, 1750, 6, std::sqrt(1750.0 / 5)});
-    // A NaN past the last whole group of four is skipped too: {1,2,3,4,NaN} → mean 2.5, m = 5.
-    expectStats(computeImageInfo(makeImage<float>(KYVO::IMAGE_GREY_F, KYVO::CSize(5, 1, 1), {1, 2, 3, 4, nan})).whole(),
-                {1, 4, 2.5, 5, 4, std::sqrt(5.0 / 3)});
-    const auto mask = makeImage<uint8_t>(KYVO::IMAGE_BOOL, KYVO::CSize(4, 1, 1), {0, 1, 1, 1});
-    expectStats(computeImageInfo(mask).whole(), {0, 1, 0.75, 0.75, 4, 0.5});
-    // A single value has no sample deviation.
-    EXPECT_EQ(sampleStandardDeviation(0.0, 1), -1.0);
-    info = computeImageInfo(KYVO::CImage(KYVO::IMAGE_GREY_16, KYVO::CSize(0, 5, 2)));
-    EXPECT_EQ(info.count, 0u);
-    EXPECT_EQ(info.slices.size(), 2u);
-    EXPECT_EQ(info.mean, 0.0);
 }
 
 // A volume big enough to be split over threads must give the same figures as a plain two-pass sum.
 TEST(ImageInfo, LargeVolumeMatchesTwoPassReference) {
     const KYVO::CSize size(256, 256, 70);
-    KYVO::CImage image(KYVO::IMAGE_GREY_16, size);
-    auto* v = reinterpret_cast<uint16_t*>(image.data());
+    std::vector<double> values(size.Elements());
     uint32_t state = 12345;
-    double total = 0, m = 0;
-    for (std::size_t i = 0; i < size.Elements(); ++i) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
         state = state * 1664525u + 1013904223u;
-        v[i] = uint16_t((state >> 16) % (1000 + 900 * (i / (size.x * size.y))));
-        total += v[i];
+        values[i] = double((state >> 16) % (1000 + 900 * (i / (size.x * size.y))));
     }
-    const double mean = total / double(size.Elements());
-    for (std::size_t i = 0; i < size.Elements(); ++i)
-        m += (v[i] - mean) * (v[i] - mean);
-    const CImageInfo info = computeImageInfo(image);
+    const CImageInfo info = computeImageInfo(imageOf(KYVO::IMAGE_GREY_16, size, values));
     ASSERT_EQ(info.slices.size(), size.z);
-    EXPECT_EQ(info.count, size.Elements());
-    EXPECT_NEAR(info.mean, mean, 1e-9 * mean);
-    EXPECT_NEAR(info.sumSquaredDeviations, m, 1e-9 * m);
+    expectStats(info.whole(), reference(values));
     const std::size_t perSlice = size.x * size.y;
     for (std::size_t z : {std::size_t(0), std::size_t(33), size.z - 1}) {
         SCOPED_TRACE(z);
-        double s = 0, lo = 65535, hi = 0;
-        for (std::size_t i = z * perSlice; i < (z + 1) * perSlice; ++i) {
-            s += v[i];
-            lo = std::min<double>(lo, v[i]);
-            hi = std::max<double>(hi, v[i]);
-        }
-        EXPECT_EQ(info.slices[z].count, perSlice);
-        EXPECT_DOUBLE_EQ(info.slices[z].mean, s / double(perSlice));
-        EXPECT_EQ(info.slices[z].min, lo);
-        EXPECT_EQ(info.slices[z].max, hi);
+        const auto first = values.begin() + std::ptrdiff_t(z * perSlice);
+        expectStats(info.slices[z], reference({first, first + std::ptrdiff_t(perSlice)}));
     }
 }
 
@@ -196,18 +171,16 @@ TEST(ImageInfo, LargeVolumeMatchesTwoPassReference) {
 TEST(ImageItem, PaintsExposedAreaWithTheRightColours) {
     const int w = 40, h = 30;
     const KYVO::CSize size(w, h, 2);
-    std::vector<uint8_t> v8, vb, vrgb;
-    std::vector<uint16_t> v16;
-    std::vector<float> vf;
+    std::vector<double> v8, vb, vrgb, v16, vf;
     for (int z = 0; z < 2; ++z)
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
-                v8.push_back(uint8_t(50 + x + y)); // 50 … 118 on both layers
-                vb.push_back(uint8_t((x + y) % 2));
-                vrgb.insert(vrgb.end(), {uint8_t(x), uint8_t(y), uint8_t(200 + z)});
+                v8.push_back(50 + x + y); // 50 … 118 on both layers
+                vb.push_back((x + y) % 2);
+                vrgb.insert(vrgb.end(), {double(x), double(y), 200.0 + z});
                 // Layer 1 holds the volume's extremes: layer 0 must still use the whole-volume window.
-                v16.push_back(z ? uint16_t(x == 0 ? 0 : 65280) : uint16_t(1000 + 1000 * x));
-                vf.push_back(z ? -2.0f : (x == 3 ? std::numeric_limits<float>::quiet_NaN() : float(x) / 4));
+                v16.push_back(z ? (x == 0 ? 0 : 65280) : 1000 + 1000 * x);
+                vf.push_back(z ? -2.0 : (x == 3 ? std::numeric_limits<double>::quiet_NaN() : x / 4.0));
             }
     // Channel values span 0 … 201 over the volume; all three channels share that range.
     auto stretch = [](int c) { return int(std::floor(c * 255.0 / 201 + 0.5)); };
@@ -218,21 +191,21 @@ TEST(ImageItem, PaintsExposedAreaWithTheRightColours) {
         std::function<QRgb(int x, int y)> expected;
     };
     std::vector<Case> cases;
-    cases.push_back({"grey8", makeImage(KYVO::IMAGE_GREY_8, size, v8), false,
+    cases.push_back({"grey8", imageOf(KYVO::IMAGE_GREY_8, size, v8), false,
                      [](int x, int y) { return grey(50 + x + y); }});
-    cases.push_back({"grey8 normalized", makeImage(KYVO::IMAGE_GREY_8, size, v8), true,
+    cases.push_back({"grey8 normalized", imageOf(KYVO::IMAGE_GREY_8, size, v8), true,
                      [](int x, int y) { return grey(std::floor((x + y) * 255.0 / 68 + 0.5)); }});
-    cases.push_back({"bool", makeImage(KYVO::IMAGE_BOOL, size, vb), false,
+    cases.push_back({"bool", imageOf(KYVO::IMAGE_BOOL, size, vb), false,
                      [](int x, int y) { return grey((x + y) % 2 ? 255 : 0); }});
-    cases.push_back({"rgb", makeImage(KYVO::IMAGE_RGB_8I, size, vrgb), false,
+    cases.push_back({"rgb", imageOf(KYVO::IMAGE_RGB_8I, size, vrgb), false,
                      [](int x, int y) { return qRgb(x, y, 200); }});
-    cases.push_back({"rgb normalized", makeImage(KYVO::IMAGE_RGB_8I, size, vrgb), true,
+    cases.push_back({"rgb normalized", imageOf(KYVO::IMAGE_RGB_8I, size, vrgb), true,
                      [&](int x, int y) { return qRgb(stretch(x), stretch(y), stretch(200)); }});
     // Window 0 … 65280 = 255·256 of the whole volume.
-    cases.push_back({"grey16", makeImage(KYVO::IMAGE_GREY_16, size, v16), false,
+    cases.push_back({"grey16", imageOf(KYVO::IMAGE_GREY_16, size, v16), false,
                      [](int x, int) { return grey(std::floor((1000.0 + 1000 * x) / 256 + 0.5)); }});
     // Window −2 … 9.75; NaN black.
-    cases.push_back({"float", makeImage(KYVO::IMAGE_GREY_F, size, vf), false, [](int x, int) {
+    cases.push_back({"float", imageOf(KYVO::IMAGE_GREY_F, size, vf), false, [](int x, int) {
                          return x == 3 ? grey(0) : grey(std::floor((x / 4.0 + 2) * 255 / 11.75 + 0.5));
                      }});
     const QRect exposed(5, 3, 32, 26); // columns 5…36, rows 3…28: tiles (0…2, 0…1)
@@ -255,10 +228,10 @@ TEST(ImageItem, PaintsExposedAreaWithTheRightColours) {
 }
 
 TEST(ImageItem, ConvertsOnlyTheTilesItNeedsAndCachesThem) {
-    std::vector<uint8_t> values(100 * 70);
+    std::vector<double> values(100 * 70);
     for (std::size_t i = 0; i < values.size(); ++i)
-        values[i] = uint8_t(i % 251);
-    const auto image = makeImage(KYVO::IMAGE_GREY_8, KYVO::CSize(100, 70, 1), values);
+        values[i] = double(i % 251);
+    const auto image = imageOf(KYVO::IMAGE_GREY_8, KYVO::CSize(100, 70, 1), values);
     ImageItem item(&image, 0, false, 16);
     EXPECT_EQ(item.convertedTileCount(), 0u);              // nothing before the first paint
     paintItem(item, QRectF(20, 20, 8, 8), QSize(100, 70)); // inside tile (1, 1)
@@ -288,7 +261,7 @@ TEST(ImageItem, ConvertsOnlyTheTilesItNeedsAndCachesThem) {
     EXPECT_EQ(item.convertedTileCount(), 10u); // 64-pixel tiles: all 2 × 2
     for (int y = 0; y < 17; ++y)
         for (int x = 0; x < 25; ++x)
-            ASSERT_EQ(uint32_t(qRed(small.pixel(x, y))), values[std::size_t((4 * y + 2) * 100 + 4 * x + 2)])
+            ASSERT_EQ(qRed(small.pixel(x, y)), int(values[std::size_t((4 * y + 2) * 100 + 4 * x + 2)]))
                 << x << "," << y;
     // At an odd scale with level 0 no device pixel inside the layer stays unpainted at tile seams.
     const QImage odd = paintItem(item, QRectF(0, 0, 100, 70), QSize(70, 49), QTransform::fromScale(0.7, 0.7));
@@ -330,11 +303,11 @@ TEST(ImageItem, RejectsBadLayersAndKeepsTheSharedCacheBounded) {
 
 TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
     const KYVO::CSize size(2, 1, 2);
-    const auto g8 = makeImage<uint8_t>(KYVO::IMAGE_GREY_8, size, {7, 200, 9, 255});
-    const auto g16 = makeImage<uint16_t>(KYVO::IMAGE_GREY_16, size, {1, 2, 3, 65535});
-    const auto gf = makeImage<float>(KYVO::IMAGE_GREY_F, size, {0, 0, 0, -1.23456f});
-    const auto gb = makeImage<uint8_t>(KYVO::IMAGE_BOOL, size, {0, 0, 0, 1});
-    const auto rgb = makeImage<uint8_t>(KYVO::IMAGE_RGB_8I, size, {0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 255});
+    const auto g8 = imageOf(KYVO::IMAGE_GREY_8, size, {7, 200, 9, 255});
+    const auto g16 = imageOf(KYVO::IMAGE_GREY_16, size, {1, 2, 3, 65535});
+    const auto gf = imageOf(KYVO::IMAGE_GREY_F, size, {0, 0, 0, -1.23456});
+    const auto gb = imageOf(KYVO::IMAGE_BOOL, size, {0, 0, 0, 1});
+    const auto rgb = imageOf(KYVO::IMAGE_RGB_8I, size, {0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 255});
     const QString grey = QStringLiteral("[%x, %y, %z] = %1"),
                   colour = QStringLiteral("[%x, %y, %z] = [%1, %2, %3]");
     const struct {
@@ -372,7 +345,7 @@ TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
 
 TEST(Scene, ShowsTheLayerAndCachesStatisticsPerImage) {
     KYVO::CImage first =
-        makeImage<uint8_t>(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+        imageOf(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
     const KYVO::CImage second(KYVO::IMAGE_GREY_16, KYVO::CSize(5, 4, 1));
     Scene scene;
     EXPECT_EQ(scene.ImageInfo(), nullptr);

@@ -17,6 +17,7 @@
 #include <QStringList>
 #include <QUndoStack>
 #include <QtGlobal>
+#include <gtest/gtest.h>
 #include <memory>
 
 namespace pxmtest {
@@ -31,16 +32,11 @@ inline pxm::LabeledImage* addMemoryImage(pxm::Project& project, std::size_t w, s
     return image;
 }
 
-/// An image file in the directory, grey values rising with x, and a labeled image that knows
-/// its path and size but has loaded nothing, as a project read from a file has.
-inline pxm::LabeledImage* addImageFile(pxm::Project& project, const TempDir& dir, const QString& name,
-                                       std::size_t w, std::size_t h, std::size_t d = 1) {
-    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
-    for (std::size_t i = 0; i < pixels.byteCount(); ++i)
-        pixels.data()[i] = uint8_t((i % w) * 30);
-    KYVO::CImageIo2::Save(dir.localPath(name), pixels);
+/// A labeled image that knows its path and size but has loaded nothing, as a project read from a file has.
+inline pxm::LabeledImage* addUnloadedImage(pxm::Project& project, const QString& path, std::size_t w,
+                                           std::size_t h, std::size_t d = 1) {
     auto* image = new pxm::LabeledImage(&project);
-    image->setImagePath(dir.path(name));
+    image->setImagePath(path);
     image->setWidth(uint32_t(w));
     image->setHeight(uint32_t(h));
     image->setDepth(uint32_t(d));
@@ -48,6 +44,16 @@ inline pxm::LabeledImage* addImageFile(pxm::Project& project, const TempDir& dir
     image->createScenes();
     project.addImage(image);
     return image;
+}
+
+/// An image file in the directory, grey values rising with x, and an unloaded image of it.
+inline pxm::LabeledImage* addImageFile(pxm::Project& project, const TempDir& dir, const QString& name,
+                                       std::size_t w, std::size_t h, std::size_t d = 1) {
+    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+    for (std::size_t i = 0; i < pixels.byteCount(); ++i)
+        pixels.data()[i] = uint8_t((i % w) * 30);
+    KYVO::CImageIo2::Save(dir.localPath(name), pixels);
+    return addUnloadedImage(project, dir.path(name), w, h, d);
 }
 
 /// A rectangle item of the label on top of the scene's earlier items.
@@ -107,41 +113,14 @@ QStringList readText(pxm::Project& project, const TempDir& dir, const QString& n
     return messageTexts(reader);
 }
 
-/// The label items of a scene in insertion (ascending stacking) order.
-inline QList<QGraphicsItem*> labelItems(const pxm::Scene* scene) {
-    QList<QGraphicsItem*> result;
-    if (scene)
-        for (QGraphicsItem* item : scene->items(Qt::AscendingOrder))
-            if (pxm::isLabelItem(item))
-                result << item;
-    return result;
-}
-
-/// One item's kind and geometry in its own coordinates: "rect 1 2 3 4", "ellipse 1 2 3 4",
-/// "polygon 0,0 4,0 4,4", "line 0,0 5,5".
-inline QString describeItem(const QGraphicsItem* item) {
+/// One line per image ("path WxHxD") followed by one per label item of its first scene, in
+/// insertion order, with the item's kind and geometry in its own coordinates ("  label: rect 1 2 3 4",
+/// "ellipse 1 2 3 4", "polygon 0,0 4,0 4,4", "line 0,0 5,5").
+inline QStringList describeImages(const pxm::Project& project) {
     auto rect = [](const QRectF& r) {
         return QString("%1 %2 %3 %4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
     };
     auto point = [](const QPointF& p) { return QString("%1,%2").arg(p.x()).arg(p.y()); };
-    if (const auto* r = qgraphicsitem_cast<const QGraphicsRectItem*>(item))
-        return "rect " + rect(r->rect());
-    if (const auto* e = qgraphicsitem_cast<const QGraphicsEllipseItem*>(item))
-        return "ellipse " + rect(e->rect());
-    if (const auto* l = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
-        return "line " + point(l->line().p1()) + " " + point(l->line().p2());
-    if (const auto* p = qgraphicsitem_cast<const QGraphicsPolygonItem*>(item)) {
-        QStringList points;
-        for (const QPointF& v : p->polygon())
-            points << point(v);
-        return ("polygon " + points.join(' ')).trimmed();
-    }
-    return "other";
-}
-
-/// One line per image ("path WxHxD") followed by one per label item of its first scene
-/// ("  label: rect 1 2 3 4").
-inline QStringList describeImages(const pxm::Project& project) {
     QStringList lines;
     for (const pxm::LabeledImage* image : project.images()) {
         lines << QString("%1 %2x%3x%4")
@@ -149,9 +128,24 @@ inline QStringList describeImages(const pxm::Project& project) {
                      .arg(image->width())
                      .arg(image->height())
                      .arg(image->depth());
-        for (const QGraphicsItem* item : labelItems(image->scene(0))) {
+        const pxm::Scene* scene = image->scene(0);
+        for (const QGraphicsItem* item : scene ? scene->items(Qt::AscendingOrder) : QList<QGraphicsItem*>()) {
+            if (!pxm::isLabelItem(item))
+                continue;
+            QString shape = "other";
+            if (const auto* r = qgraphicsitem_cast<const QGraphicsRectItem*>(item))
+                shape = "rect " + rect(r->rect());
+            else if (const auto* e = qgraphicsitem_cast<const QGraphicsEllipseItem*>(item))
+                shape = "ellipse " + rect(e->rect());
+            else if (const auto* l = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
+                shape = "line " + point(l->line().p1()) + " " + point(l->line().p2());
+            else if (const auto* p = qgraphicsitem_cast<const QGraphicsPolygonItem*>(item)) {
+                shape = "polygon";
+                for (const QPointF& v : p->polygon())
+                    shape += ' ' + point(v);
+            }
             const pxm::Label* label = project.labelById(pxm::labelIdOf(item));
-            lines << QString("  %1: %2").arg(label ? label->name() : "?", describeItem(item));
+            lines << QString("  %1: %2").arg(label ? label->name() : "?", shape);
         }
     }
     return lines;
@@ -168,17 +162,14 @@ inline QStringList describeLabels(const pxm::Project& project) {
 /// Collects the debug log while it lives.
 class LogCapture {
 public:
-    LogCapture() {
-        s_lines.clear();
-        m_previous = qInstallMessageHandler(&LogCapture::handle);
-    }
+    LogCapture() { s_lines.clear(); }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
     const QStringList& lines() const { return s_lines; }
 
 private:
-    static void handle(QtMsgType, const QMessageLogContext&, const QString& text) { s_lines << text; }
     static inline QStringList s_lines;
-    QtMessageHandler m_previous = nullptr;
+    QtMessageHandler m_previous = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext&, const QString& text) { s_lines << text; });
 };
 
 } // namespace pxmtest

@@ -4,7 +4,6 @@
 #include "exchange/ExchangeTestSupport.h"
 
 #include <QSignalSpy>
-#include <gtest/gtest.h>
 
 using namespace pxm;
 using namespace pxmtest;
@@ -18,26 +17,27 @@ QList<int> progressValues(const QSignalSpy& spy) {
     return values;
 }
 
-/// Chooses the targets named in the list: full bool snapshot karo voc vgg labelme.
-void choose(ExportMaskWorker& worker, const QString& targets) {
-    const QStringList names = targets.split(' ');
-    worker.setFullMask(names.contains("full"));
-    worker.setBoolMask(names.contains("bool"));
-    worker.setSnapshot(names.contains("snapshot"));
-    worker.setKaroMark(names.contains("karo"));
-    worker.setVoc(names.contains("voc"));
-    worker.setVggImageAnnotator(names.contains("vgg"));
-    worker.setLabelMe(names.contains("labelme"));
-}
 const QString kEveryTarget = "full bool snapshot karo voc vgg labelme";
 
 /// Image files in `in`, a worker that writes into `out`.
 class ExportMaskWorkerTest : public ::testing::Test {
 protected:
-    void prepare(const QString& pattern, const QString& targets) {
-        worker.setDirectory(out.path());
+    /// Chooses the pattern and the targets named in the list (see kEveryTarget).
+    static void prepare(ExportMaskWorker& worker, const QString& directory, const QString& pattern,
+                        const QString& targets) {
+        const QStringList names = targets.split(' ');
+        worker.setDirectory(directory);
         worker.setFilename(pattern);
-        choose(worker, targets);
+        worker.setFullMask(names.contains("full"));
+        worker.setBoolMask(names.contains("bool"));
+        worker.setSnapshot(names.contains("snapshot"));
+        worker.setKaroMark(names.contains("karo"));
+        worker.setVoc(names.contains("voc"));
+        worker.setVggImageAnnotator(names.contains("vgg"));
+        worker.setLabelMe(names.contains("labelme"));
+    }
+    void prepare(const QString& pattern, const QString& targets) {
+        prepare(worker, out.path(), pattern, targets);
     }
     TempDir in;
     TempDir out;
@@ -50,11 +50,7 @@ protected:
 TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
     const Label* nucleus = addLabel(project, "nucleus", 12, 3);
     const Label* odd = addLabel(project, "x{image_name}", 4, 4);
-    auto* image = new LabeledImage(&project);
-    image->setImagePath("/data/a.b.png");
-    image->setDepth(3);
-    image->createScenes();
-    project.addImage(image);
+    const LabeledImage* image = addMemoryImage(project, 1, 1, 3, "/data/a.b.png");
     worker.setDirectory("/out");
 
     const QString standard = "{image_name}_{label_id}_{z_layer}";
@@ -117,24 +113,18 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
     EXPECT_EQ(progressValues(progress), steps) << "the VGG step comes on top of the total";
 
     // Full masks hold mask ids, not label ids; each label's own mask holds 1.
-    const struct {
-        const char* file;
-        KYVO::CSize size;
-        int x, y, z;
-        double value;
-    } probes[] = {{"cells___fullmask.pgm", {8, 6, 1}, 2, 2, 0, 5},
-                  {"cells___fullmask.pgm", {8, 6, 1}, 6, 4, 0, 0},
-                  {"stack.b___fullmask.okav.gz", {8, 6, 2}, 5, 4, 1, 9},
-                  {"stack.b___fullmask.okav.gz", {8, 6, 2}, 5, 4, 0, 0},
-                  {"cells_3__mask.pbm", {8, 6, 1}, 2, 2, 0, 1},
-                  {"cells_7__mask.pbm", {8, 6, 1}, 2, 2, 0, 0}};
-    for (const auto& p : probes) {
-        SCOPED_TRACE(testing::Message() << p.file << " at " << p.x << "," << p.y << "," << p.z);
-        const auto mask = load(out.path(p.file));
-        ASSERT_TRUE(mask);
-        EXPECT_EQ(mask->size(), p.size);
-        EXPECT_EQ(mask->value(p.x, p.y, p.z), p.value);
-    }
+    auto at = [&](const char* file, int x, int y, int z) {
+        const auto mask = load(out.path(file));
+        return mask ? mask->value(x, y, z) : -1.0;
+    };
+    EXPECT_EQ(
+        QList<double>({at("cells___fullmask.pgm", 2, 2, 0), at("cells___fullmask.pgm", 6, 4, 0),
+                       at("stack.b___fullmask.okav.gz", 5, 4, 1), at("stack.b___fullmask.okav.gz", 5, 4, 0),
+                       at("cells_3__mask.pbm", 2, 2, 0), at("cells_7__mask.pbm", 2, 2, 0)}),
+        QList<double>({5, 0, 9, 0, 1, 0}));
+    for (const char* file : {"cells___fullmask.pgm", "stack.b___fullmask.okav.gz", "cells_3__mask.pbm"})
+        EXPECT_EQ(load(out.path(file))->size(), KYVO::CSize(8, 6, QString(file).contains("stack") ? 2 : 1))
+            << file;
     const auto snapshot = load(out.path("stack.b___snapshot.tiff"));
     ASSERT_TRUE(snapshot);
     EXPECT_EQ(snapshot->size(), KYVO::CSize(8, 6, 2));
@@ -154,10 +144,10 @@ TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {
     const Label* lower = addLabel(project, "lower", 1, 3);
     const Label* upper = addLabel(project, "upper", 2, 4);
     LabeledImage* image = addImageFile(project, in, "img.pgm", 10, 8);
+    image->setMaskPath(in.path("mask.pgm"));
     KYVO::CImage mask(KYVO::IMAGE_GREY_8, KYVO::CSize(10, 8, 1));
     *mask.voxel(1, 1, 0) = 7;
     KYVO::CImageIo2::Save(in.localPath("mask.pgm"), mask);
-    image->setMaskPath(in.path("mask.pgm"));
     addRect(image->scene(0), QRectF(0, 0, 6, 4), lower);
     addRect(image->scene(0), QRectF(3, 2, 6, 5), upper);
 
@@ -201,9 +191,7 @@ TEST_F(ExportMaskWorkerTest, SkippedImagesAdvanceByTheirShare) {
     for (const bool skip : {true, false}) {
         SCOPED_TRACE(skip ? "skipping" : "exporting all");
         ExportMaskWorker run(&project);
-        run.setDirectory(out.path());
-        run.setFilename(skip ? "skip_{image_name}" : "all_{image_name}");
-        choose(run, kEveryTarget);
+        prepare(run, out.path(), skip ? "skip_{image_name}" : "all_{image_name}", kEveryTarget);
         run.setSkipUnlabeled(skip);
         QSignalSpy progress(&run, &ExportMaskWorker::progressChanged);
         run.exportProject();

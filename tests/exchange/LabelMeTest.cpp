@@ -2,14 +2,11 @@
 #include "exchange/ExchangeTestSupport.h"
 #include "exchange/LabelMeReader.h"
 #include "exchange/LabelMeWriter.h"
-#include "model/commands/LabelCommands.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -33,32 +30,25 @@ QStringList labelColors(const pxm::Project& project) {
 /// Writes a file and reads it into the project without the pause; returns the reader's messages.
 constexpr auto import = &pxmtest::readText<pxm::LabelMeReader>;
 
-/// A 40×30 image with one item of every kind.
-struct SmallProject {
+TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
     pxm::Project project;
     pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 40, 30, 1, "/data/a.png");
     pxm::Label* cat = pxmtest::addLabel(project, "cat", 11, 1, Qt::red);
     pxm::Label* dog = pxmtest::addLabel(project, "dog", 12, 2, Qt::green);
+    pxm::Scene* scene = image->scene(0);
+    scene->addLabelItem(new QGraphicsRectItem(QRectF(10, 10, -4, -2)), cat);
+    auto* ellipse = new QGraphicsEllipseItem(1, 2, 3, 4);
+    ellipse->setPos(100, 100); // points stay in the item's own coordinates
+    scene->addLabelItem(ellipse, dog);
+    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4, 0}, {4, 4}})), cat);
+    scene->addLabelItem(new QGraphicsLineItem(1, 1, 5, 6), dog);
+    QPainterPath path(QPointF(0, 0));
+    path.lineTo(3, 3);
+    scene->addLabelItem(new QGraphicsPathItem(path), dog);
+    auto* orphan = new QGraphicsRectItem(0, 0, 1, 1);
+    orphan->setData(pxm::LabelIdDataKey, 999);
+    scene->addItem(orphan);
 
-    SmallProject() {
-        pxm::Scene* scene = image->scene(0);
-        scene->addLabelItem(new QGraphicsRectItem(QRectF(10, 10, -4, -2)), cat);
-        auto* ellipse = new QGraphicsEllipseItem(1, 2, 3, 4);
-        ellipse->setPos(100, 100); // points stay in the item's own coordinates
-        scene->addLabelItem(ellipse, dog);
-        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4, 0}, {4, 4}})), cat);
-        scene->addLabelItem(new QGraphicsLineItem(1, 1, 5, 6), dog);
-        QPainterPath path(QPointF(0, 0));
-        path.lineTo(3, 3);
-        scene->addLabelItem(new QGraphicsPathItem(path), dog);
-        auto* orphan = new QGraphicsRectItem(0, 0, 1, 1);
-        orphan->setData(pxm::LabelIdDataKey, 999);
-        scene->addItem(orphan);
-    }
-};
-
-TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
-    SmallProject p;
     // Topmost first; the path gets no points, the orphan is left out.
     const QByteArray expected = R"({
       "flags": {}, "imageData": null, "imageHeight": 30, "imagePath": "/data/a.png", "imageWidth": 40,
@@ -76,61 +66,108 @@ TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
       "version": "4.0.0"})";
     const QJsonDocument golden = QJsonDocument::fromJson(expected);
     ASSERT_FALSE(golden.isNull());
-    EXPECT_EQ(QString(writeImage(p.image)), QString(golden.toJson(QJsonDocument::Indented)));
+    EXPECT_EQ(QString(writeImage(image)), QString(golden.toJson(QJsonDocument::Indented)));
 
     pxm::Project bare;
-    auto* unsized = new pxm::LabeledImage(&bare);
-    EXPECT_EQ(QJsonDocument::fromJson(writeImage(unsized)).object().value("shapes").toArray().size(), 0);
-    delete unsized;
+    pxm::LabeledImage unsized(&bare);
+    EXPECT_EQ(QJsonDocument::fromJson(writeImage(&unsized)).object().value("shapes").toArray().size(), 0);
 
     // The written file imports the labels, but no items.
     pxmtest::TempDir dir;
     pxm::Project target;
     pxmtest::LogCapture log;
-    EXPECT_TRUE(import(target, dir, "a.json", writeImage(p.image)).isEmpty());
+    EXPECT_TRUE(import(target, dir, "a.json", writeImage(image)).isEmpty());
     EXPECT_EQ(pxmtest::describeImages(target), QStringList({"/data/a.png 40x30x1"}));
     EXPECT_EQ(labelColors(target), QStringList({"dog #00ff00 1.000", "cat #ff0000 1.000"}));
     EXPECT_EQ(log.lines().count("'shape' item does not have a 'shape_type' attribute."), 5);
 }
 
-TEST(LabelMeTest, FileOfAnotherToolWithEveryShapeAndColourForm) {
+TEST(LabelMeTest, HandWrittenFiles) {
     pxmtest::TempDir dir;
-    const QByteArray json = R"({
-      "version": "5.2.1", "flags": {}, "imagePath": "pics/../pics/x.jpg", "imageData": "iVBORw0KGgo=",
-      "imageHeight": 30, "imageWidth": 40,
-      "shapes": [
-        {"label": "box", "points": [[30, 20], [10, 10]], "shape_type": "rectangle",
-         "line_color": [0, 0, 255], "fill_color": null, "group_id": null, "flags": {}},
-        {"label": "ball", "points": [[10, 10], [30, 20]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]},
-        {"label": "area", "points": [[0, 0], [4, 0], [4, 4]], "shape_type": "polygon",
-         "line_color": [0, 255, 0, 128], "fill_color": [0, 300, 0]},
-        {"label": "edge", "points": [[1, 1], [5, 6], [9, 9]], "shape_type": "line"},
-        {"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle", "line_color": [0, 0, 255]},
-        {"label": "dot", "points": [[3, 3]], "shape_type": "point"},
-        {"label": "ball", "points": [[0, 0], [2, 2]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]}
-      ]})";
+    // The reader's messages, the images with their items and the labels' colours; a line of the log
+    // if one is expected.
+    struct Case {
+        const char* name;
+        QByteArray shapes; // the "shapes" array's items in a file of the image "a.png"
+        QString expected;
+        QString log;
+        QByteArray header = {}; // keys before the image path
+    };
+    const QString a = dir.path("a.png") + " 0x0x1";
+    const QList<Case> cases = {
+        {"every shape and colour form",
+         R"({"label": "box", "points": [[30, 20], [10, 10]], "shape_type": "rectangle",
+             "line_color": [0, 0, 255], "fill_color": null, "group_id": null, "flags": {}},
+            {"label": "ball", "points": [[10, 10], [30, 20]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]},
+            {"label": "area", "points": [[0, 0], [4, 0], [4, 4]], "shape_type": "polygon",
+             "line_color": [0, 255, 0, 128], "fill_color": [0, 300, 0]},
+            {"label": "edge", "points": [[1, 1], [5, 6], [9, 9]], "shape_type": "line"},
+            {"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle", "line_color": [0, 0, 255]},
+            {"label": "dot", "points": [[3, 3]], "shape_type": "point"})",
+         // Out-of-range components are clamped; the fill colour wins over the line colour.
+         a + "|  box: rect 10 10 20 10|  ball: ellipse 10 10 20 10|  area: polygon 0,0 4,0 4,4|"
+             "  edge: line 1,1 5,6|  box: rect 0 0 1 1|box #0000ff 1.000|ball #ff0000 0.502|"
+             "area #00ff00 1.000|edge #000000 1.000|dot #000000 1.000",
+         "Unsupported 'shape_type': point"},
+        {"hostile numbers are bounded",
+         R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},
+            {"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]})",
+         a + "|  h: polygon 1e+09,-1e+09 2.5,3|  h: line 0,0 1e+09,1|h #000000 1.000", "",
+         R"("imageWidth": 1e300, "imageHeight": -5, )"},
+        // Other tools write such files; the last value counts, and a replaced array must not leak.
+        {"repeated keys keep their last value",
+         R"({"label": "x", "label": "cat", "shape_type": "rectangle", "points": [[0, 0]], "points": [[1, 2], [4, 6]]})",
+         a + "|  cat: rect 1 2 3 4|cat #000000 1.000", "", R"("imagePath": [1], "shapes": [[2, 3], 4], )"},
+        // Faults in single shapes go to the log; the image is added, without items.
+        {"no label", "{}", a, "Missing 'label' attribute in 'shapes' object."},
+        {"label no string", R"({"label": 3})", a, "Expected 'label' to be a JSON string."},
+        {"no shape type", R"({"label": "a"})", a + "|a #000000 1.000",
+         "'shape' item does not have a 'shape_type' attribute."},
+        {"shape type no string", R"({"label": "a", "shape_type": 1})", a + "|a #000000 1.000",
+         "Expected 'shape_type' to be a string."},
+        {"line strip", R"({"label": "a", "shape_type": "linestrip", "points": []})", a + "|a #000000 1.000",
+         "Unsupported 'shape_type': linestrip"},
+        {"no points", R"({"label": "a", "shape_type": "polygon"})", a + "|a #000000 1.000",
+         "Expected 'points' to be a JSON array."},
+        {"points no array", R"({"label": "a", "shape_type": "circle", "points": {}})", a + "|a #000000 1.000",
+         "Expected 'points' to be a JSON array."},
+        {"one corner", R"({"label": "a", "shape_type": "rectangle", "points": [[1, 1]]})",
+         a + "|a #000000 1.000", "Expected at least two points for a 'rectangle' shape."},
+        {"short colour", R"({"label": "a", "fill_color": [1, 2]})", a + "|a #000000 1.000",
+         "Expected at least 3 values for an RGB(A) color."},
+        {"colour of text", R"({"label": "a", "line_color": [1, "x", 2]})", a + "|a #000000 1.000",
+         "Expected only numbers for RGB(A) values."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        pxm::Project project;
+        pxmtest::LogCapture log;
+        QStringList seen = import(project, dir, "s.json",
+                                  "{" + c.header + R"("imagePath": "a.png", "shapes": [)" + c.shapes + "]}");
+        seen << pxmtest::describeImages(project) << labelColors(project);
+        EXPECT_EQ(seen.join('|'), c.expected);
+        EXPECT_TRUE(c.log.isEmpty() || log.lines().contains(c.log)) << log.lines().join(" | ").toStdString();
+    }
+
+    // Image data and the image's own path are taken from the file; the whole file is one undo step:
+    // the new labels and the image, no recolouring.
     pxm::Project project;
     pxmtest::LogCapture log;
-    EXPECT_TRUE(import(project, dir, "x.json", json).isEmpty());
-    EXPECT_EQ(pxmtest::describeImages(project),
-              QStringList({dir.path("pics/x.jpg") + " 40x30x1", "  box: rect 10 10 20 10",
-                           "  ball: ellipse 10 10 20 10", "  area: polygon 0,0 4,0 4,4",
-                           "  edge: line 1,1 5,6", "  box: rect 0 0 1 1", "  ball: ellipse 0 0 2 2"}));
-    // Out-of-range components are clamped; the fill colour wins over the line colour.
-    EXPECT_EQ(labelColors(project),
-              QStringList({"box #0000ff 1.000", "ball #ff0000 0.502", "area #00ff00 1.000",
-                           "edge #000000 1.000", "dot #000000 1.000"}));
+    import(
+        project, dir, "x.json",
+        R"({"imagePath": "pics/../pics/x.jpg", "imageData": "iVBORw0KGgo=", "imageHeight": 30, "imageWidth": 40,
+               "shapes": [{"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle"},
+                          {"label": "dot", "fill_color": [1, 2, 3]}, {"label": "dot", "fill_color": [1, 2, 3]}]})");
     EXPECT_TRUE(log.lines().contains("The 'imageData' attribute is currently not supported."));
-    EXPECT_TRUE(log.lines().contains("Unsupported 'shape_type': point"));
-
-    // The whole file is one undo step: five new labels and the image, no recolouring.
+    EXPECT_EQ(pxmtest::describeImages(project),
+              QStringList({dir.path("pics/x.jpg") + " 40x30x1", "  box: rect 0 0 1 1"}));
     ASSERT_EQ(project.undoStack()->count(), 1);
-    EXPECT_EQ(project.undoStack()->command(0)->childCount(), 6);
+    EXPECT_EQ(project.undoStack()->command(0)->childCount(), 3);
     project.undoStack()->undo();
     EXPECT_TRUE(project.images().isEmpty());
     EXPECT_TRUE(project.labels().isEmpty());
     project.undoStack()->redo();
-    EXPECT_EQ(pxmtest::describeImages(project).size(), 7);
+    EXPECT_EQ(pxmtest::describeImages(project).size(), 2);
 }
 
 TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
@@ -176,6 +213,7 @@ TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
 TEST(LabelMeTest, FaultsThatEndTheFile) {
     pxmtest::TempDir dir;
     const QString path = dir.path("f.json");
+    const QString notJson = "Expected a JSON document at '" + path + "'.";
     struct Case {
         QByteArray text;
         QString error;
@@ -183,14 +221,13 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     };
     const QString point = R"({"imagePath": "a.png", "shapes": [{"label": "early", "fill_color": [1, 2, 3]}, )"
                           R"({"label": "x", "shape_type": "polygon", "points": %1}]})";
+    const QString twoNumbers = "Expected a 'point' to be a JSON array with two numbers.";
     const QList<Case> cases = {
-        {"{", "Expected a JSON document at '" + path + "'.", 0},
-        {"{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", "Expected a JSON document at '" + path + "'.", 0},
-        {QByteArray(5000, '['), "Expected a JSON document at '" + path + "'.", 0},
-        {"{\n  \"imagePath\": \"a.png\",\n  \"shapes\": [\n    {\"label\": \"y\",,}\n  ]\n}\n",
-         "Expected a JSON document at '" + path + "'.", 3},
-        {"{\"imagePath\": \"a.png\",\r\n\"shapes\": []}\r\n\r\n}",
-         "Expected a JSON document at '" + path + "'.", 3},
+        {"{", notJson, 0},
+        {"{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", notJson, 0},
+        {QByteArray(5000, '['), notJson, 0},
+        {"{\n  \"imagePath\": \"a.png\",\n  \"shapes\": [\n    {\"label\": \"y\",,}\n  ]\n}\n", notJson, 3},
+        {"{\"imagePath\": \"a.png\",\r\n\"shapes\": []}\r\n\r\n}", notJson, 3},
         {"[]", "Expected a JSON object in '" + path + "'."},
         {"{}", "Missing 'imagePath' key."},
         {R"({"imagePath": 5, "shapes": []})", "Expected 'imagePath' to be a string."},
@@ -199,9 +236,9 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
         {R"({"imagePath": "a.png", "shapes": [{"label": "early"}, 5]})",
          "Expected 'shapes' items to be JSON objects."},
         {point.arg("[5]").toUtf8(), "Expected a 'point' to be a JSON array."},
-        {point.arg("[[1]]").toUtf8(), "Expected a 'point' to be a JSON array with two numbers."},
-        {point.arg(R"([[1, "a"]])").toUtf8(), "Expected a 'point' to be a JSON array with two numbers."},
-        {point.arg("[[1, 2, 3]]").toUtf8(), "Expected a 'point' to be a JSON array with two numbers."},
+        {point.arg("[[1]]").toUtf8(), twoNumbers},
+        {point.arg(R"([[1, "a"]])").toUtf8(), twoNumbers},
+        {point.arg("[[1, 2, 3]]").toUtf8(), twoNumbers},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text.left(80).toStdString());
@@ -218,76 +255,6 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     pxmtest::runReader(reader, project, {dir.path("none.json")});
     EXPECT_EQ(pxmtest::messageTexts(reader),
               QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
-}
-
-TEST(LabelMeTest, RepeatedKeysKeepTheirLastValue) {
-    // Other tools write such files; the last value counts, and a replaced array must not leak.
-    pxmtest::TempDir dir;
-    pxm::Project project;
-    EXPECT_EQ(
-        import(project, dir, "r.json", R"({"imagePath": [1], "imagePath": "a.png", "shapes": [[2, 3], 4],
-        "shapes": [{"label": "x", "label": "cat", "shape_type": "rectangle",
-                    "points": [[0, 0]], "points": [[1, 2], [4, 6]]}]})"),
-        QStringList());
-    ASSERT_EQ(project.images().size(), 1);
-    EXPECT_EQ(project.images()[0]->imagePath(), dir.path("a.png"));
-    const QList<QGraphicsItem*> items = pxmtest::labelItems(project.images()[0]->scene(0));
-    ASSERT_EQ(items.size(), 1);
-    const auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(items[0]);
-    ASSERT_NE(rect, nullptr);
-    EXPECT_EQ(rect->rect(), QRectF(1, 2, 3, 4));
-    ASSERT_EQ(project.labels().size(), 1);
-    EXPECT_EQ(project.labels()[0]->name(), "cat");
-}
-
-TEST(LabelMeTest, FaultsInSingleShapesGoToTheLog) {
-    struct Case {
-        QByteArray shape;
-        QString log;
-        int labels;
-    };
-    const QList<Case> cases = {
-        {"{}", "Missing 'label' attribute in 'shapes' object.", 0},
-        {R"({"label": 3})", "Expected 'label' to be a JSON string.", 0},
-        {R"({"label": "a"})", "'shape' item does not have a 'shape_type' attribute.", 1},
-        {R"({"label": "a", "shape_type": 1})", "Expected 'shape_type' to be a string.", 1},
-        {R"({"label": "a", "shape_type": "linestrip", "points": []})", "Unsupported 'shape_type': linestrip",
-         1},
-        {R"({"label": "a", "shape_type": "polygon"})", "Expected 'points' to be a JSON array.", 1},
-        {R"({"label": "a", "shape_type": "circle", "points": {}})", "Expected 'points' to be a JSON array.",
-         1},
-        {R"({"label": "a", "shape_type": "rectangle", "points": [[1, 1]]})",
-         "Expected at least two points for a 'rectangle' shape.", 1},
-        {R"({"label": "a", "fill_color": [1, 2]})", "Expected at least 3 values for an RGB(A) color.", 1},
-        {R"({"label": "a", "line_color": [1, "x", 2]})", "Expected only numbers for RGB(A) values.", 1},
-    };
-    pxmtest::TempDir dir;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.shape.toStdString());
-        pxm::Project project;
-        pxmtest::LogCapture log;
-        EXPECT_TRUE(import(project, dir, "s.json", R"({"imagePath": "a.png", "shapes": [)" + c.shape + "]}")
-                        .isEmpty());
-        EXPECT_TRUE(log.lines().contains(c.log)) << log.lines().join(" | ").toStdString();
-        EXPECT_EQ(project.labels().size(), c.labels);
-        if (c.labels) {
-            EXPECT_EQ(project.labels()[0]->color(), QColor(Qt::black));
-        }
-        // The image is added, without items.
-        EXPECT_EQ(pxmtest::describeImages(project), QStringList({dir.path("a.png") + " 0x0x1"}));
-    }
-}
-
-TEST(LabelMeTest, HostileNumbersAreBounded) {
-    pxmtest::TempDir dir;
-    pxm::Project project;
-    EXPECT_TRUE(import(project, dir, "h.json",
-                       R"({"imagePath": "/h.png", "imageWidth": 1e300, "imageHeight": -5, "shapes": [)"
-                       R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},)"
-                       R"({"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]}]})")
-                    .isEmpty());
-    EXPECT_EQ(pxmtest::describeImages(project),
-              QStringList({"/h.png 0x0x1", "  h: polygon 1e+09,-1e+09 2.5,3", "  h: line 0,0 1e+09,1"}));
 }
 
 } // namespace

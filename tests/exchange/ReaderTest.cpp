@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "exchange/BaseReader.h"
 #include "exchange/CriticalReadError.h"
 #include "exchange/ExchangeTestSupport.h"
 #include "exchange/KAROMarkReader.h"
@@ -7,7 +6,8 @@
 #include "platform/CException.h"
 
 #include <QSignalSpy>
-#include <gtest/gtest.h>
+#include <functional>
+#include <map>
 #include <stdexcept>
 
 namespace {
@@ -24,58 +24,49 @@ public:
         auto* label = new pxm::Label;
         label->setName(path);
         project()->undoStack()->push(new pxm::commands::AddLabel(project(), label));
-        if (path == "critical")
-            throw pxm::CriticalReadError("broken here", 7);
-        if (path == "kyvo")
-            throw KYVO::CException("platform failure", "f()", "File", 3);
-        if (path == "std")
-            throw std::runtime_error("standard failure");
-        if (path == "qstring")
-            throw QString("string failure");
-        if (path == "chars")
-            throw "plain failure";
-        if (path == "int")
-            throw 42;
-        if (path == "warn")
-            addWarning("just a warning", 2);
+        const std::map<QString, std::function<void()>> failures = {
+            {"critical", [] { throw pxm::CriticalReadError("broken here", 7); }},
+            {"kyvo", [] { throw KYVO::CException("platform failure", "f()", "File", 3); }},
+            {"std", [] { throw std::runtime_error("standard failure"); }},
+            {"qstring", [] { throw QString("string failure"); }},
+            {"chars", [] { throw "plain failure"; }},
+            {"int", [] { throw 42; }},
+            {"warn", [this] { addWarning("just a warning", 2); }},
+        };
+        if (failures.count(path))
+            failures.at(path)();
     }
 };
 
 TEST(ReaderTest, EachFailureBecomesOneErrorAndTheImportGoesOn) {
-    struct Case {
-        QString path;
-        QString message;
-    };
-    const QList<Case> cases = {
+    const QList<QPair<QString, QString>> cases = {
         {"critical", "E 7 broken here"},  {"kyvo", "E -1 platform failure"},
         {"std", "E -1 standard failure"}, {"qstring", "E -1 string failure"},
         {"chars", "E -1 plain failure"},  {"int", "E -1 Catched exception of unknown type."},
         {"warn", "W 2 just a warning"},   {"fine", ""},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.path.toStdString());
+    for (const auto& [path, message] : cases) {
+        SCOPED_TRACE(path.toStdString());
         pxm::Project project;
         ThrowingReader reader;
         QSignalSpy paths(&reader, &pxm::BaseReader::pathChanged);
         QSignalSpy errors(&reader, &pxm::BaseReader::errorAdded);
         QSignalSpy warnings(&reader, &pxm::BaseReader::warningAdded);
-        pxmtest::runReader(reader, project, {c.path, "next"});
+        pxmtest::runReader(reader, project, {path, "next"});
 
-        EXPECT_EQ(reader.seenPaths, QStringList({c.path, "next"}));
+        EXPECT_EQ(reader.seenPaths, QStringList({path, "next"}));
         EXPECT_EQ(reader.seenProjects, QList<pxm::Project*>({&project, &project}));
         EXPECT_EQ(reader.project(), nullptr);
         EXPECT_TRUE(reader.currentPath().isEmpty());
         ASSERT_EQ(paths.count(), 2);
-        EXPECT_EQ(paths[0][0].toString(), c.path);
-        EXPECT_EQ(pxmtest::messageTexts(reader),
-                  c.message.isEmpty() ? QStringList() : QStringList{c.message});
-        EXPECT_EQ(errors.count() + warnings.count(), c.message.isEmpty() ? 0 : 1);
+        EXPECT_EQ(paths[0][0].toString(), path);
+        EXPECT_EQ(pxmtest::messageTexts(reader), message.isEmpty() ? QStringList() : QStringList{message});
+        EXPECT_EQ(errors.count() + warnings.count(), message.isEmpty() ? 0 : 1);
 
         // What was pushed before the failure stays, one undo step per file.
-        ASSERT_EQ(project.labels().size(), 2);
         QUndoStack* stack = project.undoStack();
         ASSERT_EQ(stack->count(), 2);
-        EXPECT_EQ(stack->text(0), "Import " + c.path);
+        EXPECT_EQ(stack->text(0), "Import " + path);
         EXPECT_EQ(stack->text(1), "Import next");
         stack->undo();
         EXPECT_EQ(project.labels().size(), 1);

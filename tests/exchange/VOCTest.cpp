@@ -4,10 +4,8 @@
 #include "exchange/VOCWriter.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QRegularExpression>
 #include <QXmlStreamWriter>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -23,23 +21,15 @@ QByteArray writeScene(pxm::Scene* scene) {
     return data;
 }
 
-/// A project with a 200×100 image and two rectangles, one of a label without a name.
-struct SmallProject {
+TEST(VOCTest, WriterGoldenOutputAndItsReadBack) {
+    // A 200×100 image and two rectangles, one of a label without a name.
     pxm::Project project;
     pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 200, 100, 1, "/data/set/img.png");
-
-    SmallProject() {
-        pxm::Label* a = pxmtest::addLabel(project, "A", 11, 3);
-        pxm::Label* unnamed = pxmtest::addLabel(project, "", 12, 4);
-        image->scene(0)->addLabelItem(new QGraphicsRectItem(10, 20, 30, 40), a);
-        auto* moved = new QGraphicsRectItem(0.5, 0.25, 3, 3);
-        moved->setPos(100, 50);
-        image->scene(0)->addLabelItem(moved, unnamed);
-    }
-};
-
-TEST(VOCTest, WriterGoldenOutputAndItsReadBack) {
-    SmallProject p;
+    image->scene(0)->addLabelItem(new QGraphicsRectItem(10, 20, 30, 40),
+                                  pxmtest::addLabel(project, "A", 11, 3));
+    auto* moved = new QGraphicsRectItem(0.5, 0.25, 3, 3);
+    moved->setPos(100, 50);
+    image->scene(0)->addLabelItem(moved, pxmtest::addLabel(project, "", 12, 4));
     // Boxes include half the stroke (pen width 0.5 gives a 2.5 pixel pen) on each side.
     // The layout between the tags is the XML writer's own, so it is left out of the comparison.
     const QString expected =
@@ -48,7 +38,7 @@ TEST(VOCTest, WriterGoldenOutputAndItsReadBack) {
         "<object><name>12</name><bndbox><xmin>99.25</xmin><xmax>104.75</xmax><ymin>49</ymin><ymax>54.5</ymax>"
         "</bndbox></object><object><name>A</name><bndbox><xmin>8.75</xmin><xmax>41.25</xmax>"
         "<ymin>18.75</ymin><ymax>61.25</ymax></bndbox></object></annotation>";
-    const QByteArray written = writeScene(p.image->scene(0));
+    const QByteArray written = writeScene(image->scene(0));
     EXPECT_EQ(QString(written).replace(QRegularExpression(">\\s+<"), "><").trimmed(), expected);
 
     // Read back, the boxes have grown by the stroke.

@@ -5,9 +5,9 @@
 #include "fuzz/harness/FuzzTarget.h"
 #include "platform/MemoryBudget.h"
 #include "platform/io/TiffReader.h"
+#include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFile>
 #include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -20,17 +20,20 @@ namespace {
 /// The contents of the files in a folder, by path.
 QList<QPair<QString, QByteArray>> filesIn(const QString& dir) {
     QList<QPair<QString, QByteArray>> files;
-    for (const QFileInfo& info : QDir(dir).entryInfoList(QDir::Files, QDir::Name)) {
-        QFile file(info.absoluteFilePath());
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << info.absoluteFilePath().toStdString();
-        files.append({info.absoluteFilePath(), file.readAll()});
-    }
+    for (const QFileInfo& info : QDir(dir).entryInfoList(QDir::Files, QDir::Name))
+        files.append({info.absoluteFilePath(), pxmtest::readFile(info.absoluteFilePath())});
     return files;
 }
 
 int runOn(const pxmfuzz::FuzzTarget& target, const QByteArray& bytes, int size = -1) {
     return target.run(reinterpret_cast<const std::uint8_t*>(bytes.constData()),
                       std::size_t(size < 0 ? bytes.size() : size));
+}
+
+/// Whether the target read the first `size` bytes (all by default) or refused them.
+bool readsOrRefuses(const pxmfuzz::FuzzTarget& target, const QByteArray& bytes, int size = -1) {
+    const int outcome = runOn(target, bytes, size);
+    return outcome == pxmfuzz::Read || outcome == pxmfuzz::Refused;
 }
 
 std::uint64_t residentBytes() {
@@ -63,13 +66,10 @@ TEST_F(FuzzReplay, SeedsAreReadTheirPrefixesAndSavedCrashInputsEndInAnOutcome) {
         const QByteArray& bytes = seeds.first().second;
         const bool emptyIsValid = target.name == std::string("karo") || target.name == std::string("voc");
         EXPECT_EQ(runOn(target, bytes, 0), emptyIsValid ? pxmfuzz::Read : pxmfuzz::Refused);
-        for (int n = 1; n < bytes.size(); n += n < 48 ? 1 : 97) {
-            const int outcome = runOn(target, bytes, n);
-            EXPECT_TRUE(outcome == pxmfuzz::Read || outcome == pxmfuzz::Refused) << n;
-        }
+        for (int n = 1; n < bytes.size(); n += n < 48 ? 1 : 97)
+            EXPECT_TRUE(readsOrRefuses(target, bytes, n)) << n;
         for (const auto& input : filesIn(QStringLiteral(PXM_FUZZ_DIR "/crashes/") + target.name)) {
-            const int outcome = runOn(target, input.second);
-            EXPECT_TRUE(outcome == pxmfuzz::Read || outcome == pxmfuzz::Refused) << input.first.toStdString();
+            EXPECT_TRUE(readsOrRefuses(target, input.second)) << input.first.toStdString();
             ++replayed;
         }
     }
@@ -91,12 +91,7 @@ TEST_F(FuzzReplay, AHeaderFullOfSamplesIsRefusedQuicklyWithoutTheMemoryItPromise
         close(channel[0]);
         // The machine's budget, not the fuzzers' small one, which would hide the fault.
         KYVO::MemoryBudget::setLimit(0);
-        std::string message = "read";
-        try {
-            KYVO::io::TiffReader::read(path);
-        } catch (const std::exception& e) {
-            message = e.what();
-        }
+        const std::string message = pxmtest::thrownMessage([&] { KYVO::io::TiffReader::read(path); });
         const bool sent = write(channel[1], message.data(), message.size()) == ssize_t(message.size());
         _exit(sent ? 0 : 1);
     }

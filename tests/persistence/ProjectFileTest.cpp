@@ -109,6 +109,13 @@ QString readOutcome(const QString& path) {
     }
 }
 
+/// Erases one region of the first layer's mask, as the eraser tool does.
+void erase(LabeledImage* image, const QRectF& region) {
+    image->incUsage();
+    MaskItem(image, 0).erase(region);
+    image->decUsage();
+}
+
 QStringList describeScene(const Scene* scene) {
     QStringList items;
     for (const QGraphicsItem* item : scene->items())
@@ -155,8 +162,128 @@ struct SampleProject {
         scene->addLabelItem(new QGraphicsPathItem(stroke.subtracted(hole).simplified().subtracted(corner).simplified()),
                             cell);
         volume->scene(2)->addLabelItem(new QGraphicsRectItem(0, 0, 1, 1), road);
-        project.setSetting("View.cameraMode", 2);
+        project.setSetting("View.cameraMode", "perImage");
+        project.setSetting("Autosave.interval", 5);
+        project.setCurrentImageIndex(1);
     }
+};
+
+// A valid document with one item of each kind. Keys stand in reading order, so replacing
+// the first occurrence of a text breaks exactly the check that reads it first.
+const QByteArray kDocument = R"({"$type":"pxm::Project",
+ "labels":[{"$type":"pxm::Label","name":"cell","color":{"$type":"QColor","red":1,"green":2,"blue":3,"alpha":255},
+            "opacity":0.5,"id":7,"maskId":1}],
+ "images":[{"$type":"pxm::LabeledImage","width":40,"height":30,"depth":1,"colorChannels":3,
+   "imagePath":"i.png","maskPath":"",
+   "scenes":[{"$type":"pxm::Scene","zLayer":0,"labelItems":[
+     {"$type":"QGraphicsRectItem","rect":{"$type":"QRectF","x0":1,"x1":5,"y0":2,"y1":6},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsEllipseItem","rect":{"$type":"QRectF","x0":3,"x1":4,"y0":3,"y1":4},
+      "sceneTransform":{"$type":"QTransform","values":[2,0,0,0,2,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsLineItem","line":{"$type":"QLineF","p0":{"$type":"QPointF","x":11,"y":12},
+      "p1":{"$type":"QPointF","x":13,"y":14}},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,5,5,1]},"labelId":7},
+     {"$type":"QGraphicsPolygonItem","polygon":{"$type":"QPolygonF","points":[{"$type":"QPointF","x":0,"y":0},
+      {"$type":"QPointF","x":9,"y":0},{"$type":"QPointF","x":0,"y":9}]},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
+     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[{"$type":"QPolygonF","points":[
+      {"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":8,"y":0},{"$type":"QPointF","x":8,"y":8},
+      {"$type":"QPointF","x":0,"y":8},{"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":2,"y":2},
+      {"$type":"QPointF","x":6,"y":2},{"$type":"QPointF","x":6,"y":6},{"$type":"QPointF","x":2,"y":6},
+      {"$type":"QPointF","x":2,"y":2},{"$type":"QPointF","x":0,"y":0}]}]},
+      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7}]}]}],
+ "currentImageIndex":0,
+ "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
+
+QByteArray replaced(const QByteArray& find, const QByteArray& with) {
+    const int at = kDocument.indexOf(find);
+    return at < 0 ? QByteArray() : QByteArray(kDocument).replace(at, find.size(), with);
+}
+
+struct Declared {
+    double width, height;
+    int depth;
+    int channels = 1;
+};
+
+/// A project of images with the declared sizes, each with `depth` empty scenes.
+QByteArray document(const QList<Declared>& images) {
+    QStringList entries;
+    for (int i = 0; i < images.size(); ++i) {
+        const Declared& d = images[i];
+        QStringList scenes;
+        for (int z = 0; z < d.depth; ++z)
+            scenes << QString(R"({"$type":"pxm::Scene","zLayer":%1,"labelItems":[]})").arg(z);
+        entries << QString(R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
+                           R"("imagePath":"i%5.png","scenes":[%6]})")
+                       .arg(d.width, 0, 'g', 17)
+                       .arg(d.height, 0, 'g', 17)
+                       .arg(d.depth)
+                       .arg(d.channels)
+                       .arg(i)
+                       .arg(scenes.join(','));
+    }
+    const QByteArray head = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
+    return head + entries.join(',').toUtf8() + "]}";
+}
+
+/// The reader's message, or "read" with the number of images.
+QString readBack(const QByteArray& text) {
+    pxmtest::TempDir dir;
+    const QString path = dir.path("p.json");
+    pxmtest::writeFile(path, text);
+    return readOutcome(path);
+}
+
+struct BudgetScope {
+    explicit BudgetScope(std::uint64_t bytes) { KYVO::MemoryBudget::setLimit(bytes); }
+    ~BudgetScope() { KYVO::MemoryBudget::setLimit(0); }
+};
+
+template <class Write> std::string jsonText(const Write& write) {
+    std::string text;
+    JsonTextWriter out([&text](std::string& piece) { text += piece; });
+    write(out);
+    out.finish();
+    return text;
+}
+
+std::string serializerText(const Project& p) {
+    return jsonText([&](JsonTextWriter& out) { ProjectSerializer::write(out, p); });
+}
+
+std::string snapshotText(const RecoverySnapshot& s) {
+    return jsonText([&](JsonTextWriter& out) { s.writeProject(out); });
+}
+
+/// The document with each scene's items in a fixed order: reading a project file back
+/// stacks its items the other way round.
+QJsonObject normalised(const std::string& text) {
+    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
+}
+
+KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
+    KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+    for (std::size_t i = 0; i < image.byteCount(); ++i)
+        image.data()[i] = uint8_t((i * 7 + std::size_t(seed)) % 5);
+    return image;
+}
+
+class RecoveryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        // A recovery folder of this process's own: tests run side by side.
+        m_name = QCoreApplication::applicationName();
+        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
+        QDir(RecoveryFolder::root()).removeRecursively();
+    }
+    void TearDown() override {
+        QDir(RecoveryFolder::root()).removeRecursively();
+        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
+        QCoreApplication::setApplicationName(m_name);
+    }
+    QString m_name;
+    pxmtest::TempDir dir;
 };
 
 } // namespace
@@ -179,8 +306,8 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ(labelText(read.labels()[i]), labelText(original.labels()[i]));
         ASSERT_EQ(read.images().size(), 2);
-        EXPECT_EQ(read.currentImageIndex(), 0);
-        EXPECT_EQ(read.setting("View.cameraMode").toInt(), 2);
+        EXPECT_EQ(read.currentImageIndex(), 1);
+        EXPECT_EQ(read.settings(), original.settings());
         for (int i = 0; i < 2; ++i) {
             const LabeledImage* a = original.images()[i];
             const LabeledImage* b = read.images()[i];
@@ -240,10 +367,7 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     const QString companion = dir.path("cells_pxmtool.mask.pgm");
     for (std::size_t erased : {5, 7}) {
         SCOPED_TRACE(erased);
-        image->incUsage();
-        ASSERT_NE(image->eraseOverlay(), nullptr);
-        MaskItem(image, 0).erase(QRectF(erased % 4, erased / 4, 0, 0));
-        image->decUsage();
+        erase(image, QRectF(erased % 4, erased / 4, 0, 0));
         ProjectSerializer::write(&project, dir.path("p.json"), false);
         EXPECT_EQ(image->maskPath(), companion);
         EXPECT_EQ(image->usageCount(), 0u);
@@ -265,9 +389,7 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     EXPECT_EQ(read.images()[0]->maskPath(), companion);
     // With overwriting allowed, the mask the image points at is replaced in place.
     image->setMaskPath(original);
-    image->incUsage();
-    MaskItem(image, 0).erase(QRectF(0, 0, 0, 0));
-    image->decUsage();
+    erase(image, QRectF(0, 0, 0, 0));
     ProjectSerializer::write(&project, dir.path("p.json"), true);
     EXPECT_EQ(image->maskPath(), original);
     std::unique_ptr<KYVO::CImage> replaced(KYVO::CImageIo2::Load(original.toStdString()));
@@ -301,9 +423,7 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
         ProjectReader::read(b + "/p.json", &copy);
         LabeledImage* image = copy.images()[0];
         EXPECT_EQ(image->imagePath(), b + "/img.pgm");
-        image->incUsage();
-        MaskItem(image, 0).erase(QRectF(1, 1, 0, 0));
-        image->decUsage();
+        erase(image, QRectF(1, 1, 0, 0));
         ProjectSerializer::write(&copy, b + "/p.json", false);
         EXPECT_EQ(image->maskPath(), b + "/mask_pxmtool.pgm");
     }
@@ -338,21 +458,24 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
     ASSERT_TRUE(pxmtest::writeFile(dir.path("plain-file"), old));
     ASSERT_TRUE(QDir(dir.path()).mkdir("folder.json"));
     const QStringList before = QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-    // A file size limit makes the write itself fail part way, even for root.
+    // A file size limit makes the write itself fail part way, even for root; a read-only
+    // folder refuses it (but not root).
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit small{256, limit.rlim_max};
     const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
-    struct Case {
-        QString target;
-        bool limited;
-    };
-    for (const Case& c : {Case{"folder.json", false}, Case{"plain-file/p.json", false},
-                          Case{"missing/p.json.gz", false}, Case{"old.json", true}, Case{"old.json.gz", true}}) {
-        SCOPED_TRACE(c.target.toStdString());
-        const QString target = dir.path(c.target);
-        if (c.limited)
+    enum Obstacle { None, SizeLimit, ReadOnly };
+    for (const auto& [name, obstacle] : {std::pair{"folder.json", None}, {"plain-file/p.json", None},
+                                         {"missing/p.json.gz", None}, {"old.json", SizeLimit},
+                                         {"old.json.gz", SizeLimit}, {"old.json", ReadOnly}}) {
+        SCOPED_TRACE(name);
+        const QString target = dir.path(name);
+        if (obstacle == ReadOnly && geteuid() == 0)
+            continue;
+        if (obstacle == SizeLimit)
             setrlimit(RLIMIT_FSIZE, &small);
+        if (obstacle == ReadOnly)
+            QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
         try {
             ProjectSerializer::write(&sample.project, target, false);
             ADD_FAILURE() << "no error";
@@ -361,24 +484,12 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
             EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
         }
         setrlimit(RLIMIT_FSIZE, &limit);
+        QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
         EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before);
         EXPECT_EQ(pxmtest::readFile(dir.path("old.json")), old);
         EXPECT_EQ(pxmtest::readFile(dir.path("old.json.gz")), old);
     }
     std::signal(SIGXFSZ, previousHandler);
-}
-
-TEST(ProjectFile, ReadOnlyDirectoryRefusesTheWrite) {
-    if (geteuid() == 0)
-        GTEST_SKIP() << "root writes into read-only directories";
-    SampleProject sample;
-    pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("p.json"), "old"));
-    QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::ExeOwner);
-    EXPECT_THROW(ProjectSerializer::write(&sample.project, dir.path("p.json"), false), SerializationError);
-    QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    EXPECT_EQ(pxmtest::readFile(dir.path("p.json")), "old");
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
 }
 
 TEST(ProjectFile, AFullDiskIsReportedWithTheSystemsReason) {
@@ -403,82 +514,53 @@ TEST(ProjectFile, AFullDiskIsReportedWithTheSystemsReason) {
     EXPECT_EQ(reason, QString::fromLocal8Bit(std::strerror(ENOSPC)));
 }
 
-namespace {
-
-// A valid document with one item of each kind. Keys stand in reading order, so replacing
-// the first occurrence of a text breaks exactly the check that reads it first.
-const QByteArray kDocument = R"({"$type":"pxm::Project",
- "labels":[{"$type":"pxm::Label","name":"cell","color":{"$type":"QColor","red":1,"green":2,"blue":3,"alpha":255},
-            "opacity":0.5,"id":7,"maskId":1}],
- "images":[{"$type":"pxm::LabeledImage","width":40,"height":30,"depth":1,"colorChannels":3,
-   "imagePath":"i.png","maskPath":"",
-   "scenes":[{"$type":"pxm::Scene","zLayer":0,"labelItems":[
-     {"$type":"QGraphicsRectItem","rect":{"$type":"QRectF","x0":1,"x1":5,"y0":2,"y1":6},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsEllipseItem","rect":{"$type":"QRectF","x0":3,"x1":4,"y0":3,"y1":4},
-      "sceneTransform":{"$type":"QTransform","values":[2,0,0,0,2,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsLineItem","line":{"$type":"QLineF","p0":{"$type":"QPointF","x":11,"y":12},
-      "p1":{"$type":"QPointF","x":13,"y":14}},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,5,5,1]},"labelId":7},
-     {"$type":"QGraphicsPolygonItem","polygon":{"$type":"QPolygonF","points":[{"$type":"QPointF","x":0,"y":0},
-      {"$type":"QPointF","x":9,"y":0},{"$type":"QPointF","x":0,"y":9}]},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7},
-     {"$type":"QGraphicsPathItem","path":{"$type":"QPainterPath","polygons":[{"$type":"QPolygonF","points":[
-      {"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":8,"y":0},{"$type":"QPointF","x":8,"y":8},
-      {"$type":"QPointF","x":0,"y":8},{"$type":"QPointF","x":0,"y":0},{"$type":"QPointF","x":2,"y":2},
-      {"$type":"QPointF","x":6,"y":2},{"$type":"QPointF","x":6,"y":6},{"$type":"QPointF","x":2,"y":6},
-      {"$type":"QPointF","x":2,"y":2},{"$type":"QPointF","x":0,"y":0}]}]},
-      "sceneTransform":{"$type":"QTransform","values":[1,0,0,0,1,0,0,0,1]},"labelId":7}]}]}],
- "currentImageIndex":0,
- "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
-
-QByteArray replaced(const QByteArray& find, const QByteArray& with) {
-    const int at = kDocument.indexOf(find);
-    return at < 0 ? QByteArray() : QByteArray(kDocument).replace(at, find.size(), with);
-}
-
-} // namespace
-
 TEST(ProjectReader, ReportsTheFirstFailingCheck) {
     struct Case {
         QByteArray find, with;
         QString message;
     };
+    const auto number = [](const char* type, const char* key) {
+        return QString("%1: Expected '%2' to be a number.").arg(type, key);
+    };
+    const auto missing = [](const char* type, const char* key) {
+        return QString("%1: No '%2' entry found.").arg(type, key);
+    };
+    const auto typed = [](const char* type, const char* name) {
+        return QString("%1: Expected a JSON object with '$type' '%2'.").arg(type, name);
+    };
     const QList<Case> cases = {
-        {"pxm::Project", "Project", "Project: Expected a JSON object with '$type' 'Project'."},
-        {"\"labels\"", "\"labelz\"", "Project: No 'labels' entry found."},
+        {"pxm::Project", "Project", typed("Project", "Project")},
+        {"\"labels\"", "\"labelz\"", missing("Project", "labels")},
         {"\"labels\":[", "\"labels\":7,\"l\":[", "Project: Expected 'labels' to be an array."},
-        {"\"images\"", "\"imagez\"", "Project: No 'images' entry found."},
+        {"\"images\"", "\"imagez\"", missing("Project", "images")},
         {"\"images\":[", "\"images\":7,\"i\":[", "Project: Expected 'images' to be an array."},
-        {"\"currentImageIndex\"", "\"x\"", "Project: No 'currentImageIndex' entry found."},
-        {"\"currentImageIndex\":0", "\"currentImageIndex\":\"0\"",
-         "Project: Expected 'currentImageIndex' to be a number."},
+        {"\"currentImageIndex\"", "\"x\"", missing("Project", "currentImageIndex")},
+        {"\"currentImageIndex\":0", "\"currentImageIndex\":\"0\"", number("Project", "currentImageIndex")},
         {"\"settings\":{", "\"settings\":[],\"s\":{", "Project: Expected 'settings' to be an object."},
-        {"pxm::Label", "Label", "Label: Expected a JSON object with '$type' 'Label'."},
+        {"pxm::Label", "Label", typed("Label", "Label")},
         {"\"name\":\"cell\"", "\"name\":null", "Label: Expected 'name' to be a string."},
-        {"\"$type\":\"QColor\"", "\"$type\":\"QColour\"", "QColor: Expected a JSON object with '$type' 'QColor'."},
-        {"\"red\":1", "\"red\":true", "QColor: Expected 'red' to be a number."},
-        {"\"green\":2", "\"grun\":2", "QColor: Expected 'green' to be a number."},
-        {"\"blue\":3", "\"blue\":[3]", "QColor: Expected 'blue' to be a number."},
-        {"\"alpha\":255", "\"alpha\":\"255\"", "QColor: Expected 'alpha' to be a number."},
-        {"\"opacity\":0.5", "\"opacity\":\"half\"", "Label: Expected 'opacity' to be a number."},
-        {"\"id\":7", "\"id\":\"7\"", "Label: Expected 'id' to be a number."},
-        {"\"maskId\":1", "\"maskID\":1", "Label: Expected 'maskId' to be a number."},
+        {"\"$type\":\"QColor\"", "\"$type\":\"QColour\"", typed("QColor", "QColor")},
+        {"\"red\":1", "\"red\":true", number("QColor", "red")},
+        {"\"green\":2", "\"grun\":2", number("QColor", "green")},
+        {"\"blue\":3", "\"blue\":[3]", number("QColor", "blue")},
+        {"\"alpha\":255", "\"alpha\":\"255\"", number("QColor", "alpha")},
+        {"\"opacity\":0.5", "\"opacity\":\"half\"", number("Label", "opacity")},
+        {"\"id\":7", "\"id\":\"7\"", number("Label", "id")},
+        {"\"maskId\":1", "\"maskID\":1", number("Label", "maskId")},
         {"\"id\":7", "\"id\":1e20", "Label: Expected 'id' to be a whole number within 32 bits."},
         {"\"maskId\":1", "\"maskId\":1.5", "Label: Expected 'maskId' to be a whole number within 32 bits."},
-        {"pxm::LabeledImage", "LabeledImage", "Image: Expected a JSON object with '$type' 'LabeledImage'."},
-        {"\"width\":40,", "", "Image: No 'width' entry found."},
-        {"\"width\":40", "\"width\":\"40\"", "Image: Expected 'width' to be a number."},
-        {"\"height\":30,", "", "Image: No 'height' entry found."},
-        {"\"height\":30", "\"height\":{}", "Image: Expected 'height' to be a number."},
-        {"\"depth\":1,", "", "Image: No 'depth' entry found."},
-        {"\"depth\":1", "\"depth\":null", "Image: Expected 'depth' to be a number."},
-        {"\"colorChannels\":3,", "", "Image: No 'colorChannels' entry found."},
-        {"\"colorChannels\":3", "\"colorChannels\":false", "Image: Expected 'colorChannels' to be a number."},
-        {"\"imagePath\":\"i.png\",", "", "Image: No 'imagePath' entry found."},
+        {"pxm::LabeledImage", "LabeledImage", typed("Image", "LabeledImage")},
+        {"\"width\":40,", "", missing("Image", "width")},
+        {"\"width\":40", "\"width\":\"40\"", number("Image", "width")},
+        {"\"height\":30,", "", missing("Image", "height")},
+        {"\"height\":30", "\"height\":{}", number("Image", "height")},
+        {"\"depth\":1,", "", missing("Image", "depth")}, {"\"depth\":1", "\"depth\":null", number("Image", "depth")},
+        {"\"colorChannels\":3,", "", missing("Image", "colorChannels")},
+        {"\"colorChannels\":3", "\"colorChannels\":false", number("Image", "colorChannels")},
+        {"\"imagePath\":\"i.png\",", "", missing("Image", "imagePath")},
         {"\"imagePath\":\"i.png\"", "\"imagePath\":1", "Image: Expected 'imagePath' to be a string."},
         {"\"maskPath\":\"\"", "\"maskPath\":null", "Image: Expected 'maskPath' to be a string."},
-        {"\"scenes\":[", "\"scenez\":[", "Image: No 'scenes' entry found."},
+        {"\"scenes\":[", "\"scenez\":[", missing("Image", "scenes")},
         {"\"scenes\":[", "\"scenes\":\"\",\"s\":[", "Image: Expected 'scenes' to be an array."},
         {"\"depth\":1", "\"depth\":3", "Image: The size of 'scenes' does not match the image's' depth."},
         // Sizes no image can have: checked against the scenes before anything is created.
@@ -486,42 +568,34 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"depth\":1", "\"depth\":-1", "Image: The size of 'scenes' does not match the image's' depth."},
         {"\"width\":40", "\"width\":-40", "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
         {"\"height\":30", "\"height\":1e10", "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
-        {"pxm::Scene", "Scene", "Scene: Expected a JSON object with '$type' 'Scene'."},
-        {"\"zLayer\":0,", "", "Scene: No 'zLayer' entry found."},
-        {"\"zLayer\":0", "\"zLayer\":\"0\"", "Scene: Expected 'zLayer' to be a number."},
+        {"pxm::Scene", "Scene", typed("Scene", "Scene")}, {"\"zLayer\":0,", "", missing("Scene", "zLayer")},
+        {"\"zLayer\":0", "\"zLayer\":\"0\"", number("Scene", "zLayer")},
         {"\"zLayer\":0", "\"zLayer\":1", "Scene: Expected another 'zLayer' at this point."},
-        {"\"labelItems\"", "\"items\"", "Scene: No 'labelItems' entry found."},
+        {"\"labelItems\"", "\"items\"", missing("Scene", "labelItems")},
         {"\"labelItems\":[", "\"labelItems\":0,\"a\":[", "Scene: Expected 'labelItems' to be an array."},
         {"QGraphicsRectItem", "QGraphicsSquareItem",
          "QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type."},
-        {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"", "QRectF: Expected a JSON object with '$type' 'QRectF'."},
-        {"\"x0\":1", "\"x0\":\"1\"", "QRectF: Expected 'x0' to be a number."},
-        {"\"x1\":5", "\"x1\":null", "QRectF: Expected 'x1' to be a number."},
-        {"\"y0\":2", "\"y\":2", "QRectF: Expected 'y0' to be a number."},
-        {"\"y1\":6", "\"y1\":[]", "QRectF: Expected 'y1' to be a number."},
-        {"\"$type\":\"QTransform\"", "\"$type\":\"QMatrix\"",
-         "QTransform: Expected a JSON object with '$type' 'QTransform'."},
+        {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"", typed("QRectF", "QRectF")},
+        {"\"x0\":1", "\"x0\":\"1\"", number("QRectF", "x0")}, {"\"x1\":5", "\"x1\":null", number("QRectF", "x1")},
+        {"\"y0\":2", "\"y\":2", number("QRectF", "y0")}, {"\"y1\":6", "\"y1\":[]", number("QRectF", "y1")},
+        {"\"$type\":\"QTransform\"", "\"$type\":\"QMatrix\"", typed("QTransform", "QTransform")},
         {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0]",
          "QTransform: Expected 'values' to be a JSON array with 9 numbers."},
         {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]", "QTransform: Expected 'values' to contain only numbers."},
-        {"\"labelId\":7", "\"labelId\":\"7\"", "QGraphicsItem: Expected 'labelId' to be a number."},
+        {"\"labelId\":7", "\"labelId\":\"7\"", number("QGraphicsItem", "labelId")},
         {"\"labelId\":7", "\"labelId\":4294967296",
          "QGraphicsItem: Expected 'labelId' to be a whole number within 32 bits."},
-        {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"", "QLineF: Expected a JSON object with '$type' 'QLineF'."},
-        {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11", "QPointF: Expected a JSON object with '$type' 'QPointF'."},
-        {"\"x\":11", "\"x\":\"11\"", "QPointF: Expected 'x' to be a number."},
-        {"\"y\":12", "\"y\":null", "QPointF: Expected 'y' to be a number."},
-        {"\"$type\":\"QPolygonF\"", "\"$type\":\"QPolygon\"",
-         "QPolygonF: Expected a JSON object with '$type' 'QPolygonF'."},
+        {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"", typed("QLineF", "QLineF")},
+        {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11", typed("QPointF", "QPointF")},
+        {"\"x\":11", "\"x\":\"11\"", number("QPointF", "x")}, {"\"y\":12", "\"y\":null", number("QPointF", "y")},
+        {"\"$type\":\"QPolygonF\"", "\"$type\":\"QPolygon\"", typed("QPolygonF", "QPolygonF")},
         {"\"points\":[", "\"points\":null,\"p\":[", "QPolygonF: Expected 'points' to be an array."},
-        {"\"$type\":\"QPainterPath\"", "\"$type\":\"QPath\"",
-         "QPainterPath: Expected a JSON object with '$type' 'QPainterPath'."},
+        {"\"$type\":\"QPainterPath\"", "\"$type\":\"QPath\"", typed("QPainterPath", "QPainterPath")},
         {"\"polygons\":[", "\"polygons\":{},\"p\":[", "QPainterPath: Expected 'polygons' to be an array."},
         {"\"polygons\":[", "\"fillRule\":\"Even\",\"polygons\":[",
          "QPainterPath: Expected 'fillRule' to be 'WindingFill' or 'OddEvenFill'."},
-        {"\"maskId\":1", "\"maskId\":1,\"penWidth\":\"1\"", "Label: Expected 'penWidth' to be a number."},
-        {"\"maskId\":1", "\"maskId\":1,\"secondaryOpacity\":null",
-         "Label: Expected 'secondaryOpacity' to be a number."},
+        {"\"maskId\":1", "\"maskId\":1,\"penWidth\":\"1\"", number("Label", "penWidth")},
+        {"\"maskId\":1", "\"maskId\":1,\"secondaryOpacity\":null", number("Label", "secondaryOpacity")},
         // An empty find stands for a whole document of its own.
         {"", "[{\"$type\":\"pxm::Project\"}]", "Expected a JSON document at '%1'."},
         {"", "", "Expected a JSON document at '%1'."},
@@ -598,167 +672,42 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
 // Project files that declare more than this machine could ever hold are refused by the reader,
 // with its message, before the scenes or volumes behind the numbers exist.
 
-namespace {
-
-struct Declared {
-    double width, height;
-    int depth;
-    int channels = 1;
-};
-
-/// A project of images with the declared sizes, each with `depth` empty scenes.
-QByteArray document(const QList<Declared>& images) {
-    QByteArray text = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
-    for (int i = 0; i < images.size(); ++i) {
-        const Declared& d = images[i];
-        text += QString(R"(%1{"$type":"pxm::LabeledImage","width":%2,"height":%3,"depth":%4,)"
-                        R"("colorChannels":%5,"imagePath":"i%6.png","scenes":[)")
-                    .arg(i ? "," : "")
-                    .arg(d.width, 0, 'g', 17)
-                    .arg(d.height, 0, 'g', 17)
-                    .arg(d.depth)
-                    .arg(d.channels)
-                    .arg(i)
-                    .toUtf8();
-        for (int z = 0; z < d.depth; ++z)
-            text +=
-                QString(R"(%1{"$type":"pxm::Scene","zLayer":%2,"labelItems":[]})").arg(z ? "," : "").arg(z).toUtf8();
-        text += "]}";
-    }
-    return text + "]}";
-}
-
-/// The reader's message, or "read" with the number of images.
-QString readBack(const QByteArray& text) {
-    pxmtest::TempDir dir;
-    const QString path = dir.path("p.json");
-    pxmtest::writeFile(path, text);
-    return readOutcome(path);
-}
-
-struct BudgetScope {
-    explicit BudgetScope(std::uint64_t bytes) { KYVO::MemoryBudget::setLimit(bytes); }
-    ~BudgetScope() { KYVO::MemoryBudget::setLimit(0); }
-};
-
-} // namespace
-
-TEST(ProjectLimits, AbsurdSizesAreRefusedOnAnyMachine) {
-    EXPECT_EQ(readBack(document({{4294967295.0, 4294967295.0, 1}})),
-              "Image: The declared size 4294967295 x 4294967295 x 1 does not fit in the memory of this machine.");
-    EXPECT_EQ(readBack(document({{1 << 20, 1 << 20, 3, 3}})),
-              "Image: The declared size 1048576 x 1048576 x 3 does not fit in the memory of this machine.");
-    EXPECT_EQ(readBack(document({{2048, 2048, 3, 3}, {0, 0, 2}})), "read 2") << "real sizes and unknown ones pass";
-}
-
-TEST(ProjectLimits, TheBudgetBoundsEachImageAndAllLayersTogether) {
-    // 1 MiB: an image holds its pixels, a mask and an erase overlay (channels + 2 bytes per
-    // voxel) and every layer costs 4 KiB of scene.
-    const BudgetScope budget(1 << 20);
+TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
+    // With a budget of 1 MiB, an image holds its pixels, a mask and an erase overlay
+    // (channels + 2 bytes per voxel) and every layer costs 4 KiB of scene.
     struct Case {
+        std::uint64_t budget; // 0: the machine's
         QList<Declared> images;
         QString outcome;
     };
+    const QString tooBig = "Image: The declared size %1 does not fit in the memory of this machine.";
     const QList<Case> cases = {
-        {{{512, 400, 1, 3}}, "read 1"},
-        {{{512, 512, 1, 3}}, "Image: The declared size 512 x 512 x 1 does not fit in the memory of this machine."},
-        {{{256, 256, 6, 1}}, "Image: The declared size 256 x 256 x 6 does not fit in the memory of this machine."},
-        {{{1, 1, 200}, {1, 1, 50}}, "read 2"},
-        {{{1, 1, 300}}, "Image: The declared size 1 x 1 x 300 does not fit in the memory of this machine."},
+        {0, {{4294967295.0, 4294967295.0, 1}}, tooBig.arg("4294967295 x 4294967295 x 1")},
+        {0, {{1 << 20, 1 << 20, 3, 3}}, tooBig.arg("1048576 x 1048576 x 3")},
+        {0, {{2048, 2048, 3, 3}, {0, 0, 2}}, "read 2"}, // real sizes and unknown ones pass
+        {1 << 20, {{512, 400, 1, 3}}, "read 1"},
+        {1 << 20, {{512, 512, 1, 3}}, tooBig.arg("512 x 512 x 1")},
+        {1 << 20, {{256, 256, 6, 1}}, tooBig.arg("256 x 256 x 6")},
+        {1 << 20, {{1, 1, 200}, {1, 1, 50}}, "read 2"},
+        {1 << 20, {{1, 1, 300}}, tooBig.arg("1 x 1 x 300")},
         // Each image fits alone; their scenes together do not.
-        {{{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
+        {1 << 20,
+         {{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
          "Project: The images declare 257 z-layers or more, more than the memory of this machine can hold."},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.outcome.toStdString());
+        const BudgetScope budget(c.budget);
         EXPECT_EQ(readBack(document(c.images)), c.outcome);
     }
 }
 
-namespace {
-
-void addItem(Scene* scene, QGraphicsItem* item, int labelId, const QTransform& transform = {}) {
-    item->setData(LabelIdDataKey, labelId);
-    item->setTransform(transform);
-    scene->addLabelItem(item);
-}
-
-/// Labels, a 2D image with an item of every kind (transformed ones too) and settings.
-void fill(Project& project) {
-    project.createLabel()->setName(QString::fromUtf8("Zelle \"ä\""));
-    project.createLabel()->setId(77);
-    LabeledImage* flat = pxmtest::addImageByPath(project, "/data/cells.png", 40, 30, 1);
-    Scene* scene = flat->scene(0);
-    const int id = project.labels()[0]->id();
-    addItem(scene, new QGraphicsRectItem(1.5, 2, 10, 5), id, QTransform::fromTranslate(3, 4));
-    addItem(scene, new QGraphicsEllipseItem(5, 5, 7, 3), 77);
-    addItem(scene, new QGraphicsLineItem(0, 0, 9.25, 1e-3), id, QTransform().rotate(30));
-    addItem(scene, new QGraphicsPolygonItem(QPolygonF({{0, 0}, {4, 0}, {2, 3.5}})), 77);
-    QPainterPath path;
-    path.addEllipse(10, 10, 6, 4);
-    addItem(scene, new QGraphicsPathItem(path), id);
-    LabeledImage* volume = pxmtest::addImageByPath(project, "/data/stack.okav", 8, 6, 3);
-    addItem(volume->scene(2), new QGraphicsRectItem(0, 0, 2, 2), 77);
-    project.setSetting("View.cameraMode", "perImage");
-    project.setSetting("Autosave.interval", 5);
-    project.setPath("/data/study.json.gz");
-    project.setCurrentImageIndex(1);
-}
-
-template <class Write> std::string jsonText(const Write& write) {
-    std::string text;
-    JsonTextWriter out([&text](std::string& piece) { text += piece; });
-    write(out);
-    out.finish();
-    return text;
-}
-
-std::string serializerText(const Project& p) {
-    return jsonText([&](JsonTextWriter& out) { ProjectSerializer::write(out, p); });
-}
-
-std::string snapshotText(const RecoverySnapshot& s) {
-    return jsonText([&](JsonTextWriter& out) { s.writeProject(out); });
-}
-
-/// The document with each scene's items in a fixed order: reading a project file back
-/// stacks its items the other way round.
-QJsonObject normalised(const std::string& text) {
-    return pxmtest::withSortedItems(QByteArray::fromStdString(text));
-}
-
-KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
-    KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
-    for (std::size_t i = 0; i < image.byteCount(); ++i)
-        image.data()[i] = uint8_t((i * 7 + std::size_t(seed)) % 5);
-    return image;
-}
-
-class RecoveryTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        // A recovery folder of this process's own: tests run side by side.
-        m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
-        QDir(RecoveryFolder::root()).removeRecursively();
-    }
-    void TearDown() override {
-        QDir(RecoveryFolder::root()).removeRecursively();
-        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
-        QCoreApplication::setApplicationName(m_name);
-    }
-    QString m_name;
-    pxmtest::TempDir dir;
-};
-
-} // namespace
-
 TEST_F(RecoveryTest, SnapshotTextIsTheProjectFileText) {
-    Project project;
-    fill(project);
+    SampleProject sample;
+    Project& project = sample.project;
     RecoverySnapshot snapshot;
     snapshot.capture(project);
-    EXPECT_EQ(snapshot.itemCount(), 6u);
+    EXPECT_EQ(snapshot.itemCount(), 8u);
     const std::string expected = serializerText(project);
     EXPECT_EQ(snapshotText(snapshot), expected);
     // The copy is frozen: later edits of the project do not reach it.
@@ -807,12 +756,13 @@ TEST_F(RecoveryTest, ShadowCopiesOnlyStaleLayersAndCountsRealChanges) {
 }
 
 TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresExactly) {
-    Project project;
-    fill(project);
+    SampleProject sample;
+    Project& project = sample.project;
     LabeledImage* volume = project.images()[1];
-    const KYVO::CImage mask = pattern(8, 6, 3, 2);
+    volume->setImagePath("/data/volume.tif");
+    const KYVO::CImage mask = pattern(32, 32, 3, 2);
     volume->setMaskPath(dir.path("stack_mask.okav.gz"));
-    KYVO::CImageIo2::Save(dir.localPath("stack_mask.okav.gz"), pattern(8, 6, 3, 0));
+    KYVO::CImageIo2::Save(dir.localPath("stack_mask.okav.gz"), pattern(32, 32, 3, 0));
     volume->setMask(new KYVO::CImage(mask), true, false);
     KYVO::CImage overlay(KYVO::IMAGE_GREY_8, mask.size());
     overlay.layer(1)[3] = 2;
@@ -869,9 +819,9 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
 }
 
 TEST_F(RecoveryTest, NewerSnapshotReplacesTheOlderAndKeepsUnchangedVolumes) {
-    Project project;
-    fill(project);
-    const auto volume = std::make_shared<const KYVO::CImage>(pattern(8, 6, 3, 4));
+    SampleProject sample;
+    Project& project = sample.project;
+    const auto volume = std::make_shared<const KYVO::CImage>(pattern(32, 32, 3, 4));
     RecoveryFolder owner;
     QString error;
     ASSERT_TRUE(owner.create(&error));
@@ -965,31 +915,11 @@ TEST(JsonTree, FindsMembersAndElements) {
 
 // Qt's JSON writer is the reference: every number must print as QJsonDocument prints it.
 TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
-    QList<double> numbers = {0.0,
-                             -0.0,
-                             1,
-                             -1,
-                             0.5,
-                             0.1,
-                             0.0001,
-                             0.00012345,
-                             1e-5,
-                             -1.5e-7,
-                             5e-324,
-                             1e-300,
-                             123456789.5,
-                             4294967295.0,
-                             1e15,
-                             1e17,
-                             9007199254740993.0,
-                             -9223372036854775808.0,
-                             9223372036854775808.0,
-                             1e20,
-                             -1.7976931348623157e308,
-                             0.30000000000000004,
-                             std::numeric_limits<double>::denorm_min(),
-                             std::nextafter(1.0, 2.0),
-                             std::nextafter(0.0001, 0.0)};
+    using L = std::numeric_limits<double>;
+    QList<double> numbers = {0.0, -0.0, 1, -1, 0.5, 0.1, 0.0001, 0.00012345, 1e-5, -1.5e-7, 5e-324, 1e-300,
+                             123456789.5, 4294967295.0, 1e15, 1e17, 9007199254740993.0, -9223372036854775808.0,
+                             9223372036854775808.0, 1e20, -1.7976931348623157e308, 0.30000000000000004,
+                             L::denorm_min(), std::nextafter(1.0, 2.0), std::nextafter(0.0001, 0.0)};
     QRandomGenerator random(3);
     for (int i = 0; i < 5000; ++i) {
         // Mantissas of every length across the whole exponent range, and plain coordinates.
@@ -1009,29 +939,17 @@ TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
 }
 
 TEST(JsonTextWriter, ProjectTextIsQtsIndentedForm) {
-    Project project;
-    auto* label = new Label;
+    // The sample project with text to escape, odd numbers and an empty path.
+    SampleProject sample;
+    Project& project = sample.project;
+    Label* label = project.labels()[0];
     label->setName("a \"quoted\" \\ name\twith tab, é and \u20ac");
     label->setColor(QColor(1, 2, 3, 4));
-    label->setId(-5);
-    project.addLabel(label);
-    project.createLabel();
-    for (uint32_t depth : {1u, 3u}) {
-        auto* image = new LabeledImage(&project);
-        image->setWidth(7);
-        image->setHeight(9);
-        image->setDepth(depth);
-        image->setImagePath(QString("C:\\images\\%1\u00e4.tif").arg(depth));
-        image->setMaskPath(depth == 1 ? "" : "m\x01.pgm");
-        image->createScenes();
-        project.addImage(image);
-        image->scene(0)->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})),
-                                      label);
-        image->scene(0)->addLabelItem(new QGraphicsPathItem, label);
-        auto* rect = new QGraphicsRectItem(0.25, 1, 3, 4);
-        rect->setTransform(QTransform().rotate(33).scale(1.5, 0.2));
-        image->scene(0)->addLabelItem(rect, label);
-    }
+    project.images()[0]->setImagePath("C:\\images\\1\u00e4.tif");
+    project.images()[1]->setMaskPath("m\x01.pgm");
+    Scene* scene = project.images()[1]->scene(0);
+    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})), label);
+    scene->addLabelItem(new QGraphicsPathItem, label);
     project.setSetting("View.cameraMode", 3);
     project.setSetting("Tools.list", QVariantList{1, "two", QVariantMap{{"z", 0.5}, {"a", QVariantList{}}}});
     project.setSetting("Label.name", "\"x\"");

@@ -7,13 +7,13 @@
 #include "persistence/SettingsPages.h"
 #include "persistence/SettingsToolPages.h"
 #include "platform/CRegistry.h"
+#include "platform/CValueJson.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QKeySequenceEdit>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -36,115 +36,112 @@ protected:
     static KYVO::CRegistry& registry() { return KYVO::CRegistry::Obj(); }
 };
 
+QComboBox* box(const ReannotationSettings& page, int row, int column) {
+    return qobject_cast<QComboBox*>(page.table()->cellWidget(row, column));
+}
+
 } // namespace
 
-TEST_F(SettingsTest, ViewPageShowsModeByItemDataAndWritesChangesAtOnce) {
+TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndUserDefaults) {
     Project project;
-    ViewSettings page(&project);
-    QComboBox* mode = page.cameraModeBox();
-    ASSERT_EQ(mode->count(), 3);
-    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(), mode->itemData(2).toString()};
-    EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
-    EXPECT_DOUBLE_EQ(page.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
-    // Defaults when the project has no values.
-    page.projectToUi();
-    EXPECT_EQ(mode->currentData().toString(), "perProject");
-    project.setSetting("View.cameraMode", "perImage");
-    project.setSetting("ZoomView.radius", 333);
-    project.setSetting("ZoomView.zoom", 0.125);
-    QSignalSpy changes(&project, &Project::settingsChanged);
-    page.projectToUi();
-    EXPECT_EQ(mode->currentIndex(), 1);
-    EXPECT_EQ(page.zoomRadiusBox()->value(), 333);
-    EXPECT_DOUBLE_EQ(page.zoomFactorBox()->value(), 0.125);
-    EXPECT_EQ(changes.count(), 0) << "filling the widgets writes nothing back";
-    EXPECT_FALSE(registry().Has("main"));
-    mode->setCurrentIndex(0);
-    EXPECT_EQ(project.setting("View.cameraMode").toString(), "reset");
-    EXPECT_EQ(registry().GetString("main/Settings/View/CameraMode"), "reset");
-    EXPECT_FALSE(registry().Has("main/Settings/View/ViewRadius")) << "only changed values become defaults";
-    page.zoomRadiusBox()->setValue(120);
-    page.zoomFactorBox()->setValue(4.5);
-    EXPECT_EQ(project.setting("ZoomView.radius").toInt(), 120);
-    EXPECT_EQ(registry().GetLong("main/Settings/View/ViewRadius"), 120);
-    EXPECT_DOUBLE_EQ(registry().GetDouble("main/Settings/View/ViewZoom"), 4.5);
-}
-
-TEST_F(SettingsTest, BoxToolPagesUseTheirPrefixAndRegistryGroup) {
-    for (const QString prefix : {"RectTool", "EllipseTool"}) {
-        SCOPED_TRACE(prefix.toStdString());
-        registry().Clear();
-        Project project;
-        RectToolSettings page(prefix, prefix + " title", &project);
-        page.projectToUi();
-        EXPECT_TRUE(page.oneClickBox()->isChecked());
-        EXPECT_EQ(page.widthBox()->value(), 1);
-        project.setSetting(prefix + ".oneClick", false);
-        project.setSetting(prefix + ".defaultWidth", 7);
-        project.setSetting(prefix + ".defaultHeight", 9);
-        page.projectToUi();
-        EXPECT_FALSE(page.oneClickBox()->isChecked());
-        EXPECT_EQ(page.widthBox()->value(), 7);
-        EXPECT_EQ(page.heightBox()->value(), 9);
-        EXPECT_FALSE(registry().Has("main"));
-        page.heightBox()->setValue(12);
-        EXPECT_EQ(project.setting(prefix + ".defaultHeight").toInt(), 12);
-        const std::string group = "main/Settings/" + prefix.toStdString();
-        EXPECT_EQ(registry().GetLong(group + "/Height"), 12);
-        EXPECT_FALSE(registry().Has(group + "/Width"));
-        page.oneClickBox()->setChecked(true);
-        EXPECT_TRUE(project.setting(prefix + ".oneClick").toBool());
-        KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
-        EXPECT_TRUE(registry().GetBool(group + "/OneClick", false, &err));
-        EXPECT_EQ(err, KYVO::CValue::ERR_OK) << "stored as a bool";
-    }
-}
-
-TEST_F(SettingsTest, BrushPagesWriteTheirOwnKeys) {
-    Project project;
+    ViewSettings view(&project);
+    RectToolSettings rect("RectTool", "Rect", &project), ellipse("EllipseTool", "Ellipse", &project);
     FreehandToolSettings freehand(&project);
     EraserToolSettings eraser(&project);
-    project.setSetting("EraserTool.brushWidth", 30);
-    eraser.projectToUi();
-    EXPECT_EQ(eraser.brushWidthBox()->value(), 30);
-    freehand.brushWidthBox()->setValue(5);
-    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 5);
-    EXPECT_EQ(registry().GetLong("main/Settings/FreeHandTool/BrushWidth"), 5);
-    EXPECT_FALSE(registry().Has("main/Settings/EraserTool"));
-    eraser.brushWidthBox()->setValue(0);
-    EXPECT_EQ(project.setting("EraserTool.brushWidth").toInt(), 1) << "minimum 1";
-}
-
-TEST_F(SettingsTest, SerializationAndTextPages) {
-    Project project;
     SerializationSettings serialization(&project);
     StatusLineSettings status(&project);
     ScriptSettings script(&project);
-    for (SettingsPage* page : QList<SettingsPage*>{&serialization, &status, &script})
+    LabelSettings label(&project);
+    const QList<SettingsPage*> pages = {&view,          &rect,   &ellipse, &freehand, &eraser,
+                                        &serialization, &status, &script,  &label};
+    for (SettingsPage* page : pages)
         page->projectToUi();
+    // The defaults when the project has no values.
+    QComboBox* mode = view.cameraModeBox();
+    EXPECT_EQ(mode->currentData().toString(), "perProject");
+    EXPECT_TRUE(rect.oneClickBox()->isChecked() && ellipse.oneClickBox()->isChecked());
+    EXPECT_EQ(rect.widthBox()->value(), 1);
     EXPECT_FALSE(serialization.overwriteMaskBox()->isChecked());
     EXPECT_EQ(status.formatEdit()->text(), "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
     EXPECT_EQ(script.pathEdit()->text(), "KAROcmd %1 Otsu.ndp");
+    EXPECT_EQ(label.primaryOpacitySlider()->value(), 700);
+    ASSERT_EQ(mode->count(), 3);
+    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(), mode->itemData(2).toString()};
+    EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
+    EXPECT_DOUBLE_EQ(view.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
+    // The project's values.
+    const QList<QPair<QString, QVariant>> values = {
+        {"View.cameraMode", "perImage"}, {"ZoomView.radius", 333},        {"ZoomView.zoom", 0.125},
+        {"RectTool.oneClick", false},    {"RectTool.defaultWidth", 7},    {"RectTool.defaultHeight", 9},
+        {"EllipseTool.oneClick", false}, {"EllipseTool.defaultWidth", 7}, {"EllipseTool.defaultHeight", 9},
+        {"EraserTool.brushWidth", 30}};
+    for (const auto& [key, value] : values)
+        project.setSetting(key, value);
+    QSignalSpy changes(&project, &Project::settingsChanged);
+    for (SettingsPage* page : pages)
+        page->projectToUi();
+    EXPECT_EQ(mode->currentIndex(), 1);
+    EXPECT_EQ(view.zoomRadiusBox()->value(), 333);
+    EXPECT_DOUBLE_EQ(view.zoomFactorBox()->value(), 0.125);
+    for (RectToolSettings* box : {&rect, &ellipse}) {
+        EXPECT_FALSE(box->oneClickBox()->isChecked());
+        EXPECT_EQ(box->widthBox()->value(), 7);
+        EXPECT_EQ(box->heightBox()->value(), 9);
+    }
+    EXPECT_EQ(eraser.brushWidthBox()->value(), 30);
+    EXPECT_EQ(changes.count(), 0) << "filling the widgets writes nothing back";
+    EXPECT_FALSE(registry().Has("main"));
+    // Edits reach the project at once.
+    mode->setCurrentIndex(0);
+    view.zoomRadiusBox()->setValue(120);
+    view.zoomFactorBox()->setValue(4.5);
+    rect.heightBox()->setValue(12);
+    rect.oneClickBox()->setChecked(true);
+    ellipse.heightBox()->setValue(13);
+    ellipse.oneClickBox()->setChecked(true);
+    freehand.brushWidthBox()->setValue(5);
+    eraser.brushWidthBox()->setValue(0); // at least 1
     serialization.lazyLoadImagesBox()->setChecked(true);
-    EXPECT_TRUE(project.setting("SerializationSettings.lazyLoadImages").toBool());
-    EXPECT_TRUE(registry().GetBool("main/Settings/Serialization/LazyLoadImages"));
-    EXPECT_FALSE(registry().Has("main/Settings/Serialization/OverwriteMask"));
+    status.formatEdit()->setText("%w x %h");
+    emit status.formatEdit()->editingFinished();
+    label.secondaryOpacitySlider()->setValue(250);
     // Line edits write when editing is finished, not on every key.
     QTest::keyClicks(script.pathEdit(), " --fast");
     EXPECT_FALSE(project.settings().contains("Script.path"));
     QTest::keyClick(script.pathEdit(), Qt::Key_Return);
-    EXPECT_EQ(project.setting("Script.path").toString(), "KAROcmd %1 Otsu.ndp --fast");
-    EXPECT_EQ(registry().GetString("main/Settings/Script/Path"), "KAROcmd %1 Otsu.ndp --fast");
-    status.formatEdit()->setText("%w x %h");
-    emit status.formatEdit()->editingFinished();
-    EXPECT_EQ(registry().GetString("main/Settings/StatusLine/Format"), "%w x %h");
+    const QList<QPair<QString, QVariant>> edited = {
+        {"View.cameraMode", "reset"},          {"ZoomView.radius", 120},
+        {"ZoomView.zoom", 4.5},                {"RectTool.defaultHeight", 12},
+        {"RectTool.oneClick", true},           {"EllipseTool.defaultHeight", 13},
+        {"EllipseTool.oneClick", true},        {"FreehandTool.brushWidth", 5},
+        {"EraserTool.brushWidth", 1},          {"SerializationSettings.lazyLoadImages", true},
+        {"StatusLine.format", "%w x %h"},      {"Label.secondary_opacity", 0.25},
+        {"Script.path", "KAROcmd %1 Otsu.ndp --fast"}};
+    for (const auto& [key, value] : edited)
+        EXPECT_EQ(project.setting(key), value) << key.toStdString();
+    // Only the changed values become the user's defaults, each with its type.
+    KYVO::CValueMap expected;
+    expected.SetString("View/CameraMode", "reset");
+    expected.SetLong("View/ViewRadius", 120);
+    expected.SetDouble("View/ViewZoom", 4.5);
+    expected.SetLong("RectTool/Height", 12);
+    expected.SetBool("RectTool/OneClick", true);
+    expected.SetLong("EllipseTool/Height", 13);
+    expected.SetBool("EllipseTool/OneClick", true);
+    expected.SetLong("FreeHandTool/BrushWidth", 5);
+    expected.SetLong("EraserTool/BrushWidth", 1);
+    expected.SetBool("Serialization/LazyLoadImages", true);
+    expected.SetString("StatusLine/Format", "%w x %h");
+    expected.SetDouble("Label/SecondaryOpacity", 0.25);
+    expected.SetString("Script/Path", "KAROcmd %1 Otsu.ndp --fast");
+    const KYVO::CValueMap* stored = registry().GetMap("main/Settings");
+    ASSERT_NE(stored, nullptr);
+    EXPECT_TRUE(stored->Equals(expected)) << KYVO::CValueJson::Write(*stored);
 }
 
-TEST_F(SettingsTest, LabelSlidersTruncateAndStoreFractions) {
+TEST_F(SettingsTest, LabelSlidersTruncateTheStoredFractions) {
     Project project;
     LabelSettings page(&project);
-    page.projectToUi();
-    EXPECT_EQ(page.primaryOpacitySlider()->value(), 700);
     const struct {
         double stored;
         int shown;
@@ -157,10 +154,6 @@ TEST_F(SettingsTest, LabelSlidersTruncateAndStoreFractions) {
         EXPECT_DOUBLE_EQ(project.setting("Label.pen_width").toDouble(), c.stored) << "no write-back";
     }
     EXPECT_FALSE(registry().Has("main"));
-    page.secondaryOpacitySlider()->setValue(250);
-    EXPECT_DOUBLE_EQ(project.setting("Label.secondary_opacity").toDouble(), 0.25);
-    EXPECT_DOUBLE_EQ(registry().GetDouble("main/Settings/Label/SecondaryOpacity"), 0.25);
-    EXPECT_FALSE(registry().Has("main/Settings/Label/PrimaryOpacity"));
 }
 
 TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
@@ -223,14 +216,6 @@ TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
     wheel(radius, 120);
     EXPECT_EQ(radius->value(), 201) << "a focused box still takes the wheel";
 }
-
-namespace {
-
-QComboBox* box(const ReannotationSettings& page, int row, int column) {
-    return qobject_cast<QComboBox*>(page.table()->cellWidget(row, column));
-}
-
-} // namespace
 
 TEST_F(SettingsTest, ReannotationRulesShowAsRowsAndEditsReachProjectAndUserSettings) {
     Project project;

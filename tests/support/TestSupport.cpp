@@ -59,24 +59,21 @@ int ChildProgram::run(const QStringList& arguments) {
 
 QJsonObject withSortedItems(const QByteArray& projectJson) {
     QJsonObject document = QJsonDocument::fromJson(projectJson).object();
-    QJsonArray images = document["images"].toArray();
-    for (int i = 0; i < images.size(); ++i) {
-        QJsonObject image = images[i].toObject();
-        QJsonArray scenes = image["scenes"].toArray();
-        for (int s = 0; s < scenes.size(); ++s) {
-            QJsonObject scene = scenes[s].toObject();
-            QList<QByteArray> items;
-            for (const QJsonValue& item : scene["labelItems"].toArray())
-                items << QJsonDocument(item.toObject()).toJson(QJsonDocument::Compact);
-            std::sort(items.begin(), items.end());
-            QJsonArray sorted;
-            for (const QByteArray& item : items)
-                sorted.append(QJsonDocument::fromJson(item).object());
-            scene["labelItems"] = sorted;
-            scenes[s] = scene;
+    QJsonArray images;
+    for (const QJsonValue& imageValue : document["images"].toArray()) {
+        QJsonObject image = imageValue.toObject();
+        QJsonArray scenes;
+        for (const QJsonValue& sceneValue : image["scenes"].toArray()) {
+            QJsonObject scene = sceneValue.toObject();
+            QVariantList items = scene["labelItems"].toArray().toVariantList();
+            std::sort(items.begin(), items.end(), [](const QVariant& a, const QVariant& b) {
+                return QJsonDocument::fromVariant(a).toJson() < QJsonDocument::fromVariant(b).toJson();
+            });
+            scene["labelItems"] = QJsonArray::fromVariantList(items);
+            scenes.append(scene);
         }
         image["scenes"] = scenes;
-        images[i] = image;
+        images.append(image);
     }
     document["images"] = images;
     return document;

@@ -5,10 +5,12 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QStringList>
-#include <ostream>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
+#include <exception>
+#include <ostream>
+#include <string>
 
 namespace pxmtest {
 
@@ -25,12 +27,11 @@ private:
     QTemporaryDir m_dir;
 };
 
-/// A project document with each scene's items in a fixed order, for comparing projects whose
-/// items were stacked differently (a project file read back stacks them the other way round).
+/// A project document with each scene's items sorted (a project file read back stacks them
+/// the other way round).
 QJsonObject withSortedItems(const QByteArray& projectJson);
 
-/// The environment for a program the test starts: this one's, plus a private configuration
-/// folder in `dir` and the leak report's suppressions for what Qt's offscreen platform keeps.
+/// This environment plus a private configuration folder in `dir` and leak suppressions for Qt.
 QProcessEnvironment childEnvironment(const TempDir& dir);
 
 /// A built program a test runs in a private folder, offscreen and with childEnvironment();
@@ -42,8 +43,7 @@ public:
     ChildProgram(const ChildProgram&) = delete;
     ChildProgram& operator=(const ChildProgram&) = delete;
 
-    /// Runs to the end and keeps its output in out and err; the exit code, or -1 when it
-    /// crashed or hung.
+    /// Runs to the end, keeping out and err; the exit code, or -1 when it crashed or hung.
     int run(const QStringList& arguments);
 
     TempDir dir;
@@ -59,6 +59,16 @@ private:
 QByteArray readFile(const QString& path);
 /// Writes `data` to `path`, replacing it; false on failure.
 bool writeFile(const QString& path, const QByteArray& data);
+
+/// What `run` throws, or "" when it returns.
+template <class F> std::string thrownMessage(const F& run) {
+    try {
+        run();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return {};
+}
 
 } // namespace pxmtest
 

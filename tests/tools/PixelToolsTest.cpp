@@ -129,10 +129,13 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
     // Squares across tile borders (tiles are 128 wide), overlapping each other.
     FreehandRegion region;
     QGraphicsPathItem reference;
-    for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference}) {
-        item->setPen(Qt::NoPen);
-        item->setBrush(QColor(200, 40, 40, 150));
-    }
+    const auto brushBoth = [&](const QColor& c) {
+        for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference})
+            item->setBrush(c);
+    };
+    region.setPen(Qt::NoPen);
+    reference.setPen(Qt::NoPen);
+    brushBoth(QColor(200, 40, 40, 150));
     QPainterPath path;
     path.setFillRule(Qt::WindingFill);
     for (const QRect& r : {QRect(3, 4, 9, 9), QRect(8, 8, 9, 9), QRect(50, 60, 30, 2), QRect(120, 0, 20, 300),
@@ -150,8 +153,7 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
         for (const QRectF& exposed : {QRectF(0, 0, 300, 300), QRectF(5.5, 6.2, 250, 170)})
             expectSamePicture(zoom, exposed);
     // A new colour, and a path set from outside, as the eraser and undo do.
-    for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference})
-        item->setBrush(QColor(20, 40, 240, 90));
+    brushBoth(QColor(20, 40, 240, 90));
     expectSamePicture(2, QRectF(0, 0, 300, 300));
     QPainterPath hole;
     hole.addRect(10, 0, 100, 50);
@@ -498,7 +500,7 @@ TEST_F(PixelToolTest, EraserHidesMaskPixelsAndUndoShowsThemAgain) {
     EXPECT_EQ(maskAt(25, 20), 0);
 }
 
-TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
+TEST_F(PixelToolTest, ReassignFloodsMaskRegionsRelabelsShapesAndPicksLabels) {
     setMask(QRect(10, 10, 20, 20), other->maskId());
     auto* tool = useTool<FastReassignTool>(ToolType::Reassign);
     project.setCurrentLabel(label);
@@ -532,21 +534,17 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsAndRelabelsShapes) {
     stack()->undo();
     EXPECT_EQ(labelIdOf(rect), other->id());
     EXPECT_EQ(rect->brush().color(), otherColour);
-}
-
-TEST_F(PixelToolTest, ReassignPicksLabelsByRightClickAndDigitKeys) {
-    Label* third = project.createLabel();
-    setMask(QRect(10, 10, 20, 20), third->maskId());
-    addRect({120, 120, 30, 30}, other);
-    useTool<FastReassignTool>(ToolType::Reassign);
-    project.setCurrentLabel(label);
+    // A right click picks the label under the pointer, a digit key the label at its place.
+    stack()->clear();
     click({135, 135}, Qt::RightButton);
     EXPECT_EQ(project.currentLabel(), other);
     click({15, 15}, Qt::RightButton);
-    EXPECT_EQ(project.currentLabel(), third);
+    EXPECT_EQ(project.currentLabel(), label);
+    project.setCurrentLabel(other);
     click({100, 100}, Qt::RightButton); // nothing there
-    EXPECT_EQ(project.currentLabel(), third);
+    EXPECT_EQ(project.currentLabel(), other);
     EXPECT_EQ(stack()->count(), 0);
+    Label* third = project.createLabel();
     typeKey(Qt::Key_1);
     EXPECT_EQ(project.currentLabel(), label);
     typeKey(Qt::Key_2);

@@ -99,46 +99,42 @@ public:
         return second;
     }
 
+    using Button = Qt::MouseButton;
+    using Mods = Qt::KeyboardModifiers;
     QPoint at(const QPointF& scenePoint) const { return view->mapFromScene(scenePoint); }
-    void mouseAt(QEvent::Type type, const QPoint& p, Qt::MouseButton button, Qt::MouseButtons buttons,
-                 Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        QMouseEvent event(type, p, view->viewport()->mapToGlobal(p), button, buttons, modifiers);
+    void mouseAt(QEvent::Type type, const QPoint& p, Button button, Qt::MouseButtons buttons, Mods m = {}) {
+        QMouseEvent event(type, p, view->viewport()->mapToGlobal(p), button, buttons, m);
         QApplication::sendEvent(view->viewport(), &event);
     }
-    void press(const QPointF& p, Qt::MouseButton b = Qt::LeftButton,
-               Qt::KeyboardModifiers m = Qt::NoModifier) {
+    void press(const QPointF& p, Button b = Qt::LeftButton, Mods m = {}) {
         mouseAt(QEvent::MouseButtonPress, at(p), b, b, m);
     }
-    void move(const QPointF& p, Qt::MouseButtons held = Qt::NoButton,
-              Qt::KeyboardModifiers m = Qt::NoModifier) {
+    void move(const QPointF& p, Qt::MouseButtons held = {}, Mods m = {}) {
         mouseAt(QEvent::MouseMove, at(p), Qt::NoButton, held, m);
     }
-    void release(const QPointF& p, Qt::MouseButton b = Qt::LeftButton,
-                 Qt::KeyboardModifiers m = Qt::NoModifier) {
-        mouseAt(QEvent::MouseButtonRelease, at(p), b, Qt::NoButton, m);
+    void release(const QPointF& p, Button b = Qt::LeftButton, Mods m = {}) {
+        mouseAt(QEvent::MouseButtonRelease, at(p), b, {}, m);
     }
     void doubleClick(const QPointF& p) {
         mouseAt(QEvent::MouseButtonDblClick, at(p), Qt::LeftButton, Qt::LeftButton);
     }
     /// Press, moves in steps with the button held, release.
-    void drag(const QPointF& from, const QPointF& to, Qt::MouseButton b = Qt::LeftButton, int steps = 4,
-              Qt::KeyboardModifiers m = Qt::NoModifier) {
+    void drag(const QPointF& from, const QPointF& to, Button b = Qt::LeftButton, int steps = 4, Mods m = {}) {
         press(from, b, m);
         for (int i = 1; i <= steps; ++i)
             move(from + (to - from) * (double(i) / steps), b, m);
         release(to, b, m);
     }
-    void click(const QPointF& p, Qt::MouseButton b = Qt::LeftButton,
-               Qt::KeyboardModifiers m = Qt::NoModifier) {
+    void click(const QPointF& p, Button b = Qt::LeftButton, Mods m = {}) {
         press(p, b, m);
         release(p, b, m);
     }
-    void key(QEvent::Type type, int k, Qt::KeyboardModifiers m = Qt::NoModifier) {
+    void key(QEvent::Type type, int k, Mods m = {}) {
         QKeyEvent event(type, k, m);
         QApplication::sendEvent(view, &event);
     }
     /// A key pressed and released, as the tools act on the release.
-    void typeKey(int k, Qt::KeyboardModifiers m = Qt::NoModifier) {
+    void typeKey(int k, Mods m = {}) {
         key(QEvent::KeyPress, k, m);
         key(QEvent::KeyRelease, k, m);
     }

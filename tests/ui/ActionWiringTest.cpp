@@ -13,28 +13,17 @@ using A = pxm::MainAction;
 
 namespace {
 
-class ActionWiringTest : public uitest::UiTest {
+/// A shown window on two image files and a 3-layer volume.
+class ActionWiringTest : public uitest::WindowFixture {
 protected:
     void SetUp() override {
-        UiTest::SetUp();
+        WindowFixture::SetUp();
         project.createLabel();
         for (const char* name : {"a.pgm", "b.pgm"})
             addImage(project, writeImage(name));
         pxmtest::addImage(project, 4, 4, 3);
-        window = std::make_unique<MainWindow>(nullptr, false);
-        window->setFileDialogs(files.seam());
-        window->setProject(&project);
-        window->show();
+        open();
     }
-    void TearDown() override {
-        window.reset();
-        UiTest::TearDown();
-    }
-    QAction* find(A id) const { return window->action(id); }
-
-    pxm::Project project;
-    uitest::FakeFileDialogs files;
-    std::unique_ptr<MainWindow> window;
 };
 
 pxm::PPixmarker* g_reloaded = nullptr;
@@ -70,7 +59,7 @@ private:
 // Triggering each action reaches what it is for; every check looks at the effect, not the call.
 TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     uitest::ModalAnswerer modals;
-    pxm::View* view = window->view();
+    pxm::View* view = window.view();
     auto dialogAsked = [this](const QString& title) {
         return
             [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
@@ -95,12 +84,12 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::OpenImage, dialogAsked("Open images")},
         {A::Settings, modalShown("pxm::SettingsDialog", "")},
         {A::About, modalShown("pxm::AboutDialog", "")},
-        {A::Help, [this] { EXPECT_TRUE(window->helpWidget()->isVisible()); }},
+        {A::Help, [this] { EXPECT_TRUE(window.helpWidget()->isVisible()); }},
         {A::Normalize,
          [this] {
-             EXPECT_TRUE(window->normalize());
-             ASSERT_NE(window->shownScene(), nullptr);
-             EXPECT_TRUE(window->shownScene()->Normalize()) << "the shown scene is redrawn normalised";
+             EXPECT_TRUE(window.normalize());
+             ASSERT_NE(window.shownScene(), nullptr);
+             EXPECT_TRUE(window.shownScene()->Normalize()) << "the shown scene is redrawn normalised";
          }},
         {A::RotateLeft, [view] { EXPECT_LT(view->transform().m12(), 0.0); }},
         {A::RotateRight, [view] { EXPECT_EQ(view->transform().m12(), 0.0); }},
@@ -112,35 +101,30 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::PreviousImage, [this] { EXPECT_EQ(project.currentImageIndex(), 0); }},
         {A::RunScript,
          [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
+        // The reannotation dialog needs a mask on the canvas.
+        {A::Reannotation,
+         [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
     };
     project.setSetting("Script.path", "true %1");
+    find(A::Reannotation)->setEnabled(true);
     for (const auto& [id, check] : cases) {
         SCOPED_TRACE(find(id)->text().toStdString());
         find(id)->trigger();
         check();
     }
-    // Two masks for three images are refused before anything changes.
-    files.manyAnswers.push_back({writeImage("m1.pgm"), writeImage("m2.pgm")});
-    find(A::ImportMask)->trigger();
-    ASSERT_FALSE(modals.seen().empty());
-    EXPECT_EQ(modals.seen().back().title, "Invalid number of masks.");
-    EXPECT_EQ(project.undoStack()->count(), 0);
-    // Slices step through the 3D image.
-    project.setCurrentImageIndex(2);
-    find(A::NextSlice)->trigger();
-    EXPECT_EQ(project.currentZLayer(), 1);
-    find(A::PreviousSlice)->trigger();
-    EXPECT_EQ(project.currentZLayer(), 0);
     // Undo and redo follow the stack and act on it.
+    auto undoState = [this] {
+        return QString("%1 %2 %3")
+            .arg(project.undoStack()->index())
+            .arg(find(A::Undo)->isEnabled())
+            .arg(find(A::Redo)->isEnabled());
+    };
     project.undoStack()->push(new QUndoCommand("edit"));
-    ASSERT_TRUE(find(A::Undo)->isEnabled());
-    EXPECT_FALSE(find(A::Redo)->isEnabled());
+    EXPECT_EQ(undoState(), "1 1 0");
     find(A::Undo)->trigger();
-    EXPECT_EQ(project.undoStack()->index(), 0);
-    EXPECT_FALSE(find(A::Undo)->isEnabled());
-    EXPECT_TRUE(find(A::Redo)->isEnabled());
+    EXPECT_EQ(undoState(), "0 0 1");
     find(A::Redo)->trigger();
-    EXPECT_EQ(project.undoStack()->index(), 1);
+    EXPECT_EQ(undoState(), "1 1 0");
     // The plug-in's reload goes to the project's plug-in.
     auto* fakePlugin = reinterpret_cast<pxm::PPixmarker*>(&g_reloaded);
     pxm::setNodaraReloadHandler(&recordReload);
@@ -150,14 +134,9 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     EXPECT_EQ(g_reloaded, fakePlugin);
     project.setNodaraPlugin(nullptr);
     pxm::setNodaraReloadHandler(nullptr);
-    // The reannotation dialog needs a mask on the canvas.
-    find(A::Reannotation)->setEnabled(true);
-    find(A::Reannotation)->trigger();
-    ASSERT_FALSE(modals.seen().empty());
-    EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas.");
     // "&New project" in a window with a project opens a second window with one label.
     find(A::NewProject)->trigger();
-    MainWindow* second = otherWindow(window.get());
+    MainWindow* second = otherWindow(&window);
     ASSERT_NE(second, nullptr);
     ASSERT_NE(second->project(), nullptr);
     ASSERT_EQ(second->project()->labels().size(), 1);
@@ -166,7 +145,7 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     // "&Quit" closes the window (with nothing left unsaved, so without asking).
     project.undoStack()->setClean();
     find(A::Quit)->trigger();
-    EXPECT_FALSE(window->isVisible());
+    EXPECT_FALSE(window.isVisible());
 }
 
 TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
@@ -182,7 +161,7 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
         {A::Ruler, pxm::ToolType::Ruler},
     };
     ASSERT_TRUE(find(A::Rectangle)->isEnabled()) << "tools work once there is an image";
-    QSignalSpy changed(window->view(), &pxm::View::toolChanged);
+    QSignalSpy changed(window.view(), &pxm::View::toolChanged);
     for (const auto& [id, type] : tools) {
         SCOPED_TRACE(int(type));
         find(id)->trigger();
@@ -193,9 +172,9 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
             EXPECT_EQ(find(other.first)->isChecked(), other.first == id) << int(other.second);
     }
     // The view switching by itself checks the matching action, and no tool checks none.
-    window->view()->setTool(pxm::ToolType::Ellipse);
+    window.view()->setTool(pxm::ToolType::Ellipse);
     EXPECT_TRUE(find(A::Ellipse)->isChecked());
-    window->view()->setTool(pxm::ToolType::None);
+    window.view()->setTool(pxm::ToolType::None);
     for (const auto& entry : tools)
         EXPECT_FALSE(find(entry.first)->isChecked()) << int(entry.second);
     // Without an image the tools, the mask import and the zoom tool bar are off again.
@@ -206,39 +185,40 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
 }
 
 TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
-    QApplication::setActiveWindow(window.get());
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    QTest::keyClick(window.get(), Qt::Key_Space);
-    EXPECT_EQ(project.currentImageIndex(), 1);
-    QTest::keyClick(window.get(), Qt::Key_Space);
-    EXPECT_EQ(project.currentImageIndex(), 2);
-    QTest::keyClick(window.get(), Qt::Key_Up, Qt::ControlModifier);
-    EXPECT_EQ(project.currentZLayer(), 1);
-    QTest::keyClick(window.get(), Qt::Key_Down, Qt::ControlModifier);
-    EXPECT_EQ(project.currentZLayer(), 0);
-    QTest::keyClick(window.get(), Qt::Key_Backspace);
-    EXPECT_EQ(project.currentImageIndex(), 1);
+    QApplication::setActiveWindow(&window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     project.undoStack()->push(new QUndoCommand("edit"));
-    QTest::keySequence(window.get(), QKeySequence::Undo);
-    EXPECT_EQ(project.undoStack()->index(), 0);
+    // Each key with its modifiers, and the image, layer and undo index after it.
+    const std::tuple<int, Qt::KeyboardModifiers, QList<int>> keys[] = {
+        {Qt::Key_Space, Qt::NoModifier, {1, 0, 1}},     {Qt::Key_Space, Qt::NoModifier, {2, 0, 1}},
+        {Qt::Key_Up, Qt::ControlModifier, {2, 1, 1}},   {Qt::Key_Down, Qt::ControlModifier, {2, 0, 1}},
+        {Qt::Key_Backspace, Qt::NoModifier, {1, 0, 1}}, {Qt::Key_Z, Qt::ControlModifier, {1, 0, 0}},
+    };
+    for (const auto& [key, modifiers, after] : keys) {
+        QTest::keyClick(&window, Qt::Key(key), modifiers);
+        EXPECT_EQ(
+            QList<int>({project.currentImageIndex(), project.currentZLayer(), project.undoStack()->index()}),
+            after)
+            << QKeySequence(key | int(modifiers)).toString().toStdString();
+    }
 }
 
 // An import shows its progress per file with the window locked, then lists every message.
 TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {
-    RecordingReader reader(window.get());
+    RecordingReader reader(&window);
     const int stepsBefore = project.undoStack()->count();
     uitest::ModalAnswerer modals;
-    window->handleImport(&reader, {"/a.voc", "/bad.voc", "/c.voc"});
+    window.handleImport(&reader, {"/a.voc", "/bad.voc", "/c.voc"});
     EXPECT_EQ(reader.progress, (QList<int>{0, 1, 2}));
     EXPECT_EQ(reader.maximum, 3);
     EXPECT_TRUE(reader.barShown);
     EXPECT_FALSE(reader.windowEnabled) << "the window is locked while reading";
-    EXPECT_TRUE(window->isEnabled());
-    EXPECT_FALSE(window->progressBar()->isVisible());
+    EXPECT_TRUE(window.isEnabled());
+    EXPECT_FALSE(window.progressBar()->isVisible());
     EXPECT_EQ(project.undoStack()->count(), stepsBefore + 3) << "one undo step per file";
     EXPECT_EQ(modals.titles(), QStringList{"VOC Import Errors"});
     EXPECT_EQ(modals.seen()[0].text, "Odd. Broken file.Odd. ");
     // Nothing chosen, nothing happens.
-    window->handleImport(&reader, {});
+    window.handleImport(&reader, {});
     EXPECT_EQ(modals.seen().size(), 1u);
 }

@@ -5,7 +5,6 @@
 // projects item by item and mask voxel by voxel. Shared by the window tests and the test that
 // kills a running window and recovers its work with the real program.
 
-#include "support/TestSupport.h"
 #include "model/Label.h"
 #include "model/Project.h"
 #include "model/commands/LabelCommands.h"
@@ -19,6 +18,7 @@
 #include "scene/Scene.h"
 #include "scene/commands/ItemCommands.h"
 #include "scene/commands/MaskItemFlood.h"
+#include "support/TestSupport.h"
 #include "tools/commands/Erase.h"
 #include "ui/MainWindow.h"
 
@@ -48,36 +48,30 @@ inline bool waitUntil(const std::function<bool()>& done, int milliseconds = 1000
 /// the project file naming them. Returns the project file's path.
 inline QString writeStudy(const QString& folder) {
     const QDir dir(folder);
-    auto save = [&dir](const QString& name, const KYVO::CImage& image) {
+    // Writes an 8-bit image whose voxel (x, y, z) has the value `voxel` gives.
+    auto save = [&dir](const QString& name, std::size_t w, std::size_t h, std::size_t d,
+                       const std::function<int(std::size_t, std::size_t, std::size_t)>& voxel) {
+        KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d));
+        for (std::size_t z = 0; z < d; ++z)
+            for (std::size_t y = 0; y < h; ++y)
+                for (std::size_t x = 0; x < w; ++x)
+                    *image.voxel(x, y, z) = uint8_t(voxel(x, y, z));
         KYVO::CImageIo2::Save(dir.filePath(name).toLocal8Bit().toStdString(), image);
     };
-    KYVO::CImage cells(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 48));
-    KYVO::CImage cellsMask(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 48));
-    for (std::size_t y = 0; y < 48; ++y)
-        for (std::size_t x = 0; x < 64; ++x) {
-            *cells.voxel(x, y, 0) = uint8_t(x * 3 + y);
-            *cellsMask.voxel(x, y, 0) = x < 20 && y < 20 ? 1 : (x > 40 && y > 24 ? 2 : 0);
-        }
-    save("cells.pgm", cells);
-    save("cells_mask.pgm", cellsMask);
-    KYVO::CImage stack(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 12, 3));
-    KYVO::CImage stackMask(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 12, 3));
-    for (std::size_t z = 0; z < 3; ++z)
-        for (std::size_t y = 0; y < 12; ++y)
-            for (std::size_t x = 0; x < 16; ++x) {
-                *stack.voxel(x, y, z) = uint8_t(x + y + z * 50);
-                *stackMask.voxel(x, y, z) = x < 8 ? 2 : 0;
-            }
-    save("stack.okav", stack);
-    save("stack_mask.okav.gz", stackMask);
+    save("cells.pgm", 64, 48, 1, [](auto x, auto y, auto) { return x * 3 + y; });
+    save("cells_mask.pgm", 64, 48, 1,
+         [](auto x, auto y, auto) { return x < 20 && y < 20 ? 1 : (x > 40 && y > 24 ? 2 : 0); });
+    save("stack.okav", 16, 12, 3, [](auto x, auto y, auto z) { return x + y + z * 50; });
+    save("stack_mask.okav.gz", 16, 12, 3, [](auto x, auto, auto) { return x < 8 ? 2 : 0; });
 
     pxm::Project project;
     project.createLabel();
     project.createLabel();
-    for (const QString& name : {QString("cells"), QString("stack")}) {
+    for (const auto& [file, mask] :
+         {std::pair("cells.pgm", "cells_mask.pgm"), std::pair("stack.okav", "stack_mask.okav.gz")}) {
         auto* image = new pxm::LabeledImage(&project);
-        image->setImagePath(dir.filePath(name + (name == "cells" ? ".pgm" : ".okav")));
-        image->setMaskPath(dir.filePath(name == "cells" ? "cells_mask.pgm" : "stack_mask.okav.gz"));
+        image->setImagePath(dir.filePath(file));
+        image->setMaskPath(dir.filePath(mask));
         project.addImage(image);
         image->loadImage();
         image->loadMask();

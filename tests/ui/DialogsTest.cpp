@@ -100,41 +100,31 @@ protected:
 // and its three answers, and a mask whose values all have labels.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
     const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
+    const QString wide = mask("wide.pgm", 1, 4), unknownBox = "Unknown mask values";
     const struct {
         QStringList masks;
-        QString answer;
+        QString answer, title, text; // the box's title and a part of what it says
         bool imported;
-        QString title;
-        QString text; // what the box says, or a part of it
-        int labels;
-        int undoSteps;
+        int labels, undoSteps;
     } cases[] = {
         {{m1, m1, m1},
          "",
-         false,
          "Invalid number of masks.",
-         "The selected number of masks does not match the number of laoded images. Please select only one "
-         "mask or as "
-         "many as loaded images.",
+         "does not match the number of laoded images",
+         false,
          1,
          0},
-        {{mask("wide.pgm", 1, 4)},
+        {{wide},
          "",
-         false,
          "Mask import failed",
          "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3",
+         false,
          1,
          0},
-        {{unknown}, "Cancel", false, "Unknown mask values", "no label uses: 7.", 1, 0},
-        {{unknown}, "Import without labels", true, "Unknown mask values", "no label uses: 7.", 1, 1},
-        {{mask("m2.pgm", 2), unknown},
-         "Create labels",
-         true,
-         "Unknown mask values",
-         "no label uses: 2, 7.",
-         3,
-         2},
-        {{m1}, "", true, "", "", 3, 3},
+        {{unknown}, "Cancel", unknownBox, "no label uses: 7.", false, 1, 0},
+        {{unknown}, "Import without labels", unknownBox, "no label uses: 7.", true, 1, 1},
+        {{mask("m2.pgm", 2), unknown}, "Create labels", unknownBox, "no label uses: 2, 7.", true, 3, 2},
+        {{m1}, "", "", "", true, 3, 3},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title.toStdString() + " " + c.answer.toStdString());
@@ -143,9 +133,8 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
             answers.thenClick(c.answer);
         EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
         EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
-        if (!c.title.isEmpty()) {
-            EXPECT_TRUE(answers.seen()[0].text.contains(c.text)) << answers.seen()[0].text.toStdString();
-        }
+        EXPECT_TRUE(c.title.isEmpty() || answers.seen()[0].text.contains(c.text))
+            << answers.seen()[0].text.toStdString();
         EXPECT_EQ(project.labels().size(), c.labels);
         EXPECT_EQ(project.undoStack()->count(), c.undoSteps);
         if (c.imported)
@@ -164,9 +153,7 @@ TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     EXPECT_EQ(project.labels().size(), 1);
     // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
     const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
-    answers.then([](QWidget* w) {
-        auto* dialog = qobject_cast<LabelImportDialog*>(w);
-        ASSERT_NE(dialog, nullptr);
+    answers.thenAs<LabelImportDialog>([](LabelImportDialog* dialog) {
         EXPECT_EQ(dialog->plan().conflicts.size(), 1);
         EXPECT_TRUE(
             dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
@@ -212,10 +199,11 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     giveMask(0);
     ReannotationRules({{"2", "cat", "dog"}}).storeIn(&project);
     ReannotationDialog dialog(view, &project);
+    // How many shapes the dialog lists and which one it shows.
+    auto at = [&dialog] { return std::make_pair(dialog.count(), dialog.currentItem()); };
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("cat"));
-    ASSERT_EQ(dialog.count(), 3);
+    ASSERT_EQ(at(), std::make_pair(3, cats[0]));
     EXPECT_EQ(dialog.position(), 0);
-    EXPECT_EQ(dialog.currentItem(), cats[0]);
     EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 3");
     EXPECT_TRUE(dialog.rulesLabel()->text().contains("2: move to dog"));
     EXPECT_TRUE(shows(cats[0])) << "the View shows the first cat";
@@ -239,30 +227,26 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     QApplication::sendEvent(dialog.labelBox(), &press);
     QApplication::sendEvent(dialog.labelBox(), &release);
     EXPECT_EQ(labelIdOf(cats[1]), dog->id());
-    EXPECT_EQ(dialog.count(), 2);
-    EXPECT_EQ(dialog.currentItem(), cats[2]);
+    EXPECT_EQ(at(), std::make_pair(2, cats[2]));
     EXPECT_EQ(project.undoStack()->count(), 1);
     // The button moves to the chosen label.
     dialog.targetBox()->setCurrentIndex(dialog.targetBox()->findText("dog"));
     dialog.moveButton()->click();
     EXPECT_EQ(labelIdOf(cats[2]), dog->id());
-    EXPECT_EQ(dialog.count(), 1);
-    EXPECT_EQ(dialog.currentItem(), cats[0]);
+    EXPECT_EQ(at(), std::make_pair(1, cats[0]));
     EXPECT_FALSE(dialog.applyKey("3")) << "no rule for that key";
     EXPECT_EQ(project.undoStack()->count(), 2);
-    // Undo in the window brings the shapes back into the list.
+    // Undo in the window brings the shapes back into the list; the shown shape stays shown.
     project.undoStack()->undo();
     project.undoStack()->undo();
     EXPECT_EQ(labelIdOf(cats[1]), cat->id());
-    EXPECT_EQ(dialog.count(), 3);
-    EXPECT_EQ(dialog.currentItem(), cats[0]) << "the shown shape stays shown";
+    EXPECT_EQ(at(), std::make_pair(3, cats[0]));
     // Another label lists its own shapes.
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
     EXPECT_EQ(dialog.count(), 1);
     EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 1");
     // Clearing the project empties the list before the shapes are gone.
     project.clear();
-    EXPECT_EQ(dialog.count(), 0);
-    EXPECT_EQ(dialog.currentItem(), nullptr);
+    EXPECT_EQ(at(), std::make_pair(0, static_cast<QGraphicsItem*>(nullptr)));
     EXPECT_FALSE(dialog.moveButton()->isEnabled());
 }

@@ -20,11 +20,10 @@ using pxm::RecentProjects;
 namespace {
 
 /// A window with file choosers answering from `files`, on a project of its own.
-class FileCommandsTest : public uitest::UiTest {
+class FileCommandsTest : public uitest::WindowFixture {
 protected:
     void SetUp() override {
-        UiTest::SetUp();
-        window.setFileDialogs(files.seam());
+        WindowFixture::SetUp();
         window.setProject(&project);
     }
     static void storeRecent(const QStringList& paths) {
@@ -39,20 +38,6 @@ protected:
             texts << action->text();
         return texts;
     }
-    /// A small project file on disk, with one label and one image.
-    QString writeProject(const QString& name) {
-        Project written;
-        written.createLabel();
-        addImage(written, writeImage("in_" + name + ".pgm"));
-        MainWindow writer(nullptr, false);
-        writer.setProject(&written);
-        writer.doSave(dir.path(name));
-        return dir.path(name);
-    }
-
-    uitest::FakeFileDialogs files;
-    Project project;
-    MainWindow window{nullptr, false};
 };
 
 QStringList numbered(int count) {
@@ -205,11 +190,7 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     const QByteArray secondsWork = pxmtest::readFile(path);
     first.project()->undoStack()->push(new QUndoCommand("edit"));
     uitest::ModalAnswerer modals;
-    modals.then([](QWidget* widget) {
-        auto* box = qobject_cast<QMessageBox*>(widget);
-        ASSERT_NE(box, nullptr);
-        box->button(QMessageBox::Cancel)->click();
-    });
+    modals.thenAs<QMessageBox>([](QMessageBox* box) { box->button(QMessageBox::Cancel)->click(); });
     first.saveProject();
     EXPECT_EQ(modals.titles(), QStringList{"Project changed on disk"});
     EXPECT_EQ(pxmtest::readFile(path), secondsWork);
@@ -252,11 +233,8 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     const QString b = writeImage("b.pgm"), a = writeImage("a.pgm"), upper = writeImage("C.pgm");
     files.manyAnswers.push_back({b, a, upper});
     window.loadImages();
-    ASSERT_EQ(project.images().size(), 3);
     // Case-sensitive order: upper case first.
-    EXPECT_EQ(project.images()[0]->imagePath(), upper);
-    EXPECT_EQ(project.images()[1]->imagePath(), a);
-    EXPECT_EQ(project.images()[2]->imagePath(), b);
+    EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b}));
     EXPECT_EQ(project.undoStack()->count(), 1);
     EXPECT_EQ(window.windowTitle(), "Pixmarker - Unsaved");
     EXPECT_EQ(files.calls.back().title, "Open images");
@@ -281,8 +259,7 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_EQ(modals.titles(), QStringList{"Image cannot be read"});
     EXPECT_TRUE(modals.seen().at(0).text.contains(noise + ": ")) << modals.seen()[0].text.toStdString();
     EXPECT_TRUE(modals.seen().at(0).text.contains(cut + ": "));
-    ASSERT_EQ(project.images().size(), 4);
-    EXPECT_EQ(project.images()[3]->imagePath(), gone);
+    EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b, gone}));
 }
 
 // A plug-in's project is always saved beside the node's image, with the node's mask path;
@@ -292,26 +269,23 @@ TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
     LabeledImage* image = addImage(project, writeImage("node.pgm"));
     pxm::PPixmarker node;
     project.setNodaraPlugin(&node);
-    const struct {
-        std::string imagePath;
-        std::string maskPath;
-        const char* refusal;
-    } cases[] = {
+    // The node's image and mask paths, and what a save then refuses with, if anything.
+    const std::tuple<std::string, std::string, const char*> cases[] = {
         {"", "m.pgm", "Image has no path. You can set it in the plugin settings."},
         {"x.pgm", "", "Label mask has no path. You can set it in the plugin settings."},
         {dir.path("node.pgm").toStdString(), dir.path("node_mask.pgm").toStdString(), nullptr},
     };
-    for (const auto& c : cases) {
+    for (const auto& [imagePath, maskPath, refusal] : cases) {
         KYVO::CValueMap parameters;
-        parameters.SetString("input_image_path", c.imagePath);
-        parameters.SetString("label_mask_path", c.maskPath);
+        parameters.SetString("input_image_path", imagePath);
+        parameters.SetString("label_mask_path", maskPath);
         node.Init(&parameters);
         try {
             window.saveProject();
-            EXPECT_EQ(c.refusal, nullptr) << "no exception for " << c.refusal;
+            EXPECT_EQ(refusal, nullptr) << "no exception for " << refusal;
         } catch (const KYVO::CException& e) {
-            ASSERT_NE(c.refusal, nullptr) << e.what();
-            EXPECT_NE(std::string(e.what()).find(c.refusal), std::string::npos) << e.what();
+            ASSERT_NE(refusal, nullptr) << e.what();
+            EXPECT_NE(std::string(e.what()).find(refusal), std::string::npos) << e.what();
         }
     }
     const QString expected = pxm::PPixmarker::projectPathFor(dir.path("node.pgm"));
@@ -328,8 +302,7 @@ TEST_F(MissingFileTest, RemoveTakesTheImageOutAsOneUndoStep) {
     showAndAnswer(modals, 1);
     EXPECT_EQ(modals.titles(), QStringList{"Image not found"});
     EXPECT_EQ(modals.seen().at(0).text, "The image could not be loaded from " + dir.path("gone.pgm") + ".");
-    ASSERT_EQ(project.images().size(), 1);
-    EXPECT_EQ(project.images()[0]->imagePath(), dir.path("other.pgm"));
+    EXPECT_EQ(uitest::imagePaths(project), QStringList{dir.path("other.pgm")});
     EXPECT_NE(window.shownScene(), nullptr) << "the next image is shown";
     EXPECT_EQ(project.undoStack()->count(), 1);
     project.undoStack()->undo();

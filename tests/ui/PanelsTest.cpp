@@ -7,22 +7,12 @@
 #include "persistence/ProjectReader.h"
 #include "persistence/ProjectSerializer.h"
 #include "scene/Scene.h"
-#include "scene/SceneTestSupport.h"
 #include "ui/HelpWidget.h"
 #include "ui/ImageChooser.h"
 #include "ui/ImageFilterDialog.h"
 #include "ui/LabelListWidget.h"
 #include "ui/LabelSettingsWidget.h"
 #include "ui/UiTestSupport.h"
-
-#include <QColorDialog>
-#include <QDialogButtonBox>
-#include <QDir>
-#include <QFileInfo>
-#include <QGraphicsRectItem>
-#include <QMainWindow>
-#include <QRegularExpression>
-#include <QSet>
 
 using pxm::HelpWidget;
 using pxm::ImageChooser;
@@ -32,6 +22,10 @@ using pxm::LabeledImage;
 using pxm::LabelListWidget;
 using pxm::LabelSettingsWidget;
 using pxm::Project;
+using uitest::namedImage;
+using uitest::rowTexts;
+using M = ImageFilter::LabelMode;
+using S = ImageFilter::PatternSyntax;
 
 namespace {
 
@@ -43,18 +37,15 @@ template <class Panel> std::unique_ptr<Panel> shownPanel(Project* project) {
     return panel;
 }
 
-QStringList rowTexts(const QListWidget* list, bool visibleOnly = false) {
-    QStringList texts;
-    for (int row = 0; row < list->count(); ++row)
-        if (!visibleOnly || !list->item(row)->isHidden())
-            texts << list->item(row)->text();
-    return texts;
-}
-
 Label* addNamed(Project& project, const QString& name) {
     Label* label = project.createLabel();
     label->setName(name);
     return label;
+}
+
+void addImages(Project& project, const QStringList& names) {
+    for (const QString& name : names)
+        namedImage(project, "/images/" + name);
 }
 
 /// The label settings panel on a project with one label, shown.
@@ -65,32 +56,30 @@ protected:
         panel.setProject(&project);
         panel.show();
     }
-    /// Moves a slider the way a mouse drag does: pressed, moved, released.
-    static void drag(QSlider* slider, int to) {
+    /// Moves a slider the way a mouse drag does: pressed, moved to each position, released.
+    static void drag(QSlider* slider, std::initializer_list<int> positions) {
         slider->setSliderDown(true);
-        slider->setSliderPosition(to);
+        for (int position : positions)
+            slider->setSliderPosition(position);
         slider->setSliderDown(false);
     }
-    void expectEmpty() {
-        EXPECT_FALSE(panel.isEnabled());
-        EXPECT_EQ(panel.maskIdSpinBox()->value(), 0);
-        EXPECT_TRUE(panel.nameLineEdit()->text().isEmpty());
-        EXPECT_EQ(panel.swatchColor(), QColor(Qt::black));
-        EXPECT_EQ(panel.opacitySlider()->value(), 0);
-        EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 0);
-        EXPECT_EQ(panel.penWidthSlider()->value(), 0);
+    /// Every field of the form: enabled, mask id, name, swatch, opacity, secondary opacity, pen.
+    QStringList form() const {
+        return {QString::number(panel.isEnabled()),
+                QString::number(panel.maskIdSpinBox()->value()),
+                panel.nameLineEdit()->text(),
+                panel.swatchColor().name(QColor::HexArgb),
+                QString::number(panel.opacitySlider()->value()),
+                QString::number(panel.secondaryOpacitySlider()->value()),
+                QString::number(panel.penWidthSlider()->value())};
     }
+    const QStringList empty{"0", "0", "", "#ff000000", "0", "0", "0"};
 
     Project project;
     Label* label = nullptr;
     LabelSettingsWidget panel;
     QUndoStack* stack = project.undoStack();
 };
-
-void addImages(Project& project, const QStringList& names) {
-    for (const QString& name : names)
-        pxmtest::addImage(project, 8, 8)->setImagePath("/images/" + name);
-}
 
 QStringList comboTexts(const QComboBox* combo) {
     QStringList texts;
@@ -103,20 +92,63 @@ bool isGreyed(const QComboBox* combo, int row) {
     return combo->itemData(row, Qt::ForegroundRole).value<QColor>() == QColor(Qt::gray);
 }
 
-LabeledImage* namedImage(Project& project, const QString& path, int w, int h, int d = 1) {
-    LabeledImage* image = pxmtest::addImage(project, w, h, d);
-    image->setImagePath(path);
-    return image;
+/// What the chooser shows: its position, its rows and the step buttons that work.
+QString look(const ImageChooser& c) {
+    return c.positionLabel()->text() + " [" + comboTexts(c.comboBox()).join(' ') + "]" +
+           (c.prevButton()->isEnabled() ? " <" : "") + (c.nextButton()->isEnabled() ? " >" : "");
 }
 
-/// The names of the project's images the filter lets through.
-QStringList passing(ImageFilter filter, const Project& project) {
-    filter.prepare(&project);
-    QStringList names;
-    for (const LabeledImage* image : project.images())
-        if (filter.matches(image))
-            names << image->imagePath().section('/', -1);
-    return names;
+/// How the chooser shows its filter: a marked list, the count, the pressed and the clear button.
+QString filterLook(const ImageChooser& c) {
+    QStringList parts;
+    if (!c.comboFrame()->styleSheet().isEmpty())
+        parts << "marked";
+    if (!c.filterLabel()->isHidden())
+        parts << c.filterLabel()->text();
+    if (c.filterButton()->isChecked())
+        parts << "on";
+    if (!c.clearFilterButton()->isHidden())
+        parts << "clear";
+    return parts.join(", ");
+}
+
+ImageFilter byName(const QString& pattern, S syntax = S::Wildcard) {
+    ImageFilter filter;
+    filter.namePattern = pattern;
+    filter.patternSyntax = syntax;
+    return filter;
+}
+
+ImageFilter bySize(int minWidth, int maxWidth, int minHeight, int maxHeight) {
+    ImageFilter filter;
+    filter.minWidth = minWidth;
+    filter.maxWidth = maxWidth;
+    filter.minHeight = minHeight;
+    filter.maxHeight = maxHeight;
+    return filter;
+}
+
+ImageFilter byLabels(const QList<Label*>& labels, M mode = M::Any) {
+    ImageFilter filter;
+    filter.labelMode = mode;
+    for (const Label* label : labels)
+        filter.labelIds << label->id();
+    return filter;
+}
+
+using FilterCases = std::vector<std::pair<ImageFilter, QStringList>>;
+
+/// Each filter lets exactly the named images of the project through.
+void expectPassing(const Project& project, const FilterCases& cases) {
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        ImageFilter filter = cases[i].first;
+        filter.prepare(&project);
+        QStringList names;
+        for (const LabeledImage* image : project.images())
+            if (filter.matches(image))
+                names << image->imagePath().section('/', -1);
+        EXPECT_EQ(names, cases[i].second) << "case " << i << ": " << filter.namePattern.toStdString();
+    }
 }
 
 } // namespace
@@ -207,21 +239,18 @@ TEST(LabelListWidget, FilterWordsMustAllOccurIgnoringCase) {
         addNamed(project, name);
     auto panel = shownPanel<LabelListWidget>(&project);
     QLineEdit* filter = panel->filterLineEdit();
-    const struct {
-        const char* typed;
-        QStringList shown;
-    } cases[] = {
+    const std::pair<const char*, QStringList> cases[] = {
         {"cell nuc", {"Cell nucleus"}},
         {"  NUC  ", {"Cell nucleus", "Nucleus"}},
         {"cell   mem", {"cell membrane"}},
         {"zzz", {}},
         {"", {"Cell nucleus", "cell membrane", "Nucleus", "Background"}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [typed, shown] : cases) {
         filter->selectAll();
         QTest::keyClick(filter, Qt::Key_Backspace);
-        QTest::keyClicks(filter, c.typed);
-        EXPECT_EQ(rowTexts(panel->listWidget(), true), c.shown) << c.typed;
+        QTest::keyClicks(filter, typed);
+        EXPECT_EQ(rowTexts(panel->listWidget(), true), shown) << typed;
     }
     // Tabs and line breaks separate words too (pasted text can hold them).
     panel->on_filterLineEdit_textEdited("MEM\r\n\tcell");
@@ -247,36 +276,33 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
     invisible->setPrimaryOpacity(0);
     invisible->setSecondaryOpacity(0);
     auto panel = shownPanel<LabelListWidget>(&project);
-    QListWidget* list = panel->listWidget();
-    QListWidgetItem* row = panel->itemOf(label);
-    EXPECT_EQ(row->checkState(), Qt::Checked);
-    EXPECT_EQ(row->foreground().color(), QColor(Qt::black));
-    EXPECT_EQ(panel->itemOf(invisible)->checkState(), Qt::Unchecked);
-    EXPECT_EQ(panel->itemOf(invisible)->foreground().color(), QColor(Qt::gray));
+    // The label's two opacities and how its row looks.
+    auto look = [&panel](const Label* l) {
+        const QListWidgetItem* row = panel->itemOf(l);
+        return QString("%1/%2 %3 %4")
+            .arg(l->opacity())
+            .arg(l->secondaryOpacity())
+            .arg(row->checkState() == Qt::Checked ? "checked" : "unchecked",
+                 row->foreground().color().name());
+    };
     // Space on the current row toggles its check box, as a click on the box does.
-    project.setCurrentLabel(label);
-    QTest::keyClick(list, Qt::Key_Space);
-    EXPECT_EQ(label->opacity(), 0.0);
-    EXPECT_EQ(label->secondaryOpacity(), 0.0);
-    EXPECT_EQ(row->checkState(), Qt::Unchecked);
-    EXPECT_EQ(row->foreground().color(), QColor(Qt::gray));
-    QTest::keyClick(list, Qt::Key_Space);
-    EXPECT_DOUBLE_EQ(label->opacity(), 0.5);
-    EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.2);
-    EXPECT_EQ(row->foreground().color(), QColor(Qt::black));
+    auto toggle = [&](Label* l) {
+        project.setCurrentLabel(l);
+        QTest::keyClick(panel->listWidget(), Qt::Key_Space);
+        return look(l);
+    };
+    EXPECT_EQ(look(label), "0.5/0.2 checked #000000");
+    EXPECT_EQ(look(invisible), "0/0 unchecked #a0a0a4");
+    EXPECT_EQ(toggle(label), "0/0 unchecked #a0a0a4");
+    EXPECT_EQ(toggle(label), "0.5/0.2 checked #000000");
     // A label that was never visible gets the defaults, from the project when it has them.
-    project.setCurrentLabel(invisible);
-    QTest::keyClick(list, Qt::Key_Space);
-    EXPECT_DOUBLE_EQ(invisible->opacity(), 0.7);
-    EXPECT_DOUBLE_EQ(invisible->secondaryOpacity(), 0.3);
+    EXPECT_EQ(toggle(invisible), "0.7/0.3 checked #000000");
     invisible->setPrimaryOpacity(0);
     invisible->setSecondaryOpacity(0);
-    EXPECT_EQ(panel->itemOf(invisible)->checkState(), Qt::Unchecked);
+    EXPECT_EQ(look(invisible), "0/0 unchecked #a0a0a4");
     project.setSetting("Label.primary_opacity", 0.9);
     project.setSetting("Label.secondary_opacity", 0.4);
-    QTest::keyClick(list, Qt::Key_Space);
-    EXPECT_DOUBLE_EQ(invisible->opacity(), 0.9);
-    EXPECT_DOUBLE_EQ(invisible->secondaryOpacity(), 0.4);
+    EXPECT_EQ(toggle(invisible), "0.9/0.4 checked #000000");
     // Only the fill hidden: the row still counts as shown.
     invisible->setPrimaryOpacity(0);
     EXPECT_EQ(panel->itemOf(invisible)->checkState(), Qt::Checked);
@@ -285,27 +311,18 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
 
 TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     // The label made current has mask id 1 and opacities 0.7 / 0.3 / 0.5.
-    EXPECT_TRUE(panel.isEnabled());
     EXPECT_EQ(panel.label(), label);
-    EXPECT_EQ(panel.maskIdSpinBox()->value(), 1);
-    EXPECT_EQ(panel.nameLineEdit()->text(), "Label 1");
-    EXPECT_EQ(panel.swatchColor(), label->color());
-    EXPECT_EQ(panel.opacitySlider()->value(), 700);
-    EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 300);
-    EXPECT_EQ(panel.penWidthSlider()->value(), 500);
+    EXPECT_EQ(form(),
+              QStringList({"1", "1", "Label 1", label->color().name(QColor::HexArgb), "700", "300", "500"}));
     // Changes made elsewhere show up and push nothing.
     label->setMaskId(9);
     label->setName("cells");
     label->setColor(QColor(10, 20, 30));
     label->setSecondaryOpacity(0.25);
     label->setPenWidth(0.125);
-    EXPECT_EQ(panel.maskIdSpinBox()->value(), 9);
-    EXPECT_EQ(panel.nameLineEdit()->text(), "cells");
-    EXPECT_EQ(panel.swatchColor(), QColor(10, 20, 30));
+    // An opaque colour sets the opacity to 1.
+    EXPECT_EQ(form(), QStringList({"1", "9", "cells", "#ff0a141e", "1000", "250", "125"}));
     EXPECT_EQ(panel.colorButton()->text(), "#0a141e");
-    EXPECT_EQ(panel.opacitySlider()->value(), 1000); // an opaque colour sets the opacity to 1
-    EXPECT_EQ(panel.secondaryOpacitySlider()->value(), 250);
-    EXPECT_EQ(panel.penWidthSlider()->value(), 125);
     EXPECT_EQ(stack->count(), 0);
     // A second label made current replaces the first; the old one no longer reaches the form.
     Label* other = project.createLabel();
@@ -313,16 +330,16 @@ TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     label->setName("stale");
     EXPECT_EQ(panel.nameLineEdit()->text(), other->name());
     project.setCurrentLabel(nullptr);
-    expectEmpty();
+    EXPECT_EQ(form(), empty);
     project.setCurrentLabel(other);
     delete project.takeLabel(other); // the project makes `label` current again
     EXPECT_EQ(panel.label(), label);
     panel.setProject(nullptr);
-    expectEmpty();
+    EXPECT_EQ(form(), empty);
     // A project without labels leaves the form empty.
-    Project empty;
-    panel.setProject(&empty);
-    expectEmpty();
+    Project none;
+    panel.setProject(&none);
+    EXPECT_EQ(form(), empty);
 }
 
 TEST_F(LabelSettingsWidgetTest, TypingPushesOneRenameForEveryCharacterButATrailingSpace) {
@@ -354,22 +371,24 @@ TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
     EXPECT_EQ(panel.maskIdSpinBox()->value(), 1);
     EXPECT_EQ(stack->count(), 1); // following the undo pushed nothing new
 
-    drag(panel.opacitySlider(), 1000);
-    EXPECT_DOUBLE_EQ(label->opacity(), 1.0);
-    EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.3);
-    drag(panel.secondaryOpacitySlider(), 450);
-    EXPECT_DOUBLE_EQ(label->opacity(), 1.0);
-    EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.45);
-    drag(panel.penWidthSlider(), 0);
-    EXPECT_DOUBLE_EQ(label->penWidth(), 0.01);
+    // Each slider sets its own value only; the pen width has a floor.
+    auto values = [this] {
+        return QString("%1 %2 %3")
+            .arg(label->opacity())
+            .arg(label->secondaryOpacity())
+            .arg(label->penWidth());
+    };
+    drag(panel.opacitySlider(), {1000});
+    EXPECT_EQ(values(), "1 0.3 0.5");
+    drag(panel.secondaryOpacitySlider(), {450});
+    EXPECT_EQ(values(), "1 0.45 0.5");
+    drag(panel.penWidthSlider(), {0});
+    EXPECT_EQ(values(), "1 0.45 0.01");
     EXPECT_EQ(panel.penWidthSlider()->value(), 10);
     EXPECT_EQ(stack->count(), 4);
     // Every position of a drag is an undo step of its own.
     QSlider* slider = panel.secondaryOpacitySlider();
-    slider->setSliderDown(true);
-    for (int v : {460, 470, 480, 290})
-        slider->setSliderPosition(v);
-    slider->setSliderDown(false);
+    drag(slider, {460, 470, 480, 290});
     EXPECT_EQ(stack->count(), 8);
     EXPECT_DOUBLE_EQ(label->secondaryOpacity(), 0.29);
     EXPECT_EQ(slider->value(), 290);
@@ -385,9 +404,8 @@ TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
 TEST_F(LabelSettingsWidgetTest, ColourButtonPushesTheDialogsAnswerEvenWhenCancelled) {
     const QColor before = label->color();
     QColor initial;
-    pxmtest::whenModal([&](QWidget* modal) {
-        auto* dialog = qobject_cast<QColorDialog*>(modal);
-        ASSERT_NE(dialog, nullptr);
+    uitest::ModalAnswerer modals;
+    modals.thenAs<QColorDialog>([&](QColorDialog* dialog) {
         initial = dialog->currentColor();
         dialog->setCurrentColor(QColor(200, 100, 50));
         dialog->accept();
@@ -399,8 +417,7 @@ TEST_F(LabelSettingsWidgetTest, ColourButtonPushesTheDialogsAnswerEvenWhenCancel
     EXPECT_EQ(panel.swatchColor(), QColor(200, 100, 50));
     EXPECT_EQ(stack->count(), 1);
 
-    pxmtest::whenModal([](QWidget* modal) { static_cast<QDialog*>(modal)->reject(); });
-    QTest::mouseClick(panel.colorButton(), Qt::LeftButton);
+    QTest::mouseClick(panel.colorButton(), Qt::LeftButton); // rejected by the answerer
     EXPECT_EQ(stack->count(), 2);
     EXPECT_FALSE(label->color().isValid());
     EXPECT_EQ(panel.swatchColor(), label->color());
@@ -491,25 +508,22 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
 
 TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     ImageChooser chooser;
-    EXPECT_EQ(chooser.positionLabel()->text(), "0 of 0");
-    EXPECT_FALSE(chooser.nextButton()->isEnabled());
+    EXPECT_EQ(look(chooser), "0 of 0 []");
     Project project;
     chooser.setProject(&project);
     chooser.show();
-    EXPECT_EQ(chooser.positionLabel()->text(), "0 of 0");
+    EXPECT_EQ(look(chooser), "0 of 0 []");
     addImages(project, {"a.png", "b.png", "c.png"});
-    EXPECT_EQ(comboTexts(chooser.comboBox()), QStringList({"a.png", "b.png", "c.png"}));
-    EXPECT_EQ(chooser.positionLabel()->text(), "1 of 3");
-    EXPECT_FALSE(chooser.prevButton()->isEnabled());
+    EXPECT_EQ(look(chooser), "1 of 3 [a.png b.png c.png] >");
 
     QTest::mouseClick(chooser.nextButton(), Qt::LeftButton);
     EXPECT_EQ(project.currentImageIndex(), 1);
     EXPECT_EQ(chooser.comboBox()->currentIndex(), 1);
-    EXPECT_EQ(chooser.positionLabel()->text(), "2 of 3");
+    EXPECT_EQ(look(chooser), "2 of 3 [a.png b.png c.png] < >");
     chooser.showNextImage();
     chooser.showNextImage(); // stays on the last image
     EXPECT_EQ(project.currentImageIndex(), 2);
-    EXPECT_FALSE(chooser.nextButton()->isEnabled());
+    EXPECT_EQ(look(chooser), "3 of 3 [a.png b.png c.png] <");
     QTest::mouseClick(chooser.prevButton(), Qt::LeftButton);
     EXPECT_EQ(project.currentImageIndex(), 1);
     // Picking from the combo box makes the image current.
@@ -519,8 +533,7 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     QTest::mouseClick(chooser.removeButton(), Qt::LeftButton);
     ASSERT_EQ(project.undoStack()->count(), 1);
     EXPECT_NE(dynamic_cast<const pxm::commands::RemoveImage*>(project.undoStack()->command(0)), nullptr);
-    EXPECT_EQ(comboTexts(chooser.comboBox()), QStringList({"b.png", "c.png"}));
-    EXPECT_EQ(chooser.positionLabel()->text(), "1 of 2");
+    EXPECT_EQ(look(chooser), "1 of 2 [b.png c.png] >");
     project.undoStack()->undo();
     EXPECT_EQ(comboTexts(chooser.comboBox()), QStringList({"b.png", "c.png", "a.png"}));
     // A renamed image is renamed in the list.
@@ -530,26 +543,18 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     QTest::mouseClick(chooser.openButton(), Qt::LeftButton);
     EXPECT_EQ(open.count(), 1);
     project.clear();
-    EXPECT_EQ(chooser.comboBox()->count(), 0);
-    EXPECT_EQ(chooser.positionLabel()->text(), "0 of 0");
+    EXPECT_EQ(look(chooser), "0 of 0 []");
 }
 
 TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     Project project;
     addImages(project, {"a1.png", "b2.png", "a3.png", "b4.png", "a5.png"});
     auto chooser = shownPanel<ImageChooser>(&project);
-    EXPECT_TRUE(chooser->comboFrame()->styleSheet().isEmpty());
-    EXPECT_TRUE(chooser->filterLabel()->isHidden());
-    EXPECT_TRUE(chooser->clearFilterButton()->isHidden());
+    EXPECT_EQ(filterLook(*chooser), "");
 
-    ImageFilter filter;
-    filter.namePattern = "a*";
+    ImageFilter filter = byName("a*");
     chooser->setFilter(filter);
-    EXPECT_FALSE(chooser->comboFrame()->styleSheet().isEmpty());
-    EXPECT_FALSE(chooser->filterLabel()->isHidden());
-    EXPECT_EQ(chooser->filterLabel()->text(), "3 of 5 match");
-    EXPECT_TRUE(chooser->filterButton()->isChecked());
-    EXPECT_FALSE(chooser->clearFilterButton()->isHidden());
+    EXPECT_EQ(filterLook(*chooser), "marked, 3 of 5 match, on, clear");
     EXPECT_EQ(chooser->positionLabel()->text(), "1 of 5"); // the position stays the real one
     for (int row = 0; row < 5; ++row)
         EXPECT_EQ(isGreyed(chooser->comboBox(), row), row % 2 == 1) << row;
@@ -569,10 +574,8 @@ TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     chooser->showPrevImage();
     EXPECT_EQ(project.currentImageIndex(), 2);
     // A filter nothing passes disables both directions.
-    filter.namePattern = "zzz";
-    chooser->setFilter(filter);
-    EXPECT_FALSE(chooser->nextButton()->isEnabled());
-    EXPECT_FALSE(chooser->prevButton()->isEnabled());
+    chooser->setFilter(byName("zzz"));
+    EXPECT_EQ(look(*chooser), "3 of 5 [a1.png b2.png a3.png b4.png a5.png]");
     EXPECT_EQ(chooser->filterLabel()->text(), "0 of 5 match");
     // One click clears it; stepping visits every image again.
     QSignalSpy changed(chooser.get(), &ImageChooser::filterChanged);
@@ -580,7 +583,7 @@ TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     EXPECT_EQ(changed.count(), 1);
     EXPECT_FALSE(chooser->filter().isActive());
     EXPECT_FALSE(ImageFilter::load(&project).isActive());
-    EXPECT_TRUE(chooser->comboFrame()->styleSheet().isEmpty());
+    EXPECT_EQ(filterLook(*chooser), "");
     EXPECT_FALSE(isGreyed(chooser->comboBox(), 3));
     chooser->showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 3);
@@ -592,8 +595,7 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     addImages(project, {"a.png", "b.png", "c.png"});
     project.images().at(2)->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), label);
     // A filter stored in the project (as a project file brings it) is in force at once.
-    ImageFilter stored;
-    stored.labelIds = {label->id()};
+    const ImageFilter stored = byLabels({label});
     stored.store(&project);
     ImageChooser chooser;
     chooser.setProject(&project);
@@ -609,10 +611,9 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     chooser.showPrevImage();
     EXPECT_EQ(project.currentImageIndex(), 0);
     // A change of the setting from elsewhere is followed.
-    ImageFilter byName;
-    byName.namePattern = "b*";
-    byName.store(&project);
-    EXPECT_EQ(chooser.filter(), byName);
+    const ImageFilter named = byName("b*");
+    named.store(&project);
+    EXPECT_EQ(chooser.filter(), named);
     chooser.showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 1);
     // Another project brings its own (here: none).
@@ -621,7 +622,7 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     chooser.setProject(&other);
     EXPECT_FALSE(chooser.filter().isActive());
     chooser.setProject(&project);
-    EXPECT_EQ(chooser.filter(), byName);
+    EXPECT_EQ(chooser.filter(), named);
 }
 
 TEST(ImageChooser, FilterDialogSetsOrKeepsTheFilter) {
@@ -629,21 +630,11 @@ TEST(ImageChooser, FilterDialogSetsOrKeepsTheFilter) {
     addNamed(project, "nucleus");
     addImages(project, {"cell_1.png", "cell_2.png", "dust.png"});
     auto chooser = shownPanel<ImageChooser>(&project);
-    // Opens the dialog with the filter button and hands it to `answer`.
-    auto openDialog = [&chooser](std::function<void(pxm::ImageFilterDialog*)> answer) {
-        pxmtest::whenModal([answer](QWidget* modal) {
-            auto* dialog = qobject_cast<pxm::ImageFilterDialog*>(modal);
-            ASSERT_NE(dialog, nullptr);
-            answer(dialog);
-        });
-        QTest::mouseClick(chooser->filterButton(), Qt::LeftButton);
-    };
-
+    uitest::ModalAnswerer modals;
     QString countText;
     bool okEnabledWithBadRegex = true;
-    openDialog([&](pxm::ImageFilterDialog* dialog) {
-        EXPECT_EQ(dialog->labelList()->count(), 1);
-        EXPECT_EQ(dialog->labelList()->item(0)->text(), "nucleus");
+    modals.thenAs<pxm::ImageFilterDialog>([&](pxm::ImageFilterDialog* dialog) {
+        EXPECT_EQ(rowTexts(dialog->labelList()), QStringList{"nucleus"});
         dialog->syntaxComboBox()->setCurrentIndex(1);
         QTest::keyClicks(dialog->patternLineEdit(), "cell_(");
         okEnabledWithBadRegex = dialog->buttonBox()->button(QDialogButtonBox::Ok)->isEnabled();
@@ -651,30 +642,31 @@ TEST(ImageChooser, FilterDialogSetsOrKeepsTheFilter) {
         countText = dialog->countLabel()->text();
         dialog->buttonBox()->button(QDialogButtonBox::Ok)->click();
     });
+    QTest::mouseClick(chooser->filterButton(), Qt::LeftButton);
     EXPECT_FALSE(okEnabledWithBadRegex);
     EXPECT_EQ(countText, "2 of 3 images match.");
-    EXPECT_EQ(chooser->filter().namePattern, "cell_");
-    EXPECT_EQ(chooser->filter().patternSyntax, ImageFilter::PatternSyntax::RegularExpression);
+    EXPECT_EQ(chooser->filter(), byName("cell_", S::RegularExpression));
     EXPECT_EQ(ImageFilter::load(&project), chooser->filter());
     EXPECT_EQ(chooser->filterLabel()->text(), "2 of 3 match");
     // The dialog opens on the filter in force; cancelling keeps it, even after edits.
     QString shownPattern;
-    openDialog([&](pxm::ImageFilterDialog* dialog) {
+    modals.thenAs<pxm::ImageFilterDialog>([&](pxm::ImageFilterDialog* dialog) {
         shownPattern = dialog->patternLineEdit()->text();
         dialog->labelList()->item(0)->setCheckState(Qt::Checked);
         dialog->minWidthSpinBox()->setValue(100);
         dialog->reject();
     });
+    QTest::mouseClick(chooser->filterButton(), Qt::LeftButton);
     EXPECT_EQ(shownPattern, "cell_");
-    EXPECT_TRUE(chooser->filter().labelIds.isEmpty());
-    EXPECT_EQ(chooser->filter().minWidth, 0);
+    EXPECT_EQ(chooser->filter(), byName("cell_", S::RegularExpression));
     EXPECT_TRUE(chooser->filterButton()->isChecked());
     // "Clear All" in the dialog gives an inactive filter.
-    openDialog([&](pxm::ImageFilterDialog* dialog) {
+    modals.thenAs<pxm::ImageFilterDialog>([&](pxm::ImageFilterDialog* dialog) {
         dialog->buttonBox()->button(QDialogButtonBox::Reset)->click();
         countText = dialog->countLabel()->text();
         dialog->accept();
     });
+    QTest::mouseClick(chooser->filterButton(), Qt::LeftButton);
     EXPECT_EQ(countText, "No filter: all 3 images.");
     EXPECT_FALSE(chooser->filter().isActive());
     EXPECT_FALSE(chooser->filterButton()->isChecked());
@@ -693,25 +685,26 @@ TEST(ImageChooser, ZLayerFollowsAndSetsTheProjectsLayer) {
     chooser->showNextImage();
     EXPECT_TRUE(z->isEnabled());
     EXPECT_EQ(z->maximum(), 3);
-    chooser->showNextImageSlice();
-    EXPECT_EQ(project.currentZLayer(), 1);
-    EXPECT_EQ(z->value(), 1);
-    QTest::keyClick(z, Qt::Key_Up);
-    EXPECT_EQ(project.currentZLayer(), 2);
-    z->setValue(3);
-    EXPECT_EQ(project.currentZLayer(), 3);
-    chooser->showNextImageSlice(); // stays on the last layer
-    EXPECT_EQ(project.currentZLayer(), 3);
-    project.setCurrentZLayer(0);
-    EXPECT_EQ(z->value(), 0);
-    chooser->showPrevImageSlice();
-    EXPECT_EQ(project.currentZLayer(), 0);
+    // Each way of changing the layer, and the layer and spin box value after it.
+    const std::pair<std::function<void()>, int> steps[] = {
+        {[&] { chooser->showNextImageSlice(); }, 1},
+        {[&] { QTest::keyClick(z, Qt::Key_Up); }, 2},
+        {[&] { z->setValue(3); }, 3},
+        {[&] { chooser->showNextImageSlice(); }, 3}, // stays on the last layer
+        {[&] { project.setCurrentZLayer(0); }, 0},
+        {[&] { chooser->showPrevImageSlice(); }, 0},
+    };
+    for (const auto& [step, layer] : steps) {
+        step();
+        EXPECT_EQ(project.currentZLayer(), layer);
+        EXPECT_EQ(z->value(), layer);
+    }
 }
 
 TEST(ImageChooser, RunScriptReplacesThePathAndReportsFailure) {
     pxmtest::TempDir dir;
     Project project;
-    pxmtest::addImage(project, 4, 4)->setImagePath(dir.path("shot.png"));
+    namedImage(project, dir.path("shot.png"));
     ImageChooser chooser;
     chooser.setProject(&project);
     project.setSetting("Script.path", "touch %1.done");
@@ -729,35 +722,27 @@ TEST(ImageChooser, RunScriptReplacesThePathAndReportsFailure) {
 
 TEST(ImageFilter, NamePatternsWildcardAndRegularExpression) {
     Project project;
-    namedImage(project, "/data/day1/Cell_01.png", 4, 4);
-    namedImage(project, "/data/day2/cell_02.tif", 4, 4);
-    namedImage(project, "/data/day2/nuc_03.png", 4, 4);
-    using S = ImageFilter::PatternSyntax;
-    const struct {
-        const char* pattern;
-        S syntax;
-        QStringList expected;
-    } cases[] = {
-        {"cell*", S::Wildcard, {"Cell_01.png", "cell_02.tif"}},
-        {"*.PNG", S::Wildcard, {"Cell_01.png", "nuc_03.png"}},
-        {"cell", S::Wildcard, {}}, // a wildcard must match the whole name
-        {"?uc_0[0-9].png", S::Wildcard, {"nuc_03.png"}},
-        {"[!c]*", S::Wildcard, {"nuc_03.png"}},
-        {"cell_0[1.png", S::Wildcard, {}}, // an open bracket is a plain character
-        {"_0[12]", S::RegularExpression, {"Cell_01.png", "cell_02.tif"}},
-        {"^nuc", S::RegularExpression, {"nuc_03.png"}},
-        {"day2", S::RegularExpression, {}},                              // names only ...
-        {"/day2/", S::RegularExpression, {"cell_02.tif", "nuc_03.png"}}, // ... unless a / asks for the path
-        {"*/day1/*", S::Wildcard, {"Cell_01.png"}},
-        {"(", S::RegularExpression, {}}, // unusable: lets nothing through
+    namedImage(project, "/data/day1/Cell_01.png");
+    namedImage(project, "/data/day2/cell_02.tif");
+    namedImage(project, "/data/day2/nuc_03.png");
+    const FilterCases cases = {
+        {byName("cell*"), {"Cell_01.png", "cell_02.tif"}},
+        {byName("*.PNG"), {"Cell_01.png", "nuc_03.png"}},
+        {byName("cell"), {}}, // a wildcard must match the whole name
+        {byName("?uc_0[0-9].png"), {"nuc_03.png"}},
+        {byName("[!c]*"), {"nuc_03.png"}},
+        {byName("cell_0[1.png"), {}}, // an open bracket is a plain character
+        {byName("_0[12]", S::RegularExpression), {"Cell_01.png", "cell_02.tif"}},
+        {byName("^nuc", S::RegularExpression), {"nuc_03.png"}},
+        {byName("day2", S::RegularExpression), {}},                              // names only ...
+        {byName("/day2/", S::RegularExpression), {"cell_02.tif", "nuc_03.png"}}, // ... unless a / asks
+        {byName("*/day1/*"), {"Cell_01.png"}},
+        {byName("(", S::RegularExpression), {}}, // unusable: lets nothing through
     };
+    expectPassing(project, cases);
     for (const auto& c : cases) {
-        ImageFilter filter;
-        filter.namePattern = c.pattern;
-        filter.patternSyntax = c.syntax;
-        EXPECT_TRUE(filter.isActive());
-        EXPECT_EQ(passing(filter, project), c.expected) << c.pattern;
-        EXPECT_EQ(filter.isPatternValid(), QString(c.pattern) != "(") << c.pattern;
+        EXPECT_TRUE(c.first.isActive());
+        EXPECT_EQ(c.first.isPatternValid(), c.first.namePattern != "(") << c.first.namePattern.toStdString();
     }
 }
 
@@ -766,29 +751,16 @@ TEST(ImageFilter, SizeBoundsAreInclusiveAndUnknownSizesFail) {
     namedImage(project, "small.png", 10, 20);
     namedImage(project, "wide.png", 100, 20);
     namedImage(project, "big.png", 100, 200);
-    auto* unknown = new LabeledImage(&project); // never loaded: size 0
-    unknown->setImagePath("unknown.png");
-    project.addImage(unknown);
-    const struct {
-        int minW, maxW, minH, maxH;
-        QStringList expected;
-    } cases[] = {
-        {0, 0, 0, 0, {"small.png", "wide.png", "big.png", "unknown.png"}},
-        {10, 10, 0, 0, {"small.png"}},
-        {11, 0, 0, 0, {"wide.png", "big.png"}},
-        {0, 99, 0, 0, {"small.png"}},
-        {0, 0, 20, 20, {"small.png", "wide.png"}},
-        {50, 0, 0, 100, {"wide.png"}},
-    };
-    for (const auto& c : cases) {
-        ImageFilter filter;
-        filter.minWidth = c.minW;
-        filter.maxWidth = c.maxW;
-        filter.minHeight = c.minH;
-        filter.maxHeight = c.maxH;
-        EXPECT_EQ(passing(filter, project), c.expected)
-            << c.minW << " " << c.maxW << " " << c.minH << " " << c.maxH;
-    }
+    project.addImage(new LabeledImage(&project));
+    project.images().last()->setImagePath("unknown.png"); // never loaded: size 0
+    expectPassing(project, {
+                               {bySize(0, 0, 0, 0), {"small.png", "wide.png", "big.png", "unknown.png"}},
+                               {bySize(10, 10, 0, 0), {"small.png"}},
+                               {bySize(11, 0, 0, 0), {"wide.png", "big.png"}},
+                               {bySize(0, 99, 0, 0), {"small.png"}},
+                               {bySize(0, 0, 20, 20), {"small.png", "wide.png"}},
+                               {bySize(50, 0, 0, 100), {"wide.png"}},
+                           });
 }
 
 TEST(ImageFilter, LabelsFromShapesOnEveryLayerAndFromLoadedMasks) {
@@ -805,48 +777,29 @@ TEST(ImageFilter, LabelsFromShapesOnEveryLayerAndFromLoadedMasks) {
     erased->ensureEraseOverlay();
     erased->eraseOverlay()->data()[0] = 1; // the eraser took the only voxel of mask id 3
     namedImage(project, "empty.png", 4, 4);
-
-    using M = ImageFilter::LabelMode;
-    const struct {
-        QList<Label*> labels;
-        M mode;
-        QStringList expected;
-    } cases[] = {
-        {{cell}, M::Any, {"shapes.png"}},
-        {{nucleus}, M::Any, {"shapes.png", "masked.png"}},
-        {{cell, nucleus}, M::All, {"shapes.png"}},
-        {{cell, nucleus}, M::Any, {"shapes.png", "masked.png"}},
-        {{unused}, M::Any, {}},
-        {{cell, nucleus, unused}, M::None, {"erased.png", "empty.png"}},
-        {{nucleus}, M::None, {"erased.png", "empty.png"}},
-    };
-    for (const auto& c : cases) {
-        ImageFilter filter;
-        filter.labelMode = c.mode;
-        for (const Label* label : c.labels)
-            filter.labelIds << label->id();
-        EXPECT_EQ(passing(filter, project), c.expected) << int(c.mode) << " " << c.labels.size();
-    }
     // Criteria combine: the name must match as well.
-    ImageFilter both;
-    both.labelIds = {nucleus->id()};
+    ImageFilter both = byLabels({nucleus});
     both.namePattern = "m*";
-    EXPECT_EQ(passing(both, project), QStringList({"masked.png"}));
+    expectPassing(project, {
+                               {byLabels({cell}), {"shapes.png"}},
+                               {byLabels({nucleus}), {"shapes.png", "masked.png"}},
+                               {byLabels({cell, nucleus}, M::All), {"shapes.png"}},
+                               {byLabels({cell, nucleus}), {"shapes.png", "masked.png"}},
+                               {byLabels({unused}), {}},
+                               {byLabels({cell, nucleus, unused}, M::None), {"erased.png", "empty.png"}},
+                               {byLabels({nucleus}, M::None), {"erased.png", "empty.png"}},
+                               {both, {"masked.png"}},
+                           });
 }
 
 TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
     pxmtest::TempDir dir;
     Project project;
-    Label* label = project.createLabel();
-    ImageFilter filter;
-    filter.labelIds = {label->id(), -7};
-    filter.labelMode = ImageFilter::LabelMode::All;
+    ImageFilter filter = bySize(3, 300, 4, 400);
+    filter.labelIds = {project.createLabel()->id(), -7};
+    filter.labelMode = M::All;
     filter.namePattern = "^a.*";
-    filter.patternSyntax = ImageFilter::PatternSyntax::RegularExpression;
-    filter.minWidth = 3;
-    filter.maxWidth = 300;
-    filter.minHeight = 4;
-    filter.maxHeight = 400;
+    filter.patternSyntax = S::RegularExpression;
     filter.store(&project);
     EXPECT_EQ(ImageFilter::load(&project), filter);
 
@@ -859,15 +812,14 @@ TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
     ImageFilter().store(&project);
     EXPECT_FALSE(ImageFilter::load(&project).isActive());
     // Whatever a hand-edited file holds, reading it gives a usable filter.
-    QVariantMap odd;
-    odd["labels"] = QVariantList({"x", 1.5, 1e12, 42, 42});
-    odd["labelMode"] = "sometimes";
-    odd["pattern"] = QVariantList();
-    odd["minWidth"] = -5;
-    odd["maxHeight"] = "12";
-    const ImageFilter read = ImageFilter::fromVariant(odd);
+    const ImageFilter read =
+        ImageFilter::fromVariant(QVariantMap{{"labels", QVariantList({"x", 1.5, 1e12, 42, 42})},
+                                             {"labelMode", "sometimes"},
+                                             {"pattern", QVariantList()},
+                                             {"minWidth", -5},
+                                             {"maxHeight", "12"}});
     EXPECT_EQ(read.labelIds, QList<int>({42}));
-    EXPECT_EQ(read.labelMode, ImageFilter::LabelMode::Any);
+    EXPECT_EQ(read.labelMode, M::Any);
     EXPECT_TRUE(read.namePattern.isEmpty());
     EXPECT_EQ(read.minWidth, 0);
     EXPECT_EQ(read.maxHeight, 12);

@@ -17,24 +17,20 @@ protected:
     }
     /// The fill polygons of every path item the project document holds.
     QList<QList<QPolygonF>> savedPaths() {
-        const QJsonObject root = autosavetest::normalisedDocument(project);
         QList<QList<QPolygonF>> paths;
         int items = 0;
-        for (const QJsonValue image : root["images"].toArray())
-            for (const QJsonValue scene : image.toObject()["scenes"].toArray())
-                for (const QJsonValue item : scene.toObject()["labelItems"].toArray()) {
+        for (const QJsonValue image : autosavetest::normalisedDocument(project)["images"].toArray())
+            for (const QJsonValue scene : image["scenes"].toArray())
+                for (const QJsonValue item : scene["labelItems"].toArray()) {
                     ++items;
-                    if (item.toObject()["$type"].toString() != "QGraphicsPathItem")
+                    if (item["$type"].toString() != "QGraphicsPathItem")
                         continue;
-                    QList<QPolygonF> polygons;
-                    for (const QJsonValue polygon :
-                         item.toObject()["path"].toObject()["polygons"].toArray()) {
-                        QPolygonF points;
-                        for (const QJsonValue p : polygon.toObject()["points"].toArray())
-                            points << QPointF(p.toObject()["x"].toDouble(), p.toObject()["y"].toDouble());
-                        polygons << points;
+                    paths << QList<QPolygonF>();
+                    for (const QJsonValue polygon : item["path"]["polygons"].toArray()) {
+                        paths.last() << QPolygonF();
+                        for (const QJsonValue p : polygon["points"].toArray())
+                            paths.last().last() << QPointF(p["x"].toDouble(), p["y"].toDouble());
                     }
-                    paths << polygons;
                 }
         EXPECT_EQ(items, paths.size()) << "only path items were drawn";
         return paths;

@@ -4,61 +4,18 @@
 #include "model/Project.h"
 #include "platform/CRegistry.h"
 #include "scene/LabeledImage.h"
+#include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
 #include "ui/FileDialogs.h"
 #include "ui/MainWindow.h"
 
-#include <QAbstractButton>
-#include <QAction>
-#include <QActionGroup>
-#include <QApplication>
-#include <QComboBox>
-#include <QDialog>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QFrame>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QMenu>
-#include <QMessageBox>
-#include <QPointer>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QScreen>
-#include <QSignalSpy>
-#include <QSlider>
-#include <QSpinBox>
-#include <QStatusBar>
-#include <QTableWidget>
-#include <QTest>
-#include <QTextBrowser>
-#include <QTimer>
-#include <QToolButton>
-#include <QTreeWidget>
-#include <QUndoCommand>
-#include <QUndoStack>
+#include <QtTest>
+#include <QtWidgets>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <memory>
 #include <sstream>
-
-namespace pxmtest {
-
-/// Waits (from inside the event loop a modal dialog runs) for the dialog to appear and
-/// hands it to `handle`, which must close it. Gives up after about five seconds, so a
-/// test whose dialog never shows fails instead of leaving a stray handler behind forever.
-inline void whenModal(std::function<void(QWidget*)> handle, int attempt = 0) {
-    QTimer::singleShot(attempt ? 10 : 0, [handle, attempt] {
-        if (QWidget* modal = QApplication::activeModalWidget())
-            handle(modal);
-        else if (attempt < 500)
-            whenModal(handle, attempt + 1);
-    });
-}
-
-} // namespace pxmtest
 
 namespace uitest {
 
@@ -111,6 +68,14 @@ public:
     void then(Handler handler) { m_handlers.push_back(std::move(handler)); }
     void thenClick(const QString& buttonText) {
         then([buttonText](QWidget* widget) { clickButton(widget, buttonText); });
+    }
+    /// Hands the next dialog, which must be a `Dialog`, to `handle`.
+    template <class Dialog> void thenAs(std::function<void(Dialog*)> handle) {
+        then([handle](QWidget* widget) {
+            auto* dialog = qobject_cast<Dialog*>(widget);
+            ASSERT_NE(dialog, nullptr) << widget->metaObject()->className();
+            handle(dialog);
+        });
     }
     const std::vector<SeenDialog>& seen() const { return m_seen; }
     /// The titles of the dialogs seen so far, in order.
@@ -176,6 +141,31 @@ struct FakeFileDialogs {
     }
 };
 
+/// The texts of a list's rows (only the shown ones if asked).
+inline QStringList rowTexts(const QListWidget* list, bool visibleOnly = false) {
+    QStringList texts;
+    for (int row = 0; row < list->count(); ++row)
+        if (!visibleOnly || !list->item(row)->isHidden())
+            texts << list->item(row)->text();
+    return texts;
+}
+
+/// The image paths of the project, in order.
+inline QStringList imagePaths(const pxm::Project& project) {
+    QStringList paths;
+    for (const pxm::LabeledImage* image : project.images())
+        paths << image->imagePath();
+    return paths;
+}
+
+/// An in-memory 8-bit image of the given size with a path to show.
+inline pxm::LabeledImage* namedImage(pxm::Project& project, const QString& path, int w = 8, int h = 8,
+                                     int d = 1) {
+    pxm::LabeledImage* image = pxmtest::addImage(project, w, h, d);
+    image->setImagePath(path);
+    return image;
+}
+
 /// Keeps the registry in a private directory and quiet consoles for each test.
 class UiTest : public ::testing::Test {
 protected:
@@ -201,6 +191,16 @@ protected:
         image->setImagePath(path);
         project.addImage(image);
         return image;
+    }
+    /// A small project file on disk, saved by a window, with one label and one image.
+    QString writeProject(const QString& name) {
+        pxm::Project written;
+        written.createLabel();
+        addImage(written, writeImage("in_" + name + ".pgm"));
+        pxm::MainWindow writer(nullptr, false);
+        writer.setProject(&written);
+        writer.doSave(dir.path(name));
+        return dir.path(name);
     }
     /// The visible main window other than `except`, as a command opens one, or null.
     static pxm::MainWindow* otherWindow(const QWidget* except) {
@@ -230,6 +230,25 @@ protected:
     pxmtest::TempDir dir;
     // Window construction and closing talk on the consoles; tests read what they need.
     StreamCapture out{std::cout};
+};
+
+/// A window on a project of its own, with file choosers answering from `files`; tests attach
+/// the project and show the window as they need.
+class WindowFixture : public UiTest {
+protected:
+    void SetUp() override {
+        UiTest::SetUp();
+        window.setFileDialogs(files.seam());
+    }
+    void open() {
+        window.setProject(&project);
+        window.show();
+    }
+    QAction* find(pxm::MainAction id) const { return window.action(id); }
+
+    FakeFileDialogs files;
+    pxm::Project project;
+    pxm::MainWindow window{nullptr, false};
 };
 
 } // namespace uitest

@@ -6,19 +6,11 @@
 #include "platform/CImageIo2.h"
 #include "scene/MaskItem.h"
 #include "scene/Scene.h"
-#include "scene/SceneTestSupport.h"
 #include "tools/View.h"
 #include "ui/ShortcutsPage.h"
 #include "ui/StatusFormat.h"
 #include "ui/UiTestSupport.h"
 
-#include <QDirIterator>
-#include <QDropEvent>
-#include <QKeySequenceEdit>
-#include <QMimeData>
-#include <QMovie>
-#include <QToolBar>
-#include <QUrl>
 #include <cmath>
 #include <set>
 
@@ -30,7 +22,7 @@ using uitest::StreamCapture;
 
 namespace {
 
-class WindowTest : public uitest::UiTest {};
+class WindowTest : public uitest::WindowFixture {};
 
 QStringList g_warnings;
 void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text) {
@@ -100,7 +92,6 @@ TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
 }
 
 TEST_F(WindowTest, SetProjectRefusesNullAndFollowsPathAndCleanState) {
-    MainWindow window(nullptr, false);
     QSignalSpy changed(&window, &MainWindow::projectChanged);
     g_warnings.clear();
     const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
@@ -110,7 +101,6 @@ TEST_F(WindowTest, SetProjectRefusesNullAndFollowsPathAndCleanState) {
     EXPECT_EQ(changed.count(), 0);
     EXPECT_EQ(window.windowTitle(), "Pixmarker");
 
-    Project project;
     window.setProject(&project);
     ASSERT_EQ(changed.count(), 1);
     EXPECT_EQ(changed[0][0].value<Project*>(), &project);
@@ -125,10 +115,8 @@ TEST_F(WindowTest, SetProjectRefusesNullAndFollowsPathAndCleanState) {
 }
 
 TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
-    Project project;
     LabeledImage* first = addImage(project, writeImage("a.pgm"));
     LabeledImage* second = addImage(project, writeImage("b.pgm"));
-    MainWindow window(nullptr, false);
     window.setProject(&project);
     EXPECT_EQ(window.shownScene(), nullptr) << "nothing is loaded before the window is shown";
 
@@ -161,32 +149,30 @@ TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
 // import and reannotation wait for something to act on; the reload is for plug-in use only.
 TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
     using A = MainAction;
-    auto keys = [](const char* text) { return QList<QKeySequence>{QKeySequence(text)}; };
-    const std::map<A, QList<QKeySequence>> shortcuts = {
-        {A::Save, QKeySequence::keyBindings(QKeySequence::Save)},
-        {A::SaveAs, QKeySequence::keyBindings(QKeySequence::SaveAs)},
-        {A::NewProject, QKeySequence::keyBindings(QKeySequence::New)},
-        {A::Open, QKeySequence::keyBindings(QKeySequence::Open)},
-        {A::Quit, QKeySequence::keyBindings(QKeySequence::Close)},
-        {A::ReloadNodaraInput, QKeySequence::keyBindings(QKeySequence::Refresh)},
-        {A::Undo, QKeySequence::keyBindings(QKeySequence::Undo)},
-        {A::Redo, QKeySequence::keyBindings(QKeySequence::Redo)},
-        {A::Help, QKeySequence::keyBindings(QKeySequence::HelpContents)},
-        {A::RestoreView, keys("Ctrl+0")},
-        {A::PreviousImage, keys("Backspace")},
-        {A::NextImage, keys("Space")},
-        {A::RunScript, keys("S")},
-        {A::PreviousSlice, keys("Ctrl+Down")},
-        {A::NextSlice, keys("Ctrl+Up")}};
+    using K = QKeySequence;
+    const std::map<A, K::StandardKey> standard = {{A::Save, K::Save},
+                                                  {A::SaveAs, K::SaveAs},
+                                                  {A::NewProject, K::New},
+                                                  {A::Open, K::Open},
+                                                  {A::Quit, K::Close},
+                                                  {A::Undo, K::Undo},
+                                                  {A::ReloadNodaraInput, K::Refresh},
+                                                  {A::Redo, K::Redo},
+                                                  {A::Help, K::HelpContents}};
+    const std::map<A, const char*> own = {{A::RestoreView, "Ctrl+0"},      {A::PreviousImage, "Backspace"},
+                                          {A::NextImage, "Space"},         {A::RunScript, "S"},
+                                          {A::PreviousSlice, "Ctrl+Down"}, {A::NextSlice, "Ctrl+Up"}};
     const std::set<A> disabled = {A::ImportMask, A::ReloadNodaraInput, A::Reannotation, A::Undo, A::Redo};
-    MainWindow window(nullptr, false);
     for (int i = 0; i < int(A::Settings); ++i) {
         const A id = A(i);
         QAction* action = window.action(id);
         ASSERT_NE(action, nullptr);
         SCOPED_TRACE(action->toolTip().toStdString());
         const bool tool = id >= A::Rectangle && id <= A::Ruler;
-        EXPECT_EQ(action->shortcuts(), shortcuts.count(id) ? shortcuts.at(id) : QList<QKeySequence>());
+        const QList<K> keys = standard.count(id) ? K::keyBindings(standard.at(id))
+                              : own.count(id)    ? QList<K>{K(own.at(id))}
+                                                 : QList<K>();
+        EXPECT_EQ(action->shortcuts(), keys);
         EXPECT_EQ(action->isEnabled(), !tool && !disabled.count(id));
         EXPECT_EQ(action->isVisible(), id != A::ReloadNodaraInput);
         EXPECT_EQ(action->isCheckable(), tool);
@@ -207,12 +193,8 @@ TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
     };
     const QString sd = QString::number(std::sqrt(1.0e9 / (640.0 * 480.0 - 1.0)), 'g', 6);
     const Pictor::CImageInfo volume = info(64, 32, 20, "IMAGE_GREY_F", -1.5, 2.25, 0.125, 4.0, 5);
-    const struct {
-        QString format;
-        Pictor::CImageInfo record;
-        uint64_t z;
-        QString expected;
-    } cases[] = {
+    // The format, the record and the shown layer, and what the status line says.
+    const std::tuple<QString, Pictor::CImageInfo, uint64_t, QString> cases[] = {
         {"(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)",
          info(640, 480, 1, "IMAGE_GREY_8", 0, 255, 127.5, 1.0e9, 640 * 480), 0,
          "(min=0 max=255 mean=127.5 sd=" + sd + ") GREY_8  (640x480)"},
@@ -229,16 +211,13 @@ TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
         {"size %s!", volume, 0, "size 64x32x20!"},
         {"||", volume, 0, ""},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(pxm::expandStatusFormat(c.format, &c.record, c.z), c.expected) << c.format.toStdString();
-    EXPECT_EQ(pxm::expandStatusFormat(cases[0].format, nullptr, 0), "no info");
+    for (const auto& [format, record, z, expected] : cases)
+        EXPECT_EQ(pxm::expandStatusFormat(format, &record, z), expected) << format.toStdString();
+    EXPECT_EQ(pxm::expandStatusFormat("%s", nullptr, 0), "no info");
 }
 
 TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
-    Project project;
-    MainWindow window(nullptr, false);
-    window.setProject(&project);
-    window.show();
+    open();
     EXPECT_FALSE(window.loadingIndicator()->isVisible());
     EXPECT_FALSE(window.progressBar()->isVisible());
     EXPECT_TRUE(window.sizeLabel()->isHidden()) << "no scene, no size";
@@ -246,21 +225,16 @@ TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
     EXPECT_TRUE(window.loadingIndicator()->isVisible());
     window.hideLoadingIndicator();
     EXPECT_FALSE(window.loadingIndicator()->isVisible());
-    EXPECT_EQ(window.statusFormat(), "(min=%imin max=%imax mean=%imean sd=%isigma)| %t | (%s)");
 
     addImage(project, writeImage("grey.pgm", 3, 2, '\x20'));
     ASSERT_FALSE(window.sizeLabel()->isHidden());
     EXPECT_EQ(window.sizeLabel()->text(), "(min=32 max=32 mean=32 sd=0) GREY_8  (3x2)");
     project.setSetting("StatusLine.format", "%w by %h, slice %pmean");
     EXPECT_EQ(window.sizeLabel()->text(), "3 by 2, slice 32");
-    EXPECT_EQ(window.statusFormat(), "%w by %h, slice %pmean");
     // Another slice of a volume shows its own figures.
-    auto* volume = new LabeledImage(&project);
-    auto* data = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(2, 2, 3));
+    LabeledImage* volume = pxmtest::addImage(project, 2, 2, 3);
     for (int i = 0; i < 12; ++i)
-        data->data()[i] = uint8_t(i / 4 * 10);
-    volume->setImage(data, true);
-    project.addImage(volume);
+        volume->image()->data()[i] = uint8_t(i / 4 * 10);
     project.setCurrentImageIndex(1);
     project.setSetting("StatusLine.format", "%s|: %pmean");
     EXPECT_EQ(window.sizeLabel()->text(), "2x2x3: 0");
@@ -294,15 +268,13 @@ TEST_F(WindowTest, NextWindowOpensWhereTheLastOneWasLeft) {
 }
 
 TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
-    Project project;
-    MainWindow window(nullptr, false);
     window.setProject(&project);
     const QList<QKeySequence> saveDefaults = window.action(MainAction::Save)->shortcuts();
     ASSERT_FALSE(saveDefaults.isEmpty());
     const QList<QKeySequence> f{QKeySequence("F")};
 
     uitest::ModalAnswerer answerer;
-    answerer.then([](QWidget* dialog) {
+    answerer.thenAs<QDialog>([](QDialog* dialog) {
         auto* page = dialog->findChild<pxm::ShortcutsPage*>();
         ASSERT_NE(page, nullptr);
         QKeySequenceEdit* runScript = page->editor(MainAction::RunScript);
@@ -320,22 +292,20 @@ TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
         emit zoomToFit->editingFinished();
         EXPECT_TRUE(page->message().isEmpty());
         qobject_cast<QAbstractButton*>(page->table()->cellWidget(int(MainAction::Save), 2))->click();
-        qobject_cast<QDialog*>(dialog)->accept();
+        dialog->accept();
     });
     window.action(MainAction::Settings)->trigger();
     ASSERT_EQ(answerer.seen().size(), 1u);
-    EXPECT_EQ(window.action(MainAction::ZoomToFit)->shortcuts(), f);
-    EXPECT_TRUE(window.action(MainAction::Save)->shortcuts().isEmpty());
-    EXPECT_EQ(window.action(MainAction::RunScript)->shortcuts(), QList<QKeySequence>{QKeySequence("S")});
-    {
-        MainWindow next(nullptr, false);
-        EXPECT_EQ(next.action(MainAction::ZoomToFit)->shortcuts(), f);
-        EXPECT_TRUE(next.action(MainAction::Save)->shortcuts().isEmpty());
+    MainWindow next(nullptr, false);
+    for (MainWindow* each : {&window, &next}) {
+        EXPECT_EQ(each->action(MainAction::ZoomToFit)->shortcuts(), f);
+        EXPECT_TRUE(each->action(MainAction::Save)->shortcuts().isEmpty());
+        EXPECT_EQ(each->action(MainAction::RunScript)->shortcuts(), QList<QKeySequence>{QKeySequence("S")});
     }
 
-    answerer.then([](QWidget* dialog) {
+    answerer.thenAs<QDialog>([](QDialog* dialog) {
         dialog->findChild<QPushButton*>("resetShortcutsButton")->click();
-        qobject_cast<QDialog*>(dialog)->accept();
+        dialog->accept();
     });
     window.action(MainAction::Settings)->trigger();
     EXPECT_EQ(window.action(MainAction::Save)->shortcuts(), saveDefaults);
@@ -347,17 +317,16 @@ TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
 // A plug-in may drop its project while the window still exists: the window, its view and
 // its panels let go of everything without touching what is gone.
 TEST_F(WindowTest, WindowOutlivesItsProject) {
-    auto* project = new Project;
+    auto* owned = new Project;
     for (int i = 0; i < 3; ++i)
-        pxmtest::addImage(*project, 8, 8);
-    project->createLabel();
-    addImage(*project, "/nonexistent/x.png");
-    project->setSetting("ImageChooser.filter", QVariantMap{{"namePattern", "*.png"}});
-    MainWindow window(nullptr, false);
-    window.setProject(project);
+        pxmtest::addImage(*owned, 8, 8);
+    owned->createLabel();
+    addImage(*owned, "/nonexistent/x.png");
+    owned->setSetting("ImageChooser.filter", QVariantMap{{"namePattern", "*.png"}});
+    window.setProject(owned);
     window.show();
     QApplication::processEvents();
-    delete project;
+    delete owned;
     QApplication::processEvents();
     EXPECT_EQ(window.project(), nullptr);
     EXPECT_EQ(window.view()->project(), nullptr);
@@ -367,12 +336,9 @@ TEST_F(WindowTest, WindowOutlivesItsProject) {
 
 // Reannotation works on a mask, so it is offered exactly while the shown image has one.
 TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
-    Project project;
     LabeledImage* image = pxmtest::addImage(project, 8, 8);
     project.createLabel();
-    MainWindow window(nullptr, false);
-    window.setProject(&project);
-    window.show();
+    open();
     QApplication::processEvents();
     QAction* reannotation = window.action(MainAction::Reannotation);
     EXPECT_FALSE(reannotation->isEnabled());
@@ -389,7 +355,8 @@ TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     click(view->viewport(), view->mapFromScene(QPointF(2, 2)), false);
     ASSERT_GT(view->currentScene()->items().size(), plain);
     int itemsDuringExport = -1;
-    pxmtest::whenModal([&](QWidget* dialog) {
+    uitest::ModalAnswerer modals;
+    modals.then([&](QWidget* dialog) {
         itemsDuringExport = view->currentScene()->items().size();
         dialog->close();
     });
@@ -406,16 +373,13 @@ TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
     std::fill(pixels.data(), pixels.data() + 256, uint8_t(1));
     for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
         KYVO::CImageIo2::Save(dir.path(name).toStdString(), pixels);
-    Project project;
     project.createLabel();
     LabeledImage* first = addImage(project, dir.path("a.pgm"));
     addImage(project, dir.path("b.pgm"));
     first->setMaskPath(dir.path("a_mask.pgm"));
     project.setPath(dir.path("p.json"));
-    MainWindow window(nullptr, false);
-    window.setProject(&project);
     window.resize(800, 600);
-    window.show();
+    open();
     QApplication::processEvents();
     pxm::View* view = window.view();
     view->setTool(pxm::ToolType::Eraser);
@@ -437,32 +401,23 @@ TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
 }
 
 TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
-    Project project;
-    MainWindow window(nullptr, false);
-    window.setProject(&project);
-    window.show();
+    open();
     const QString b = writeImage("b.pgm"), a = writeImage("a.pgm"), notes = dir.path("notes.txt");
     pxmtest::writeFile(notes, "not an image");
     EXPECT_FALSE(drop(window, {notes})) << "nothing to take";
     EXPECT_TRUE(drop(window, {b, notes, a}));
-    ASSERT_EQ(project.images().size(), 2);
-    EXPECT_EQ(project.images()[0]->imagePath(), a);
-    EXPECT_EQ(project.images()[1]->imagePath(), b);
+    EXPECT_EQ(uitest::imagePaths(project), QStringList({a, b}));
     EXPECT_EQ(project.undoStack()->count(), 1);
     project.undoStack()->undo();
     EXPECT_TRUE(project.images().isEmpty());
     // A dropped project opens as "&Open" opens it: in a new window, since this one has one.
-    Project saved;
-    saved.createLabel();
-    MainWindow writer(nullptr, false);
-    writer.setProject(&saved);
-    writer.doSave(dir.path("dropped.json"));
-    EXPECT_TRUE(drop(window, {dir.path("dropped.json")}));
+    const QString path = writeProject("dropped.json");
+    EXPECT_TRUE(drop(window, {path}));
     EXPECT_EQ(window.project(), &project);
     MainWindow* opened = otherWindow(&window);
     ASSERT_NE(opened, nullptr);
     ASSERT_NE(opened->project(), nullptr);
-    EXPECT_EQ(opened->project()->path(), dir.path("dropped.json"));
+    EXPECT_EQ(opened->project()->path(), path);
     EXPECT_EQ(opened->project()->labels().size(), 1);
     window.close();
     // Dropped on a window without a project, images start one with its first label.
@@ -479,28 +434,24 @@ TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
 // Unsaved changes: Cancel keeps the window, Discard closes, Save saves then closes; a clean
 // project or a plug-in's project closes without asking. The registry is saved on every close.
 TEST_F(WindowTest, ClosingWithUnsavedChangesAsks) {
-    Project project;
     project.setPath(dir.path("work.json"));
-    MainWindow window(nullptr, false);
     window.setProject(&project);
-    const struct {
-        QString answer;
-        bool closes;
-        bool saved;
-    } cases[] = {{"Cancel", false, false}, {"Discard", true, false}, {"Save", true, true}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.answer.toStdString());
+    // The answer, and whether the window then closes and the project is saved.
+    const std::tuple<QString, bool, bool> cases[] = {
+        {"Cancel", false, false}, {"Discard", true, false}, {"Save", true, true}};
+    for (const auto& [answer, closes, saved] : cases) {
+        SCOPED_TRACE(answer.toStdString());
         QFile::remove(dir.path("work.json"));
         project.undoStack()->push(new QUndoCommand("edit"));
         window.show();
         out.take();
         uitest::ModalAnswerer modals;
-        modals.thenClick(c.answer);
-        EXPECT_EQ(window.close(), c.closes);
+        modals.thenClick(answer);
+        EXPECT_EQ(window.close(), closes);
         EXPECT_EQ(modals.titles(), QStringList{"Unsaved changes"});
-        EXPECT_EQ(window.isVisible(), !c.closes);
-        EXPECT_EQ(QFile::exists(dir.path("work.json")), c.saved);
-        EXPECT_EQ(out.take().find("Configuration saving successful.") != std::string::npos, c.closes);
+        EXPECT_EQ(window.isVisible(), !closes);
+        EXPECT_EQ(QFile::exists(dir.path("work.json")), saved);
+        EXPECT_EQ(out.take().find("Configuration saving successful.") != std::string::npos, closes);
     }
     // Nothing to save, or a plug-in's window: no question.
     uitest::ModalAnswerer none;

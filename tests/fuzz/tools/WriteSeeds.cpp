@@ -6,14 +6,11 @@
 #include "exchange/LabelMeWriter.h"
 #include "exchange/VOCWriter.h"
 #include "model/Label.h"
-#include "model/Project.h"
 #include "persistence/ProjectSerializer.h"
-#include "platform/CImage.h"
 #include "platform/CImageIo2.h"
 #include "platform/CRegistry.h"
 #include "platform/CValueMap.h"
 #include "platform/Vandu.h"
-#include "scene/LabeledImage.h"
 #include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
 
@@ -29,7 +26,6 @@
 #include <QTextStream>
 #include <QXmlStreamWriter>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
 
 namespace {
@@ -55,9 +51,8 @@ void saveBytes(const char* target, const QString& name, const QByteArray& bytes)
 
 /// Two labels and a 24 x 16 image with one item of each kind of shape, one of them rotated.
 pxm::LabeledImage* addShapes(pxm::Project& project) {
-    pxm::Label* a = project.createLabel();
+    pxm::Label *a = project.createLabel(), *b = project.createLabel();
     a->setName("cell");
-    pxm::Label* b = project.createLabel();
     b->setName("nucleus");
     pxm::LabeledImage* image = pxmtest::addImageByPath(project, "cells.png", 24, 16, 1);
     pxm::Scene* scene = image->scene(0);
@@ -99,23 +94,17 @@ void writeProjects() {
 void writeAnnotations() {
     pxm::Project project;
     pxm::LabeledImage* image = addShapes(project);
-    QByteArray mark;
-    {
-        QTextStream out(&mark);
-        pxm::writeKAROMark(out, image->scene(0));
-    }
+    QByteArray mark, voc;
+    QTextStream markOut(&mark);
+    pxm::writeKAROMark(markOut, image->scene(0));
+    markOut.flush();
     saveBytes("karo", "cells.mark", mark);
-
-    QByteArray voc;
-    {
-        QXmlStreamWriter out(&voc);
-        out.setAutoFormatting(true);
-        out.writeStartDocument();
-        pxm::writeVOC(out, image->scene(0));
-        out.writeEndDocument();
-    }
+    QXmlStreamWriter vocOut(&voc);
+    vocOut.setAutoFormatting(true);
+    vocOut.writeStartDocument();
+    pxm::writeVOC(vocOut, image->scene(0));
+    vocOut.writeEndDocument();
     saveBytes("voc", "cells.voc", voc);
-
     QBuffer labelMe;
     labelMe.open(QIODevice::WriteOnly);
     pxm::writeLabelMe(labelMe, image);
@@ -159,10 +148,8 @@ CImage pattern(EnImageType type, std::size_t w, std::size_t h, std::size_t d) {
     CImage image(type, CSize(w, h, d));
     for (std::size_t i = 0; i < image.byteCount(); ++i)
         image.data()[i] = std::uint8_t(i * 37 + i / 7) & (type == IMAGE_BOOL ? 1 : 0xff);
-    for (std::size_t i = 0; type == IMAGE_GREY_F && i < image.size().Elements(); ++i) {
-        const float v = float(i) * 0.25f - 1.0f;
-        std::memcpy(image.data() + 4 * i, &v, 4);
-    }
+    for (std::size_t i = 0; type == IMAGE_GREY_F && i < image.size().Elements(); ++i)
+        reinterpret_cast<float*>(image.data())[i] = float(i) * 0.25f - 1.0f;
     return image;
 }
 
