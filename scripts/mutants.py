@@ -30,7 +30,7 @@ TEST_TIMEOUT = 300
 LAYERS = ["platform", "display", "model", "scene", "segment", "persistence", "exchange", "tools", "ui", "plugin", "app"]
 LINKED_BY = {
     "platform": LAYERS, "display": LAYERS[1:], "model": LAYERS[2:], "scene": LAYERS[2:],
-    "segment": ["segment", "tools", "ui", "plugin", "app"],
+    "segment": ["segment", "exchange", "tools", "ui", "plugin", "app"],
     "persistence": ["persistence", "exchange", "ui", "plugin", "app"], "exchange": ["exchange", "ui", "plugin", "app"],
     "tools": ["tools", "ui", "plugin", "app"], "ui": ["ui", "plugin", "app"], "plugin": ["plugin", "app"],
     "app": ["app"],

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QRegularExpression>
 #include <QStringList>
 #include <algorithm>
 #include <csignal>
@@ -26,6 +27,7 @@ namespace {
 
 const char* const UsageText =
     "Usage: pixmarker-export PROJECT -o DIR [options]\n"
+    "       pixmarker-export --check PATH\n"
     "\n"
     "Writes the masks and annotation files of every image of a Pixmarker project\n"
     "(.json or .json.gz) into DIR, without a window and without a display.\n"
@@ -42,12 +44,22 @@ const char* const UsageText =
     "  --voc               one Pascal VOC file per image and z-layer (.voc)\n"
     "  --vgg               one VGG Image Annotator file for the project (.vgg.json)\n"
     "  --labelme           one LabelMe file per 2D image (.json)\n"
+    "  --coco              a COCO instances file (instances_default.json)\n"
+    "  --coco-name NAME    the COCO file's name instead (NAME.json)\n"
+    "  --yolo              a YOLO dataset of boxes (yolo/: labels/ and data.yaml)\n"
+    "  --yolo-seg          a YOLO dataset of outlines (yolo-seg/)\n"
+    "  --nnunet NAME       an nnU-Net v2 dataset (Dataset500_NAME/; 2D images)\n"
+    "  --copy-images       copy the images (and volume layers) into images/\n"
+    "  --connectivity N    4 or 8: how a mask's pixels join into instances (default 8)\n"
     "                      Without any of these, only the full masks are written.\n"
     "  --skip-unlabeled    skip images without shapes (the default)\n"
     "  --all-images        export images without shapes too\n"
+    "  --check PATH        check a COCO file, YOLO folder or nnU-Net dataset written by\n"
+    "                      anyone, print its problems, and exit 1 when there are any\n"
     "  -h, --help          show this help\n"
     "\n"
-    "Exit codes: 0 success, 2 bad arguments, 3 unreadable project,\n"
+    "Exit codes: 0 success, 1 --check found problems, 2 bad arguments,\n"
+    "3 unreadable project,\n"
     "4 a file or the output directory could not be written,\n"
     "130 stopped by Ctrl-C, 143 stopped by SIGTERM (files written before stay complete).\n"
     "A progress bar is drawn on standard error when it is a terminal.\n";
@@ -61,6 +73,7 @@ struct Request {
     QString project;
     ExportMaskSettings settings;
     bool help = false;
+    QString check; // a dataset to check instead of an export
 };
 
 /// Parses the arguments (without the program name); returns an error text or an empty string.
@@ -78,15 +91,27 @@ QString parseArguments(const QStringList& arguments, Request* request) {
     const QCommandLineOption labelMe("labelme");
     const QCommandLineOption skipUnlabeled("skip-unlabeled");
     const QCommandLineOption allImages("all-images");
+    const QCommandLineOption coco("coco");
+    const QCommandLineOption cocoName("coco-name", QString(), "NAME");
+    const QCommandLineOption yolo("yolo");
+    const QCommandLineOption yoloSeg("yolo-seg");
+    const QCommandLineOption nnunet("nnunet", QString(), "NAME");
+    const QCommandLineOption copyImages("copy-images");
+    const QCommandLineOption connectivity("connectivity", QString(), "N");
+    const QCommandLineOption check("check", QString(), "PATH");
     const QCommandLineOption help(QStringList{"h", "help"});
     parser.addOptions({output, pattern, fullMask, boolMasks, snapshot, karo, voc, vgg, labelMe, skipUnlabeled,
-                       allImages, help});
+                       allImages, coco, cocoName, yolo, yoloSeg, nnunet, copyImages, connectivity, check, help});
 
     // The parser expects the program name first.
     if (!parser.parse(QStringList{QStringLiteral("pixmarker-export")} + arguments))
         return parser.errorText();
     if (parser.isSet(help)) {
         request->help = true;
+        return {};
+    }
+    if (parser.isSet(check)) {
+        request->check = parser.value(check);
         return {};
     }
     const QStringList positional = parser.positionalArguments();
@@ -105,9 +130,27 @@ QString parseArguments(const QStringList& arguments, Request* request) {
     s.directory = parser.value(output);
     if (parser.isSet(pattern))
         s.filename = parser.value(pattern);
+    DatasetOptions& d = s.datasets;
+    d.coco = parser.isSet(coco) || parser.isSet(cocoName);
+    if (parser.isSet(cocoName))
+        d.cocoName = parser.value(cocoName);
+    d.yolo = parser.isSet(yolo);
+    d.yoloSegments = parser.isSet(yoloSeg);
+    d.copyImages = parser.isSet(copyImages);
+    if (parser.isSet(nnunet)) {
+        d.nnunet = parser.value(nnunet);
+        if (!QRegularExpression("^[A-Za-z0-9_]+$").match(d.nnunet).hasMatch())
+            return QStringLiteral("An nnU-Net dataset name is made of letters, digits and underscores.");
+    }
+    if (parser.isSet(connectivity)) {
+        d.connectivity = parser.value(connectivity).toInt();
+        if (d.connectivity != 4 && d.connectivity != 8)
+            return QStringLiteral("--connectivity takes 4 or 8.");
+    }
+    // A dataset alone is a target too: then no masks are written unless asked for.
     const bool anyTarget = parser.isSet(fullMask) || parser.isSet(boolMasks) || parser.isSet(snapshot) ||
                            parser.isSet(karo) || parser.isSet(voc) || parser.isSet(vgg) ||
-                           parser.isSet(labelMe);
+                           parser.isSet(labelMe) || d.any();
     if (anyTarget) {
         s.fullMask = parser.isSet(fullMask);
         s.boolMask = parser.isSet(boolMasks);
@@ -335,6 +378,16 @@ int runExportCommand(int argc, char** argv) {
     if (request.help) {
         std::fputs(UsageText, stdout);
         return ExportSucceeded;
+    }
+    if (!request.check.isEmpty()) {
+        QString kind;
+        const QStringList problems = checkDataset(request.check, &kind);
+        for (const QString& problem : problems)
+            std::fprintf(stdout, "%s\n", problem.toLocal8Bit().constData());
+        if (problems.isEmpty())
+            std::fprintf(stdout, "%s: a valid %s dataset.\n", request.check.toLocal8Bit().constData(),
+                         kind.toLocal8Bit().constData());
+        return problems.isEmpty() ? ExportSucceeded : ExportCheckFailed;
     }
 
     // Nothing is ever shown, so a display is never needed: render offscreen unless the

@@ -6,6 +6,7 @@ namespace pxm {
 /// Exit codes of the headless exporter.
 enum ExportExitCode {
     ExportSucceeded = 0,         ///< every chosen file was written
+    ExportCheckFailed = 1,       ///< --check found problems in the dataset
     ExportBadArguments = 2,      ///< the command line could not be understood
     ExportUnreadableProject = 3, ///< the project file could not be opened or read
     ExportWriteFailed = 4,       ///< the output directory or at least one file could not be written

@@ -18,6 +18,7 @@
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QUrl>
 
 namespace pxm {
@@ -85,18 +86,27 @@ void ExportMaskDialog::buildWidgets() {
          {m_fullMask, m_boolMask, m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe})
         grid->addWidget(box, row++, 1, 1, 2);
 
-    grid->addWidget(new QLabel(tr("Post Export"), this), 11, 0);
+    grid->addWidget(new QLabel(tr("Datasets"), this), row, 0);
+    m_coco = makeCheckBox(tr("COCO (instances_default.json)"), "cocoCheckBox", this);
+    m_yolo = makeCheckBox(tr("YOLO boxes (yolo/)"), "yoloCheckBox", this);
+    m_yoloSegments = makeCheckBox(tr("YOLO outlines (yolo-seg/)"), "yoloSegmentsCheckBox", this);
+    m_nnunet = makeCheckBox(tr("nnU-Net (Dataset500_<project>/)"), "nnunetCheckBox", this);
+    m_copyImages = makeCheckBox(tr("Copy images into images/"), "copyImagesCheckBox", this);
+    for (QCheckBox* box : {m_coco, m_yolo, m_yoloSegments, m_nnunet, m_copyImages})
+        grid->addWidget(box, row++, 1, 1, 2);
+
+    grid->addWidget(new QLabel(tr("Post Export"), this), row, 0);
     m_openFolder = makeCheckBox(tr("Open folder"), "openFolderCheckBox", this);
-    grid->addWidget(m_openFolder, 11, 1, 1, 2);
+    grid->addWidget(m_openFolder, row++, 1, 1, 2);
 
     m_progressBar = new QProgressBar(this);
     m_progressBar->setObjectName(QStringLiteral("progressBar"));
     m_progressBar->hide();
-    grid->addWidget(m_progressBar, 12, 0, 1, 3);
+    grid->addWidget(m_progressBar, row++, 0, 1, 3);
 
     m_buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this);
     m_buttons->setObjectName(QStringLiteral("buttonBox"));
-    grid->addWidget(m_buttons, 13, 0, 1, 3);
+    grid->addWidget(m_buttons, row, 0, 1, 3);
 
     connect(m_buttons, &QDialogButtonBox::accepted, this, &ExportMaskDialog::startExport);
     connect(m_buttons, &QDialogButtonBox::rejected, this, &ExportMaskDialog::reject);
@@ -114,6 +124,11 @@ void ExportMaskDialog::loadSettings() {
     m_voc->setChecked(s.voc);
     m_vggImageAnnotator->setChecked(s.vggImageAnnotator);
     m_labelMe->setChecked(s.labelMe);
+    m_coco->setChecked(s.datasets.coco);
+    m_yolo->setChecked(s.datasets.yolo);
+    m_yoloSegments->setChecked(s.datasets.yoloSegments);
+    m_nnunet->setChecked(!s.datasets.nnunet.isEmpty());
+    m_copyImages->setChecked(s.datasets.copyImages);
     m_skipUnlabeled->setChecked(s.skipUnlabeled);
     m_openFolder->setChecked(s.openFolder);
 }
@@ -129,6 +144,16 @@ void ExportMaskDialog::storeSettings() {
     s.voc = m_voc->isChecked();
     s.vggImageAnnotator = m_vggImageAnnotator->isChecked();
     s.labelMe = m_labelMe->isChecked();
+    s.datasets.coco = m_coco->isChecked();
+    s.datasets.yolo = m_yolo->isChecked();
+    s.datasets.yoloSegments = m_yoloSegments->isChecked();
+    s.datasets.copyImages = m_copyImages->isChecked();
+    if (m_nnunet->isChecked()) {
+        // nnU-Net names datasets with letters, digits and underscores.
+        QString name = m_project ? QFileInfo(m_project->path()).completeBaseName() : QString();
+        name.replace(QRegularExpression("[^A-Za-z0-9_]"), "_");
+        s.datasets.nnunet = name.isEmpty() ? QStringLiteral("Pixmarker") : name;
+    }
     s.skipUnlabeled = m_skipUnlabeled->isChecked();
     s.openFolder = m_openFolder->isChecked();
     if (m_project)
@@ -140,7 +165,8 @@ void ExportMaskDialog::storeSettings() {
 void ExportMaskDialog::setInputsEnabled(bool enabled) {
     for (QWidget* w : std::initializer_list<QWidget*>{
              m_directoryEdit, m_chooseButton, m_filenameEdit, m_skipUnlabeled, m_fullMask, m_boolMask,
-             m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe, m_openFolder, m_buttons})
+             m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe, m_coco, m_yolo, m_yoloSegments,
+             m_nnunet, m_copyImages, m_openFolder, m_buttons})
         w->setEnabled(enabled);
 }
 

@@ -67,6 +67,11 @@ private:
     QCheckBox* m_karoMark = nullptr;
     QCheckBox* m_voc = nullptr;
     QCheckBox* m_vggImageAnnotator = nullptr;
+    QCheckBox* m_coco = nullptr;
+    QCheckBox* m_yolo = nullptr;
+    QCheckBox* m_yoloSegments = nullptr;
+    QCheckBox* m_nnunet = nullptr;
+    QCheckBox* m_copyImages = nullptr;
     QCheckBox* m_labelMe = nullptr;
     QCheckBox* m_openFolder = nullptr;
     QProgressBar* m_progressBar = nullptr;

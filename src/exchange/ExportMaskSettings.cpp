@@ -28,6 +28,11 @@ ExportMaskSettings ExportMaskSettings::fromProject(const Project* project) {
         s.voc = project->setting(key("voc"), s.voc).toBool();
         s.vggImageAnnotator = project->setting(key("vggImageAnnotator"), s.vggImageAnnotator).toBool();
         s.labelMe = project->setting(key("labelMe"), s.labelMe).toBool();
+        s.datasets.coco = project->setting(key("coco"), false).toBool();
+        s.datasets.yolo = project->setting(key("yolo"), false).toBool();
+        s.datasets.yoloSegments = project->setting(key("yoloSegments"), false).toBool();
+        s.datasets.nnunet = project->setting(key("nnunet"), QString()).toString();
+        s.datasets.copyImages = project->setting(key("copyImages"), false).toBool();
         s.skipUnlabeled = project->setting(key("skipUnlabeled"), s.skipUnlabeled).toBool();
         s.openFolder = project->setting(key("openFolder"), s.openFolder).toBool();
     }
@@ -46,6 +51,11 @@ void ExportMaskSettings::storeIn(Project* project) const {
     project->setSetting(key("voc"), voc);
     project->setSetting(key("vggImageAnnotator"), vggImageAnnotator);
     project->setSetting(key("labelMe"), labelMe);
+    project->setSetting(key("coco"), datasets.coco);
+    project->setSetting(key("yolo"), datasets.yolo);
+    project->setSetting(key("yoloSegments"), datasets.yoloSegments);
+    project->setSetting(key("nnunet"), datasets.nnunet);
+    project->setSetting(key("copyImages"), datasets.copyImages);
     project->setSetting(key("skipUnlabeled"), skipUnlabeled);
     project->setSetting(key("openFolder"), openFolder);
 }
@@ -60,6 +70,7 @@ void ExportMaskSettings::applyTo(ExportMaskWorker* worker) const {
     worker->setVoc(voc);
     worker->setVggImageAnnotator(vggImageAnnotator);
     worker->setLabelMe(labelMe);
+    worker->setDatasets(datasets);
     worker->setSkipUnlabeled(skipUnlabeled);
 }
 

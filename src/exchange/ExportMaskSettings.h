@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "exchange/dataset/DatasetExport.h"
+
 #include <QString>
 
 namespace pxm {
@@ -23,6 +25,8 @@ struct ExportMaskSettings {
     bool voc = false;
     bool vggImageAnnotator = false;
     bool labelMe = false;
+    /// Training datasets written besides (COCO, YOLO, nnU-Net).
+    DatasetOptions datasets;
     bool skipUnlabeled = true;
     bool openFolder = false;
 

@@ -72,6 +72,8 @@ int ExportMaskWorker::progressTotal() const {
         total += layers;
     if (m_labelMe)
         total += images;
+    if (m_datasets.any())
+        total += 1;
     return total;
 }
 
@@ -122,6 +124,19 @@ void ExportMaskWorker::exportProject() {
         exportVGGImageAnnotator();
         step();
     }
+    if (m_datasets.any() && !stopRequested()) {
+        exportDatasets();
+        step();
+    }
+}
+
+void ExportMaskWorker::exportDatasets() {
+    DatasetExport datasets(m_project, m_directory, m_datasets);
+    datasets.run([this] { return stopRequested(); });
+    for (const QString& warning : datasets.warnings())
+        qWarning().noquote() << "Dataset export:" << warning;
+    for (const QString& error : datasets.errors())
+        noteFailure(m_directory, error);
 }
 
 void ExportMaskWorker::countSkippedImage(const LabeledImage* image) {

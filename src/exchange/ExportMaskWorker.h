@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "exchange/dataset/DatasetExport.h"
+
 #include <QString>
 #include <QThread>
 #include <atomic>
@@ -55,6 +57,9 @@ public:
     void setVggImageAnnotator(bool on) { m_vggImageAnnotator = on; }
     bool labelMe() const { return m_labelMe; }
     void setLabelMe(bool on) { m_labelMe = on; }
+    /// The training datasets written after the masks and files (one step).
+    const DatasetOptions& datasets() const { return m_datasets; }
+    void setDatasets(const DatasetOptions& options) { m_datasets = options; }
     bool skipUnlabeled() const { return m_skipUnlabeled; }
     void setSkipUnlabeled(bool on) { m_skipUnlabeled = on; }
 
@@ -112,6 +117,7 @@ private:
     void exportVOC(Scene* scene);
     void exportLabelMe(LabeledImage* image);
     void exportVGGImageAnnotator();
+    void exportDatasets();
 
     /// Saves a volume built by `build`, reporting instead of throwing when it fails.
     template <typename Build> void saveVolume(const QString& path, Build build);
@@ -131,6 +137,7 @@ private:
     bool m_vggImageAnnotator = false;
     bool m_labelMe = false;
     bool m_skipUnlabeled = false;
+    DatasetOptions m_datasets;
 
     // Written by the export's thread, read by anyone.
     std::atomic<int> m_progress{0};

@@ -112,6 +112,7 @@ public slots:
     void importVOC();
     void importKARO();
     void importLabelMe();
+    void importCOCO();
     void handleImport(pxm::BaseReader* reader, QStringList paths);
     void help();
     void about();

@@ -155,6 +155,9 @@ const QVector<MainActionRow>& MainWindowActions::actions() {
         {A::LabelStatistics, "actionLabelStatistics", PXM_TEXT("Label statistics"),
          PXM_TEXT("Voxels, box, 3D parts and layers of every label of the current image."), nullptr, None, nullptr, 0,
          T::None, &call<&MainWindow::showLabelStatistics>},
+        {A::ImportCOCO, "actionImportCOCO", PXM_TEXT("COCO"),
+         PXM_TEXT("Import a COCO instances file: its images, categories, polygons and RLE masks."), nullptr, None,
+         nullptr, 0, T::None, &call<&MainWindow::importCOCO>},
     };
     return table;
 }
@@ -237,7 +240,7 @@ const QVector<MainMenuLayout>& MainWindowActions::menus() {
 const QVector<MainAction>& MainWindowActions::importEntries() {
     static const QVector<MainAction> entries = {MainAction::ImportMask, MainAction::ImportLabels,
                                                 MainAction::ImportVOC, MainAction::ImportKARO,
-                                                MainAction::ImportLabelMe};
+                                                MainAction::ImportLabelMe, MainAction::ImportCOCO};
     return entries;
 }
 

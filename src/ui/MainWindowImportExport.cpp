@@ -2,6 +2,7 @@
 #include "exchange/BaseReader.h"
 #include "exchange/ExportMaskDialog.h"
 #include "exchange/KAROMarkReader.h"
+#include "exchange/CocoReader.h"
 #include "exchange/LabelMeReader.h"
 #include "exchange/VOCReader.h"
 #include "model/Project.h"
@@ -79,6 +80,12 @@ void MainWindow::importLabelMe() {
     LabelMeReader reader;
     runImport(&reader, tr("Import LabelMe file"),
               filters({QT_TR_NOOP("LabelMe files (*.json)"), QT_TR_NOOP("All files (*.*)")}));
+}
+
+void MainWindow::importCOCO() {
+    CocoReader reader;
+    runImport(&reader, tr("Import COCO file"),
+              filters({QT_TR_NOOP("COCO files (*.json)"), QT_TR_NOOP("All files (*.*)")}));
 }
 
 void MainWindow::runImport(BaseReader* reader, const QString& title, const QString& filter) {

@@ -3,6 +3,7 @@
 // images through CImageIo2::Load (the ending picks the codec), project files, annotation
 // imports and the settings store.
 #include "exchange/BaseReader.h"
+#include "exchange/CocoReader.h"
 #include "exchange/KAROMarkReader.h"
 #include "exchange/LabelMeReader.h"
 #include "exchange/VOCReader.h"
@@ -130,7 +131,8 @@ const std::vector<FuzzTarget>& fuzzTargets() {
     static const std::vector<FuzzTarget> targets = {
         {"project", "input.json", readProject}, {"project_gz", "input.json.gz", readProject},
         {"karo", "input.mark", import<pxm::KAROMarkReader>}, {"voc", "input.voc", import<pxm::VOCReader>},
-        {"labelme", "input.json", import<pxm::LabelMeReader>}, {"registry", "registry/Fuzz.json", readRegistry},
+        {"labelme", "input.json", import<pxm::LabelMeReader>}, {"coco", "input.json", import<pxm::CocoReader>},
+        {"registry", "registry/Fuzz.json", readRegistry},
         {"netpbm", "input.pgm", loadImage}, {"tiff", "input.tif", loadImage}, {"png", "input.png", loadImage},
         {"jpeg", "input.jpg", loadImage}, {"bmp", "input.bmp", loadImage}, {"gif", "input.gif", loadImage},
         {"ico", "input.ico", loadImage}, {"jp2", "input.jp2", loadImage}, {"j2k", "input.j2k", loadImage},

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "exchange/dataset/DatasetInstances.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QStringList>
+#include <QVector>
+
+#include <opencv2/core.hpp>
+
+#include <cstdint>
+
+namespace pxm::coco {
+
+/// Uncompressed RLE of a region in an image of the given size: run lengths in column-major
+/// order (down each column, then the next), the first run counting zeros.
+QVector<int64_t> encode(const cv::Mat& pixels, const cv::Point& at, int width, int height);
+
+/// The binary image (width x height) of uncompressed RLE counts; empty when the counts do not
+/// sum to width x height or one is negative.
+cv::Mat decode(const QVector<int64_t>& counts, int width, int height);
+
+/// The counts of RLE in the compressed string form (pycocotools' LEB128-like text); empty with
+/// `ok` false when the text is malformed.
+QVector<int64_t> decodeString(const QByteArray& text, bool* ok);
+
+/// One annotation object for an instance (not a line): id, image_id, category_id, iscrowd 0,
+/// area, bbox [x, y, w, h] and segmentation (the exact polygons, or RLE).
+QJsonObject annotation(const DatasetInstance& instance, int id, int imageId, int width, int height);
+
+/// What is wrong with a COCO document: every rule a training loader relies on (ids, references,
+/// category 0, boxes inside the image, polygons of at least 3 points and never 4 numbers, RLE
+/// sizes and sums, area and iscrowd present, one box enclosing all of an annotation's polygons).
+/// Each problem names the image and the annotation. Empty when it is fine.
+QStringList check(const QJsonObject& document);
+
+} // namespace pxm::coco

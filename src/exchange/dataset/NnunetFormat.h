@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDir>
+#include <QImage>
+#include <QString>
+#include <QStringList>
+
+#include <cstddef>
+#include <map>
+
+namespace KYVO {
+class CImage;
+}
+
+namespace pxm {
+
+class LabeledImage;
+class Project;
+
+/// Layer z as a PNG-ready picture: 8-bit or 16-bit grey, or RGB; null for float data.
+QImage nnunetLayerPng(const KYVO::CImage& image, std::size_t z);
+
+/// Writes an nnU-Net v2 dataset, Dataset500_<name>/ with imagesTr/, labelsTr/ and dataset.json:
+/// each 2D image a case of PNG files (one per channel, _0000 to _0002) and its label picture,
+/// whose values number the categories consecutively from 1 in mask-id order (0 the
+/// background). Volumes are left out with a warning (they need NIfTI).
+class NnunetWriter {
+public:
+    NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories);
+
+    /// Adds one image as a case; problems go to `warnings`.
+    void addImage(const LabeledImage& image, const Project& project, QStringList* warnings);
+    /// Checks and writes dataset.json; false with `errors` when the dataset breaks a rule.
+    bool finish(QStringList* errors);
+
+    QString folder() const { return m_folder; }
+
+private:
+    QString m_folder;
+    std::map<int, int> m_valueOf; // mask id -> label value
+    QStringList m_names;
+    int m_channels = 0; // of the first case; the others must match
+    int m_cases = 0;
+};
+
+/// What is wrong with an nnU-Net v2 dataset: dataset.json with channel_names, labels with
+/// "background": 0 and consecutive values, numTraining matching labelsTr, file_ending; every
+/// label file's values among the labels, and an image of each channel for each case.
+QStringList checkNnunetDataset(const QString& folder);
+
+} // namespace pxm

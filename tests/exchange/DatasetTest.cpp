@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+#include "ExchangeTestSupport.h"
+
+#include "exchange/CocoReader.h"
+#include "exchange/dataset/CocoFormat.h"
+#include "exchange/dataset/DatasetExport.h"
+#include "exchange/dataset/YoloFormat.h"
+#include "segment/LayerMat.h"
+#include "segment/RegionShapes.h"
+
+#include <QGraphicsEllipseItem>
+#include <QGraphicsLineItem>
+#include <QGraphicsPolygonItem>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace pxmtest;
+
+namespace {
+
+QJsonObject readJson(const QString& path) {
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+double iou(const cv::Mat& a, const cv::Mat& b) {
+    const double either = cv::countNonZero(a | b);
+    return either > 0 ? cv::countNonZero(a & b) / either : 1;
+}
+
+/// A 2D image (80 x 60) with a rectangle, a rotated polygon, an ellipse and a painted region of
+/// "Cell" (mask id 1), a rectangle of "Nucleus" (mask id 3), a line, a shape wholly outside and a
+/// loaded mask with two regions of mask id 3; and a two-layer volume with one rectangle on z 1.
+class DatasetExportTest : public ::testing::Test {
+public:
+    void SetUp() override {
+        cell = addLabel(project, "Cell", 1, 1);
+        addLabel(project, "Cell too", 2, 1); // shares the mask id: one category, named "Cell"
+        nucleus = addLabel(project, "Nucleus", 3, 3);
+        image = addImageFile(project, dir, "plate.png", 80, 60);
+        pxm::Scene* scene = image->scene(0);
+        addRect(scene, QRectF(2, 3, 10, 8), cell);
+        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}})), cell);
+        scene->addLabelItem(new QGraphicsEllipseItem(QRectF(40, 4, 14, 10)), cell);
+        QPainterPath region;
+        region.addRect(60, 30, 6, 6);
+        region.addRect(63, 36, 6, 3);
+        scene->addLabelItem(new QGraphicsPathItem(region), cell);
+        addRect(scene, QRectF(5, 40, 12, 12), nucleus);
+        line = new QGraphicsLineItem(QLineF(30, 50, 50, 50));
+        scene->addLabelItem(line, nucleus);
+        addRect(scene, QRectF(100, 100, 5, 5), nucleus); // outside: skipped
+        auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(80, 60, 1));
+        cv::Mat values = pxm::segment::layerMat(*mask, 0);
+        values(cv::Rect(25, 30, 5, 5)).setTo(3);
+        values(cv::Rect(40, 30, 4, 6)).setTo(3);
+        image->setMask(mask, true, false);
+        volume = addImageFile(project, dir, "stack.tif", 30, 20, 2);
+        addRect(volume->scene(1), QRectF(4, 4, 6, 5), cell);
+    }
+
+    pxm::DatasetOptions options() const {
+        pxm::DatasetOptions o;
+        o.coco = o.yolo = o.yoloSegments = o.copyImages = true;
+        o.nnunet = "Plates";
+        return o;
+    }
+
+    TempDir dir;
+    TempDir out;
+    pxm::Project project;
+    pxm::Label* cell = nullptr;
+    pxm::Label* nucleus = nullptr;
+    pxm::LabeledImage* image = nullptr;
+    pxm::LabeledImage* volume = nullptr;
+    QGraphicsLineItem* line = nullptr;
+};
+
+} // namespace
+
+// Every instance, from its RLE or polygons in COCO, from its YOLO outline and in the nnU-Net
+// labels, agrees with the full label mask; the files pass their own checks; COCO reads back to
+// the same shapes.
+TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
+    pxm::DatasetExport exporter(&project, out.path(""), options());
+    ASSERT_TRUE(exporter.run()) << exporter.errors().join('\n').toStdString();
+    EXPECT_TRUE(exporter.warnings().join('\n').contains("no pixel inside the image"));
+    EXPECT_TRUE(exporter.warnings().join('\n').contains("left out of segmentation"));
+    for (const QString& path : {out.path("yolo"), out.path("yolo-seg"), out.path(""), out.path("Dataset500_Plates")})
+        EXPECT_EQ(pxm::checkDataset(path), QStringList()) << path.toStdString();
+
+    const std::unique_ptr<KYVO::CImage> full(image->createLabelMask());
+    const cv::Mat truth = pxm::segment::layerMat(*full, 0);
+    const QJsonObject coco = readJson(out.path("instances_default.json"));
+    EXPECT_EQ(coco["categories"].toArray().size(), 2);
+    EXPECT_EQ(coco["categories"].toArray()[0].toObject()["name"].toString(), "Cell");
+    QStringList names;
+    for (const QJsonValue& v : coco["images"].toArray())
+        names << v.toObject()["file_name"].toString();
+    EXPECT_EQ(names, QStringList({"images/plate.png", "images/stack_z0.png", "images/stack_z1.png"}));
+    int polygons = 0;
+    int rles = 0;
+    for (const QJsonValue& v : coco["annotations"].toArray()) {
+        const QJsonObject a = v.toObject();
+        if (a["image_id"].toInt() != 1)
+            continue;
+        const QJsonArray b = a["bbox"].toArray();
+        const cv::Rect box(b[0].toInt(), b[1].toInt(), b[2].toInt(), b[3].toInt());
+        const cv::Mat inTruth = (truth == a["category_id"].toInt());
+        cv::Mat mine = cv::Mat::zeros(60, 80, CV_8UC1);
+        if (a["segmentation"].isObject()) {
+            ++rles;
+            QVector<int64_t> counts;
+            for (const QJsonValue& c : a["segmentation"].toObject()["counts"].toArray())
+                counts << int64_t(c.toDouble());
+            mine = pxm::coco::decode(counts, 80, 60);
+            ASSERT_FALSE(mine.empty());
+            EXPECT_EQ(cv::countNonZero(mine != (inTruth & mine)), 0); // every pixel agrees
+            EXPECT_EQ(cv::countNonZero(mine(box)), a["area"].toInt());
+        } else {
+            ++polygons;
+            QPolygonF outline;
+            const QJsonArray p = a["segmentation"].toArray()[0].toArray();
+            for (int i = 0; i + 1 < p.size(); i += 2)
+                outline << QPointF(p[i].toDouble(), p[i + 1].toDouble());
+            mine = pxm::segment::polygonMask(outline, 80, 60);
+            cv::Mat inBox = cv::Mat::zeros(60, 80, CV_8UC1);
+            inTruth(box).copyTo(inBox(box));
+            EXPECT_GE(iou(mine, inBox), 0.99);
+        }
+    }
+    EXPECT_EQ(polygons, 3); // two rectangles and the polygon
+    EXPECT_EQ(rles, 4);     // ellipse, region and the mask's two regions
+
+    // nnU-Net renumbers mask ids 1 and 3 as 1 and 2.
+    const QImage labels(out.path("Dataset500_Plates/labelsTr/plate.png"));
+    ASSERT_FALSE(labels.isNull());
+    for (const auto& [x, y, value] : {std::tuple{6, 6, 1}, {8, 45, 2}, {27, 32, 2}, {70, 5, 0}})
+        EXPECT_EQ(qGray(labels.pixel(x, y)), value) << x << "," << y;
+
+    // YOLO outlines of the polygon, rasterised back.
+    QFile seg(out.path("yolo-seg/labels/plate.txt"));
+    ASSERT_TRUE(seg.open(QIODevice::ReadOnly));
+    const QStringList second = QString::fromUtf8(seg.readAll()).split('\n')[1].split(' ');
+    QPolygonF fromYolo;
+    for (int i = 1; i + 1 < second.size(); i += 2)
+        fromYolo << QPointF(second[i].toDouble() * 80, second[i + 1].toDouble() * 60);
+    const cv::Mat polygonTruth = pxm::segment::polygonMask(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}}), 80, 60);
+    EXPECT_GE(iou(pxm::segment::polygonMask(fromYolo, 80, 60), polygonTruth), 0.99);
+
+    // COCO back in: the same polygons, the regions pixel for pixel.
+    pxm::Project again;
+    pxm::CocoReader reader;
+    runReader(reader, again, {out.path("instances_default.json")});
+    ASSERT_EQ(again.images().size(), 3);
+    pxm::Scene* back = again.images()[0]->scene(0);
+    QList<QPolygonF> read;
+    for (QGraphicsItem* item : back->items())
+        if (auto* p = qgraphicsitem_cast<QGraphicsPolygonItem*>(item))
+            read << p->polygon();
+    EXPECT_TRUE(read.contains(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}})));
+    EXPECT_TRUE(read.contains(QPolygonF(QRectF(2, 3, 10, 8)).mid(0, 4)));
+    // The line has no area in COCO; without it the label masks match.
+    delete line;
+    const std::unique_ptr<KYVO::CImage> withoutLine(image->createLabelMask());
+    const std::unique_ptr<KYVO::CImage> reread(again.images()[0]->createLabelMask());
+    EXPECT_GE(iou(pxm::segment::layerMat(*reread, 0) > 0, pxm::segment::layerMat(*withoutLine, 0) > 0), 0.99);
+    EXPECT_EQ(again.labelByName("Nucleus")->maskId(), 3);
+    EXPECT_EQ(again.undoStack()->count(), 1);
+}
+
+// Each trap a training loader falls into is caught by the checks.
+TEST(DatasetCheck, CatchesTheKnownTraps) {
+    const QJsonObject image{{"id", 1}, {"file_name", "a.png"}, {"width", 10}, {"height", 8}};
+    const QJsonObject good{{"id", 1},         {"image_id", 1}, {"category_id", 1},
+                           {"iscrowd", 0},    {"area", 12.0},  {"bbox", QJsonArray{1, 1, 4, 3}},
+                           {"segmentation", QJsonArray{QJsonArray{1, 1, 5, 1, 5, 4, 1, 4}}}};
+    auto document = [&](QJsonObject annotation, int category = 1) {
+        return QJsonObject{{"info", QJsonObject()},
+                           {"licenses", QJsonArray()},
+                           {"images", QJsonArray{image}},
+                           {"categories", QJsonArray{QJsonObject{{"id", category}, {"name", "x"}}}},
+                           {"annotations", QJsonArray{annotation}}};
+    };
+    EXPECT_EQ(pxm::coco::check(document(good)), QStringList());
+    auto with = [&](const char* key, const QJsonValue& value) {
+        QJsonObject a = good;
+        if (value.isUndefined())
+            a.remove(key);
+        else
+            a[key] = value;
+        return a;
+    };
+    const QJsonArray twoPolygons{QJsonArray{1, 1, 5, 1, 5, 4}, QJsonArray{7, 5, 9, 5, 9, 7}};
+    const QList<std::pair<const char*, QJsonObject>> traps = {
+        {"4 numbers", with("segmentation", QJsonArray{QJsonArray{1, 1, 5, 4}})},
+        {"area", with("area", QJsonValue::Undefined)},
+        {"iscrowd", with("iscrowd", QJsonValue::Undefined)},
+        {"bbox", with("segmentation", twoPolygons)},
+        {"outside", with("segmentation", QJsonArray{QJsonArray{1, 1, 12, 1, 5, 4}})},
+        {"RLE size", with("segmentation", QJsonObject{{"counts", QJsonArray{80}}, {"size", QJsonArray{10, 8}}})},
+        {"RLE counts", with("segmentation", QJsonObject{{"counts", QJsonArray{70}}, {"size", QJsonArray{8, 10}}})},
+        {"image", with("image_id", 7)},
+    };
+    for (const auto& [name, annotation] : traps)
+        EXPECT_FALSE(pxm::coco::check(document(annotation)).isEmpty()) << name;
+    EXPECT_FALSE(pxm::coco::check(document(good, 0)).isEmpty()) << "category 0";
+
+    for (const auto& [line, ok] : {std::pair{"0 0.5 0.5 0.2 0.2", true}, {"0 1.5 0.5 0.2 0.2", false},
+                                   {"3 0.5 0.5 0.2 0.2", false}, {"0 0.5 0.5 0 0.2", false},
+                                   {"0 0.1 0.1 0.5 0.1 0.5 0.5", true}, {"0 0.1 0.1 0.5 0.1 0.5", false}})
+        EXPECT_EQ(pxm::yolo::checkLines(line, 2, "a.txt").isEmpty(), ok) << line;
+    TempDir yolo;
+    QDir().mkpath(yolo.path("labels"));
+    QFile yaml(yolo.path("data.yaml"));
+    ASSERT_TRUE(yaml.open(QIODevice::WriteOnly));
+    yaml.write("path: .\ntrain: images\nval: images\nnames:\n  0: a\n  2: b\n");
+    yaml.close();
+    EXPECT_TRUE(pxm::checkDataset(yolo.path("")).join(' ').contains("without gaps"));
+    EXPECT_FALSE(pxm::checkDataset(yolo.path("labels")).isEmpty()); // no dataset at all
+}
+
+// RLE runs go down the columns and start with zeros; compressed strings decode to the same.
+TEST(DatasetCheck, RleRoundTrips) {
+    cv::Mat pixels = cv::Mat::zeros(3, 2, CV_8UC1);
+    pixels.at<uint8_t>(0, 1) = pixels.at<uint8_t>(1, 1) = 255;
+    // A 4 x 5 image with the box at (1, 1): column 2 holds rows 1 and 2.
+    EXPECT_EQ(pxm::coco::encode(pixels, {1, 1}, 4, 5), (QVector<int64_t>{11, 2, 7}));
+    EXPECT_EQ(pxm::coco::decode({11, 2, 7}, 4, 5).at<uint8_t>(2, 2), 255);
+    EXPECT_TRUE(pxm::coco::decode({11, 2, 6}, 4, 5).empty());
+    cv::Mat full = cv::Mat::ones(5, 4, CV_8UC1) * 255;
+    EXPECT_EQ(pxm::coco::encode(full, {0, 0}, 4, 5), (QVector<int64_t>{0, 20}));
+    bool ok = false;
+    // pycocotools writes [11, 2, 7] as ";2" followed by "7" in its string form.
+    const QVector<int64_t> counts = pxm::coco::decodeString(QByteArray(";27"), &ok);
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(counts, (QVector<int64_t>{11, 2, 7}));
+    pxm::coco::decodeString(QByteArray("\x7f"), &ok);
+    EXPECT_FALSE(ok);
+}
