@@ -2,6 +2,7 @@
 // Throughput and memory of the mask export: many mid-sized images with a few hundred shapes
 // each, and one large image with many shapes.
 #include "exchange/ExportMaskWorker.h"
+#include "exchange/dataset/DatasetExport.h"
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CImage.h"
@@ -143,5 +144,51 @@ void BM_ExportFullMask8192(benchmark::State& state) {
     exportFullMasks(state, 8192, 8192, 10000);
 }
 BENCHMARK(BM_ExportFullMask8192)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Datasets against today's VOC export of the same project: 1,000 images of 512 x 512 with 100
+// shapes each (argument 0: VOC, 1: COCO, 2: YOLO boxes, 3: YOLO outlines), in one run.
+void BM_DatasetExport1000x100(benchmark::State& state) {
+    static ExportFixture fixture(1000, 512, 512, 100);
+    const QString out = fixture.dir.filePath(QStringLiteral("out%1").arg(state.range(0)));
+    for (auto _ : state) {
+        if (state.range(0) == 0) {
+            pxm::ExportMaskWorker worker(&fixture.project);
+            worker.setDirectory(out);
+            worker.setFilename("{image_name}");
+            worker.setVoc(true);
+            worker.exportProject();
+            continue;
+        }
+        pxm::DatasetOptions options;
+        options.coco = state.range(0) == 1;
+        options.yolo = state.range(0) == 2;
+        options.yoloSegments = state.range(0) == 3;
+        pxm::DatasetExport exporter(&fixture.project, out, options);
+        benchmark::DoNotOptimize(exporter.run());
+    }
+}
+BENCHMARK(BM_DatasetExport1000x100)->DenseRange(0, 3)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+
+// nnU-Net against the full-mask export: 100 images of 2048 x 2048 with 200 shapes (argument 0:
+// full masks, 1: nnU-Net).
+void BM_NnunetExport100(benchmark::State& state) {
+    static ExportFixture fixture(100, 2048, 2048, 200);
+    const QString out = fixture.dir.filePath(QStringLiteral("nn%1").arg(state.range(0)));
+    for (auto _ : state) {
+        if (state.range(0) == 0) {
+            pxm::ExportMaskWorker worker(&fixture.project);
+            worker.setDirectory(out);
+            worker.setFilename("{image_name}");
+            worker.setFullMask(true);
+            worker.exportProject();
+            continue;
+        }
+        pxm::DatasetOptions options;
+        options.nnunet = "Bench";
+        pxm::DatasetExport exporter(&fixture.project, out, options);
+        benchmark::DoNotOptimize(exporter.run());
+    }
+}
+BENCHMARK(BM_NnunetExport100)->DenseRange(0, 1)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
 
 } // namespace
