@@ -150,6 +150,7 @@ BENCHMARK(BM_ExportFullMask8192)->Arg(1)->Unit(benchmark::kMillisecond)->UseReal
 void BM_DatasetExport1000x100(benchmark::State& state) {
     static ExportFixture fixture(1000, 512, 512, 100);
     const QString out = fixture.dir.filePath(QStringLiteral("out%1").arg(state.range(0)));
+    QDir().mkpath(out);
     for (auto _ : state) {
         if (state.range(0) == 0) {
             pxm::ExportMaskWorker worker(&fixture.project);
@@ -174,6 +175,7 @@ BENCHMARK(BM_DatasetExport1000x100)->DenseRange(0, 3)->Unit(benchmark::kMillisec
 void BM_NnunetExport100(benchmark::State& state) {
     static ExportFixture fixture(100, 2048, 2048, 200);
     const QString out = fixture.dir.filePath(QStringLiteral("nn%1").arg(state.range(0)));
+    QDir().mkpath(out);
     for (auto _ : state) {
         if (state.range(0) == 0) {
             pxm::ExportMaskWorker worker(&fixture.project);

@@ -30,6 +30,7 @@ namespace {
 template <typename T> class Pin {
 public:
     explicit Pin(T* object) : m_object(object) { m_object->incUsage(); }
+    Pin(T* object, bool pixels) : m_object(object) { m_object->incUsage(pixels); }
     ~Pin() { m_object->decUsage(); }
     Pin(const Pin&) = delete;
     Pin& operator=(const Pin&) = delete;
@@ -162,12 +163,28 @@ void ExportMaskWorker::countSkippedImage(const LabeledImage* image) {
 }
 
 bool ExportMaskWorker::exportImage(LabeledImage* image) {
-    const Pin<LabeledImage> pin(image);
+    // Masks and annotation files need only the image's size, which the project knows: the
+    // pixels are decoded only for a snapshot, and otherwise the file's header is read to tell
+    // whether the image is still there and readable.
+    const bool pixels = m_snapshot;
+    const Pin<LabeledImage> pin(image, pixels);
     if (!image->image() && !image->imagePath().isEmpty()) {
-        ++m_unreadable;
-        emit imageUnreadable(image->imagePath(), QFileInfo::exists(image->imagePath())
-                                                     ? image->loadError()
-                                                     : tr("the file does not exist"));
+        QString reason;
+        if (!QFileInfo::exists(image->imagePath())) {
+            reason = tr("the file does not exist");
+        } else if (pixels) {
+            reason = image->loadError();
+        } else {
+            try {
+                KYVO::CImageIo2::ReadSize(localPath(image->imagePath()));
+            } catch (const std::exception& e) {
+                reason = QString::fromLocal8Bit(e.what());
+            }
+        }
+        if (!reason.isEmpty()) {
+            ++m_unreadable;
+            emit imageUnreadable(image->imagePath(), reason);
+        }
     }
 
     if (m_fullMask) {
@@ -194,7 +211,6 @@ bool ExportMaskWorker::exportImage(LabeledImage* image) {
             return false;
     }
 
-    // Pinning a scene builds its display items; without a per-layer target nothing needs them.
     if (m_karoMark || m_voc) {
         const QList<Scene*> scenes = image->scenes();
         for (Scene* scene : scenes)
@@ -210,9 +226,10 @@ bool ExportMaskWorker::exportImage(LabeledImage* image) {
 }
 
 bool ExportMaskWorker::exportScene(Scene* scene) {
+    // Mark and VOC files describe the shapes; the scene's image and display items are not
+    // needed, so the scene is not pinned.
     if (!scene)
         return true;
-    const Pin<Scene> pin(scene);
     if (m_karoMark) {
         exportKAROMark(scene);
         step();

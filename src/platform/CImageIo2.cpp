@@ -120,6 +120,21 @@ CImage* CImageIo2::Load(const std::string& path, const CValueMap* options) {
     });
 }
 
+CSize CImageIo2::ReadSize(const std::string& path) {
+    return withPath("read", path, [&]() -> CSize {
+        const io::ImageCodec* codec = io::ImageCodecTable::forPath(path);
+        if (!codec || !codec->canRead())
+            KYVO_THROW("unknown file ending");
+        std::error_code error;
+        const auto status = std::filesystem::status(path, error);
+        if (!std::filesystem::exists(status))
+            KYVO_THROW("the file does not exist");
+        if (std::filesystem::is_directory(status))
+            KYVO_THROW("the path is a directory");
+        return codec->readSize(path);
+    });
+}
+
 void CImageIo2::Save(const std::string& path, const CImage& image, const CValueMap* options) {
     withPath("write", path, [&] {
         const io::ImageCodec* codec = io::ImageCodecTable::forPath(path);

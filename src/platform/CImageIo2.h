@@ -22,6 +22,10 @@ public:
     /// Returns a new image (caller owns). Throws CException (message with the path and the reason) when the
     /// file is missing, unreadable, truncated, corrupt, of an unknown ending, or unsupported content.
     static CImage* Load(const std::string& path, const CValueMap* options = nullptr);
+    /// The size of the file's image without decoding its pixels where the format allows (TIFF and
+    /// the formats Qt reads: from the header only). Throws CException as Load does when the file
+    /// is missing or its header cannot be read.
+    static CSize ReadSize(const std::string& path);
     /// Writes atomically (temporary file in the same directory, then rename). Throws CException with the path
     /// and reason when the format cannot hold the image (e.g. RGB into .pbm, 16-bit into .bmp) or the write
     /// fails.

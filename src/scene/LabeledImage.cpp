@@ -244,8 +244,8 @@ void LabeledImage::ensureEraseOverlay() {
             std::make_unique<KYVO::CImage>(KYVO::IMAGE_GREY_8, KYVO::CSize(m_width, m_height, m_depth));
 }
 
-void LabeledImage::incUsage() {
-    if (!m_image && !m_imagePath.isEmpty())
+void LabeledImage::incUsage(bool pixels) {
+    if (pixels && !m_image && !m_imagePath.isEmpty())
         loadImage(false);
     if (!m_mask && !m_maskPath.isEmpty())
         loadMask(false, false);

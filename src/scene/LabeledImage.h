@@ -86,8 +86,9 @@ public:
     /// Creates the erase overlay (from its swap file when there is one) once the size is known.
     void ensureEraseOverlay();
 
-    /// Pins the data in memory, loading what is missing.
-    void incUsage();
+    /// Pins the data in memory, loading what is missing; without `pixels` the image itself is
+    /// not loaded (the mask and the erase overlay are), for work that needs only its size.
+    void incUsage(bool pixels = true);
     /// Releases a pin; the last one swaps the data out.
     void decUsage();
     /// Drops what can be brought back: images and masks with a path, and the overlay (saved first).

@@ -40,6 +40,9 @@ public:
 
     /// Reads the file. Throws CException with the reason on any failure.
     virtual std::unique_ptr<CImage> read(const std::string& path, const Options& options) const = 0;
+    /// The size the file's image has, from its header where the format allows (the default
+    /// decodes the whole file). Throws CException when the header cannot be read.
+    virtual CSize readSize(const std::string& path) const { return read(path, Options())->size(); }
     /// Throws CException when the format cannot hold `image`; called before any file is created.
     virtual void checkWritable(const CImage& image) const = 0;
     /// Writes `image` (already accepted by checkWritable) to `path`. Throws CException on failure.

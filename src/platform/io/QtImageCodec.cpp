@@ -235,6 +235,17 @@ std::unique_ptr<CImage> readGreyInPlace(QImageReader& reader, const QSize& size,
 
 } // namespace
 
+CSize QtImageCodec::readSize(const std::string& path) const {
+    QImageReader reader(qtPath(path));
+    reader.setDecideFormatFromContent(true);
+    if (!reader.canRead())
+        KYVO_THROW("not a readable image (" + text(reader.errorString()) + ")");
+    const QSize size = reader.size();
+    if (!size.isValid() || size.isEmpty())
+        KYVO_THROW("cannot read the image's size (" + text(reader.errorString()) + ")");
+    return CSize(std::size_t(size.width()), std::size_t(size.height()), 1);
+}
+
 std::unique_ptr<CImage> QtImageCodec::read(const std::string& path, const Options&) const {
     QImageReader reader(qtPath(path));
     reader.setDecideFormatFromContent(true);

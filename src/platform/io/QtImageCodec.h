@@ -39,6 +39,7 @@ public:
     std::vector<std::string> endings() const override { return m_traits.endings; }
     bool canWrite() const override { return m_traits.writable; }
     std::unique_ptr<CImage> read(const std::string& path, const Options& options) const override;
+    CSize readSize(const std::string& path) const override;
     void checkWritable(const CImage& image) const override;
     void write(const std::string& path, const CImage& image, const Options& options) const override;
 

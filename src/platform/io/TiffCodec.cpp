@@ -60,6 +60,19 @@ std::unique_ptr<CImage> TiffCodec::read(const std::string& path, const Options&)
     return TiffReader::read(path);
 }
 
+CSize TiffCodec::readSize(const std::string& path) const {
+    // The first page's size and the number of pages, as the reader stacks them; no strip or
+    // tile is decoded.
+    TiffHandle handle(path, "r");
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    if (!TIFFGetField(handle.get(), TIFFTAG_IMAGEWIDTH, &width) ||
+        !TIFFGetField(handle.get(), TIFFTAG_IMAGELENGTH, &height) || width == 0 || height == 0)
+        handle.fail("the first page has no size");
+    const tdir_t pages = TIFFNumberOfDirectories(handle.get());
+    return CSize(width, height, pages > 0 ? pages : 1);
+}
+
 void TiffCodec::checkWritable(const CImage& image) const {
     if (image.size().x > 0xffffffffu || image.size().y > 0xffffffffu)
         KYVO_THROW("TIFF pages cannot be wider or higher than 4294967295 pixels");

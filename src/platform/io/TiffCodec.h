@@ -15,6 +15,7 @@ public:
     std::string name() const override { return "TIFF images"; }
     std::vector<std::string> endings() const override { return {".tif", ".tiff"}; }
     std::unique_ptr<CImage> read(const std::string& path, const Options& options) const override;
+    CSize readSize(const std::string& path) const override;
     void checkWritable(const CImage& image) const override;
     void write(const std::string& path, const CImage& image, const Options& options) const override;
 
