@@ -48,7 +48,7 @@ const char* const UsageText =
     "  --coco-name NAME    the COCO file's name instead (NAME.json)\n"
     "  --yolo              a YOLO dataset of boxes (yolo/: labels/ and data.yaml)\n"
     "  --yolo-seg          a YOLO dataset of outlines (yolo-seg/)\n"
-    "  --nnunet NAME       an nnU-Net v2 dataset (Dataset500_NAME/; 2D images)\n"
+    "  --nnunet NAME       an nnU-Net v2 dataset (Dataset500_NAME/)\n"
     "  --copy-images       copy the images (and volume layers) into images/\n"
     "  --connectivity N    4 or 8: how a mask's pixels join into instances (default 8)\n"
     "                      Without any of these, only the full masks are written.\n"

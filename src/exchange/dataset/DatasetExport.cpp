@@ -72,7 +72,10 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
     int annotationId = 0;
     int imageId = 0;
     DatasetInstances collector(m_options.connectivity);
-    NnunetWriter nnunet(out, m_options.nnunet, categories);
+    bool volumes = false;
+    for (const LabeledImage* image : m_project->images())
+        volumes |= image->depth() > 1;
+    NnunetWriter nnunet(out, m_options.nnunet, categories, volumes);
     bool ok = true;
     for (LabeledImage* image : m_project->images()) {
         if (stop && stop())

@@ -4,6 +4,7 @@
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,6 +12,9 @@
 #include <QSet>
 
 #include <cstring>
+#include <vector>
+
+#include <nifti1_io.h>
 #include <memory>
 
 namespace pxm {
@@ -44,8 +48,68 @@ QImage nnunetLayerPng(const KYVO::CImage& image, std::size_t z) {
     return picture;
 }
 
-NnunetWriter::NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories)
-    : m_folder(out.filePath(QStringLiteral("Dataset500_%1").arg(name))) {
+namespace {
+
+/// Writes a volume of one value per voxel as NIfTI-1 (gzip-compressed for .nii.gz), voxel size 1.
+bool writeNifti(const QString& path, int width, int height, int depth, int datatype, const void* data,
+                std::size_t bytes) {
+    const int dims[8] = {3, width, height, depth, 1, 1, 1, 1};
+    nifti_image* nim = nifti_make_new_nim(dims, datatype, 1);
+    if (!nim)
+        return false;
+    if (std::size_t(nim->nvox) * std::size_t(nim->nbyper) != bytes) {
+        nifti_image_free(nim);
+        return false;
+    }
+    std::memcpy(nim->data, data, bytes);
+    const QByteArray name = QFile::encodeName(path);
+    nifti_set_filenames(nim, name.constData(), 0, 1);
+    nifti_image_write(nim);
+    nifti_image_free(nim);
+    return QFileInfo::exists(path);
+}
+
+/// A NIfTI file's size and, for 8-bit data, its values.
+struct NiftiVolume {
+    bool ok = false;
+    QSize size;
+    int depth = 0;
+    QSet<int> values;
+};
+
+NiftiVolume readNifti(const QString& path, bool values) {
+    NiftiVolume volume;
+    nifti_image* nim = nifti_image_read(QFile::encodeName(path).constData(), values ? 1 : 0);
+    if (!nim)
+        return volume;
+    volume.ok = true;
+    volume.size = QSize(int(nim->nx), int(nim->ny));
+    volume.depth = int(nim->nz);
+    if (values && nim->data && nim->datatype == DT_UINT8)
+        for (std::size_t i = 0; i < std::size_t(nim->nvox); ++i)
+            volume.values.insert(static_cast<const uint8_t*>(nim->data)[i]);
+    else if (values)
+        volume.ok = false;
+    nifti_image_free(nim);
+    return volume;
+}
+
+int niftiType(KYVO::EnImageType type) {
+    switch (type) {
+    case KYVO::IMAGE_GREY_16:
+        return DT_UINT16;
+    case KYVO::IMAGE_GREY_F:
+        return DT_FLOAT32;
+    default:
+        return DT_UINT8;
+    }
+}
+
+} // namespace
+
+NnunetWriter::NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories,
+                           bool nifti)
+    : m_folder(out.filePath(QStringLiteral("Dataset500_%1").arg(name))), m_nifti(nifti) {
     for (const auto& [id, label] : categories) {
         m_valueOf[id] = int(m_names.size()) + 1;
         m_names << label;
@@ -53,17 +117,15 @@ NnunetWriter::NnunetWriter(const QDir& out, const QString& name, const std::map<
 }
 
 void NnunetWriter::addImage(const LabeledImage& image, const Project& project, QStringList* warnings) {
+    (void)project;
     const QString name = QFileInfo(image.imagePath()).completeBaseName();
-    if (image.depth() > 1) {
-        *warnings << QStringLiteral("%1 is a volume: nnU-Net volumes are written as NIfTI, which this export "
-                                    "does not write yet; left out.")
-                         .arg(name);
+    const KYVO::CImage* pixels = image.image();
+    if (!pixels) {
+        *warnings << QStringLiteral("%1 could not be read: left out of nnU-Net.").arg(name);
         return;
     }
-    const KYVO::CImage* pixels = image.image();
-    const QImage picture = pixels ? nnunetLayerPng(*pixels, 0) : QImage();
-    if (picture.isNull()) {
-        *warnings << QStringLiteral("%1 could not be read or is floating point: left out of nnU-Net.").arg(name);
+    if (!m_nifti && pixels->type() == KYVO::IMAGE_GREY_F) {
+        *warnings << QStringLiteral("%1 is floating point, which PNG cannot hold: left out of nnU-Net.").arg(name);
         return;
     }
     const int channels = pixels->channels();
@@ -79,35 +141,49 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
     const QDir folder(m_folder);
     QDir().mkpath(folder.filePath("imagesTr"));
     QDir().mkpath(folder.filePath("labelsTr"));
-    const QString caseName = QStringLiteral("%1").arg(name);
-    if (channels == 1) {
-        picture.save(folder.filePath(QStringLiteral("imagesTr/%1_0000.png").arg(caseName)));
-    } else {
-        for (int c = 0; c < 3; ++c) {
-            QImage channel(picture.width(), picture.height(), QImage::Format_Grayscale8);
-            for (int y = 0; y < picture.height(); ++y) {
-                const uchar* in = picture.constScanLine(y);
-                uchar* outRow = channel.scanLine(y);
-                for (int x = 0; x < picture.width(); ++x)
-                    outRow[x] = in[3 * x + c];
+    const int width = int(pixels->size().x);
+    const int height = int(pixels->size().y);
+    const int depth = int(pixels->size().z);
+    const std::size_t voxels = std::size_t(width) * std::size_t(height) * std::size_t(depth);
+    auto channelFile = [&](int c) {
+        return folder.filePath(QStringLiteral("imagesTr/%1_%2%3").arg(name).arg(c, 4, 10, QChar('0')).arg(m_nifti ? ".nii.gz" : ".png"));
+    };
+    // One grey volume per channel.
+    for (int c = 0; c < channels; ++c) {
+        bool written = false;
+        if (channels == 1 && m_nifti) {
+            written = writeNifti(channelFile(c), width, height, depth, niftiType(pixels->type()), pixels->data(),
+                                 pixels->byteCount());
+        } else if (channels == 1) {
+            written = nnunetLayerPng(*pixels, 0).save(channelFile(c));
+        } else {
+            std::vector<uint8_t> plane(voxels);
+            for (std::size_t i = 0; i < voxels; ++i)
+                plane[i] = pixels->data()[3 * i + std::size_t(c)];
+            if (m_nifti) {
+                written = writeNifti(channelFile(c), width, height, depth, DT_UINT8, plane.data(), plane.size());
+            } else {
+                const QImage picture(plane.data(), width, height, width, QImage::Format_Grayscale8);
+                written = picture.save(channelFile(c));
             }
-            channel.save(folder.filePath(QStringLiteral("imagesTr/%1_%2.png").arg(caseName).arg(c, 4, 10, QChar('0'))));
         }
+        if (!written)
+            *warnings << QStringLiteral("%1 could not be written.").arg(channelFile(c));
     }
-    // The label picture: our full label mask with mask ids renumbered consecutively.
+    // The labels: our full label mask with mask ids renumbered consecutively.
     std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
-    (void)project;
-    QImage labels(picture.width(), picture.height(), QImage::Format_Grayscale8);
     uint8_t map[256] = {};
     for (const auto& [id, value] : m_valueOf)
         map[id] = uint8_t(value);
-    for (int y = 0; y < labels.height(); ++y) {
-        const uint8_t* in = mask->voxel(0, std::size_t(y), 0);
-        uchar* outRow = labels.scanLine(y);
-        for (int x = 0; x < labels.width(); ++x)
-            outRow[x] = map[in[x]];
-    }
-    labels.save(folder.filePath(QStringLiteral("labelsTr/%1.png").arg(caseName)));
+    std::vector<uint8_t> labels(voxels);
+    for (std::size_t i = 0; i < voxels && i < mask->byteCount(); ++i)
+        labels[i] = map[mask->data()[i]];
+    const QString labelFile = folder.filePath(QStringLiteral("labelsTr/%1%2").arg(name, m_nifti ? ".nii.gz" : ".png"));
+    const bool written =
+        m_nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
+                : QImage(labels.data(), width, height, width, QImage::Format_Grayscale8).save(labelFile);
+    if (!written)
+        *warnings << QStringLiteral("%1 could not be written.").arg(labelFile);
     ++m_cases;
 }
 
@@ -123,7 +199,7 @@ bool NnunetWriter::finish(QStringList* errors) {
     const QJsonObject document{{"channel_names", channels},
                                {"labels", labels},
                                {"numTraining", m_cases},
-                               {"file_ending", ".png"}};
+                               {"file_ending", m_nifti ? ".nii.gz" : ".png"}};
     QDir().mkpath(m_folder);
     QSaveFile file(QDir(m_folder).filePath("dataset.json"));
     if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(document).toJson()) < 0 || !file.commit()) {
@@ -167,17 +243,29 @@ QStringList checkNnunetDataset(const QString& folder) {
     const QSet<int> allowed(values.begin(), values.end());
     for (const QString& name : cases) {
         const QString stem = name.left(name.size() - ending.size());
-        const QImage label(dir.filePath("labelsTr/" + name));
-        if (label.isNull()) {
-            if (ending == ".png")
-                problems << QStringLiteral("labelsTr/%1 cannot be read.").arg(name);
-            continue;
-        }
-        const QImage grey = label.convertToFormat(QImage::Format_Grayscale8);
+        const bool nifti = ending == ".nii.gz" || ending == ".nii";
         QSet<int> seen;
-        for (int y = 0; y < grey.height(); ++y)
-            for (int x = 0; x < grey.width(); ++x)
-                seen.insert(grey.constScanLine(y)[x]);
+        QSize labelSize;
+        if (nifti) {
+            const NiftiVolume volume = readNifti(dir.filePath("labelsTr/" + name), true);
+            if (!volume.ok) {
+                problems << QStringLiteral("labelsTr/%1 cannot be read as 8-bit NIfTI.").arg(name);
+                continue;
+            }
+            seen = volume.values;
+            labelSize = volume.size;
+        } else {
+            const QImage label(dir.filePath("labelsTr/" + name));
+            if (label.isNull()) {
+                problems << QStringLiteral("labelsTr/%1 cannot be read.").arg(name);
+                continue;
+            }
+            const QImage grey = label.convertToFormat(QImage::Format_Grayscale8);
+            for (int y = 0; y < grey.height(); ++y)
+                for (int x = 0; x < grey.width(); ++x)
+                    seen.insert(grey.constScanLine(y)[x]);
+            labelSize = label.size();
+        }
         for (int v : seen)
             if (!allowed.contains(v)) {
                 problems << QStringLiteral("labelsTr/%1 holds the value %2, which names no label.").arg(name).arg(v);
@@ -185,10 +273,10 @@ QStringList checkNnunetDataset(const QString& folder) {
             }
         for (int c = 0; c < channels; ++c) {
             const QString image = QStringLiteral("imagesTr/%1_%2%3").arg(stem).arg(c, 4, 10, QChar('0')).arg(ending);
-            const QImage picture(dir.filePath(image));
-            if (picture.isNull())
+            const QSize size = nifti ? readNifti(dir.filePath(image), false).size : QImage(dir.filePath(image)).size();
+            if (!size.isValid() || size.isEmpty())
                 problems << QStringLiteral("%1 is missing for case %2.").arg(image, stem);
-            else if (picture.size() != label.size())
+            else if (size != labelSize)
                 problems << QStringLiteral("%1 and its label differ in size.").arg(image);
         }
     }

@@ -22,12 +22,13 @@ class Project;
 QImage nnunetLayerPng(const KYVO::CImage& image, std::size_t z);
 
 /// Writes an nnU-Net v2 dataset, Dataset500_<name>/ with imagesTr/, labelsTr/ and dataset.json:
-/// each 2D image a case of PNG files (one per channel, _0000 to _0002) and its label picture,
-/// whose values number the categories consecutively from 1 in mask-id order (0 the
-/// background). Volumes are left out with a warning (they need NIfTI).
+/// each image a case of one file per channel (_0000 to _0002) and its label file, whose values
+/// number the categories consecutively from 1 in mask-id order (0 the background). The files are
+/// PNG when every image is 2D and NIfTI (.nii.gz, voxel size 1) as soon as one is a volume, since
+/// a dataset has one file ending.
 class NnunetWriter {
 public:
-    NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories);
+    NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories, bool nifti);
 
     /// Adds one image as a case; problems go to `warnings`.
     void addImage(const LabeledImage& image, const Project& project, QStringList* warnings);
@@ -42,6 +43,7 @@ private:
     QStringList m_names;
     int m_channels = 0; // of the first case; the others must match
     int m_cases = 0;
+    bool m_nifti = false;
 };
 
 /// What is wrong with an nnU-Net v2 dataset: dataset.json with channel_names, labels with
