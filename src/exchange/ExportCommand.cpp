@@ -44,6 +44,8 @@ const char* const UsageText =
     "  --voc               one Pascal VOC file per image and z-layer (.voc)\n"
     "  --vgg               one VGG Image Annotator file for the project (.vgg.json)\n"
     "  --labelme           one LabelMe file per 2D image (.json)\n"
+    "  --labelme-full      LabelMe files other LabelMe readers open (.json, or\n"
+    "                      _complete.json beside --labelme's)\n"
     "  --coco              a COCO instances file (instances_default.json)\n"
     "  --coco-name NAME    the COCO file's name instead (NAME.json)\n"
     "  --yolo              a YOLO dataset of boxes (yolo/: labels/ and data.yaml)\n"
@@ -91,6 +93,7 @@ QString parseArguments(const QStringList& arguments, Request* request) {
     const QCommandLineOption labelMe("labelme");
     const QCommandLineOption skipUnlabeled("skip-unlabeled");
     const QCommandLineOption allImages("all-images");
+    const QCommandLineOption labelMeFull("labelme-full");
     const QCommandLineOption coco("coco");
     const QCommandLineOption cocoName("coco-name", QString(), "NAME");
     const QCommandLineOption yolo("yolo");
@@ -101,7 +104,7 @@ QString parseArguments(const QStringList& arguments, Request* request) {
     const QCommandLineOption check("check", QString(), "PATH");
     const QCommandLineOption help(QStringList{"h", "help"});
     parser.addOptions({output, pattern, fullMask, boolMasks, snapshot, karo, voc, vgg, labelMe, skipUnlabeled,
-                       allImages, coco, cocoName, yolo, yoloSeg, nnunet, copyImages, connectivity, check, help});
+                       allImages, labelMeFull, coco, cocoName, yolo, yoloSeg, nnunet, copyImages, connectivity, check, help});
 
     // The parser expects the program name first.
     if (!parser.parse(QStringList{QStringLiteral("pixmarker-export")} + arguments))
@@ -150,7 +153,7 @@ QString parseArguments(const QStringList& arguments, Request* request) {
     // A dataset alone is a target too: then no masks are written unless asked for.
     const bool anyTarget = parser.isSet(fullMask) || parser.isSet(boolMasks) || parser.isSet(snapshot) ||
                            parser.isSet(karo) || parser.isSet(voc) || parser.isSet(vgg) ||
-                           parser.isSet(labelMe) || d.any();
+                           parser.isSet(labelMe) || parser.isSet(labelMeFull) || d.any();
     if (anyTarget) {
         s.fullMask = parser.isSet(fullMask);
         s.boolMask = parser.isSet(boolMasks);
@@ -159,6 +162,7 @@ QString parseArguments(const QStringList& arguments, Request* request) {
         s.voc = parser.isSet(voc);
         s.vggImageAnnotator = parser.isSet(vgg);
         s.labelMe = parser.isSet(labelMe);
+        s.labelMeComplete = parser.isSet(labelMeFull);
     }
     if (parser.isSet(allImages))
         s.skipUnlabeled = false;

@@ -81,9 +81,12 @@ void ExportMaskDialog::buildWidgets() {
     m_voc = makeCheckBox(tr("VOC"), "vocCheckBox", this);
     m_vggImageAnnotator = makeCheckBox(tr("VGG Image Annotator"), "vggImageAnnotatorCheckBox", this);
     m_labelMe = makeCheckBox(tr("LabelMe"), "labelMeCheckBox", this);
+    m_labelMeComplete = makeCheckBox(tr("LabelMe (complete)"), "labelMeCompleteCheckBox", this);
+    m_labelMeComplete->setToolTip(tr("LabelMe files with shape types, transformed points and RGBA colours, as "
+                                     "other LabelMe readers expect."));
     int row = 4;
-    for (QCheckBox* box :
-         {m_fullMask, m_boolMask, m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe})
+    for (QCheckBox* box : {m_fullMask, m_boolMask, m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe,
+                           m_labelMeComplete})
         grid->addWidget(box, row++, 1, 1, 2);
 
     grid->addWidget(new QLabel(tr("Datasets"), this), row, 0);
@@ -124,6 +127,7 @@ void ExportMaskDialog::loadSettings() {
     m_voc->setChecked(s.voc);
     m_vggImageAnnotator->setChecked(s.vggImageAnnotator);
     m_labelMe->setChecked(s.labelMe);
+    m_labelMeComplete->setChecked(s.labelMeComplete);
     m_coco->setChecked(s.datasets.coco);
     m_yolo->setChecked(s.datasets.yolo);
     m_yoloSegments->setChecked(s.datasets.yoloSegments);
@@ -144,6 +148,7 @@ void ExportMaskDialog::storeSettings() {
     s.voc = m_voc->isChecked();
     s.vggImageAnnotator = m_vggImageAnnotator->isChecked();
     s.labelMe = m_labelMe->isChecked();
+    s.labelMeComplete = m_labelMeComplete->isChecked();
     s.datasets.coco = m_coco->isChecked();
     s.datasets.yolo = m_yolo->isChecked();
     s.datasets.yoloSegments = m_yoloSegments->isChecked();
@@ -165,7 +170,7 @@ void ExportMaskDialog::storeSettings() {
 void ExportMaskDialog::setInputsEnabled(bool enabled) {
     for (QWidget* w : std::initializer_list<QWidget*>{
              m_directoryEdit, m_chooseButton, m_filenameEdit, m_skipUnlabeled, m_fullMask, m_boolMask,
-             m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe, m_coco, m_yolo, m_yoloSegments,
+             m_snapshot, m_karoMark, m_voc, m_vggImageAnnotator, m_labelMe, m_labelMeComplete, m_coco, m_yolo, m_yoloSegments,
              m_nnunet, m_copyImages, m_openFolder, m_buttons})
         w->setEnabled(enabled);
 }

@@ -67,6 +67,7 @@ private:
     QCheckBox* m_karoMark = nullptr;
     QCheckBox* m_voc = nullptr;
     QCheckBox* m_vggImageAnnotator = nullptr;
+    QCheckBox* m_labelMeComplete = nullptr;
     QCheckBox* m_coco = nullptr;
     QCheckBox* m_yolo = nullptr;
     QCheckBox* m_yoloSegments = nullptr;

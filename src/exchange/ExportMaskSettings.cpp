@@ -28,6 +28,7 @@ ExportMaskSettings ExportMaskSettings::fromProject(const Project* project) {
         s.voc = project->setting(key("voc"), s.voc).toBool();
         s.vggImageAnnotator = project->setting(key("vggImageAnnotator"), s.vggImageAnnotator).toBool();
         s.labelMe = project->setting(key("labelMe"), s.labelMe).toBool();
+        s.labelMeComplete = project->setting(key("labelMeComplete"), false).toBool();
         s.datasets.coco = project->setting(key("coco"), false).toBool();
         s.datasets.yolo = project->setting(key("yolo"), false).toBool();
         s.datasets.yoloSegments = project->setting(key("yoloSegments"), false).toBool();
@@ -51,6 +52,7 @@ void ExportMaskSettings::storeIn(Project* project) const {
     project->setSetting(key("voc"), voc);
     project->setSetting(key("vggImageAnnotator"), vggImageAnnotator);
     project->setSetting(key("labelMe"), labelMe);
+    project->setSetting(key("labelMeComplete"), labelMeComplete);
     project->setSetting(key("coco"), datasets.coco);
     project->setSetting(key("yolo"), datasets.yolo);
     project->setSetting(key("yoloSegments"), datasets.yoloSegments);
@@ -70,6 +72,7 @@ void ExportMaskSettings::applyTo(ExportMaskWorker* worker) const {
     worker->setVoc(voc);
     worker->setVggImageAnnotator(vggImageAnnotator);
     worker->setLabelMe(labelMe);
+    worker->setLabelMeComplete(labelMeComplete);
     worker->setDatasets(datasets);
     worker->setSkipUnlabeled(skipUnlabeled);
 }

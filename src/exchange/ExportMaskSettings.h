@@ -25,6 +25,7 @@ struct ExportMaskSettings {
     bool voc = false;
     bool vggImageAnnotator = false;
     bool labelMe = false;
+    bool labelMeComplete = false;
     /// Training datasets written besides (COCO, YOLO, nnU-Net).
     DatasetOptions datasets;
     bool skipUnlabeled = true;

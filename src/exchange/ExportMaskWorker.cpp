@@ -73,6 +73,8 @@ int ExportMaskWorker::progressTotal() const {
         total += layers;
     if (m_labelMe)
         total += images;
+    if (m_labelMeComplete)
+        total += images;
     if (m_datasets.any())
         total += 1;
     return total;
@@ -159,6 +161,8 @@ void ExportMaskWorker::countSkippedImage(const LabeledImage* image) {
         share += 1;
     if (m_labelMe)
         share += 1;
+    if (m_labelMeComplete)
+        share += 1;
     step(share);
 }
 
@@ -219,7 +223,11 @@ bool ExportMaskWorker::exportImage(LabeledImage* image) {
     }
 
     if (m_labelMe) {
-        exportLabelMe(image);
+        exportLabelMe(image, false);
+        step();
+    }
+    if (m_labelMeComplete) {
+        exportLabelMe(image, true);
         step();
     }
     return true;
@@ -326,13 +334,14 @@ void ExportMaskWorker::exportVOC(Scene* scene) {
     }
 }
 
-void ExportMaskWorker::exportLabelMe(LabeledImage* image) {
+void ExportMaskWorker::exportLabelMe(LabeledImage* image, bool complete) {
     if (image->depth() != 1) {
         qWarning().noquote() << "ExportMaskWorker::exportLabelme()"
                              << "The LabelMe format only supports 2D images.";
         return;
     }
-    const QString path = makeFilename(image, nullptr, nullptr, QStringLiteral(".json"));
+    const QString path = makeFilename(image, nullptr, nullptr,
+                                      complete && m_labelMe ? QStringLiteral("_complete.json") : QStringLiteral(".json"));
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
         qWarning().noquote() << "ExportMaskWorker::exportLabelMe()"
@@ -340,7 +349,10 @@ void ExportMaskWorker::exportLabelMe(LabeledImage* image) {
         noteFailure(path, file.errorString());
         return;
     }
-    writeLabelMe(file, image);
+    if (complete)
+        writeLabelMeComplete(file, image, QFileInfo(path).absolutePath());
+    else
+        writeLabelMe(file, image);
     if (!file.commit()) {
         qWarning().noquote() << "ExportMaskWorker::exportLabelMe()"
                              << "Could not write the LabelMe file '" + path + "'";

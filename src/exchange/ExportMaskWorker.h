@@ -60,6 +60,10 @@ public:
     /// The training datasets written after the masks and files (one step).
     const DatasetOptions& datasets() const { return m_datasets; }
     void setDatasets(const DatasetOptions& options) { m_datasets = options; }
+    /// LabelMe files that other LabelMe readers open (shape types, transformed points, RGBA
+    /// colours); named .json, or _complete.json beside the plain LabelMe file.
+    bool labelMeComplete() const { return m_labelMeComplete; }
+    void setLabelMeComplete(bool on) { m_labelMeComplete = on; }
     bool skipUnlabeled() const { return m_skipUnlabeled; }
     void setSkipUnlabeled(bool on) { m_skipUnlabeled = on; }
 
@@ -115,7 +119,7 @@ private:
     void exportBoolMask(LabeledImage* image, const Label* label);
     void exportKAROMark(Scene* scene);
     void exportVOC(Scene* scene);
-    void exportLabelMe(LabeledImage* image);
+    void exportLabelMe(LabeledImage* image, bool complete);
     void exportVGGImageAnnotator();
     void exportDatasets();
 
@@ -136,6 +140,7 @@ private:
     bool m_voc = false;
     bool m_vggImageAnnotator = false;
     bool m_labelMe = false;
+    bool m_labelMeComplete = false;
     bool m_skipUnlabeled = false;
     DatasetOptions m_datasets;
 

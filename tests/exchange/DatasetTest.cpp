@@ -2,12 +2,14 @@
 #include "ExchangeTestSupport.h"
 
 #include "exchange/CocoReader.h"
+#include "exchange/LabelMeWriter.h"
 #include "exchange/dataset/CocoFormat.h"
 #include "exchange/dataset/DatasetExport.h"
 #include "exchange/dataset/YoloFormat.h"
 #include "segment/LayerMat.h"
 #include "segment/RegionShapes.h"
 
+#include <QBuffer>
 #include <QGraphicsEllipseItem>
 #include <QGraphicsLineItem>
 #include <QGraphicsPolygonItem>
@@ -248,4 +250,29 @@ TEST(DatasetCheck, RleRoundTrips) {
     EXPECT_EQ(counts, (QVector<int64_t>{11, 2, 7}));
     pxm::coco::decodeString(QByteArray("\x7f"), &ok);
     EXPECT_FALSE(ok);
+}
+
+// The complete LabelMe file: shape types, points after the item's transform, RGBA colours, a
+// region as a polygon and the image path relative to the file.
+TEST_F(DatasetExportTest, CompleteLabelMeFile) {
+    auto* turned = addRect(image->scene(0), QRectF(0, 0, 10, 4), nucleus);
+    turned->setPos(40, 40);
+    turned->setRotation(90);
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    pxm::writeLabelMeComplete(buffer, image, dir.path("sub"));
+    const QJsonObject root = QJsonDocument::fromJson(buffer.data()).object();
+    EXPECT_EQ(root["imagePath"].toString(), "../plate.png");
+    EXPECT_EQ(root["imageWidth"].toInt(), 80);
+    QMap<QString, int> types;
+    for (const QJsonValue& v : root["shapes"].toArray()) {
+        const QJsonObject shape = v.toObject();
+        ++types[shape["shape_type"].toString()];
+        EXPECT_EQ(shape["line_color"].toArray().size(), 4);
+        if (shape["label"].toString() == "Nucleus" && shape["shape_type"].toString() == "polygon") {
+            EXPECT_EQ(shape["points"].toArray()[1].toArray(), (QJsonArray{40, 50})); // (10, 0) turned by 90°
+        }
+    }
+    // Rectangles 2, the turned one, the polygon, the ellipse and the region as polygons, one line.
+    EXPECT_EQ(types, (QMap<QString, int>{{"rectangle", 3}, {"polygon", 4}, {"line", 1}}));
 }

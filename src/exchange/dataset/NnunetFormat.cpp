@@ -50,6 +50,10 @@ QImage nnunetLayerPng(const KYVO::CImage& image, std::size_t z) {
 
 namespace {
 
+/// Qt's PNG quality 90 is zlib level 1: training data is written once and read often, and the
+/// strongest levels cost ten times the time for a few percent of size.
+constexpr int PngQuality = 90;
+
 /// Writes a volume of one value per voxel as NIfTI-1 (gzip-compressed for .nii.gz), voxel size 1.
 bool writeNifti(const QString& path, int width, int height, int depth, int datatype, const void* data,
                 std::size_t bytes) {
@@ -155,7 +159,7 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
             written = writeNifti(channelFile(c), width, height, depth, niftiType(pixels->type()), pixels->data(),
                                  pixels->byteCount());
         } else if (channels == 1) {
-            written = nnunetLayerPng(*pixels, 0).save(channelFile(c));
+            written = nnunetLayerPng(*pixels, 0).save(channelFile(c), "PNG", PngQuality);
         } else {
             std::vector<uint8_t> plane(voxels);
             for (std::size_t i = 0; i < voxels; ++i)
@@ -164,7 +168,7 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
                 written = writeNifti(channelFile(c), width, height, depth, DT_UINT8, plane.data(), plane.size());
             } else {
                 const QImage picture(plane.data(), width, height, width, QImage::Format_Grayscale8);
-                written = picture.save(channelFile(c));
+                written = picture.save(channelFile(c), "PNG", PngQuality);
             }
         }
         if (!written)
@@ -181,7 +185,7 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
     const QString labelFile = folder.filePath(QStringLiteral("labelsTr/%1%2").arg(name, m_nifti ? ".nii.gz" : ".png"));
     const bool written =
         m_nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
-                : QImage(labels.data(), width, height, width, QImage::Format_Grayscale8).save(labelFile);
+                : QImage(labels.data(), width, height, width, QImage::Format_Grayscale8).save(labelFile, "PNG", PngQuality);
     if (!written)
         *warnings << QStringLiteral("%1 could not be written.").arg(labelFile);
     ++m_cases;

@@ -75,7 +75,7 @@ QStringList checkLines(const QString& text, int classes, const QString& file) {
         if (line.isEmpty())
             continue;
         const QString where = QStringLiteral("%1, line %2").arg(file).arg(i + 1);
-        const QStringList fields = line.split(QRegularExpression("\\s+"));
+        const QStringList fields = line.simplified().split(' ');
         bool ok = false;
         const int cls = fields[0].toInt(&ok);
         if (!ok || cls < 0 || cls >= classes)
