@@ -313,7 +313,7 @@ TEST(VolumeEditing, FillCopyAndStatistics) {
     pxm::SliceFillPreview preview(image, {moving, once}, pxm::SmartResult::Shape{});
     EXPECT_EQ(preview.filledLayers(), 6);
     ASSERT_EQ(preview.notes().size(), 1);
-    EXPECT_TRUE(preview.notes().first().contains("1 layer(s) only"));
+    EXPECT_TRUE(preview.notes().first().contains("one layer only"));
     EXPECT_TRUE(preview.fill(0)[4].empty());
     for (int z : {1, 2, 3, 5, 6, 7})
         EXPECT_GT(iou(preview.fill(0)[std::size_t(z)] | (z == 2 ? box : cv::Mat::zeros(64, 64, CV_8UC1)),

@@ -59,10 +59,10 @@ SliceFillPreview::SliceFillPreview(LabeledImage* image, const QList<Label*>& lab
             m_previews.push_back(std::make_unique<ItemWatch>());
             m_previews.back()->reset(preview);
         }
-        if (keyCount < 2)
-            m_notes << text("%1 has shapes on %2 layer(s) only: there is nothing to fill between.")
-                           .arg(label->name())
-                           .arg(keyCount);
+        if (keyCount == 0)
+            m_notes << text("%1 has no shapes or mask values in this image.").arg(label->name());
+        else if (keyCount == 1)
+            m_notes << text("%1 has shapes on one layer only: there is nothing to fill between.").arg(label->name());
         else if (layers == 0)
             m_notes << text("%1 has no empty layers between its key slices.").arg(label->name());
         m_fills.push_back(std::move(filled));
