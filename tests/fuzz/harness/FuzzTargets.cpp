@@ -7,6 +7,7 @@
 #include "exchange/KAROMarkReader.h"
 #include "exchange/LabelMeReader.h"
 #include "exchange/VOCReader.h"
+#include "exchange/dataset/DatasetExport.h"
 #include "fuzz/harness/FuzzTarget.h"
 #include "model/Project.h"
 #include "persistence/DeserializationError.h"
@@ -108,6 +109,12 @@ template <class Reader> int import(const char* file, const std::uint8_t* data, s
     return Read;
 }
 
+/// The dataset checks as pixmarker-export --check runs them on a file anyone wrote.
+int checkDataset(const char* file, const std::uint8_t* data, std::size_t size) {
+    const QString path = QString::fromStdString(scratchFile(file, data, size));
+    return pxm::checkDataset(path).isEmpty() ? Read : Refused;
+}
+
 int readRegistry(const char* file, const std::uint8_t* data, std::size_t size) {
     const QString dir = QString::fromStdString(scratch()) + "/registry";
     QDir().mkpath(dir);
@@ -132,6 +139,7 @@ const std::vector<FuzzTarget>& fuzzTargets() {
         {"project", "input.json", readProject}, {"project_gz", "input.json.gz", readProject},
         {"karo", "input.mark", import<pxm::KAROMarkReader>}, {"voc", "input.voc", import<pxm::VOCReader>},
         {"labelme", "input.json", import<pxm::LabelMeReader>}, {"coco", "input.json", import<pxm::CocoReader>},
+        {"coco_check", "input.json", checkDataset},
         {"registry", "registry/Fuzz.json", readRegistry},
         {"netpbm", "input.pgm", loadImage}, {"tiff", "input.tif", loadImage}, {"png", "input.png", loadImage},
         {"jpeg", "input.jpg", loadImage}, {"bmp", "input.bmp", loadImage}, {"gif", "input.gif", loadImage},
