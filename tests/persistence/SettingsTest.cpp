@@ -96,6 +96,7 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     view.zoomRadiusBox()->setValue(120);
     view.zoomFactorBox()->setValue(4.5);
     rect.heightBox()->setValue(12);
+    EXPECT_EQ(project.setting("RectTool.defaultHeight"), 12) << "each box writes back by itself";
     rect.oneClickBox()->setChecked(true);
     ellipse.heightBox()->setValue(13);
     ellipse.oneClickBox()->setChecked(true);
