@@ -4,9 +4,11 @@
 #include "model/Label.h"
 #include "model/Project.h"
 #include "scene/LabeledImage.h"
+#include "platform/io/TiffCodec.h"
 #include "segment/LabelStatistics.h"
 
 #include <QDialogButtonBox>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QPushButton>
 #include <QTableWidget>
@@ -36,9 +38,11 @@ LabelStatisticsDialog::LabelStatisticsDialog(Project* project, QWidget* parent)
     setObjectName("LabelStatisticsDialog");
     setWindowTitle(tr("Label statistics"));
     setAttribute(Qt::WA_DeleteOnClose);
-    m_table->setColumnCount(5);
+    m_table->setColumnCount(6);
     m_table->setHorizontalHeaderLabels(
-        {tr("Label"), tr("Voxels"), tr("Box (x, y, z)"), tr("3D parts"), tr("Layers")});
+        {tr("Label"), tr("Voxels"), tr("Volume"), tr("Box (x, y, z)"), tr("3D parts"), tr("Layers")});
+    m_table->horizontalHeaderItem(2)->setToolTip(
+        tr("In cubic micrometres when the image file gives a voxel size (TIFF resolution), otherwise empty."));
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -68,12 +72,25 @@ void LabelStatisticsDialog::refresh() {
     for (const Label* label : m_project->labels())
         labels.append(label);
     const std::vector<segment::VolumeStatistics> all = segment::labelStatistics(*image, labels);
+    // The voxel size, where the file states one.
+    double voxel[3] = {0, 0, 0};
+    const QString suffix = QFileInfo(image->imagePath()).suffix().toLower();
+    if (suffix == "tif" || suffix == "tiff") {
+        try {
+            if (!KYVO::io::TiffCodec::voxelSize(image->imagePath().toLocal8Bit().toStdString(), voxel))
+                voxel[0] = 0;
+        } catch (const std::exception&) {
+            voxel[0] = 0;
+        }
+    }
+    const double voxelVolume = voxel[0] * voxel[1] * voxel[2];
     m_table->setRowCount(labels.size());
     for (int row = 0; row < labels.size(); ++row) {
         const segment::VolumeStatistics& s = all[std::size_t(row)];
         const QStringList cells = {
             labels[row]->name(),
             QString::number(s.voxels),
+            voxelVolume > 0 ? tr("%1 µm³").arg(double(s.voxels) * voxelVolume, 0, 'g', 4) : QString(),
             s.voxels ? QStringLiteral("%1-%2, %3-%4, %5-%6").arg(s.x0).arg(s.x1).arg(s.y0).arg(s.y1).arg(s.z0).arg(s.z1)
                      : QString(),
             QString::number(s.components),

@@ -12,8 +12,8 @@ namespace pxm {
 
 class Project;
 
-/// The volume statistics of every label of the current image (voxels, box, connected parts and
-/// the layers it is on), worked out again on Refresh. "Go to" steps to the next layer where the
+/// The volume statistics of every label of the current image (voxels, physical volume where the
+/// file gives a voxel size, box, connected parts and the layers it is on), worked out again on Refresh. "Go to" steps to the next layer where the
 /// selected label is present.
 class LabelStatisticsDialog : public QDialog {
     Q_OBJECT

@@ -712,3 +712,51 @@ TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) 
         EXPECT_NE(error.find(c.message), std::string::npos) << error;
     }
 }
+
+// The header alone gives the size (TIFF pages make the depth); the voxel size comes from the
+// resolution tags or an ImageJ description, in micrometres.
+TEST(ImageIoTiff, SizeAndVoxelSizeFromTheHeader) {
+    pxmtest::TempDir dir;
+    const std::string volume = dir.localPath("stack.tif");
+    CImageIo2::Save(volume, CImage(IMAGE_GREY_16, CSize(7, 5, 3)));
+    EXPECT_EQ(CImageIo2::ReadSize(volume), CSize(7, 5, 3));
+    const std::string png = dir.localPath("flat.png");
+    CImageIo2::Save(png, CImage(IMAGE_RGB_8I, CSize(9, 4, 1)));
+    EXPECT_EQ(CImageIo2::ReadSize(png), CSize(9, 4, 1));
+    for (const std::string& bad : {dir.localPath("missing.tif"), dir.localPath("flat.png") + ".tif"}) {
+        if (bad.find("flat") != std::string::npos)
+            QFile::copy(QString::fromStdString(png), QString::fromStdString(bad));
+        EXPECT_THROW(CImageIo2::ReadSize(bad), CException) << bad;
+    }
+    double size[3] = {};
+    EXPECT_FALSE(io::TiffCodec::voxelSize(volume, size)) << "no resolution tags";
+    struct Case {
+        std::uint16_t unit;
+        float resolution;
+        const char* description;
+        std::vector<double> expected;
+    };
+    for (const Case& c : {Case{RESUNIT_CENTIMETER, 2, nullptr, {5000, 5000, 5000}},
+                          Case{RESUNIT_NONE, 4, "ImageJ=1.53t\nunit=micron\nspacing=2.5\n", {0.25, 0.25, 2.5}},
+                          Case{RESUNIT_NONE, 4, "ImageJ=1.53t\n", {}}}) {
+        const std::string path = dir.localPath("resolution.tif");
+        TIFF* tif = TIFFOpen(path.c_str(), "w");
+        ASSERT_TRUE(tif);
+        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 1);
+        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 1);
+        TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tif, TIFFTAG_XRESOLUTION, double(c.resolution));
+        TIFFSetField(tif, TIFFTAG_YRESOLUTION, double(c.resolution));
+        TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, c.unit);
+        if (c.description)
+            TIFFSetField(tif, TIFFTAG_IMAGEDESCRIPTION, c.description);
+        std::uint8_t pixel = 0;
+        TIFFWriteEncodedStrip(tif, 0, &pixel, 1);
+        TIFFClose(tif);
+        const bool known = io::TiffCodec::voxelSize(path, size);
+        EXPECT_EQ(known, !c.expected.empty());
+        if (known) {
+            EXPECT_EQ(std::vector<double>(size, size + 3), c.expected);
+        }
+    }
+}

@@ -6,6 +6,7 @@
 #include "platform/io/TiffReader.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <tiffio.h>
 #include <vector>
@@ -71,6 +72,46 @@ CSize TiffCodec::readSize(const std::string& path) const {
         handle.fail("the first page has no size");
     const tdir_t pages = TIFFNumberOfDirectories(handle.get());
     return CSize(width, height, pages > 0 ? pages : 1);
+}
+
+bool TiffCodec::voxelSize(const std::string& path, double size[3]) {
+    TiffHandle handle(path, "r");
+    float x = 0;
+    float y = 0;
+    std::uint16_t unit = RESUNIT_NONE;
+    if (!TIFFGetField(handle.get(), TIFFTAG_XRESOLUTION, &x) || !TIFFGetField(handle.get(), TIFFTAG_YRESOLUTION, &y) ||
+        !(x > 0) || !(y > 0))
+        return false;
+    TIFFGetFieldDefaulted(handle.get(), TIFFTAG_RESOLUTIONUNIT, &unit);
+    char* text = nullptr;
+    const std::string description =
+        TIFFGetField(handle.get(), TIFFTAG_IMAGEDESCRIPTION, &text) && text ? std::string(text) : std::string();
+    auto entry = [&description](const std::string& key) {
+        const std::size_t at = description.find("\n" + key + "=");
+        if (at == std::string::npos)
+            return std::string();
+        const std::size_t start = at + key.size() + 2;
+        return description.substr(start, description.find('\n', start) - start);
+    };
+    // Micrometres per unit of the resolution.
+    double micrometres = 0;
+    if (unit == RESUNIT_INCH)
+        micrometres = 25400;
+    else if (unit == RESUNIT_CENTIMETER)
+        micrometres = 10000;
+    else if (const std::string named = entry("unit"); named == "micron" || named == "um" || named == "\u00b5m")
+        micrometres = 1;
+    else if (named == "nm")
+        micrometres = 0.001;
+    else if (named == "mm")
+        micrometres = 1000;
+    if (micrometres <= 0)
+        return false;
+    size[0] = micrometres / x;
+    size[1] = micrometres / y;
+    const double spacing = std::atof(entry("spacing").c_str());
+    size[2] = spacing > 0 ? spacing * (unit == RESUNIT_NONE ? micrometres : 1) : size[0];
+    return true;
 }
 
 void TiffCodec::checkWritable(const CImage& image) const {

@@ -22,6 +22,12 @@ public:
     /// Volumes with more voxel bytes than this are written as BigTIFF (classic offsets end at
     /// 4 GiB; the rest is headroom for tags and compression overhead).
     static constexpr std::uint64_t BigTiffThreshold = 3900000000ull;
+
+    /// The physical size of one voxel from the first page's resolution tags (pixels per inch or
+    /// centimetre) or an ImageJ description ("unit=micron", "spacing=" for the layer distance),
+    /// in micrometres; the layer distance is the pixel width where none is given. False when the
+    /// file gives no physical size.
+    static bool voxelSize(const std::string& path, double size[3]);
 };
 
 } // namespace io
