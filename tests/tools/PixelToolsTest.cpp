@@ -481,6 +481,12 @@ TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
     EXPECT_EQ(snapshot(), before);
     stack()->redo();
     EXPECT_TRUE(regions().isEmpty());
+    // A region moved elsewhere is cut where it shows, in its own coordinates.
+    stack()->undo();
+    region->setPos(0, 40);
+    click({115, 140});
+    EXPECT_FALSE(region->path().contains(QPointF(115, 100)));
+    EXPECT_TRUE(region->path().contains(QPointF(101, 100)));
 }
 
 TEST_F(PixelToolTest, EraserHidesMaskPixelsAndUndoShowsThemAgain) {
