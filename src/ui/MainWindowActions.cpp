@@ -155,6 +155,9 @@ const QVector<MainActionRow>& MainWindowActions::actions() {
         {A::LabelStatistics, "actionLabelStatistics", PXM_TEXT("Label statistics"),
          PXM_TEXT("Voxels, box, 3D parts and layers of every label of the current image."), nullptr, None, nullptr, 0,
          T::None, &call<&MainWindow::showLabelStatistics>},
+        {A::ContrastPanel, "actionContrastPanel", PXM_TEXT("Contrast"),
+         PXM_TEXT("Show or hide the contrast panel: histogram, window and gamma of the shown image."), nullptr,
+         None, "Ctrl+Shift+C", 0, T::None, &call<&MainWindow::toggleContrastPanel>},
     };
     return table;
 }
@@ -216,6 +219,7 @@ const QVector<MainMenuLayout>& MainWindowActions::menus() {
          "viewMenu",
          {{E::Action, A::ZoomToFit},
           {E::Action, A::Normalize},
+          {E::Action, A::ContrastPanel},
           separator,
           {E::Action, A::RotateLeft},
           {E::Action, A::RotateRight},

@@ -65,6 +65,7 @@ enum class MainAction : int {
     CopyToNextLayer,
     CopyToPreviousLayer,
     LabelStatistics,
+    ContrastPanel,
     Count
 };
 
