@@ -20,6 +20,7 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
+#include <cmath>
 
 namespace pxm {
 
@@ -90,6 +91,9 @@ QWidget* ContrastDock::buildControls() {
     m_status = new QLabel(panel);
     m_status->setObjectName("contrastStatus");
     m_status->setWordWrap(true);
+    // Room for two lines always, so the buttons below stay put as the text changes.
+    m_status->setMinimumHeight(2 * m_status->fontMetrics().lineSpacing());
+    m_status->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     layout->addWidget(m_status);
 
     auto* buttons = new QHBoxLayout;
@@ -258,6 +262,11 @@ void ContrastDock::setWindow(double min, double max) {
         // The boxes cannot hold a window of no width; they go back to the one in force.
         showContrast();
         return;
+    }
+    if (pixels()->type() != KYVO::IMAGE_GREY_F) {
+        // Whole numbers for whole-number pixels: a dragged line lands between two values.
+        min = std::round(min);
+        max = std::max(std::round(max), min + 1.0);
     }
     DisplayContrast c = shownContrast();
     const int edited = channel();

@@ -33,10 +33,22 @@ void ContrastHistogramView::setLogScale(bool on) {
 }
 
 void ContrastHistogramView::updateRange() {
-    m_shown = m_histogram.range();
+    // Dragging must not rescale the axis under the pointer; the release catches up.
+    if (m_dragged >= 0) {
+        update();
+        return;
+    }
+    const Pictor::ChannelWindow data = m_histogram.range();
+    m_shown = data;
     if (m_max > m_min && std::isfinite(m_max - m_min)) {
-        m_shown.min = m_histogram.count ? std::min(m_shown.min, m_min) : m_min;
-        m_shown.max = m_histogram.count ? std::max(m_shown.max, m_max) : m_max;
+        // Around the window, not the whole range: one hot pixel would squeeze the rest into a
+        // single column. A quarter of the window on each side leaves room to drag outwards.
+        const double margin = (m_max - m_min) / 4.0;
+        m_shown = {m_min - margin, m_max + margin};
+        if (m_histogram.count) {
+            m_shown.min = std::min(std::max(m_shown.min, data.min), m_min);
+            m_shown.max = std::max(std::min(m_shown.max, data.max), m_max);
+        }
     }
     if (!(m_shown.max > m_shown.min))
         m_shown.max = m_shown.min + 1.0;

@@ -8,8 +8,8 @@
 namespace pxm {
 
 /// Draws a layer histogram with the display window over it: a line at the minimum and the maximum
-/// and the gamma curve between them. Dragging near a line moves it; the shown value range is the
-/// data's, widened to take in the window.
+/// and the gamma curve between them. Dragging near a line moves it. The axis spans the window and a
+/// quarter of its width on each side (as far as there are values), or the data's range without one.
 class ContrastHistogramView : public QWidget {
     Q_OBJECT
 public:

@@ -155,7 +155,7 @@ const QVector<MainActionRow>& MainWindowActions::actions() {
         {A::LabelStatistics, "actionLabelStatistics", PXM_TEXT("Label statistics"),
          PXM_TEXT("Voxels, box, 3D parts and layers of every label of the current image."), nullptr, None, nullptr, 0,
          T::None, &call<&MainWindow::showLabelStatistics>},
-        {A::ContrastPanel, "actionContrastPanel", PXM_TEXT("Contrast"),
+        {A::ContrastPanel, "actionContrastPanel", PXM_TEXT("Contrast panel"),
          PXM_TEXT("Show or hide the contrast panel: histogram, window and gamma of the shown image."), nullptr,
          None, "Ctrl+Shift+C", 0, T::None, &call<&MainWindow::toggleContrastPanel>},
     };
