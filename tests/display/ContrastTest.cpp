@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "display/DisplayContrast.h"
+#include "display/ImageItem.h"
 #include "display/LayerHistogram.h"
 #include "display/TileRenderer.h"
 #include "platform/CImage.h"
 
 #include <QImage>
+#include <QPainter>
+#include <QStyleOptionGraphicsItem>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -73,7 +76,9 @@ TEST(Contrast, ValuesMapThroughTheWindowAndGamma) {
         for (std::size_t i = 0; i < c.values.size(); ++i) {
             EXPECT_EQ(shown.pixel(int(i), 0), qRgb(c.greys[i], c.greys[i], c.greys[i]))
                 << "value " << c.values[i];
-            EXPECT_EQ(contrast.map(c.values[i]), c.greys[i]) << "value " << c.values[i];
+            if (c.type != KYVO::IMAGE_BOOL) {
+                EXPECT_EQ(contrast.map(c.values[i]), c.greys[i]) << "value " << c.values[i];
+            }
         }
     }
     // Colour: one window per channel, or the first for all.
@@ -135,4 +140,27 @@ TEST(Contrast, AutoWindowClipsMoreOnEachPress) {
     const ChannelWindow flat = computeLayerHistogram(imageOf(KYVO::IMAGE_GREY_8, {7, 7, 7}), 0).clipped(0.02);
     EXPECT_EQ(flat.min, 7.0);
     EXPECT_EQ(flat.max, 8.0);
+}
+
+// An item given a new contrast paints with it at once: no tile of the old mapping survives.
+TEST(Contrast, ItemRepaintsWithANewContrast) {
+    const KYVO::CImage image = imageOf(KYVO::IMAGE_GREY_16, {0, 1000, 2000, 3000});
+    ImageItem item(&image, 0);
+    auto row = [&item] {
+        QImage device(4, 1, QImage::Format_RGB32);
+        QPainter painter(&device);
+        QStyleOptionGraphicsItem option;
+        option.exposedRect = QRectF(0, 0, 4, 1);
+        item.paint(&painter, &option);
+        painter.end();
+        std::vector<int> greys;
+        for (int x = 0; x < 4; ++x)
+            greys.push_back(qGray(device.pixel(x, 0)));
+        return greys;
+    };
+    EXPECT_EQ(row(), (std::vector<int>{0, 85, 170, 255}));
+    item.setContrast(DisplayContrast::of(0, 2000));
+    EXPECT_EQ(row(), (std::vector<int>{0, 128, 255, 255}));
+    item.setContrast(DisplayContrast());
+    EXPECT_EQ(row(), (std::vector<int>{0, 85, 170, 255}));
 }

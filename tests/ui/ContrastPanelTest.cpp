@@ -4,7 +4,9 @@
 #include "platform/CImageIo2.h"
 #include "scene/ContrastSettings.h"
 #include "scene/Scene.h"
+#include "tools/View.h"
 #include "ui/ContrastDock.h"
+#include "ui/ContrastPresets.h"
 #include "ui/UiTestSupport.h"
 
 using Pictor::DisplayContrast;
@@ -111,4 +113,65 @@ TEST_F(ContrastPanelTest, PixelsAndMasksStayWhileTheSnapshotFollowsTheContrast) 
         const bool changed = name.startsWith("a") && name.contains("snapshot");
         EXPECT_EQ(before[name] != after[name], changed) << name.toStdString();
     }
+}
+
+TEST_F(ContrastPanelTest, ColourChannelsAndTheViewedRegion) {
+    // Zoomed in on the top rows, "Auto from view" sees only their values; "Auto" sees all.
+    pxm::View* view = window.view();
+    view->resetTransform();
+    view->scale(100, 100);
+    view->centerOn(4, 3);
+    control<QPushButton>("contrastAutoView")->click();
+    EXPECT_LT(ContrastSettings::of(&project, project.images()[0]).channels[0].max, 20000.0);
+    control<QPushButton>("contrastAuto")->click();
+    EXPECT_EQ(ContrastSettings::of(&project, project.images()[0]), DisplayContrast::of(50, 59900));
+
+    // A colour image: a channel chosen gets a window of its own, "All channels" one for all.
+    auto* colour = new pxm::LabeledImage(&project);
+    auto* rgb = new KYVO::CImage(KYVO::IMAGE_RGB_8I, KYVO::CSize(4, 1, 1));
+    for (std::size_t i = 0; i < 12; ++i)
+        rgb->data()[i] = uint8_t(10 + 90 * (i % 3));
+    colour->setImage(rgb, true);
+    project.addImage(colour);
+    project.setCurrentImageIndex(2);
+    auto* channel = control<QComboBox>("contrastChannel");
+    ASSERT_TRUE(channel->isEnabled());
+    channel->setCurrentIndex(2);
+    EXPECT_EQ(dock->histogram().count, 4u);
+    EXPECT_EQ(dock->histogram().range(), (Pictor::ChannelWindow{100, 100}));
+    dock->setWindow(50, 150);
+    DisplayContrast green = DisplayContrast::of(0, 255);
+    green.perChannel = true;
+    green.channels[1] = {50, 150};
+    EXPECT_EQ(shown(window), green);
+    channel->setCurrentIndex(0);
+    dock->setWindow(5, 15);
+    EXPECT_EQ(shown(window), DisplayContrast::of(5, 15));
+}
+
+TEST_F(ContrastPanelTest, PresetsAreKeptForTheUser) {
+    using pxm::ContrastPreset;
+    using pxm::ContrastPresets;
+    EXPECT_EQ(ContrastPresets::load().size(), 3);
+    EXPECT_FALSE(ContrastPresets::put({"flat", 5, 5}));
+    EXPECT_TRUE(ContrastPresets::put({"12-bit", 100, 4000}));
+    ContrastPresets::remove("8-bit");
+    EXPECT_EQ(ContrastPresets::load(), (QList<ContrastPreset>{{"12-bit", 100, 4000}, {"16-bit", 0, 65535}}));
+    // Saved from the panel under a name, a preset serves another image and goes with Delete.
+    dock->setWindow(70, 1100);
+    uitest::ModalAnswerer modals;
+    modals.thenAs<QInputDialog>([](QInputDialog* dialog) {
+        dialog->setTextValue(" cells ");
+        dialog->accept();
+    });
+    control<QPushButton>("contrastSavePreset")->click();
+    EXPECT_EQ(ContrastPresets::load().last(), (ContrastPreset{"cells", 70, 1100}));
+    project.setCurrentImageIndex(1);
+    auto* presets = control<QComboBox>("contrastPresets");
+    ASSERT_EQ(presets->currentText(), "cells");
+    emit presets->activated(presets->currentIndex());
+    EXPECT_EQ(shown(window), DisplayContrast::of(70, 1100));
+    control<QPushButton>("contrastDeletePreset")->click();
+    EXPECT_EQ(presets->findText("cells"), -1);
+    EXPECT_EQ(ContrastPresets::load().size(), 2);
 }
