@@ -25,10 +25,9 @@ inline uint32_t windowed(double v, double lo, double hi) {
     return t >= 255.0 ? 255u : uint32_t(t);
 }
 
-} // namespace
-
-namespace {
+// Float values with a gamma go through a table of this many steps of t in [0, 1].
 constexpr int kGammaSteps = 65535;
+
 } // namespace
 
 bool TileRenderer::needsImageInfo(KYVO::EnImageType type, bool normalize, const DisplayContrast& contrast) {

@@ -208,15 +208,15 @@ void ContrastDock::refresh() {
         const int decimals = type == KYVO::IMAGE_GREY_F ? 4 : 0;
         m_min->setDecimals(decimals);
         m_max->setDecimals(decimals);
-        if (type == KYVO::IMAGE_GREY_16 || type == KYVO::IMAGE_GREY_F) {
-            // What the image shows without a contrast: the volume's own range.
-            const auto info = Pictor::ImageInfoCache::info(data);
-            m_defaultWindow = {info->min, info->max > info->min ? info->max : info->min + 1.0};
-        } else {
-            m_defaultWindow = {0.0, 255.0};
-        }
-        // The histogram waits until the panel is seen: a hidden panel costs nothing.
+        // Nothing is read from the pixels until the panel is seen: a hidden panel costs nothing.
         if (isVisible()) {
+            if (type == KYVO::IMAGE_GREY_16 || type == KYVO::IMAGE_GREY_F) {
+                // What the image shows without a contrast: the volume's own range.
+                const auto info = Pictor::ImageInfoCache::info(data);
+                m_defaultWindow = {info->min, info->max > info->min ? info->max : info->min + 1.0};
+            } else {
+                m_defaultWindow = {0.0, 255.0};
+            }
             Pictor::HistogramOptions options;
             options.channel = channel();
             m_histogram =
