@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Display library timings: image statistics of a typical CT-sized volume and painting a full-HD
-// window of a very large layer.
+// window of a very large layer, and the automatic contrast window of a large 16-bit layer.
 #include "display/CImageInfo.h"
 #include "display/ImageItem.h"
+#include "display/LayerHistogram.h"
 #include "platform/CImage.h"
 
 #include <QGuiApplication>
@@ -123,5 +124,29 @@ void BM_Paint_WholeLayerFitted_Grey8_Cold(benchmark::State& state) {
     state.counters["tiles"] = double(tiles);
 }
 BENCHMARK(BM_Paint_WholeLayerFitted_Grey8_Cold)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// "Auto" on one 4096 × 4096 16-bit layer: the histogram of the layer and its 0.1 % window.
+void BM_AutoContrast_4096sq_Grey16(benchmark::State& state) {
+    KYVO::CImage image(KYVO::IMAGE_GREY_16, KYVO::CSize(4096, 4096, 1), KYVO::CImage::Uninitialised);
+    fillNoise<uint16_t>(image, 4096);
+    Pictor::HistogramOptions options;
+    options.ignoreZerosAndNonFinite = state.range(0) != 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Pictor::computeLayerHistogram(image, 0, options).clipped(0.001));
+    reportVoxels(state, image);
+}
+BENCHMARK(BM_AutoContrast_4096sq_Grey16)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The same for a float layer, which takes a second pass for the value range.
+void BM_AutoContrast_4096sq_Float(benchmark::State& state) {
+    KYVO::CImage image(KYVO::IMAGE_GREY_F, KYVO::CSize(4096, 4096, 1), KYVO::CImage::Uninitialised);
+    auto* v = reinterpret_cast<float*>(image.data());
+    for (std::size_t i = 0; i < image.size().Elements(); ++i)
+        v[i] = float(i % 4099) * 0.37f;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Pictor::computeLayerHistogram(image, 0).clipped(0.001));
+    reportVoxels(state, image);
+}
+BENCHMARK(BM_AutoContrast_4096sq_Float)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace

@@ -69,14 +69,32 @@ std::size_t ImageItem::cachedTileCount() const {
     return TileCache::shared().tileCount(m_owner);
 }
 
-const TileRenderer& ImageItem::renderer() const {
-    std::call_once(m_rendererOnce, [this] {
+void ImageItem::setContrast(const DisplayContrast& contrast) {
+    {
+        std::lock_guard<std::mutex> lock(m_rendererMutex);
+        if (contrast == m_contrast)
+            return;
+        m_contrast = contrast;
+        m_renderer.reset();
+    }
+    TileCache::shared().removeOwner(m_owner);
+    update();
+}
+
+DisplayContrast ImageItem::contrast() const {
+    std::lock_guard<std::mutex> lock(m_rendererMutex);
+    return m_contrast;
+}
+
+std::shared_ptr<const TileRenderer> ImageItem::renderer() const {
+    std::lock_guard<std::mutex> lock(m_rendererMutex);
+    if (!m_renderer) {
         std::shared_ptr<const CImageInfo> info;
-        if (TileRenderer::needsImageInfo(m_image->type(), m_normalize))
+        if (TileRenderer::needsImageInfo(m_image->type(), m_normalize, m_contrast))
             info = ImageInfoCache::info(m_image);
-        m_renderer = std::make_unique<TileRenderer>(m_image, m_z, m_normalize, info.get());
-    });
-    return *m_renderer;
+        m_renderer = std::make_shared<TileRenderer>(m_image, m_z, m_normalize, info.get(), m_contrast);
+    }
+    return m_renderer;
 }
 
 QImage ImageItem::tile(int level, int column, int row) const {
@@ -90,7 +108,7 @@ QImage ImageItem::tile(int level, int column, int row) const {
     const long long y0 = row * span;
     const long long w = std::min<long long>(span, static_cast<long long>(m_image->size().x) - x0);
     const long long h = std::min<long long>(span, static_cast<long long>(m_image->size().y) - y0);
-    image = renderer().render(QRect(int(x0), int(y0), int(w), int(h)), level);
+    image = renderer()->render(QRect(int(x0), int(y0), int(w), int(h)), level);
     ++m_converted;
     cache.insert(key, image);
     return image;
@@ -154,8 +172,11 @@ void ImageItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* option,
     painter->restore();
 }
 
-QGraphicsItem* toQGraphicsItem(const KYVO::CImage* image, std::size_t z, bool normalize) {
-    return new ImageItem(image, z, normalize);
+QGraphicsItem* toQGraphicsItem(const KYVO::CImage* image, std::size_t z, bool normalize,
+                               const DisplayContrast& contrast) {
+    auto* item = new ImageItem(image, z, normalize);
+    item->setContrast(contrast);
+    return item;
 }
 
 } // namespace Pictor

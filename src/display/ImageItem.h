@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "display/DisplayContrast.h"
+
 #include <QGraphicsObject>
 #include <atomic>
 #include <cstddef>
@@ -49,6 +51,10 @@ public:
     const KYVO::CImage* image() const { return m_image; }
     std::size_t layer() const { return m_z; }
     bool normalize() const { return m_normalize; }
+    /// The user's window and gamma; an unset one (the default) keeps the mapping of TileRenderer.
+    /// Changing it converts the tiles afresh.
+    void setContrast(const DisplayContrast& contrast);
+    DisplayContrast contrast() const;
     int tileSize() const { return m_tileSize; }
 
     /// Qt::FastTransformation (the default) draws nearest-neighbour at every zoom; Qt::SmoothTransformation
@@ -66,7 +72,7 @@ public:
 
 private:
     QImage tile(int level, int column, int row) const;
-    const TileRenderer& renderer() const;
+    std::shared_ptr<const TileRenderer> renderer() const;
 
     const KYVO::CImage* m_image;
     std::size_t m_z;
@@ -76,13 +82,16 @@ private:
     Qt::TransformationMode m_mode = Qt::FastTransformation;
     uint64_t m_owner;
     mutable std::atomic<uint64_t> m_converted{0};
-    mutable std::once_flag m_rendererOnce;
-    mutable std::unique_ptr<TileRenderer> m_renderer;
+    // Tiles may be converted off the GUI thread while the contrast changes.
+    mutable std::mutex m_rendererMutex;
+    DisplayContrast m_contrast;
+    mutable std::shared_ptr<const TileRenderer> m_renderer;
 };
 
 /// A new graphics item (the caller owns it) showing layer z of `image`, which is not owned and must
 /// outlive the item. Throws KYVO::CException when there is no image, z is outside it or its pixel
 /// type cannot be shown.
-QGraphicsItem* toQGraphicsItem(const KYVO::CImage* image, std::size_t z, bool normalize = false);
+QGraphicsItem* toQGraphicsItem(const KYVO::CImage* image, std::size_t z, bool normalize = false,
+                               const DisplayContrast& contrast = DisplayContrast());
 
 } // namespace Pictor

@@ -25,9 +25,14 @@ inline uint32_t windowed(double v, double lo, double hi) {
     return t >= 255.0 ? 255u : uint32_t(t);
 }
 
+// Float values with a gamma go through a table of this many steps of t in [0, 1].
+constexpr int kGammaSteps = 65535;
+
 } // namespace
 
-bool TileRenderer::needsImageInfo(KYVO::EnImageType type, bool normalize) {
+bool TileRenderer::needsImageInfo(KYVO::EnImageType type, bool normalize, const DisplayContrast& contrast) {
+    if (contrast.isSet())
+        return false;
     switch (type) {
     case KYVO::IMAGE_GREY_16:
     case KYVO::IMAGE_GREY_F:
@@ -40,7 +45,8 @@ bool TileRenderer::needsImageInfo(KYVO::EnImageType type, bool normalize) {
     }
 }
 
-TileRenderer::TileRenderer(const KYVO::CImage* image, std::size_t z, bool normalize, const CImageInfo* info)
+TileRenderer::TileRenderer(const KYVO::CImage* image, std::size_t z, bool normalize, const CImageInfo* info,
+                           const DisplayContrast& contrast)
     : m_image(image), m_z(z) {
     if (!image)
         KYVO_THROW("no image to display");
@@ -48,8 +54,12 @@ TileRenderer::TileRenderer(const KYVO::CImage* image, std::size_t z, bool normal
         KYVO_THROW("layer " + std::to_string(z) + " is outside the image's " +
                    std::to_string(image->size().z) + " layers");
     const KYVO::EnImageType type = image->type();
-    if (needsImageInfo(type, normalize) && !info)
+    if (needsImageInfo(type, normalize, contrast) && !info)
         KYVO_THROW("the display window needs the image statistics");
+    if (contrast.isSet() && type != KYVO::IMAGE_BOOL) {
+        setUpContrast(contrast);
+        return;
+    }
     // An 8-bit range of zero width has nothing to stretch: it stays as it is.
     const bool stretch8 = normalize && info && info->count > 0 && info->max > info->min;
     switch (type) {
@@ -75,12 +85,51 @@ TileRenderer::TileRenderer(const KYVO::CImage* image, std::size_t z, bool normal
         }
         break;
     case KYVO::IMAGE_RGB_8I:
-        m_channelLut.resize(256);
-        for (uint32_t v = 0; v < 256; ++v)
-            m_channelLut[v] = uint8_t(stretch8 ? windowed(v, info->min, info->max) : v);
+        m_channelLut.resize(768);
+        for (uint32_t v = 0; v < 768; ++v)
+            m_channelLut[v] = uint8_t(stretch8 ? windowed(v % 256, info->min, info->max) : v % 256);
         break;
     default:
         KYVO_THROW("cannot display pixel type " + std::string(KYVO::ImageTypeName(type)));
+    }
+}
+
+void TileRenderer::setUpContrast(const DisplayContrast& contrast) {
+    switch (m_image->type()) {
+    case KYVO::IMAGE_GREY_8:
+    case KYVO::IMAGE_GREY_16: {
+        const std::vector<uint8_t> levels =
+            contrast.table(m_image->type() == KYVO::IMAGE_GREY_8 ? 256 : 65536);
+        m_lut.resize(levels.size());
+        for (std::size_t v = 0; v < levels.size(); ++v)
+            m_lut[v] = grey(levels[v]);
+        break;
+    }
+    case KYVO::IMAGE_GREY_F: {
+        const ChannelWindow& w = contrast.window(0);
+        m_floatMin = float(w.min);
+        m_floatScale = float(255.0 / (w.max - w.min));
+        if (contrast.gamma != 1.0) {
+            // pow() per pixel would dominate painting; a fine table of t keeps every level exact
+            // but for values within 1/65535 of the window of a rounding edge.
+            m_floatScale = float(kGammaSteps / (w.max - w.min));
+            m_gammaLut.resize(kGammaSteps + 1);
+            const DisplayContrast unit = DisplayContrast::of(0.0, 1.0, contrast.gamma);
+            for (int i = 0; i <= kGammaSteps; ++i)
+                m_gammaLut[std::size_t(i)] = grey(unit.map(double(i) / kGammaSteps));
+        }
+        break;
+    }
+    case KYVO::IMAGE_RGB_8I: {
+        m_channelLut.resize(768);
+        for (int c = 0; c < 3; ++c) {
+            const std::vector<uint8_t> levels = contrast.table(256, c);
+            std::copy(levels.begin(), levels.end(), m_channelLut.begin() + c * 256);
+        }
+        break;
+    }
+    default:
+        break;
     }
 }
 
@@ -137,6 +186,14 @@ QImage TileRenderer::render(const QRect& source, int level) const {
     case KYVO::IMAGE_GREY_F: {
         const float lo = m_floatMin;
         const float scale = m_floatScale;
+        if (!m_gammaLut.empty()) {
+            const uint32_t* g = m_gammaLut.data();
+            renderRows(out, source, level, [lo, scale, g](const uint8_t* p) {
+                const float t = (*reinterpret_cast<const float*>(p) - lo) * scale + 0.5f;
+                return g[!(t >= 0.0f) ? 0 : t >= float(kGammaSteps) ? kGammaSteps : int(t)];
+            });
+            break;
+        }
         renderRows(out, source, level, [lo, scale](const uint8_t* p) {
             const float t = (*reinterpret_cast<const float*>(p) - lo) * scale + 0.5f;
             // The negated test also sends NaN to black.
@@ -148,7 +205,8 @@ QImage TileRenderer::render(const QRect& source, int level) const {
     case KYVO::IMAGE_RGB_8I: {
         const uint8_t* c = m_channelLut.data();
         renderRows(out, source, level, [c](const uint8_t* p) {
-            return 0xff000000u | uint32_t(c[p[0]]) << 16 | uint32_t(c[p[1]]) << 8 | uint32_t(c[p[2]]);
+            return 0xff000000u | uint32_t(c[p[0]]) << 16 | uint32_t(c[256 + p[1]]) << 8 |
+                   uint32_t(c[512 + p[2]]);
         });
         break;
     }

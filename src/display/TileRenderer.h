@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "display/DisplayContrast.h"
 #include "platform/CImage.h"
 
 #include <QImage>
@@ -24,13 +25,18 @@ struct CImageInfo;
 /// - IMAGE_RGB_8I as it is; with normalisation all three channels are stretched by the one min–max
 ///   range of all channel values (the range the image statistics report), which keeps the hues.
 /// An 8-bit or RGB range of zero width leaves the values as they are.
+///
+/// A contrast the user set (DisplayContrast::isSet) replaces all of this for every type but bool:
+/// each value goes through its channel's window and the gamma, and normalisation is ignored.
 class TileRenderer {
 public:
     /// True when the mapping needs the image statistics (the window).
-    static bool needsImageInfo(KYVO::EnImageType type, bool normalize);
+    static bool needsImageInfo(KYVO::EnImageType type, bool normalize,
+                               const DisplayContrast& contrast = DisplayContrast());
 
     /// `info` is the record of `image`; it may be null when `needsImageInfo` is false.
-    TileRenderer(const KYVO::CImage* image, std::size_t z, bool normalize, const CImageInfo* info);
+    TileRenderer(const KYVO::CImage* image, std::size_t z, bool normalize, const CImageInfo* info,
+                 const DisplayContrast& contrast = DisplayContrast());
 
     /// Converts the pixels of `source` (a rectangle inside the layer) taking one pixel out of every
     /// 2^level in each direction, the one nearest the middle of its block, into an image of
@@ -38,14 +44,17 @@ public:
     QImage render(const QRect& source, int level) const;
 
 private:
+    void setUpContrast(const DisplayContrast& contrast);
     template <typename Map> void renderRows(QImage& out, const QRect& source, int level, Map map) const;
 
     const KYVO::CImage* m_image;
     std::size_t m_z;
     std::vector<uint32_t> m_lut;       // value → 0xffRRGGBB grey, for 8- and 16-bit values
-    std::vector<uint8_t> m_channelLut; // RGB channel value → displayed channel value
+    std::vector<uint8_t> m_channelLut; // RGB: 256 entries per channel, red first
     float m_floatMin = 0.0f;
     float m_floatScale = 0.0f; // 0 for a window of zero width
+    // Float values with a gamma: t in [0, 1] sampled at kGammaSteps + 1 points → grey.
+    std::vector<uint32_t> m_gammaLut;
 };
 
 } // namespace Pictor

@@ -5,6 +5,7 @@
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CException.h"
+#include "scene/ContrastSettings.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/MaskItem.h"
@@ -28,6 +29,7 @@ Scene::Scene(LabeledImage* image, uint32_t zLayer)
     if (project) {
         connect(project, &Project::labelAdded, this, &Scene::on_project_labelAdded);
         connect(project, &Project::labelRemoved, this, &Scene::on_project_labelRemoved);
+        connect(project, &Project::settingsChanged, this, &Scene::on_project_settingsChanged);
     }
     connect(m_image, &LabeledImage::imageChanged, this, &Scene::on_image_imageChanged);
     connect(m_image, &LabeledImage::maskChanged, this, &Scene::on_image_maskChanged);
@@ -171,7 +173,8 @@ void Scene::updateImageItem() {
     if (m_usageCount > 0 && m_image->image()) {
         SetCImage(m_image->image(), m_zLayer);
         try {
-            m_imageItem = Pictor::toQGraphicsItem(m_image->image(), m_zLayer, Normalize());
+            m_imageItem = Pictor::toQGraphicsItem(m_image->image(), m_zLayer, Normalize(),
+                                                  ContrastSettings::of(m_image->project(), m_image));
             m_imageItem->setZValue(-1.0);
             addItem(m_imageItem);
         } catch (const KYVO::CException& e) {
@@ -274,6 +277,12 @@ void Scene::on_project_labelRemoved(Label* label) {
 void Scene::on_image_imageChanged() {
     if (m_usageCount > 0)
         updateImageItem();
+}
+
+void Scene::on_project_settingsChanged(const QString& key) {
+    auto* item = dynamic_cast<Pictor::ImageItem*>(m_imageItem);
+    if (item && ContrastSettings::affects(key, m_image))
+        item->setContrast(ContrastSettings::of(m_image->project(), m_image));
 }
 
 void Scene::on_image_maskChanged() {

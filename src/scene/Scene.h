@@ -62,6 +62,8 @@ public slots:
     void on_project_labelRemoved(pxm::Label* label);
     void on_image_imageChanged();
     void on_image_maskChanged();
+    /// Shows the image with its new contrast when the change concerns it.
+    void on_project_settingsChanged(const QString& key);
 
 private slots:
     void on_label_destroyed(QObject* label);

@@ -13,6 +13,7 @@
 #include "tools/game/GameTool.h"
 #include "ui/AboutDialog.h"
 #include "ui/Autosave.h"
+#include "ui/ContrastDock.h"
 #include "ui/HelpWidget.h"
 #include "ui/ImageChooser.h"
 #include "ui/LabelListWidget.h"
@@ -91,6 +92,7 @@ MainWindow::MainWindow(QWidget* parent, bool standalone)
     buildMenus();
     buildToolBars();
     buildStatusBar();
+    buildContrastDock();
     setAcceptDrops(true);
 
     WindowState::restore(*this);
@@ -377,6 +379,22 @@ void MainWindow::updateNormalize() {
     scene->SetNormalize(m_normalize);
     // Handing the scene its image again redraws it with the new setting.
     scene->updateImageItem();
+}
+
+void MainWindow::buildContrastDock() {
+    m_contrastDock = new ContrastDock(m_view, this);
+    addDockWidget(Qt::RightDockWidgetArea, m_contrastDock);
+    // Hidden until asked for; the saved window state may show it again.
+    m_contrastDock->hide();
+    QAction* toggle = action(MainAction::ContrastPanel);
+    toggle->setCheckable(true);
+    connect(m_contrastDock->toggleViewAction(), &QAction::toggled, toggle, &QAction::setChecked);
+    connect(this, &MainWindow::projectChanged, m_contrastDock, &ContrastDock::setProject);
+}
+
+void MainWindow::toggleContrastPanel() {
+    m_contrastDock->setVisible(m_contrastDock->isHidden());
+    action(MainAction::ContrastPanel)->setChecked(!m_contrastDock->isHidden());
 }
 
 void MainWindow::undo() {

@@ -28,6 +28,7 @@ class ZoomToolBar;
 namespace pxm {
 
 class BaseReader;
+class ContrastDock;
 class HelpWidget;
 class ImageChooser;
 class LabelListWidget;
@@ -63,6 +64,7 @@ public:
     LabelSettingsWidget* labelSettingsWidget() const { return m_labelSettings; }
     HelpWidget* helpWidget() const { return m_helpWidget; }
     Pictor::ZoomToolBar* zoomToolBar() const { return m_zoomToolBar; }
+    ContrastDock* contrastDock() const { return m_contrastDock; }
     /// The scene on screen, or null.
     Scene* shownScene() const;
 
@@ -129,6 +131,8 @@ public slots:
 
     /// Flips the normalisation flag and applies it to the shown scene.
     void toggleNormalize();
+    /// Shows the contrast panel when hidden, hides it when shown.
+    void toggleContrastPanel();
     void convertShapesToRegion();
     void convertRegionToPolygons();
     void convertMaskToShapes();
@@ -160,6 +164,7 @@ private:
     void buildMenus();
     void buildToolBars();
     void buildStatusBar();
+    void buildContrastDock();
     void showCurrentScene();
     void updateImageDependentActions();
     void addRecentProject(const QString& path);
@@ -200,6 +205,7 @@ private:
     LabelSettingsWidget* m_labelSettings = nullptr;
     HelpWidget* m_helpWidget = nullptr;
     Pictor::ZoomToolBar* m_zoomToolBar = nullptr;
+    ContrastDock* m_contrastDock = nullptr;
 
     QVector<QAction*> m_actions;
     QActionGroup* m_toolGroup = nullptr;

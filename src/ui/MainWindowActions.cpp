@@ -158,6 +158,9 @@ const QVector<MainActionRow>& MainWindowActions::actions() {
         {A::ImportCOCO, "actionImportCOCO", PXM_TEXT("COCO"),
          PXM_TEXT("Import a COCO instances file: its images, categories, polygons and RLE masks."), nullptr, None,
          nullptr, 0, T::None, &call<&MainWindow::importCOCO>},
+        {A::ContrastPanel, "actionContrastPanel", PXM_TEXT("Contrast panel"),
+         PXM_TEXT("Show or hide the contrast panel: histogram, window and gamma of the shown image."), nullptr,
+         None, "Ctrl+Shift+C", 0, T::None, &call<&MainWindow::toggleContrastPanel>},
     };
     return table;
 }
@@ -219,6 +222,7 @@ const QVector<MainMenuLayout>& MainWindowActions::menus() {
          "viewMenu",
          {{E::Action, A::ZoomToFit},
           {E::Action, A::Normalize},
+          {E::Action, A::ContrastPanel},
           separator,
           {E::Action, A::RotateLeft},
           {E::Action, A::RotateRight},

@@ -66,6 +66,7 @@ enum class MainAction : int {
     CopyToPreviousLayer,
     LabelStatistics,
     ImportCOCO,
+    ContrastPanel,
     Count
 };
 
