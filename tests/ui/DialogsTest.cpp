@@ -231,6 +231,8 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     EXPECT_EQ(project.undoStack()->count(), 1);
     // The button moves to the chosen label.
     dialog.targetBox()->setCurrentIndex(dialog.targetBox()->findText("dog"));
+    project.createLabel(); // refills the boxes; the chosen target stays chosen
+    EXPECT_EQ(dialog.targetBox()->currentText(), "dog");
     dialog.moveButton()->click();
     EXPECT_EQ(labelIdOf(cats[2]), dog->id());
     EXPECT_EQ(at(), std::make_pair(1, cats[0]));
