@@ -20,51 +20,88 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cmath>
+#include <memory>
 
 namespace pxm {
 
 namespace {
 
-/// The item's pixels within `clip`, as a binary matrix over the box it covers there.
-bool rasterise(QGraphicsItem* item, const cv::Rect& clip, cv::Rect* box, cv::Mat* pixels) {
-    const QRect bounds = item->sceneBoundingRect().toAlignedRect().adjusted(-1, -1, 1, 1);
-    const cv::Rect area = cv::Rect(bounds.x(), bounds.y(), bounds.width(), bounds.height()) & clip;
-    if (area.empty())
-        return false;
-    cv::Mat canvas = cv::Mat::zeros(area.size(), CV_8UC1);
-    {
-        QImage target(canvas.data, canvas.cols, canvas.rows, int(canvas.step), QImage::Format_Grayscale8);
-        QPainter painter(&target);
-        painter.setRenderHint(QPainter::Antialiasing, false);
-        const QTransform offset = QTransform::fromTranslate(-area.x, -area.y);
-        painter.setTransform(item->sceneTransform() * offset);
-        const QColor white(255, 255, 255);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(white);
+/// Paints items one at a time on one canvas, with one painter: setting both up per item costs
+/// more than painting most shapes. The canvas covers the layer up to 4096 x 4096 pixels; in a
+/// larger layer each item gets a canvas of its own area, so memory follows the shapes.
+class Rasteriser {
+public:
+    static constexpr int64_t MaxSharedPixels = int64_t(4096) * 4096;
+
+    Rasteriser(int width, int height) : m_layer(0, 0, width, height) {
+        if (int64_t(width) * height <= MaxSharedPixels)
+            begin(cv::Mat::zeros(height, width, CV_8UC1));
+    }
+
+    /// The item's pixels within the layer, as a binary matrix over the box they fill.
+    bool rasterise(QGraphicsItem* item, cv::Rect* box, cv::Mat* pixels) {
+        const QRect bounds = item->sceneBoundingRect().toAlignedRect().adjusted(-1, -1, 1, 1);
+        cv::Rect area = cv::Rect(bounds.x(), bounds.y(), bounds.width(), bounds.height()) & m_layer;
+        if (area.empty())
+            return false;
+        cv::Point origin(0, 0);
+        if (m_shared) {
+            m_canvas(area).setTo(0);
+        } else {
+            begin(cv::Mat::zeros(area.size(), CV_8UC1));
+            origin = area.tl();
+            area -= origin;
+        }
+        m_painter->setTransform(item->sceneTransform() * QTransform::fromTranslate(-origin.x, -origin.y));
+        const bool painted = paint(item);
+        const cv::Rect inner = painted ? cv::boundingRect(m_canvas(area)) : cv::Rect();
+        if (!inner.empty()) {
+            *box = inner + area.tl() + origin;
+            *pixels = m_canvas(inner + area.tl()).clone();
+        }
+        if (!m_shared)
+            m_painter.reset();
+        return !inner.empty();
+    }
+
+private:
+    void begin(cv::Mat canvas) {
+        m_painter.reset();
+        m_canvas = canvas;
+        m_target = QImage(m_canvas.data, m_canvas.cols, m_canvas.rows, int(m_canvas.step), QImage::Format_Grayscale8);
+        m_painter = std::make_unique<QPainter>(&m_target);
+        m_painter->setRenderHint(QPainter::Antialiasing, false);
+        m_painter->setPen(Qt::NoPen);
+        m_painter->setBrush(QColor(255, 255, 255));
+        m_shared = m_canvas.size() == m_layer.size();
+    }
+
+    bool paint(QGraphicsItem* item) {
+        QPainter& painter = *m_painter;
         switch (item->type()) {
         case QGraphicsEllipseItem::Type:
             painter.drawEllipse(static_cast<QGraphicsEllipseItem*>(item)->rect());
-            break;
+            return true;
         case QGraphicsRectItem::Type:
             painter.drawRect(static_cast<QGraphicsRectItem*>(item)->rect());
-            break;
+            return true;
         case QGraphicsPolygonItem::Type:
             painter.drawPolygon(static_cast<QGraphicsPolygonItem*>(item)->polygon(), Qt::OddEvenFill);
-            break;
+            return true;
         case QGraphicsPathItem::Type:
             painter.drawPath(static_cast<QGraphicsPathItem*>(item)->path());
-            break;
+            return true;
         default:
             return false;
         }
     }
-    const cv::Rect inner = cv::boundingRect(canvas);
-    if (inner.empty())
-        return false;
-    *box = inner + area.tl();
-    *pixels = canvas(inner).clone();
-    return true;
-}
+
+    cv::Rect m_layer;
+    cv::Mat m_canvas;
+    QImage m_target;
+    std::unique_ptr<QPainter> m_painter; // ended before its canvas goes
+    bool m_shared = false;
+};
 
 /// The shape's exact outline in scene coordinates, when it is a polygon lying in the layer.
 QVector<QPolygonF> exactOutline(QGraphicsItem* item, const QRectF& layer) {
@@ -106,6 +143,7 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
         return false;
     };
     int number = 0;
+    Rasteriser rasteriser(clip.width, clip.height);
     for (QGraphicsItem* item : scene.items(Qt::AscendingOrder)) {
         if (!isLabelItem(item))
             continue;
@@ -137,7 +175,7 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
             instances.append(instance);
             continue;
         }
-        if (!rasterise(item, clip, &instance.box, &instance.pixels)) {
+        if (!rasteriser.rasterise(item, &instance.box, &instance.pixels)) {
             m_warnings << QStringLiteral("%1 has no pixel inside the image: left out.").arg(instance.what);
             continue;
         }
