@@ -56,15 +56,12 @@ void CocoReader::readFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         throw CriticalReadError(QString("Could not open %1").arg(path), -1);
-    QJsonParseError error;
-    const QJsonDocument json = QJsonDocument::fromJson(file.readAll(), &error);
-    if (!json.isObject() || !json.object()["images"].isArray())
-        throw CriticalReadError(QString("%1 is no COCO file: %2")
-                                    .arg(path, error.error == QJsonParseError::NoError
-                                                   ? QStringLiteral("it has no image list")
-                                                   : error.errorString()),
-                                -1);
-    const QJsonObject document = json.object();
+    QJsonObject document;
+    QString error;
+    if (!coco::parseObject(file.readAll(), &document, &error))
+        throw CriticalReadError(QString("%1 is no COCO file: %2").arg(path, error), -1);
+    if (!document["images"].isArray())
+        throw CriticalReadError(QString("%1 is no COCO file: it has no image list").arg(path), -1);
     m_labels.clear();
     m_names.clear();
     readCategories(document);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/dataset/CocoFormat.h"
 
+#include "persistence/JsonTree.h"
+
 #include <QHash>
 #include <QSet>
 
@@ -114,6 +116,21 @@ QJsonObject annotation(const DatasetInstance& instance, int id, int imageId, int
         a["segmentation"] = QJsonObject{{"counts", counts}, {"size", QJsonArray{height, width}}};
     }
     return a;
+}
+
+bool parseObject(const QByteArray& text, QJsonObject* object, QString* error) {
+    JsonTree tree;
+    if (!tree.parse(text)) {
+        *error = QStringLiteral("it is no JSON (line %1)").arg(tree.errorLine() + 1);
+        return false;
+    }
+    const QJsonValue root = tree.root().toQJsonValue();
+    if (!root.isObject()) {
+        *error = QStringLiteral("it is no JSON object");
+        return false;
+    }
+    *object = root.toObject();
+    return true;
 }
 
 namespace {

@@ -30,6 +30,10 @@ QVector<int64_t> decodeString(const QByteArray& text, bool* ok);
 /// area, bbox [x, y, w, h] and segmentation (the exact polygons, or RLE).
 QJsonObject annotation(const DatasetInstance& instance, int id, int imageId, int width, int height);
 
+/// Parses a JSON object with our own parser (QJsonDocument leaks on some broken documents);
+/// false with the reason in `error` when the text is no JSON object.
+bool parseObject(const QByteArray& text, QJsonObject* object, QString* error);
+
 /// What is wrong with a COCO document: every rule a training loader relies on (ids, references,
 /// category 0, boxes inside the image, polygons of at least 3 points and never 4 numbers, RLE
 /// sizes and sums, area and iscrowd present, one box enclosing all of an annotation's polygons).

@@ -220,11 +220,11 @@ QStringList checkDataset(const QString& path, QString* kind) {
     QFile file(cocoFile);
     if (!file.open(QIODevice::ReadOnly))
         return {QStringLiteral("%1 cannot be read.").arg(cocoFile)};
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (!document.isObject())
-        return {QStringLiteral("%1 is no JSON object: %2").arg(cocoFile, error.errorString())};
-    return coco::check(document.object());
+    QJsonObject document;
+    QString error;
+    if (!coco::parseObject(file.readAll(), &document, &error))
+        return {QStringLiteral("%1: %2").arg(cocoFile, error)};
+    return coco::check(document);
 }
 
 } // namespace pxm

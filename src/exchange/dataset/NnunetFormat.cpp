@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/dataset/NnunetFormat.h"
 
+#include "exchange/dataset/CocoFormat.h"
+
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
 
@@ -221,7 +223,10 @@ QStringList checkNnunetDataset(const QString& folder) {
     QFile file(dir.filePath("dataset.json"));
     if (!file.open(QIODevice::ReadOnly))
         return {QStringLiteral("%1 has no dataset.json.").arg(folder)};
-    const QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
+    QJsonObject json;
+    QString error;
+    if (!coco::parseObject(file.readAll(), &json, &error))
+        return {QStringLiteral("dataset.json: %1").arg(error)};
     for (const char* key : {"channel_names", "labels", "numTraining", "file_ending"})
         if (!json.contains(key))
             problems << QStringLiteral("dataset.json has no \"%1\".").arg(key);
