@@ -20,10 +20,13 @@ QVector<int64_t> encode(const cv::Mat& pixels, const cv::Point& at, int width, i
         runStart = index;
         inside = !inside;
     };
+    // Columns become rows, so that the runs are read in memory order.
+    const cv::Mat columns = pixels.t();
     for (int x = 0; x < pixels.cols; ++x) {
         const int64_t column = int64_t(at.x + x) * height;
+        const uint8_t* row = columns.ptr<uint8_t>(x);
         for (int y = 0; y < pixels.rows; ++y)
-            if ((pixels.at<uint8_t>(y, x) != 0) != inside)
+            if ((row[y] != 0) != inside)
                 switchAt(column + at.y + y);
         // The pixel after the box's part of this column is unset, unless it is the top of the
         // next column's part of the box.
