@@ -107,8 +107,11 @@ void CocoReader::readFile(const QString& path) {
                 if (rle["counts"].isString())
                     counts = coco::decodeString(rle["counts"].toString().toLatin1(), &ok);
                 else
-                    for (const QJsonValue& c : rle["counts"].toArray())
-                        counts.append(int64_t(c.toDouble()));
+                    for (const QJsonValue& c : rle["counts"].toArray()) {
+                        int64_t count = 0;
+                        ok &= coco::countFrom(c, &count);
+                        counts.append(count);
+                    }
                 const cv::Mat pixels = ok ? coco::decode(counts, width, height) : cv::Mat();
                 if (pixels.empty()) {
                     addWarning(QString("Annotation %1: its RLE does not fit its image: left out.").arg(a["id"].toInt()));

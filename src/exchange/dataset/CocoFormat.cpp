@@ -44,9 +44,11 @@ cv::Mat decode(const QVector<int64_t>& counts, int width, int height) {
         return {};
     int64_t total = 0;
     for (int64_t c : counts) {
-        if (c < 0)
+        if (c < 0 || c > int64_t(width) * height)
             return {};
         total += c;
+        if (total > int64_t(width) * height)
+            return {};
     }
     if (total != int64_t(width) * height)
         return {};
@@ -65,32 +67,46 @@ cv::Mat decode(const QVector<int64_t>& counts, int width, int height) {
 }
 
 QVector<int64_t> decodeString(const QByteArray& text, bool* ok) {
+    // No image has a run longer than this; anything beyond is a broken string, refused before
+    // it could overflow.
+    constexpr int64_t Largest = int64_t(1) << 50;
     QVector<int64_t> counts;
     *ok = false;
     int p = 0;
     while (p < text.size()) {
-        int64_t x = 0;
+        uint64_t bits = 0;
         int k = 0;
         bool more = true;
         while (more) {
-            if (p >= text.size() || k > 12)
+            if (p >= text.size() || k >= 11)
                 return {};
             const int c = text[p] - 48;
             if (c < 0 || c > 63)
                 return {};
-            x |= int64_t(c & 0x1f) << (5 * k);
+            bits |= uint64_t(c & 0x1f) << (5 * k);
             more = c & 0x20;
             ++p;
             ++k;
             if (!more && (c & 0x10))
-                x |= -(int64_t(1) << (5 * k));
+                bits |= ~uint64_t(0) << (5 * k);
         }
+        int64_t x = int64_t(bits);
         if (counts.size() > 2)
             x += counts[counts.size() - 2];
+        if (x > Largest || x < -Largest)
+            return {};
         counts.append(x);
     }
     *ok = true;
     return counts;
+}
+
+bool countFrom(const QJsonValue& value, int64_t* count) {
+    const double d = value.toDouble(-1);
+    if (!value.isDouble() || !(d >= 0) || d > double(int64_t(1) << 50) || std::floor(d) != d)
+        return false;
+    *count = int64_t(d);
+    return true;
 }
 
 QJsonObject annotation(const DatasetInstance& instance, int id, int imageId, int width, int height) {
@@ -245,8 +261,11 @@ QStringList check(const QJsonObject& document) {
                 int64_t total = 0;
                 bool negative = false;
                 for (const QJsonValue& c : rle["counts"].toArray()) {
-                    negative |= c.toDouble() < 0;
-                    total += int64_t(c.toDouble());
+                    int64_t count = 0;
+                    negative |= !countFrom(c, &count);
+                    // Past the image's size the sum is wrong already; stopping keeps it finite.
+                    if (total <= int64_t(width) * height)
+                        total += count;
                 }
                 if (negative || total != int64_t(width) * height)
                     problems << where + QStringLiteral(": the RLE counts must be non-negative and sum to %1.")

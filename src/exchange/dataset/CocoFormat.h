@@ -26,6 +26,9 @@ cv::Mat decode(const QVector<int64_t>& counts, int width, int height);
 /// `ok` false when the text is malformed.
 QVector<int64_t> decodeString(const QByteArray& text, bool* ok);
 
+/// A run length read from JSON: a whole number from 0 to 2^50; false for anything else.
+bool countFrom(const QJsonValue& value, int64_t* count);
+
 /// One annotation object for an instance (not a line): id, image_id, category_id, iscrowd 0,
 /// area, bbox [x, y, w, h] and segmentation (the exact polygons, or RLE).
 QJsonObject annotation(const DatasetInstance& instance, int id, int imageId, int width, int height);
