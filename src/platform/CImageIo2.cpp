@@ -105,34 +105,30 @@ QStringList filters(bool writing) {
 
 } // namespace
 
+namespace {
+
+/// The codec that reads an existing file at `path`; throws when there is none or no such file.
+const io::ImageCodec& readerFor(const std::string& path) {
+    const io::ImageCodec* codec = io::ImageCodecTable::forPath(path);
+    if (!codec || !codec->canRead())
+        KYVO_THROW("unknown file ending");
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status))
+        KYVO_THROW("the file does not exist");
+    if (std::filesystem::is_directory(status))
+        KYVO_THROW("the path is a directory");
+    return *codec;
+}
+
+} // namespace
+
 CImage* CImageIo2::Load(const std::string& path, const CValueMap* options) {
-    return withPath("read", path, [&] {
-        const io::ImageCodec* codec = io::ImageCodecTable::forPath(path);
-        if (!codec || !codec->canRead())
-            KYVO_THROW("unknown file ending");
-        std::error_code error;
-        const auto status = std::filesystem::status(path, error);
-        if (!std::filesystem::exists(status))
-            KYVO_THROW("the file does not exist");
-        if (std::filesystem::is_directory(status))
-            KYVO_THROW("the path is a directory");
-        return codec->read(path, codecOptions(options)).release();
-    });
+    return withPath("read", path, [&] { return readerFor(path).read(path, codecOptions(options)).release(); });
 }
 
 CSize CImageIo2::ReadSize(const std::string& path) {
-    return withPath("read", path, [&]() -> CSize {
-        const io::ImageCodec* codec = io::ImageCodecTable::forPath(path);
-        if (!codec || !codec->canRead())
-            KYVO_THROW("unknown file ending");
-        std::error_code error;
-        const auto status = std::filesystem::status(path, error);
-        if (!std::filesystem::exists(status))
-            KYVO_THROW("the file does not exist");
-        if (std::filesystem::is_directory(status))
-            KYVO_THROW("the path is a directory");
-        return codec->readSize(path);
-    });
+    return withPath("read", path, [&] { return readerFor(path).readSize(path); });
 }
 
 void CImageIo2::Save(const std::string& path, const CImage& image, const CValueMap* options) {
