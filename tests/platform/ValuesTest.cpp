@@ -15,7 +15,6 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <cmath>
 #include <cstdint>
@@ -31,13 +30,10 @@ TEST(CImage, TypesSizesLayoutAndCopies) {
     struct Case {
         EnImageType type;
         const char* name;
-        int channels;
-        int bytes;
+        int channels, bytes;
     };
-    const Case cases[] = {{IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1},
-                          {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
-                          {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4},
-                          {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
+    const Case cases[] = {{IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1}, {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
+                          {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4}, {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
                           {IMAGE_RGB_8I, "IMAGE_RGB_8I", 3, 3}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -98,25 +94,20 @@ TEST(GzStream, RoundTripLargeAndSmallWritesAndDetectsTruncation) {
         out.close();
         ASSERT_TRUE(out.good());
     }
-    {
+    // Whole, then cut in half: a cut stream stops early and says it is corrupt.
+    const QByteArray bytes = pxmtest::readFile(QString::fromStdString(path));
+    for (const bool cut : {false, true}) {
+        SCOPED_TRACE(cut ? "cut" : "whole");
+        ASSERT_TRUE(!cut || pxmtest::writeFile(QString::fromStdString(path), bytes.left(bytes.size() / 2)));
         gzifstream in(path.c_str());
-        std::string line;
+        std::string line, back(big.size() + 64, '\0');
         std::getline(in, line);
         EXPECT_EQ(line, "header line");
-        std::string back(big.size(), '\0');
         in.read(&back[0], std::streamsize(back.size()));
-        EXPECT_EQ(in.gcount(), std::streamsize(big.size()));
-        EXPECT_TRUE(back == big);
-        EXPECT_FALSE(in.corrupt());
+        const std::streamsize whole = std::streamsize(big.size());
+        EXPECT_TRUE(cut ? in.gcount() < whole : in.gcount() == whole && back.substr(0, big.size()) == big);
+        EXPECT_EQ(in.corrupt(), cut);
     }
-    // Cut the file in half: reading must stop early and say the stream is corrupt.
-    QByteArray bytes = pxmtest::readFile(QString::fromStdString(path));
-    ASSERT_TRUE(pxmtest::writeFile(QString::fromStdString(path), bytes.left(bytes.size() / 2)));
-    gzifstream in(path.c_str());
-    std::string back(big.size() + 64, '\0');
-    in.read(&back[0], std::streamsize(back.size()));
-    EXPECT_LT(in.gcount(), std::streamsize(big.size()));
-    EXPECT_TRUE(in.corrupt());
     gzifstream missing(dir.localPath("missing.gz").c_str());
     EXPECT_FALSE(missing.is_open());
     EXPECT_TRUE(missing.fail());
@@ -138,20 +129,6 @@ int Tracked::live = 0;
 
 struct Widget {};
 
-// A node that copies input 0 to output 0 and describes itself.
-class EchoNode : public CPNode {
-public:
-    void Describe(CValueMap* description) const override {
-        description->SetString("name", "Echo");
-        description->Set("inputs/0", new CValueOwnedPointer<CImage>);
-        description->SetAttribute("inputs/0", "optional", new CValueBool(false));
-    }
-    void Execute() override {
-        if (const auto* in = dynamic_cast<const CValueSmart*>(Input(0)))
-            SetOutput(0, new CValueOwnedPointer<CImage>(in->Image() ? new CImage(*in->Image()) : nullptr));
-    }
-};
-
 // Points the process-wide registry at a fresh directory for one test and restores it afterwards.
 class RegistryTest : public ::testing::Test {
 protected:
@@ -166,8 +143,6 @@ protected:
     QStringList storedFiles() const { return QDir(dir.path("store")).entryList(QDir::Files | QDir::Hidden); }
     pxmtest::TempDir dir;
 };
-
-
 } // namespace
 
 TEST(CValueMap, PathsOrderAndOwnership) {
@@ -502,14 +477,8 @@ TEST(CPNode, StacksOwnTheirValues) {
         EXPECT_EQ(Tracked::live, 2);
     }
     EXPECT_EQ(Tracked::live, 0) << "the node deletes what it still holds";
-}
-
-TEST(CPNode, DescribeInitAndExecute) {
-    EchoNode node;
-    CValueMap description;
-    node.Describe(&description);
-    EXPECT_EQ(description.GetString("name"), "Echo");
-    EXPECT_NE(description.GetAttribute("inputs/0", "optional"), nullptr);
+    // Init merges a copy of the given parameters into the node's own.
+    CPNode node;
     node.Parameters().SetString("kept", "yes");
     node.Parameters().SetLong("n", 1);
     CValueMap parameters;
@@ -517,21 +486,10 @@ TEST(CPNode, DescribeInitAndExecute) {
     parameters.SetBool("flag", true);
     node.Init(&parameters);
     node.Init(nullptr);
-    EXPECT_EQ(node.Parameters().GetString("kept"), "yes");
-    EXPECT_EQ(node.Parameters().GetLong("n"), 2);
-    EXPECT_TRUE(node.Parameters().GetBool("flag"));
     parameters.SetLong("n", 3);
-    EXPECT_EQ(node.Parameters().GetLong("n"), 2) << "Init copies";
-    auto* image = new CImage(IMAGE_GREY_8, CSize(4, 4));
-    image->voxel(1, 2, 0)[0] = 9;
-    node.SetInput(0, new CValueSmart(image));
-    node.Execute();
-    std::unique_ptr<CValue> out(node.TakeOutput(0));
-    auto* pointer = dynamic_cast<CValueOwnedPointer<CImage>*>(out.get());
-    ASSERT_NE(pointer, nullptr);
-    ASSERT_NE(pointer->Get(), nullptr);
-    EXPECT_NE(pointer->Get(), image);
-    EXPECT_EQ(pointer->Get()->voxel(1, 2, 0)[0], 9);
+    EXPECT_EQ(node.Parameters().GetString("kept"), "yes");
+    EXPECT_EQ(node.Parameters().GetLong("n"), 2) << "taken over, as a copy";
+    EXPECT_TRUE(node.Parameters().GetBool("flag"));
 }
 
 TEST_F(RegistryTest, RoundTripOfEveryType) {
@@ -555,14 +513,7 @@ TEST_F(RegistryTest, RoundTripOfEveryType) {
     registry.SetLong("stale", 1);
     ASSERT_TRUE(registry.FromStorage("Lumarka"));
     EXPECT_FALSE(registry.Has("stale")) << "loading replaces the content";
-    EXPECT_TRUE(registry.Equals(*saved));
-    EXPECT_EQ(registry.GetStringVector("main/RecentProjects"),
-              (std::vector<std::string>{"/data/b.json", "/data/a b/ä.json.gz"}));
-    EXPECT_EQ(registry.GetLong("limits/min"), std::numeric_limits<int64_t>::min());
-    CValue::EnErrType err;
-    registry.GetLong("main/Settings/View/ViewZoom", 0, &err);
-    EXPECT_EQ(err, CValue::ERR_WRONG_TYPE);
-    EXPECT_EQ(registry.GetDouble("main/Settings/View/ViewZoom"), 2.0);
+    EXPECT_TRUE(registry.Equals(*saved)) << "values and their types, as the JSON tests check in detail";
     EXPECT_FALSE(registry.ToStorage("../escape"));
     EXPECT_FALSE(registry.FromStorage(""));
 }
