@@ -95,8 +95,23 @@ std::string loadError(const std::string& path) {
     return image || !error.empty() ? error : "no image";
 }
 
-void expectLoadFails(const std::string& path, const char* what) {
-    EXPECT_NE(loadError(path).find(path), std::string::npos) << what << ": " << loadError(path);
+/// What a file holds, as "TYPE WxHxD: v v ..." (channel values voxel by voxel), or "refused" when
+/// loading throws a message that names the file.
+std::string contents(const std::string& path) {
+    std::unique_ptr<CImage> image;
+    const std::string error = pxmtest::thrownMessage([&] { image.reset(CImageIo2::Load(path)); });
+    if (!error.empty())
+        return error.find(path) == std::string::npos ? "refused without the path: " + error : "refused";
+    if (!image)
+        return "no image";
+    const CSize& size = image->size();
+    QString text = QString("%1 %2x%3x%4:").arg(ImageTypeName(image->type())).arg(size.x).arg(size.y).arg(size.z);
+    for (std::size_t z = 0; z < size.z; ++z)
+        for (std::size_t y = 0; y < size.y; ++y)
+            for (std::size_t x = 0; x < size.x; ++x)
+                for (int c = 0; c < image->channels(); ++c)
+                    text += ' ' + QString::number(image->value(x, y, z, c));
+    return text.toStdString();
 }
 
 /// Restores the machine's budget however the test ends.
@@ -105,19 +120,10 @@ struct BudgetScope {
     ~BudgetScope() { MemoryBudget::setLimit(0); }
 };
 
-std::unique_ptr<CImage> loadBytes(const pxmtest::TempDir& dir, const QString& name, const QByteArray& bytes) {
+/// contents() of a file of these bytes.
+std::string readBytes(const pxmtest::TempDir& dir, const QString& name, const QByteArray& bytes) {
     EXPECT_TRUE(pxmtest::writeFile(dir.path(name), bytes));
-    return std::unique_ptr<CImage>(CImageIo2::Load(dir.localPath(name)));
-}
-
-std::vector<int> values(const CImage& img) {
-    std::vector<int> v;
-    for (std::size_t z = 0; z < img.size().z; ++z)
-        for (std::size_t y = 0; y < img.size().y; ++y)
-            for (std::size_t x = 0; x < img.size().x; ++x)
-                for (int c = 0; c < img.channels(); ++c)
-                    v.push_back(int(img.value(x, y, z, c)));
-    return v;
+    return contents(dir.localPath(name));
 }
 
 using Tags = std::vector<std::pair<ttag_t, int>>;
@@ -213,11 +219,11 @@ TEST(ImageIo, EveryCodecRoundTripsEveryTypeItHolds) {
     for (std::size_t i = 0; i < indices.size(); ++i)
         indices[i] = std::uint8_t((i * 7) % 4);
     ASSERT_TRUE(pxmtest::writeFile(dir.path("p.gif"), makeGif(5, 3, indices, palette)));
-    std::unique_ptr<CImage> gif(CImageIo2::Load(dir.localPath("p.gif")));
-    ASSERT_EQ(gif->type(), IMAGE_RGB_8I);
-    ASSERT_EQ(gif->size(), CSize(5, 3, 1));
-    for (std::size_t i = 0; i < indices.size(); ++i)
-        EXPECT_EQ(std::memcmp(gif->data() + 3 * i, palette[indices[i]], 3), 0) << "pixel " << i;
+    std::string expected = "IMAGE_RGB_8I 5x3x1:";
+    for (const std::uint8_t index : indices)
+        for (const std::uint8_t channel : palette[index])
+            expected += ' ' + std::to_string(channel);
+    EXPECT_EQ(contents(dir.localPath("p.gif")), expected);
 }
 
 TEST(ImageIo, TruncatedAndCorruptFilesOfEveryCodecThrowNamingThePath) {
@@ -257,11 +263,9 @@ TEST(ImageIo, TruncatedAndCorruptFilesOfEveryCodecThrowNamingThePath) {
         CImageIo2::Save(dir.localPath(name), makePattern(c.type, CSize(40, 30, c.ending[1] == 'o' ? 2 : 1)));
         QByteArray bytes = pxmtest::readFile(dir.path(name));
         ASSERT_GT(bytes.size(), 40);
-        ASSERT_TRUE(pxmtest::writeFile(dir.path(QString("cut") + c.ending), bytes.left(bytes.size() / 2)));
-        expectLoadFails(dir.localPath(QString("cut") + c.ending), "truncated");
+        EXPECT_EQ(readBytes(dir, QString("cut") + c.ending, bytes.left(bytes.size() / 2)), "refused");
         c.corrupt(bytes);
-        ASSERT_TRUE(pxmtest::writeFile(dir.path(QString("bad") + c.ending), bytes));
-        expectLoadFails(dir.localPath(QString("bad") + c.ending), "corrupt");
+        EXPECT_EQ(readBytes(dir, QString("bad") + c.ending, bytes), "refused");
     }
     const std::uint8_t palette[4][3] = {};
     const QByteArray gif = makeGif(8, 8, std::vector<std::uint8_t>(64, 1), palette);
@@ -274,7 +278,7 @@ TEST(ImageIo, TruncatedAndCorruptFilesOfEveryCodecThrowNamingThePath) {
                                                       {"folder.tif", {}}};
     for (const auto& [name, bytes] : others) {
         ASSERT_TRUE(bytes.isNull() || pxmtest::writeFile(dir.path(name), bytes));
-        expectLoadFails(dir.localPath(name), qPrintable(name));
+        EXPECT_EQ(contents(dir.localPath(name)), "refused") << name.toStdString();
     }
 }
 
@@ -323,82 +327,63 @@ TEST(ImageIoNetpbm, PbmSetBitsAreOnesAndOtherFlavoursKeepStoredValues) {
     mask.voxel(0, 0, 0)[0] = mask.voxel(9, 0, 0)[0] = 1;
     CImageIo2::Save(dir.localPath("m.pbm"), mask);
     EXPECT_EQ(pxmtest::readFile(dir.path("m.pbm")), QByteArray("P4\n10 1\n\x80\x40", 10)) << "1 is a set (black) bit";
-    EXPECT_EQ(values(*loadBytes(dir, "p.pbm", "P1\n# plain\n3 2\n1 0 1\n010\n")), (std::vector<int>{1, 0, 1, 0, 1, 0}));
     CImage grey(IMAGE_GREY_8, CSize(3, 1, 1));
     grey.data()[1] = 7, grey.data()[2] = 255;
     CImageIo2::Save(dir.localPath("g.pbm"), grey);
-    std::unique_ptr<CImage> thresholded(CImageIo2::Load(dir.localPath("g.pbm")));
-    EXPECT_EQ(thresholded->type(), IMAGE_BOOL);
-    EXPECT_EQ(values(*thresholded), (std::vector<int>{0, 1, 1})) << "grey voxels other than 0 set their bit";
-    EXPECT_EQ(values(*loadBytes(dir, "a.pgm", "P2\n# maxval 15 keeps raw values\n3 1\n15\n0 7\n15\n")),
-              (std::vector<int>{0, 7, 15}));
-    std::unique_ptr<CImage> deep = loadBytes(dir, "b.pgm", QByteArray("P5 2 1 65535\n\x12\x34\xab\xcd", 17));
-    EXPECT_EQ(deep->type(), IMAGE_GREY_16);
-    EXPECT_EQ(values(*deep), (std::vector<int>{0x1234, 0xabcd})) << "samples are big-endian";
-    std::unique_ptr<CImage> stack = loadBytes(dir, "s.pgm", "P5\n2 1\n255\n\x01\x02P5\n# second\n2 1 255\n\x03\x04\n");
-    EXPECT_EQ(stack->size(), CSize(2, 1, 2));
-    EXPECT_EQ(values(*stack), (std::vector<int>{1, 2, 3, 4}));
-    EXPECT_THROW(loadBytes(dir, "mixed.pgm", "P5\n2 1\n255\n\x01\x02P5\n3 1\n255\n\x03\x04\x05"), CException);
-    const QByteArray pam =
-        QByteArray("P7\nWIDTH 2\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nTUPLTYPE GRAYSCALE_ALPHA\nENDHDR\n") +
-        QByteArray("\x0a\xff\x14\x00", 4);
-    std::unique_ptr<CImage> greyAlpha = loadBytes(dir, "a.pam", pam);
-    EXPECT_EQ(greyAlpha->type(), IMAGE_GREY_8);
-    EXPECT_EQ(values(*greyAlpha), (std::vector<int>{10, 20})) << "alpha is dropped";
-    // Positive scale: big-endian; rows run bottom to top.
-    const QByteArray pfm = QByteArray("Pf\n1 2\n1.0\n") + QByteArray("\x3f\xc0\x00\x00\xc0\x00\x00\x00", 8);
-    std::unique_ptr<CImage> floats = loadBytes(dir, "f.pfm", pfm);
-    EXPECT_EQ(floats->value(0, 0, 0), -2.0);
-    EXPECT_EQ(floats->value(0, 1, 0), 1.5);
-    EXPECT_THROW(loadBytes(dir, "c.pfm", "PF\n1 1\n-1.0\n123456789012"), CException);
-    EXPECT_THROW(loadBytes(dir, "huge.pgm", "P5\n2000000000 2000000000\n255\n\x01"), CException);
+    EXPECT_EQ(contents(dir.localPath("g.pbm")), "IMAGE_BOOL 3x1x1: 0 1 1") << "grey voxels other than 0 set their bit";
+    const QByteArray pam = "P7\nWIDTH 2\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nTUPLTYPE GRAYSCALE_ALPHA\nENDHDR\n";
+    const struct {
+        const char* name;
+        QByteArray bytes;
+        const char* expected;
+    } cases[] = {
+        {"p.pbm", "P1\n# plain\n3 2\n1 0 1\n010\n", "IMAGE_BOOL 3x2x1: 1 0 1 0 1 0"},
+        {"a.pgm", "P2\n# maxval 15 keeps raw values\n3 1\n15\n0 7\n15\n", "IMAGE_GREY_8 3x1x1: 0 7 15"},
+        // Samples are big-endian; pages of one size make a stack; alpha is dropped.
+        {"b.pgm", QByteArray("P5 2 1 65535\n\x12\x34\xab\xcd", 17), "IMAGE_GREY_16 2x1x1: 4660 43981"},
+        {"s.pgm", "P5\n2 1\n255\n\x01\x02P5\n# second\n2 1 255\n\x03\x04\n", "IMAGE_GREY_8 2x1x2: 1 2 3 4"},
+        {"a.pam", pam + QByteArray("\x0a\xff\x14\x00", 4), "IMAGE_GREY_8 2x1x1: 10 20"},
+        // Positive scale: big-endian; rows run bottom to top.
+        {"f.pfm", QByteArray("Pf\n1 2\n1.0\n\x3f\xc0\x00\x00\xc0\x00\x00\x00", 19), "IMAGE_GREY_F 1x2x1: -2 1.5"},
+        {"mixed.pgm", "P5\n2 1\n255\n\x01\x02P5\n3 1\n255\n\x03\x04\x05", "refused"},
+        {"c.pfm", "PF\n1 1\n-1.0\n123456789012", "refused"},
+        {"huge.pgm", "P5\n2000000000 2000000000\n255\n\x01", "refused"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(readBytes(dir, c.name, c.bytes), c.expected) << c.name;
 }
 
 TEST(ImageIoTiff, HandWrittenPagesReadAsTheyLook) {
     pxmtest::TempDir dir;
-    struct Case {
-        const char* name;
-        Page page;
-        EnImageType type;
-        std::vector<int> expected;
-    };
     const auto bps = [](int b) { return std::pair<ttag_t, int>{TIFFTAG_BITSPERSAMPLE, b}; };
     const auto photo = [](int p) { return std::pair<ttag_t, int>{TIFFTAG_PHOTOMETRIC, p}; };
     const auto spp = [](int n) { return std::pair<ttag_t, int>{TIFFTAG_SAMPLESPERPIXEL, n}; };
     const std::pair<ttag_t, int> separate{TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE};
-    // clang-format off
-    const Case cases[] = {
+    const struct {
+        const char* name;
+        std::vector<Page> pages;
+        const char* expected;
+    } cases[] = {
+        // clang-format off
         // Bilevel without a BitsPerSample tag: libtiff's default of 1 bit applies.
-        {"nobps", {10, 2, {photo(PHOTOMETRIC_MINISBLACK)}, {{0xa0, 0x40, 0x00, 0xc0}}}, IMAGE_BOOL,
-         {1, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1}},
-        {"white1", {3, 1, {bps(1), photo(PHOTOMETRIC_MINISWHITE)}, {{0xa0}}}, IMAGE_BOOL, {0, 1, 0}},
-        {"white8", {3, 1, {bps(8), photo(PHOTOMETRIC_MINISWHITE)}, {{0, 5, 255}}}, IMAGE_GREY_8, {255, 250, 0}},
-        {"grey4", {3, 1, {bps(4), photo(PHOTOMETRIC_MINISBLACK)}, {{0x1f, 0x70}}}, IMAGE_GREY_8, {1, 15, 7}},
-        {"planes", {2, 1, {bps(8), spp(3), photo(PHOTOMETRIC_RGB), separate}, {{1, 2}, {3, 4}, {5, 6}}},
-         IMAGE_RGB_8I, {1, 3, 5, 2, 4, 6}},
-        {"rgba", {2, 1, {bps(8), spp(4), photo(PHOTOMETRIC_RGB), {TIFFTAG_COMPRESSION, COMPRESSION_LZW}},
-                  {{1, 2, 3, 0, 4, 5, 6, 128}}, 1}, IMAGE_RGB_8I, {1, 2, 3, 4, 5, 6}},
+        {"nobps", {{10, 2, {photo(PHOTOMETRIC_MINISBLACK)}, {{0xa0, 0x40, 0x00, 0xc0}}}},
+         "IMAGE_BOOL 10x2x1: 1 0 1 0 0 0 0 0 0 1 0 0 0 0 0 0 0 0 1 1"},
+        {"white1", {{3, 1, {bps(1), photo(PHOTOMETRIC_MINISWHITE)}, {{0xa0}}}}, "IMAGE_BOOL 3x1x1: 0 1 0"},
+        {"white8", {{3, 1, {bps(8), photo(PHOTOMETRIC_MINISWHITE)}, {{0, 5, 255}}}}, "IMAGE_GREY_8 3x1x1: 255 250 0"},
+        {"grey4", {{3, 1, {bps(4), photo(PHOTOMETRIC_MINISBLACK)}, {{0x1f, 0x70}}}}, "IMAGE_GREY_8 3x1x1: 1 15 7"},
+        {"planes", {{2, 1, {bps(8), spp(3), photo(PHOTOMETRIC_RGB), separate}, {{1, 2}, {3, 4}, {5, 6}}}},
+         "IMAGE_RGB_8I 2x1x1: 1 3 5 2 4 6"},
+        {"rgba", {{2, 1, {bps(8), spp(4), photo(PHOTOMETRIC_RGB), {TIFFTAG_COMPRESSION, COMPRESSION_LZW}},
+                   {{1, 2, 3, 0, 4, 5, 6, 128}}, 1}}, "IMAGE_RGB_8I 2x1x1: 1 2 3 4 5 6"},
+        // Pages that differ in size do not make a volume.
+        {"mixed", {{2, 1, {bps(8)}, {{1, 2}}}, {1, 1, {bps(8)}, {{3}}}}, "refused"},
+        // clang-format on
     };
-    // clang-format on
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& c : cases) {
         const std::string path = dir.localPath(QString(c.name) + ".tif");
-        writeTiff(path, {c.page});
-        if (std::string(c.name) == "nobps") {
-            std::uint16_t bits = 0;
-            TIFF* tif = TIFFOpen(path.c_str(), "r");
-            EXPECT_FALSE(TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &bits)) << "the tag really is absent";
-            TIFFClose(tif);
-        }
-        std::unique_ptr<CImage> img(CImageIo2::Load(path));
-        EXPECT_EQ(img->type(), c.type);
-        EXPECT_EQ(img->size(), CSize(std::size_t(c.page.w), std::size_t(c.page.h), 1));
-        EXPECT_EQ(values(*img), c.expected);
+        writeTiff(path, c.pages);
+        EXPECT_EQ(contents(path), c.expected) << c.name;
     }
-    // Pages that differ in size do not make a volume.
-    const std::string mixed = dir.localPath("mixed.tif");
-    writeTiff(mixed, {{2, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {{1, 2}}}, {1, 1, {{TIFFTAG_BITSPERSAMPLE, 8}}, {{3}}}});
-    EXPECT_THROW(std::unique_ptr<CImage>(CImageIo2::Load(mixed)), CException);
 }
 
 TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
@@ -423,12 +408,11 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
             EXPECT_NE(error.find(std::to_string(spp) + " samples per pixel"), std::string::npos) << error;
             continue;
         }
-        ASSERT_EQ(error, "");
-        std::vector<int> expected;
+        std::string expected = c.colours == 3 ? "IMAGE_RGB_8I 2x1x1:" : "IMAGE_GREY_8 2x1x1:";
         for (int x = 0; x < 2; ++x)
             for (int k = 0; k < c.colours; ++k)
-                expected.push_back(x * spp + k + 1);
-        EXPECT_EQ(values(*std::unique_ptr<CImage>(CImageIo2::Load(path))), expected);
+                expected += ' ' + std::to_string(x * spp + k + 1);
+        EXPECT_EQ(contents(path), expected);
     }
     // A strip decodes to at most its stored bytes times what its compression can expand to:
     // the densest real data of each compression reads, a header promising more is refused.
@@ -551,23 +535,18 @@ TEST(ImageIoQt, PalettesBilevelAndAlphaBecomeTheNaturalPixelType) {
     bilevel.setPixel(0, 0, 0), bilevel.setPixel(1, 0, 1), bilevel.setPixel(2, 0, 0);
     QImage alpha(1, 1, QImage::Format_ARGB32);
     alpha.setPixel(0, 0, qRgba(100, 150, 200, 30));
-    struct Case {
+    const struct {
         const char* name;
         QImage image;
-        EnImageType type;
-        std::vector<int> expected;
-    };
-    const Case cases[] = {{"grey.png", greyPalette, IMAGE_GREY_8, {200, 10}},
-                          {"colour.png", colourPalette, IMAGE_RGB_8I, {200, 0, 9, 10, 10, 10}},
-                          {"bilevel.png", bilevel, IMAGE_BOOL, {1, 0, 1}},
-                          {"bilevel.bmp", bilevel, IMAGE_BOOL, {1, 0, 1}},
-                          {"alpha.png", alpha, IMAGE_RGB_8I, {100, 150, 200}}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+        const char* expected;
+    } cases[] = {{"grey.png", greyPalette, "IMAGE_GREY_8 2x1x1: 200 10"},
+                 {"colour.png", colourPalette, "IMAGE_RGB_8I 2x1x1: 200 0 9 10 10 10"},
+                 {"bilevel.png", bilevel, "IMAGE_BOOL 3x1x1: 1 0 1"},
+                 {"bilevel.bmp", bilevel, "IMAGE_BOOL 3x1x1: 1 0 1"},
+                 {"alpha.png", alpha, "IMAGE_RGB_8I 1x1x1: 100 150 200"}};
+    for (const auto& c : cases) {
         ASSERT_TRUE(c.image.save(dir.path(c.name)));
-        std::unique_ptr<CImage> img(CImageIo2::Load(dir.localPath(c.name)));
-        EXPECT_EQ(img->type(), c.type);
-        EXPECT_EQ(values(*img), c.expected);
+        EXPECT_EQ(contents(dir.localPath(c.name)), c.expected) << c.name;
     }
 }
 
@@ -596,7 +575,7 @@ TEST(ImageIoOkav, HeaderIsLittleEndianAndHostileSizesAreRefusedBeforeAllocating)
     for (int i = 0; i < 4; ++i)
         for (int b = 0; b < 8; ++b)
             hostile[24 + 8 * i + b] = char(sizes[i] >> (8 * b));
-    EXPECT_THROW(loadBytes(dir, "h.okav", hostile + QByteArray(100, '\0')), CException);
+    EXPECT_EQ(readBytes(dir, "h.okav", hostile + QByteArray(100, '\0')), "refused");
     {
         gzofstream out(dir.localPath("h.okav.gz").c_str());
         out.write(hostile.constData(), hostile.size());
