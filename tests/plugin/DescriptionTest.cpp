@@ -16,6 +16,7 @@ std::string stringAttribute(const KYVO::CValueMap& map, const std::string& path,
 } // namespace
 
 TEST(Description, KeysValuesAttributesAndHelpTextForBothKeepWorkspaceSettings) {
+    using Keys = std::vector<std::string>;
     for (const bool keep : {false, true}) {
         SCOPED_TRACE(keep ? "keep_workspace true" : "keep_workspace false");
         KYVO::CValueMap parameters;
@@ -26,55 +27,38 @@ TEST(Description, KeysValuesAttributesAndHelpTextForBothKeepWorkspaceSettings) {
         node.Init(&parameters);
         KYVO::CValueMap d;
         node.Describe(&d);
-
-        using Keys = std::vector<std::string>;
-        EXPECT_EQ(d.Keys(), (Keys{"pluginType", "subType", "name", "widget", "parameters", "inputs",
-                                  "outputs", "description", "__nodaraDocumentation"}));
-        EXPECT_EQ(d.GetMap("parameters")->Keys(),
-                  (Keys{"keep_workspace", "input_image_path", "label_mask_path"}));
+        EXPECT_EQ(d.Keys(), (Keys{"pluginType", "subType", "name", "widget", "parameters", "inputs", "outputs",
+                                  "description", "__nodaraDocumentation"}));
+        EXPECT_EQ(d.GetString("pluginType") + d.GetString("subType") + d.GetString("name"), "GenericUtilityLumarka");
+        EXPECT_EQ(d.GetString("__nodaraDocumentation"), "%KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html");
+        KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
+        EXPECT_TRUE(d.GetBool("widget", false, &err) && err == KYVO::CValue::ERR_OK);
+        // The parameters show the node's current values, in the node's order.
+        EXPECT_EQ(d.GetMap("parameters")->Keys(), parameters.Keys());
+        EXPECT_TRUE(d.GetBool("parameters/keep_workspace", !keep, &err) == keep && err == KYVO::CValue::ERR_OK);
+        EXPECT_EQ(d.GetString("parameters/input_image_path") + d.GetString("parameters/label_mask_path"),
+                  "%KYVODIR%/a.tif/m/a.pgm");
+        EXPECT_EQ(d.Attributes("parameters/label_mask_path"), nullptr);
         EXPECT_EQ(d.GetMap("inputs")->Keys(), (Keys{"0", "1", "2", "3"}));
         EXPECT_EQ(d.GetMap("outputs")->Keys(), (Keys{"0", "1"}));
-        EXPECT_EQ(d.GetString("pluginType") + d.GetString("subType") + d.GetString("name"),
-                  "GenericUtilityLumarka");
-        EXPECT_EQ(d.GetString("__nodaraDocumentation"),
-                  "%KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html");
-        KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
-        EXPECT_TRUE(d.GetBool("widget", false, &err));
-        EXPECT_EQ(err, KYVO::CValue::ERR_OK);
-
-        // The parameters show the node's current values.
-        EXPECT_EQ(d.GetBool("parameters/keep_workspace", !keep, &err), keep);
-        EXPECT_EQ(err, KYVO::CValue::ERR_OK);
-        EXPECT_EQ(d.GetString("parameters/input_image_path"), "%KYVODIR%/a.tif");
-        EXPECT_EQ(d.GetString("parameters/label_mask_path"), "/m/a.pgm");
-        EXPECT_EQ(d.Attributes("parameters/label_mask_path"), nullptr);
-
         // Inputs and outputs: an empty image (or map) each; a label, which the help text repeats under
         // its heading ("INPUT 0"); for inputs "optional" false.
         const QString text = QString::fromStdString(d.GetString("description"));
-        for (const QString path :
-             {"inputs/0", "inputs/1", "inputs/2", "inputs/3", "outputs/0", "outputs/1"}) {
-            SCOPED_TRACE(path.toStdString());
-            const std::string key = path.toStdString();
-            if (path.endsWith("/2") || path == "outputs/1") {
-                ASSERT_NE(d.GetMap(key), nullptr);
-                EXPECT_TRUE(d.GetMap(key)->empty());
-            } else {
-                const auto* pointer = dynamic_cast<const KYVO::CValueOwnedPointer<KYVO::CImage>*>(d.Get(key));
-                EXPECT_TRUE(pointer && !pointer->Get());
-            }
-            if (path == "outputs/1") {
+        for (const std::string key : {"inputs/0", "inputs/1", "inputs/2", "inputs/3", "outputs/0", "outputs/1"}) {
+            SCOPED_TRACE(key);
+            const bool isMap = key == "inputs/2" || key == "outputs/1";
+            const auto* image = dynamic_cast<const KYVO::CValueOwnedPointer<KYVO::CImage>*>(d.Get(key));
+            EXPECT_TRUE(isMap ? d.GetMap(key) && d.GetMap(key)->empty() : image && !image->Get());
+            if (key == "outputs/1") {
                 EXPECT_EQ(d.Attributes(key), nullptr);
                 continue;
             }
-            const std::string label = stringAttribute(d, key, "label");
+            const QString path = QString::fromStdString(key);
             const QString heading = path.section('/', 0, 0).chopped(1).toUpper() + ' ' + path.section('/', 1);
-            EXPECT_TRUE(text.contains(QString("\n%1\n%2\n\n").arg(heading, QString::fromStdString(label))));
-            if (path.startsWith("inputs")) {
-                const auto* optional = dynamic_cast<const KYVO::CValueBool*>(d.GetAttribute(key, "optional"));
-                ASSERT_NE(optional, nullptr);
-                EXPECT_FALSE(optional->Get());
-            }
+            const QString label = QString::fromStdString(stringAttribute(d, key, "label"));
+            EXPECT_TRUE(text.contains(QString("\n%1\n%2\n\n").arg(heading, label))) << label.toStdString();
+            const auto* optional = dynamic_cast<const KYVO::CValueBool*>(d.GetAttribute(key, "optional"));
+            EXPECT_TRUE(key == "outputs/0" ? !optional : optional && !optional->Get());
         }
         EXPECT_TRUE(text.startsWith("BRIEF\nA simple GUI which allows manual, real time labeling.\n"));
         EXPECT_TRUE(text.endsWith("\n\n\n"));

@@ -34,7 +34,6 @@ protected:
         pxmtest::writeFile(dir.path("labels.json"), R"([{"name": "cell", "color": {"red": 0, "green": 0, )"
                                                     R"("blue": 255, "alpha": 255}, "opacity": 0.6}])");
         pxmtest::writeFile(dir.path("zones.json"), R"([{"ax": 4, "ay": 4, "bx": 6, "by": 6, "label": 3}])");
-        pxmtest::writeFile(dir.path("object.json"), R"({"name": "not a list"})");
     }
 };
 
@@ -59,13 +58,10 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
 
         const std::unique_ptr<KYVO::CImage> mask(KYVO::CImageIo2::Load(dir.localPath("out.pgm")));
         ASSERT_EQ(mask->size(), KYVO::CSize(8, 6, 1));
-        QStringList rows;
-        for (std::size_t y = 0; y < 6; ++y) {
-            rows << "";
-            for (std::size_t x = 0; x < 8; ++x)
-                rows.last() += QString::number(mask->value(x, y, 0));
-        }
-        EXPECT_EQ(rows.join(' '), c.maskRows);
+        QString rows;
+        for (std::size_t i = 0; i < 48; ++i)
+            rows += QString::number(mask->data()[i]) + (i % 8 == 7 && i < 47 ? " " : "");
+        EXPECT_EQ(rows, c.maskRows);
 
         const std::unique_ptr<KYVO::CValue> labels =
             KYVO::CValueJson::Read(pxmtest::readFile(dir.path("out.json")).toStdString());
@@ -116,15 +112,9 @@ TEST_F(NodeHostTest, BadInputEndsWithTheNodesMessage) {
         int code;
         const char* message;
     } cases[] = {
-        {{"--image", dir.path("image.pgm"), "--mask", dir.path("float.pfm")},
-         1,
+        // The node's own messages (the plug-in tests check each) pass through with their place.
+        {{"--image", dir.path("image.pgm"), "--mask", dir.path("float.pfm")}, 1,
          "ERROR: The mask (second input) must be of type IMAGE_GREY_8."},
-        {{"--labels", dir.path("object.json")},
-         1,
-         "ERROR: The label list (third input) must be a CValueVector."},
-        {{"--image", dir.path("image.pgm"), "--zones", dir.path("mask.pgm")},
-         1,
-         "ERROR: Expected an IMAGE_GREY_F with 4 or 5 columns as zone list."},
         {{"--image", dir.path("missing.pgm")}, 3, "missing.pgm"},
         {{"--labels", dir.path("image.pgm")}, 3, "image.pgm"},
         {{"--node", "pixmarker"}, 3, "no node named pixmarker"},
