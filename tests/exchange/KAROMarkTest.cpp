@@ -68,15 +68,6 @@ TEST(KAROMarkTest, WriterGoldenOutputAndItsReadBack) {
         pxmtest::describeImages(target),
         QStringList({"/data/img.png 0x0x1", "  KARO Color 3: rect 0 0 7 3", "  KARO Color 7: rect 100 50 9 7",
                      "  KARO Color 7: rect 5 6 9 9", "  KARO Color 3: rect 10 20 29 39"}));
-    // One file is one undo step, taking image, labels and items together.
-    QUndoStack* stack = target.undoStack();
-    ASSERT_EQ(stack->count(), 1);
-    EXPECT_EQ(stack->text(0), "Import " + dir.path("img.mark"));
-    stack->undo();
-    EXPECT_TRUE(target.images().isEmpty());
-    EXPECT_TRUE(target.labels().isEmpty());
-    stack->redo();
-    EXPECT_EQ(pxmtest::describeImages(target).size(), 5);
 }
 
 TEST(KAROMarkTest, HandWrittenFiles) {
