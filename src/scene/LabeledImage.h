@@ -118,8 +118,10 @@ public:
     /// items painted into the voxels it leaves at 0.
     KYVO::CImage* createLabelMask() const;
     /// Rows top .. top + rows - 1 of layer z of what createLabelMask gives, into `out` (rows x width
-    /// bytes), without building the volume: for masks too large to hold whole.
-    void paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out) const;
+    /// bytes), without building the volume: for masks too large to hold whole. Shapes are painted
+    /// in blocks of at most `blockWidth` (and 16384) columns.
+    void paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out,
+                            uint32_t blockWidth = 16384) const;
     /// A new bool volume (caller owns), 1 where shapes of the label lie.
     KYVO::CImage* createSingleLabelMask(int labelId) const;
     /// A new RGB volume (caller owns) of what every scene shows.

@@ -106,8 +106,9 @@ QVector<QPair<QGraphicsItem*, QColor>> LabeledImage::labelShapes(int z, const QV
     return shapes;
 }
 
-void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out) const {
-    if (!m_width || top >= m_height || z >= m_depth || m_width > uint32_t(std::numeric_limits<int>::max()))
+void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out,
+                                      uint32_t blockWidth) const {
+    if (!m_width || top >= m_height || z >= m_depth || blockWidth == 0)
         return;
     rows = std::min(rows, m_height - top);
     const std::size_t rowBytes = m_width;
@@ -128,22 +129,27 @@ void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows
     const QVector<QPair<QGraphicsItem*, QColor>> shapes = labelShapes(int(z), maskPalette());
     if (shapes.isEmpty())
         return;
-    // Only shapes that reach the strip are painted, in the order the whole layer paints them.
-    const QRectF strip(0, top, m_width, rows);
-    QImage layer = hasMask ? blankLayer(m_width, rows)
-                           : QImage(out, int(m_width), int(rows), int(rowBytes), QImage::Format_Grayscale8);
-    {
-        QPainter painter(&layer);
-        painter.setRenderHint(QPainter::Antialiasing, false);
-        const QTransform base = QTransform::fromTranslate(0, -double(top));
-        for (const auto& shape : shapes) {
-            if (shape.first->sceneBoundingRect().adjusted(-2, -2, 2, 2).intersects(strip))
-                paintLabelShape(painter, shape.first, shape.second, shape.second, base);
+    // The raster engine works in 16-bit coordinates, so wide strips are painted in blocks; only
+    // the shapes that reach a block are painted, in the order the whole layer paints them.
+    blockWidth = std::min<uint32_t>(blockWidth, 16384);
+    for (uint32_t left = 0; left < m_width; left += blockWidth) {
+        const uint32_t width = std::min(blockWidth, m_width - left);
+        const QRectF block(left, top, width, rows);
+        QImage layer = hasMask ? blankLayer(width, rows)
+                               : QImage(out + left, int(width), int(rows), int(rowBytes), QImage::Format_Grayscale8);
+        {
+            QPainter painter(&layer);
+            painter.setRenderHint(QPainter::Antialiasing, false);
+            const QTransform base = QTransform::fromTranslate(-double(left), -double(top));
+            for (const auto& shape : shapes) {
+                if (shape.first->sceneBoundingRect().adjusted(-2, -2, 2, 2).intersects(block))
+                    paintLabelShape(painter, shape.first, shape.second, shape.second, base);
+            }
         }
-    }
-    if (hasMask) {
-        for (uint32_t r = 0; r < rows; ++r)
-            fillZeroVoxels(out + r * rowBytes, layer.constScanLine(int(r)), rowBytes);
+        if (hasMask) {
+            for (uint32_t r = 0; r < rows; ++r)
+                fillZeroVoxels(out + r * rowBytes + left, layer.constScanLine(int(r)), width);
+        }
     }
 }
 

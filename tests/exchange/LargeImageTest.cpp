@@ -37,7 +37,7 @@ TEST(LargeImageTest, StripsEqualTheWholeMask) {
 
         const std::unique_ptr<KYVO::CImage> whole(image->createLabelMask());
         pxm::ExportMaskWorker worker(&project);
-        worker.exportFullMaskInStrips(*image, dir.path("strips.pgm"), 37);
+        worker.exportFullMaskInStrips(*image, dir.path("strips.pgm"), 37, 256);
         const auto strips = load(dir.path("strips.pgm"));
         ASSERT_TRUE(strips);
         ASSERT_EQ(strips->size(), whole->size());
