@@ -15,7 +15,8 @@ void fillTile(const PyramidTiff& spec, int level, uint32_t column, uint32_t row,
     const int channels = spec.rgb ? 3 : 1;
     for (uint32_t j = 0; j < spec.tile; ++j) {
         for (uint32_t i = 0; i < spec.tile; ++i) {
-            const uint8_t v = spec.tileValue ? spec.tileValue(level, column, row)
+            // Whole tiles carry a texture, so that they cost what real tiles cost to decode.
+            const uint8_t v = spec.tileValue ? uint8_t(spec.tileValue(level, column, row) + ((i * 7 ^ j * 3) & 31))
                                              : spec.value(level, column * spec.tile + i, row * spec.tile + j);
             uint8_t* p = &pixels[(std::size_t(j) * spec.tile + i) * std::size_t(channels)];
             p[0] = v;

@@ -21,7 +21,8 @@ struct PyramidTiff {
     bool halve = true;
     /// Grey value (RGB: red; green and blue are derived) of pixel (x, y) of a level, in that level's pixels.
     std::function<uint8_t(int level, uint32_t x, uint32_t y)> value;
-    /// When set, whole tiles of one value: fast for huge files, each distinct tile is compressed once.
+    /// When set, whole tiles of one kind (the value plus a fixed texture): fast for huge files, each
+    /// distinct tile is compressed once.
     std::function<uint8_t(int level, uint32_t column, uint32_t row)> tileValue;
 };
 
