@@ -2,6 +2,7 @@
 #include "platform/io/TiffPyramid.h"
 
 #include "platform/CException.h"
+#include "platform/MemoryBudget.h"
 #include "platform/io/TiffHandle.h"
 
 #include <algorithm>
@@ -165,6 +166,9 @@ std::unique_ptr<CImage> TiffPyramid::read(int i, uint32_t x, uint32_t y, uint32_
     const std::size_t stored = std::size_t(ImageTypeBytesPerChannel(m_type)) * std::size_t(m_samples);
     if (blockBytes <= 0 || std::size_t(blockBytes) < std::size_t(lv.blockWidth) * lv.blockHeight * stored)
         opened.handle->fail("the TIFF page's blocks have an unexpected size");
+    // A hostile header may claim blocks of any size; one block never gets more than a region's share.
+    if (!MemoryBudget::fits(std::uint64_t(blockBytes)) || std::uint64_t(blockBytes) > (std::uint64_t(1) << 30))
+        opened.handle->fail("the TIFF page's blocks are too large to read");
     opened.buffer.resize(std::size_t(blockBytes));
     const uint32_t firstRow = y / lv.blockHeight * lv.blockHeight;
     const uint32_t firstColumn = lv.tiled ? x / lv.blockWidth * lv.blockWidth : 0;
