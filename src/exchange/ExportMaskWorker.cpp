@@ -268,9 +268,28 @@ template <typename Build> void ExportMaskWorker::saveVolume(const QString& path,
     }
 }
 
+void ExportMaskWorker::exportFullMaskInStrips(const LabeledImage& image, const QString& path,
+                                              uint32_t rowsPerStrip, uint32_t blockWidth) {
+    try {
+        KYVO::CImageIo2::SaveGreyInStrips(
+            localPath(path), image.width(), image.height(), rowsPerStrip,
+            [&image, blockWidth](std::size_t top, std::size_t rows, uint8_t* out) {
+                image.paintLabelMaskRows(0, uint32_t(top), uint32_t(rows), out, blockWidth);
+            });
+    } catch (const std::exception& e) {
+        reportFailure(path, QString::fromLocal8Bit(e.what()));
+    }
+}
+
 void ExportMaskWorker::exportFullMask(LabeledImage* image) {
     const QString suffix =
         image->depth() == 1 ? QStringLiteral("_fullmask.pgm") : QStringLiteral("_fullmask.okav.gz");
+    if (image->depth() == 1 && image->tooLargeForPixels()) {
+        // Strips of about 64 MB keep the memory bounded however large the image is.
+        exportFullMaskInStrips(*image, makeFilename(image, nullptr, nullptr, suffix),
+                               std::max<uint32_t>(16, (uint32_t(64) << 20) / std::max<uint32_t>(1, image->width())));
+        return;
+    }
     saveVolume(makeFilename(image, nullptr, nullptr, suffix), [image] { return image->createLabelMask(); });
 }
 

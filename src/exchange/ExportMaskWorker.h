@@ -96,6 +96,12 @@ public:
     /// Runs the whole export on the calling thread; run() calls it on the worker's thread.
     void exportProject();
 
+    /// Writes layer 0's full mask of `image` as a PGM in strips of `rowsPerStrip` rows, painted in
+    /// blocks of `blockWidth` columns: what the full-mask export does for images too large to hold a
+    /// mask. Failures are reported as others are.
+    void exportFullMaskInStrips(const LabeledImage& image, const QString& path, uint32_t rowsPerStrip = 1024,
+                                uint32_t blockWidth = 16384);
+
 signals:
     /// Emitted after every step with the steps done so far.
     void progressChanged(int progress);

@@ -3,6 +3,7 @@
 
 #include "platform/CException.h"
 #include "platform/CValueMap.h"
+#include "platform/io/BinaryFile.h"
 #include "platform/io/ImageCodecTable.h"
 
 #include <QCoreApplication>
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <vector>
 
 namespace KYVO {
 
@@ -143,6 +145,30 @@ void CImageIo2::Save(const std::string& path, const CImage& image, const CValueM
         codec->checkWritable(image);
         TemporaryFile temporary(path);
         codec->write(temporary.path(), image, codecOptions(options));
+        temporary.commit();
+    });
+}
+
+void CImageIo2::SaveGreyInStrips(const std::string& path, std::size_t width, std::size_t height,
+                                 std::size_t rowsPerStrip,
+                                 const std::function<void(std::size_t, std::size_t, uint8_t*)>& fill) {
+    withPath("write", path, [&] {
+        const io::ImageCodec* codec = io::ImageCodecTable::forPath(path);
+        if (!codec || codec->name() != "PGM images")
+            KYVO_THROW("only PGM files are written in strips");
+        if (width == 0 || height == 0 || rowsPerStrip == 0)
+            KYVO_THROW("the image is empty");
+        TemporaryFile temporary(path);
+        io::BinaryFile file(temporary.path(), io::BinaryFile::Write);
+        file.write("P5\n" + std::to_string(width) + " " + std::to_string(height) + "\n255\n");
+        std::vector<uint8_t> strip(width * std::min(rowsPerStrip, height));
+        for (std::size_t top = 0; top < height; top += rowsPerStrip) {
+            const std::size_t rows = std::min(rowsPerStrip, height - top);
+            std::fill(strip.begin(), strip.end(), uint8_t(0));
+            fill(top, rows, strip.data());
+            file.write(strip.data(), rows * width);
+        }
+        file.close();
         temporary.commit();
     });
 }

@@ -4,6 +4,8 @@
 #include "platform/CImage.h"
 
 #include <QStringList>
+#include <cstdint>
+#include <functional>
 #include <string>
 
 namespace KYVO {
@@ -30,6 +32,12 @@ public:
     /// and reason when the format cannot hold the image (e.g. RGB into .pbm, 16-bit into .bmp) or the write
     /// fails.
     static void Save(const std::string& path, const CImage& image, const CValueMap* options = nullptr);
+    /// Writes an 8-bit grey PGM of width x height atomically, asking `fill` for `rowsPerStrip` rows at a
+    /// time (fill(top, rows, out) writes rows x width bytes), so that the image is never held whole.
+    /// The file equals what Save writes for the same pixels. Throws as Save does.
+    static void SaveGreyInStrips(const std::string& path, std::size_t width, std::size_t height,
+                                 std::size_t rowsPerStrip,
+                                 const std::function<void(std::size_t top, std::size_t rows, uint8_t* out)>& fill);
     /// True when the path's ending names a format that can be read.
     static bool CanRead(const std::string& path);
     /// True when the path's ending names a format that can be written.

@@ -6,6 +6,7 @@
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
+#include "platform/io/TiffPyramid.h"
 #include "scene/LabelItems.h"
 #include "scene/Scene.h"
 
@@ -27,6 +28,21 @@ KYVO::CImage* loadLogged(const QString& path, QString* error = nullptr) {
         qWarning().noquote() << e.what();
         if (error)
             *error = QString::fromLocal8Bit(e.what());
+    }
+    return nullptr;
+}
+
+/// The image at `path` read on demand, when it is a 2D TIFF too large to hold whole; null
+/// otherwise, or when it cannot be read that way (then the ordinary reader says why).
+std::shared_ptr<const KYVO::io::TiffPyramid> openOnDemand(const QString& path) {
+    try {
+        const std::string local = path.toLocal8Bit().toStdString();
+        const KYVO::CSize size = KYVO::CImageIo2::ReadSize(local);
+        if (size.z != 1 || uint64_t(size.x) * uint64_t(size.y) <= LabeledImage::kOnDemandPixels)
+            return nullptr;
+        return std::make_shared<const KYVO::io::TiffPyramid>(local);
+    } catch (const KYVO::CException& e) {
+        qWarning().noquote() << e.what();
     }
     return nullptr;
 }
@@ -89,6 +105,11 @@ void LabeledImage::deleteImage() {
         delete m_image;
     m_image = nullptr;
     m_ownsImage = false;
+    m_pyramid.reset();
+}
+
+bool LabeledImage::tooLargeForPixels() const {
+    return m_pyramid || uint64_t(m_width) * uint64_t(m_height) > kOnDemandPixels;
 }
 
 void LabeledImage::deleteMask() {
@@ -146,6 +167,24 @@ void LabeledImage::loadImage(bool /*force*/) {
     deleteImage();
     m_imageState = ImageState::NotLoaded;
     m_loadError.clear();
+    if (auto pyramid = openOnDemand(m_imagePath)) {
+        const KYVO::CSize size = pyramid->size();
+        if ((m_width && size.x != m_width) || (m_height && size.y != m_height) || (m_depth && m_depth != 1)) {
+            m_imageState = ImageState::SizeMismatch;
+            if (hadImage)
+                emit imageChanged();
+            return;
+        }
+        m_pyramid = std::move(pyramid);
+        m_imageState = ImageState::Ok;
+        m_width = uint32_t(size.x);
+        m_height = uint32_t(size.y);
+        m_depth = 1;
+        m_colorChannels = uint32_t(KYVO::ImageTypeChannels(m_pyramid->type()));
+        createScenes();
+        emit imageChanged();
+        return;
+    }
     if (KYVO::CImage* loaded = loadLogged(m_imagePath, &m_loadError)) {
         setImage(loaded, true);
     } else {
@@ -225,7 +264,7 @@ void LabeledImage::loadMask(bool force, bool checkLabels) {
 }
 
 void LabeledImage::ensureEraseOverlay() {
-    if (m_eraseOverlay || !m_width || !m_height || !m_depth)
+    if (m_eraseOverlay || !m_width || !m_height || !m_depth || tooLargeForPixels())
         return;
     if (!m_eraseOverlayPath.isEmpty()) {
         std::unique_ptr<KYVO::CImage> loaded(loadLogged(m_eraseOverlayPath));
@@ -245,7 +284,7 @@ void LabeledImage::ensureEraseOverlay() {
 }
 
 void LabeledImage::incUsage(bool pixels) {
-    if (pixels && !m_image && !m_imagePath.isEmpty())
+    if (pixels && !m_image && !m_pyramid && !m_imagePath.isEmpty())
         loadImage(false);
     if (!m_mask && !m_maskPath.isEmpty())
         loadMask(false, false);

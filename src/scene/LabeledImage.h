@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QColor>
 #include <QList>
+#include <QPair>
+#include <QVector>
 #include <QObject>
 #include <QString>
 #include <cstdint>
 #include <memory>
 
+class QGraphicsItem;
+
 namespace KYVO {
 class CImage;
+namespace io {
+class TiffPyramid;
+}
 }
 
 namespace pxm {
@@ -54,6 +62,14 @@ public:
     QString eraseOverlayPath() const { return m_eraseOverlayPath; }
 
     KYVO::CImage* image() const { return m_image; }
+    /// The image read on demand from its file, for 2D TIFFs above `kOnDemandPixels`: such an image
+    /// is never loaded whole, so image() stays null and pixel tools and masks are not offered.
+    std::shared_ptr<const KYVO::io::TiffPyramid> pyramid() const { return m_pyramid; }
+    /// Pixels per layer above which a TIFF is read on demand (16384 x 16384).
+    static constexpr uint64_t kOnDemandPixels = uint64_t(1) << 28;
+    /// True when the image is too large for pixel tools and masks (read on demand, or known to
+    /// be larger than kOnDemandPixels per layer).
+    bool tooLargeForPixels() const;
     KYVO::CImage* mask() const { return m_mask; }
     KYVO::CImage* eraseOverlay() const { return m_eraseOverlay.get(); }
     ImageState imageState() const { return m_imageState; }
@@ -101,6 +117,11 @@ public:
     /// A new 8-bit volume of mask ids (caller owns): the effective mask, with the label
     /// items painted into the voxels it leaves at 0.
     KYVO::CImage* createLabelMask() const;
+    /// Rows top .. top + rows - 1 of layer z of what createLabelMask gives, into `out` (rows x width
+    /// bytes), without building the volume: for masks too large to hold whole. Shapes are painted
+    /// in blocks of at most `blockWidth` (and 16384) columns.
+    void paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out,
+                            uint32_t blockWidth = 16384) const;
     /// A new bool volume (caller owns), 1 where shapes of the label lie.
     KYVO::CImage* createSingleLabelMask(int labelId) const;
     /// A new RGB volume (caller owns) of what every scene shows.
@@ -117,6 +138,7 @@ signals:
     void maskPathChanged();
 
 private:
+    QVector<QPair<QGraphicsItem*, QColor>> labelShapes(int z, const QVector<QRgb>& palette) const;
     void deleteImage();
     void deleteMask();
 
@@ -128,6 +150,7 @@ private:
     uint32_t m_colorChannels = 0;
     QString m_imagePath;
     KYVO::CImage* m_image = nullptr;
+    std::shared_ptr<const KYVO::io::TiffPyramid> m_pyramid;
     ImageState m_imageState = ImageState::NotLoaded;
     QString m_loadError;
     bool m_ownsImage = false;

@@ -69,15 +69,7 @@ KYVO::CImage* LabeledImage::createLabelMask() const {
     if (!hasLayerShape(*volume, m_width, m_height))
         return volume;
     for (int z = 0; z < m_scenes.size() && std::size_t(z) < volume->size().z; ++z) {
-        // Topmost first: later painting covers earlier, so the lowest shape wins overlaps.
-        QVector<QPair<QGraphicsItem*, QColor>> shapes;
-        for (QGraphicsItem* item : m_scenes[z]->items()) {
-            if (!isLabelItem(item))
-                continue;
-            const Label* label = m_project->labelById(labelIdOf(item));
-            if (label && label->maskId() >= 0 && label->maskId() < 256)
-                shapes.append({item, QColor::fromRgb(palette[label->maskId()])});
-        }
+        const QVector<QPair<QGraphicsItem*, QColor>> shapes = labelShapes(z, palette);
         if (shapes.isEmpty())
             continue;
         // Without a loaded mask the layer is still all 0, so the shapes can be painted
@@ -97,6 +89,68 @@ KYVO::CImage* LabeledImage::createLabelMask() const {
             fillZeroVoxels(volume->voxel(0, y, std::size_t(z)), layer.constScanLine(int(y)), rowBytes);
     }
     return volume;
+}
+
+QVector<QPair<QGraphicsItem*, QColor>> LabeledImage::labelShapes(int z, const QVector<QRgb>& palette) const {
+    // Topmost first: later painting covers earlier, so the lowest shape wins overlaps.
+    QVector<QPair<QGraphicsItem*, QColor>> shapes;
+    if (!m_project || z < 0 || z >= m_scenes.size())
+        return shapes;
+    for (QGraphicsItem* item : m_scenes[z]->items()) {
+        if (!isLabelItem(item))
+            continue;
+        const Label* label = m_project->labelById(labelIdOf(item));
+        if (label && label->maskId() >= 0 && label->maskId() < 256)
+            shapes.append({item, QColor::fromRgb(palette[label->maskId()])});
+    }
+    return shapes;
+}
+
+void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out,
+                                      uint32_t blockWidth) const {
+    if (!m_width || top >= m_height || z >= m_depth || blockWidth == 0)
+        return;
+    rows = std::min(rows, m_height - top);
+    const std::size_t rowBytes = m_width;
+    const bool hasMask = m_mask && m_mask->type() == KYVO::IMAGE_GREY_8 && m_mask->size().x == m_width &&
+                         m_mask->size().y == m_height && z < m_mask->size().z;
+    if (hasMask) {
+        const bool overlay = m_eraseOverlay && m_eraseOverlay->size() == m_mask->size();
+        for (uint32_t r = 0; r < rows; ++r) {
+            const uint8_t* mask = m_mask->voxel(0, top + r, z);
+            const uint8_t* erased = overlay ? m_eraseOverlay->voxel(0, top + r, z) : nullptr;
+            uint8_t* row = out + r * rowBytes;
+            for (std::size_t x = 0; x < rowBytes; ++x)
+                row[x] = erased && erased[x] ? 0 : mask[x];
+        }
+    } else {
+        std::memset(out, 0, rows * rowBytes);
+    }
+    const QVector<QPair<QGraphicsItem*, QColor>> shapes = labelShapes(int(z), maskPalette());
+    if (shapes.isEmpty())
+        return;
+    // The raster engine works in 16-bit coordinates, so wide strips are painted in blocks; only
+    // the shapes that reach a block are painted, in the order the whole layer paints them.
+    blockWidth = std::min<uint32_t>(blockWidth, 16384);
+    for (uint32_t left = 0; left < m_width; left += blockWidth) {
+        const uint32_t width = std::min(blockWidth, m_width - left);
+        const QRectF block(left, top, width, rows);
+        QImage layer = hasMask ? blankLayer(width, rows)
+                               : QImage(out + left, int(width), int(rows), int(rowBytes), QImage::Format_Grayscale8);
+        {
+            QPainter painter(&layer);
+            painter.setRenderHint(QPainter::Antialiasing, false);
+            const QTransform base = QTransform::fromTranslate(-double(left), -double(top));
+            for (const auto& shape : shapes) {
+                if (shape.first->sceneBoundingRect().adjusted(-2, -2, 2, 2).intersects(block))
+                    paintLabelShape(painter, shape.first, shape.second, shape.second, base);
+            }
+        }
+        if (hasMask) {
+            for (uint32_t r = 0; r < rows; ++r)
+                fillZeroVoxels(out + r * rowBytes + left, layer.constScanLine(int(r)), width);
+        }
+    }
 }
 
 KYVO::CImage* LabeledImage::createSingleLabelMask(int labelId) const {

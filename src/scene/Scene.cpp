@@ -2,6 +2,7 @@
 #include "scene/Scene.h"
 
 #include "display/ImageItem.h"
+#include "display/PyramidItem.h"
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CException.h"
@@ -170,7 +171,13 @@ void Scene::updateImageItem() {
     // The statistics must never outlive the pixels they were read from.
     if (!m_image->image())
         SetCImage(nullptr);
-    if (m_usageCount > 0 && m_image->image()) {
+    if (m_usageCount > 0 && m_image->pyramid()) {
+        auto* item = new Pictor::PyramidItem(m_image->pyramid(), Normalize());
+        item->setContrast(ContrastSettings::of(m_image->project(), m_image));
+        m_imageItem = item;
+        m_imageItem->setZValue(-1.0);
+        addItem(m_imageItem);
+    } else if (m_usageCount > 0 && m_image->image()) {
         SetCImage(m_image->image(), m_zLayer);
         try {
             m_imageItem = Pictor::toQGraphicsItem(m_image->image(), m_zLayer, Normalize(),
@@ -280,9 +287,13 @@ void Scene::on_image_imageChanged() {
 }
 
 void Scene::on_project_settingsChanged(const QString& key) {
-    auto* item = dynamic_cast<Pictor::ImageItem*>(m_imageItem);
-    if (item && ContrastSettings::affects(key, m_image))
-        item->setContrast(ContrastSettings::of(m_image->project(), m_image));
+    if (!m_imageItem || !ContrastSettings::affects(key, m_image))
+        return;
+    const Pictor::DisplayContrast contrast = ContrastSettings::of(m_image->project(), m_image);
+    if (auto* item = dynamic_cast<Pictor::ImageItem*>(m_imageItem))
+        item->setContrast(contrast);
+    else if (auto* pyramid = dynamic_cast<Pictor::PyramidItem*>(m_imageItem))
+        pyramid->setContrast(contrast);
 }
 
 void Scene::on_image_maskChanged() {

@@ -6,8 +6,9 @@
 
 namespace pxm {
 
-void paintLabelShape(QPainter& painter, QGraphicsItem* item, const QColor& fill, const QColor& lineColor) {
-    painter.setTransform(item->sceneTransform());
+void paintLabelShape(QPainter& painter, QGraphicsItem* item, const QColor& fill, const QColor& lineColor,
+                     const QTransform& base) {
+    painter.setTransform(item->sceneTransform() * base);
     painter.setPen(Qt::NoPen);
     painter.setBrush(QBrush(fill));
     switch (item->type()) {

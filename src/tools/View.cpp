@@ -295,6 +295,18 @@ bool View::drawsWithoutLabel() const {
     return drawing && m_scene && m_project && !m_project->currentLabel();
 }
 
+QString View::pixelsHint() const {
+    const bool regionTool = m_toolType == ToolType::Wand || m_toolType == ToolType::Scissors ||
+                            m_toolType == ToolType::Seeds || m_toolType == ToolType::Box;
+    const LabeledImage* image = m_scene ? m_scene->image() : nullptr;
+    if (!regionTool || !image || !image->tooLargeForPixels())
+        return {};
+    return tr("This image (%1 x %2 pixels) is read from its file as needed: region tools work on images of up "
+              "to 16384 x 16384 pixels. Draw shapes on this one.")
+        .arg(image->width())
+        .arg(image->height());
+}
+
 QString View::noLabelHint() {
     return tr("Create or select a label first: shapes are drawn with the current label.");
 }
@@ -376,7 +388,7 @@ void View::updateStatusTip(const QPoint& viewPos) {
         return;
     LabeledImage* labeled = m_scene->image();
     const KYVO::CImage* image = labeled ? labeled->image() : nullptr;
-    if (!image)
+    if (!image && !(labeled && labeled->pyramid()))
         return;
     const QPoint p = mapToScene(viewPos).toPoint();
     const qint64 w = std::max<qint64>(1, labeled->width());
@@ -384,8 +396,10 @@ void View::updateStatusTip(const QPoint& viewPos) {
     const std::size_t x = std::size_t(std::clamp<qint64>(p.x(), 0, w - 1));
     const std::size_t y = std::size_t(std::clamp<qint64>(p.y(), 0, h - 1));
     const std::size_t z = m_scene->zLayer();
+    // An image read on demand has no pixels at hand: the position only.
     const QString value =
-        Pictor::isGreyImage(image)
+        !image ? QStringLiteral("[%1, %2]").arg(x).arg(y)
+        : Pictor::isGreyImage(image)
             ? Pictor::pixelValueAsString(image, x, y, z, QStringLiteral("[%x, %y, %z] = %1"), 2)
             : Pictor::pixelValueAsString(image, x, y, z, QStringLiteral("[%x, %y, %z] = [%1, %2, %3]"), 2);
     QStringList entries;
@@ -406,6 +420,9 @@ void View::updateStatusTip(const QPoint& viewPos) {
     // while the pointer is over the image, before anyone presses in vain.
     if (drawsWithoutLabel())
         text = text.isEmpty() ? noLabelHint() : noLabelHint() + QStringLiteral(" | ") + text;
+    // Likewise a region tool on an image too large to hold: it says why it does nothing.
+    if (const QString hint = pixelsHint(); !hint.isEmpty())
+        text = text.isEmpty() ? hint : hint + QStringLiteral(" | ") + text;
     emit statusTipChanged(text);
 }
 

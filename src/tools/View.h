@@ -82,6 +82,8 @@ private slots:
 
 private:
     void updateStatusTip(const QPoint& viewPos);
+    /// Why a region tool does nothing on the current image, or empty when it can work.
+    QString pixelsHint() const;
     /// True when the active tool draws shapes but the project has no current label.
     bool drawsWithoutLabel() const;
 

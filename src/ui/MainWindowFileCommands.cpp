@@ -224,7 +224,11 @@ void MainWindow::addImageFiles(QStringList paths) {
         const QFileInfo file(path);
         if (file.isFile() && file.size() <= kFullCheckBytes) {
             try {
-                std::unique_ptr<KYVO::CImage> decoded(KYVO::CImageIo2::Load(path.toLocal8Bit().toStdString()));
+                // Images read on demand are checked by their header alone.
+                const std::string local = path.toLocal8Bit().toStdString();
+                const KYVO::CSize size = KYVO::CImageIo2::ReadSize(local);
+                if (uint64_t(size.x) * uint64_t(size.y) <= LabeledImage::kOnDemandPixels)
+                    std::unique_ptr<KYVO::CImage> decoded(KYVO::CImageIo2::Load(local));
             } catch (const KYVO::CException& e) {
                 refused << tr("%1: %2").arg(path, QString::fromLocal8Bit(e.what()));
                 continue;

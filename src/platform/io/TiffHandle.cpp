@@ -66,7 +66,14 @@ TiffHandle::TiffHandle(const std::string& path, const char* mode) : m_previous(t
 
 TiffHandle::~TiffHandle() {
     close();
-    t_current = m_previous;
+    if (t_current == this)
+        t_current = m_previous;
+}
+
+void TiffHandle::detach() {
+    if (t_current == this)
+        t_current = m_previous;
+    m_previous = nullptr;
 }
 
 void TiffHandle::close() {

@@ -27,6 +27,9 @@ public:
     [[noreturn]] void fail(const std::string& what) const;
     /// True when libtiff reported an error since the file was opened.
     bool hasErrors() const { return !m_errors.empty(); }
+    /// Stops taking the messages libtiff raises without naming a file, so that the handle may
+    /// outlive the current scope (kept open by an object) while its own messages still arrive.
+    void detach();
     /// Closes the file; the destructor does the same.
     void close();
 

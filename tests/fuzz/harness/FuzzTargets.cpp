@@ -17,6 +17,7 @@
 #include "platform/CImageIo2.h"
 #include "platform/CRegistry.h"
 #include "platform/MemoryBudget.h"
+#include "platform/io/TiffPyramid.h"
 
 #include <QDir>
 #include <QFile>
@@ -83,6 +84,22 @@ int loadImage(const char* file, const std::uint8_t* data, std::size_t size) {
     }
 }
 
+/// A TIFF read on demand, as huge images are: every level's first and last corner.
+int readPyramid(const char* file, const std::uint8_t* data, std::size_t size) {
+    const std::string path = scratchFile(file, data, size);
+    try {
+        const KYVO::io::TiffPyramid pyramid(path);
+        for (int i = 0; i < pyramid.levelCount(); ++i) {
+            const auto& level = pyramid.level(i);
+            pyramid.read(i, 0, 0, 64, 64);
+            pyramid.read(i, level.width > 64 ? level.width - 64 : 0, level.height > 64 ? level.height - 64 : 0, 64, 64);
+        }
+        return Read;
+    } catch (const KYVO::CException&) {
+        return Refused;
+    }
+}
+
 int readProject(const char* file, const std::uint8_t* data, std::size_t size) {
     const QString path = QString::fromStdString(scratchFile(file, data, size));
     const QuietStandardError quiet;
@@ -141,7 +158,8 @@ const std::vector<FuzzTarget>& fuzzTargets() {
         {"labelme", "input.json", import<pxm::LabelMeReader>}, {"coco", "input.json", import<pxm::CocoReader>},
         {"coco_check", "input.json", checkDataset},
         {"registry", "registry/Fuzz.json", readRegistry},
-        {"netpbm", "input.pgm", loadImage}, {"tiff", "input.tif", loadImage}, {"png", "input.png", loadImage},
+        {"netpbm", "input.pgm", loadImage}, {"tiff", "input.tif", loadImage},
+        {"tiff_pyramid", "input.tif", readPyramid}, {"png", "input.png", loadImage},
         {"jpeg", "input.jpg", loadImage}, {"bmp", "input.bmp", loadImage}, {"gif", "input.gif", loadImage},
         {"ico", "input.ico", loadImage}, {"jp2", "input.jp2", loadImage}, {"j2k", "input.j2k", loadImage},
         {"okav", "input.okav", loadImage}, {"okav_gz", "input.okav.gz", loadImage}};

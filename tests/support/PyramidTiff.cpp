@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#include "support/PyramidTiff.h"
+
+#include <map>
+#include <stdexcept>
+#include <tiffio.h>
+#include <vector>
+#include <zlib.h>
+
+namespace pxmtest {
+
+namespace {
+
+void fillTile(const PyramidTiff& spec, int level, uint32_t column, uint32_t row, std::vector<uint8_t>& pixels) {
+    const int channels = spec.rgb ? 3 : 1;
+    for (uint32_t j = 0; j < spec.tile; ++j) {
+        for (uint32_t i = 0; i < spec.tile; ++i) {
+            // Whole tiles carry a texture, so that they cost what real tiles cost to decode.
+            const uint8_t v = spec.tileValue ? uint8_t(spec.tileValue(level, column, row) + ((i * 7 ^ j * 3) & 31))
+                                             : spec.value(level, column * spec.tile + i, row * spec.tile + j);
+            uint8_t* p = &pixels[(std::size_t(j) * spec.tile + i) * std::size_t(channels)];
+            p[0] = v;
+            if (spec.rgb) {
+                p[1] = uint8_t(v / 2);
+                p[2] = uint8_t(255 - v);
+            }
+        }
+    }
+}
+
+} // namespace
+
+void writePyramidTiff(const std::string& path, const PyramidTiff& spec) {
+    TIFF* tif = TIFFOpen(path.c_str(), spec.bigTiff ? "w8" : "w");
+    if (!tif)
+        throw std::runtime_error("cannot create " + path);
+    const int channels = spec.rgb ? 3 : 1;
+    std::vector<uint8_t> pixels(std::size_t(spec.tile) * spec.tile * std::size_t(channels));
+    std::map<uint8_t, std::vector<uint8_t>> compressed;
+    for (int level = 0; level < spec.levels; ++level) {
+        const int shift = spec.halve ? level : 0;
+        const uint32_t w = std::max<uint32_t>(1, spec.width >> shift);
+        const uint32_t h = std::max<uint32_t>(1, spec.height >> shift);
+        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
+        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
+        TIFFSetField(tif, TIFFTAG_TILEWIDTH, spec.tile);
+        TIFFSetField(tif, TIFFTAG_TILELENGTH, spec.tile);
+        TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, channels);
+        TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, spec.rgb ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
+        if (level > 0 && spec.halve)
+            TIFFSetField(tif, TIFFTAG_SUBFILETYPE, FILETYPE_REDUCEDIMAGE);
+        if (level == 0 && spec.subIfds && spec.levels > 1) {
+            std::vector<toff_t> offsets(std::size_t(spec.levels - 1), 0);
+            TIFFSetField(tif, TIFFTAG_SUBIFD, uint16_t(offsets.size()), offsets.data());
+        }
+        for (uint32_t row = 0; row * spec.tile < h; ++row) {
+            for (uint32_t column = 0; column * spec.tile < w; ++column) {
+                const ttile_t index = TIFFComputeTile(tif, column * spec.tile, row * spec.tile, 0, 0);
+                if (!spec.tileValue) {
+                    fillTile(spec, level, column, row, pixels);
+                    if (TIFFWriteEncodedTile(tif, index, pixels.data(), tmsize_t(pixels.size())) < 0)
+                        throw std::runtime_error("cannot write a tile of " + path);
+                    continue;
+                }
+                // Identical tiles compress identically: deflate each kind once and write it raw.
+                const uint8_t kind = spec.tileValue(level, column, row);
+                std::vector<uint8_t>& bytes = compressed[kind];
+                if (bytes.empty()) {
+                    fillTile(spec, level, column, row, pixels);
+                    uLongf size = compressBound(uLong(pixels.size()));
+                    bytes.resize(size);
+                    compress2(bytes.data(), &size, pixels.data(), uLong(pixels.size()), 1);
+                    bytes.resize(size);
+                }
+                if (TIFFWriteRawTile(tif, index, bytes.data(), tmsize_t(bytes.size())) < 0)
+                    throw std::runtime_error("cannot write a tile of " + path);
+            }
+        }
+        if (!TIFFWriteDirectory(tif))
+            throw std::runtime_error("cannot finish a level of " + path);
+    }
+    TIFFClose(tif);
+}
+
+} // namespace pxmtest
