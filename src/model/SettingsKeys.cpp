@@ -41,6 +41,8 @@ const QVector<SettingKey>& settingKeys() {
         // Key bindings that move shapes to another label, as JSON text (ReannotationRules).
         // Seconds between recovery snapshots of unsaved work; 0 turns them off.
         {"Autosave.interval", "main/Settings/Autosave/Interval", SettingType::Integer, 60},
+        // Megabytes of converted image tiles kept for display, above all for images read on demand.
+        {"Display.tileMemory", "main/Settings/Display/TileMemory", SettingType::Integer, 512},
         {"ReannotationKeys", "main/Settings/Reannotation/Keys", SettingType::String, QString()},
     };
     return keys;

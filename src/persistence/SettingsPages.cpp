@@ -79,24 +79,34 @@ SerializationSettings::SerializationSettings(Project* project, QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_overwriteMask);
     layout->addWidget(m_lazyLoadImages);
+    m_tileMemory = new QSpinBox(this);
+    m_tileMemory->setObjectName("tileMemory");
+    m_tileMemory->setRange(16, 1 << 20);
+    m_tileMemory->setSuffix(tr(" MB"));
+    m_tileMemory->setToolTip(tr("Memory for the shown parts of images; large TIFFs are read from their file "
+                                "as needed and keep at most this much in memory."));
     auto* autosave = new QFormLayout;
     autosave->addRow(tr("Autosave every"), m_autosaveInterval);
+    autosave->addRow(tr("Image tile memory"), m_tileMemory);
     layout->addLayout(autosave);
     writeBackOn(m_overwriteMask, &QCheckBox::toggled);
     writeBackOn(m_lazyLoadImages, &QCheckBox::toggled);
     writeBackOn(m_autosaveInterval, QOverload<int>::of(&QSpinBox::valueChanged));
+    writeBackOn(m_tileMemory, QOverload<int>::of(&QSpinBox::valueChanged));
 }
 
 void SerializationSettings::readProject() {
     m_overwriteMask->setChecked(value("SerializationSettings.overwriteMask").toBool());
     m_lazyLoadImages->setChecked(value("SerializationSettings.lazyLoadImages").toBool());
     m_autosaveInterval->setValue(value("Autosave.interval").toInt());
+    m_tileMemory->setValue(value("Display.tileMemory").toInt());
 }
 
 void SerializationSettings::writeProject() {
     store("SerializationSettings.overwriteMask", m_overwriteMask->isChecked());
     store("SerializationSettings.lazyLoadImages", m_lazyLoadImages->isChecked());
     store("Autosave.interval", m_autosaveInterval->value());
+    store("Display.tileMemory", m_tileMemory->value());
 }
 
 // ---- StatusLineSettings ----

@@ -51,6 +51,7 @@ protected:
 private:
     QCheckBox* m_overwriteMask;
     QCheckBox* m_lazyLoadImages;
+    QSpinBox* m_tileMemory = nullptr;
     QSpinBox* m_autosaveInterval;
 };
 

@@ -3,6 +3,7 @@
 
 #include "display/ImageItem.h"
 #include "display/PyramidItem.h"
+#include "display/TileCache.h"
 #include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CException.h"
@@ -12,6 +13,7 @@
 #include "scene/MaskItem.h"
 
 #include <QDebug>
+#include <algorithm>
 #include <QGraphicsItem>
 #include <QPen>
 #include <QSet>
@@ -172,6 +174,7 @@ void Scene::updateImageItem() {
     if (!m_image->image())
         SetCImage(nullptr);
     if (m_usageCount > 0 && m_image->pyramid()) {
+        applyTileMemory();
         auto* item = new Pictor::PyramidItem(m_image->pyramid(), Normalize());
         item->setContrast(ContrastSettings::of(m_image->project(), m_image));
         m_imageItem = item;
@@ -286,7 +289,16 @@ void Scene::on_image_imageChanged() {
         updateImageItem();
 }
 
+void Scene::applyTileMemory() const {
+    if (const Project* project = m_image->project()) {
+        const qint64 megabytes = std::clamp<qint64>(project->setting(kTileMemoryKey, 512).toLongLong(), 16, 1 << 20);
+        Pictor::TileCache::shared().setCapacity(std::size_t(megabytes) << 20);
+    }
+}
+
 void Scene::on_project_settingsChanged(const QString& key) {
+    if (key == QLatin1String(kTileMemoryKey))
+        applyTileMemory();
     if (!m_imageItem || !ContrastSettings::affects(key, m_image))
         return;
     const Pictor::DisplayContrast contrast = ContrastSettings::of(m_image->project(), m_image);

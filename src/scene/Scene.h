@@ -47,6 +47,9 @@ public:
     /// Sets the item's tag, tool tip, z value, pen and brush from the label.
     static void styleItem(QGraphicsItem* item, const Label* label);
 
+    /// Setting: megabytes of display tiles kept in memory (all images share one cache).
+    static constexpr const char* kTileMemoryKey = "Display.tileMemory";
+
 public slots:
     void incUsage();
     void decUsage();
@@ -73,6 +76,7 @@ private slots:
     void on_label_nameChanged();
 
 private:
+    void applyTileMemory() const;
     void warnIfAttached() const;
     void deleteDisplayItems();
     QList<QGraphicsItem*> itemsWithId(int id) const;
