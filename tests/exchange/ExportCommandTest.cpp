@@ -111,11 +111,9 @@ TEST_F(ExportCommand, ExportsAProjectWithoutADisplay) {
     const auto flat = load(masks + "/one___fullmask.pgm"), stack = load(masks + "/three___fullmask.okav.gz");
     ASSERT_TRUE(flat && stack);
     // a's rectangle, b's triangle, nothing outside; b's rectangle on the second layer only.
-    EXPECT_EQ(QList<double>(
-                  {flat->value(2, 2, 0), flat->value(10, 4, 0), flat->value(7, 8, 0), flat->value(0, 0, 0)}),
-              QList<double>({3, 8, 0, 0}));
-    EXPECT_EQ(QList<double>({stack->value(3, 2, 1), stack->value(3, 2, 0), stack->value(0, 4, 1)}),
-              QList<double>({8, 0, 0}));
+    EXPECT_EQ(QList<double>({flat->value(2, 2, 0), flat->value(10, 4, 0), flat->value(7, 8, 0), flat->value(0, 0, 0),
+                             stack->value(3, 2, 1), stack->value(3, 2, 0), stack->value(0, 4, 1)}),
+              QList<double>({3, 8, 0, 0, 8, 0, 0}));
 
     // Chosen targets, every image, a pattern of our own.
     const QString all = dir.path("all");
@@ -127,9 +125,6 @@ TEST_F(ExportCommand, ExportsAProjectWithoutADisplay) {
               sorted({"-.vgg.json", "one-0.mark", "one-a_mask.pbm", "one-b_mask.pbm", "three-0.mark",
                       "three-1.mark", "three-a_mask.okav.gz", "three-b_mask.okav.gz", "two-0.mark",
                       "two-a_mask.pbm", "two-b_mask.pbm"}));
-    const auto b = load(all + "/one-b_mask.pbm");
-    ASSERT_TRUE(b);
-    EXPECT_EQ(b->value(10, 4, 0) - b->value(2, 2, 0), 1.0);
 
     // A file that cannot be written fails the run, but the others are still written.
     const QString blocked = dir.path("blocked");
