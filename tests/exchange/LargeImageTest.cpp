@@ -8,7 +8,6 @@
 
 #include <QGraphicsEllipseItem>
 #include <QGraphicsPolygonItem>
-#include <cstring>
 
 using namespace pxmtest;
 
@@ -38,14 +37,11 @@ TEST(LargeImageTest, StripsEqualTheWholeMask) {
         const std::unique_ptr<KYVO::CImage> whole(image->createLabelMask());
         pxm::ExportMaskWorker worker(&project);
         worker.exportFullMaskInStrips(*image, dir.path("strips.pgm"), 37, 256);
-        const auto strips = load(dir.path("strips.pgm"));
-        ASSERT_TRUE(strips);
-        ASSERT_EQ(strips->size(), whole->size());
-        EXPECT_EQ(std::memcmp(strips->data(), whole->data(), whole->byteCount()), 0);
+        // Byte for byte the file the mask built whole makes.
         KYVO::CImageIo2::Save(dir.localPath("whole.pgm"), *whole);
-        QFile one(dir.path("strips.pgm")), other(dir.path("whole.pgm"));
-        ASSERT_TRUE(one.open(QIODevice::ReadOnly) && other.open(QIODevice::ReadOnly));
-        EXPECT_TRUE(one.readAll() == other.readAll());
+        const QByteArray strips = readFile(dir.path("strips.pgm"));
+        EXPECT_FALSE(strips.isEmpty());
+        EXPECT_TRUE(strips == readFile(dir.path("whole.pgm")));
         EXPECT_EQ(worker.failureCount(), 0);
     }
 }
