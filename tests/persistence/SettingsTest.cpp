@@ -121,23 +121,14 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     for (const auto& [key, value] : edited)
         EXPECT_EQ(project.setting(key), value) << key.toStdString();
     // Only the changed values become the user's defaults, each with its type.
-    KYVO::CValueMap expected;
-    expected.SetString("View/CameraMode", "reset");
-    expected.SetLong("View/ViewRadius", 120);
-    expected.SetDouble("View/ViewZoom", 4.5);
-    expected.SetLong("RectTool/Height", 12);
-    expected.SetBool("RectTool/OneClick", true);
-    expected.SetLong("EllipseTool/Height", 13);
-    expected.SetBool("EllipseTool/OneClick", true);
-    expected.SetLong("FreeHandTool/BrushWidth", 5);
-    expected.SetLong("EraserTool/BrushWidth", 1);
-    expected.SetBool("Serialization/LazyLoadImages", true);
-    expected.SetString("StatusLine/Format", "%w x %h");
-    expected.SetDouble("Label/SecondaryOpacity", 0.25);
-    expected.SetString("Script/Path", "KAROcmd %1 Otsu.ndp --fast");
+    const std::unique_ptr<KYVO::CValue> expected = KYVO::CValueJson::Read(R"({
+        "View": {"CameraMode": "reset", "ViewRadius": 120, "ViewZoom": 4.5}, "RectTool": {"Height": 12, "OneClick": true},
+        "EllipseTool": {"Height": 13, "OneClick": true}, "FreeHandTool": {"BrushWidth": 5}, "EraserTool": {"BrushWidth": 1},
+        "Serialization": {"LazyLoadImages": true}, "StatusLine": {"Format": "%w x %h"},
+        "Label": {"SecondaryOpacity": 0.25}, "Script": {"Path": "KAROcmd %1 Otsu.ndp --fast"}})");
     const KYVO::CValueMap* stored = registry().GetMap("main/Settings");
     ASSERT_NE(stored, nullptr);
-    EXPECT_TRUE(stored->Equals(expected)) << KYVO::CValueJson::Write(*stored);
+    EXPECT_TRUE(expected && stored->Equals(*expected)) << KYVO::CValueJson::Write(*stored);
 }
 
 TEST_F(SettingsTest, LabelSlidersTruncateTheStoredFractions) {

@@ -344,19 +344,16 @@ TEST(CValue, ClonesAreDeepAndIndependent) {
     EXPECT_STREQ(owned.TypeName(), "CValueOwnedPointer<KYVO::CImage>");
 }
 
-TEST(CValuePointer, UnwrapChecksTheType) {
+TEST(CValuePointer, UnwrapChecksTheTypeAndClonesShareThePointee) {
     Widget widget;
-    CValueMap parameters;
-    parameters.Set("QWidgetPointer", new CValuePointer<Widget>(&widget));
-    parameters.SetString("text", "x");
-    std::unique_ptr<CValue> copy(parameters.Get("QWidgetPointer")->Clone());
-    EXPECT_EQ(UnwrapPointer<Widget>(copy.get()), &widget) << "a clone still points at the same object";
-    EXPECT_EQ(UnwrapPointer<Widget>(parameters.Get("QWidgetPointer")), &widget);
-    const std::string message = pxmtest::thrownMessage([&] { UnwrapPointer<Widget>(parameters.Get("text")); });
+    const CValuePointer<Widget> pointer(&widget);
+    const CValueString text("x");
+    EXPECT_EQ(UnwrapPointer<Widget>(std::unique_ptr<CValue>(pointer.Clone()).get()), &widget);
+    const std::string message = pxmtest::thrownMessage([&] { UnwrapPointer<Widget>(&text); });
     EXPECT_NE(message.find("Widget"), std::string::npos) << message;
     EXPECT_NE(message.find("CValueString"), std::string::npos) << message;
     EXPECT_THROW(UnwrapPointer<Widget>(nullptr), CException);
-    EXPECT_THROW(UnwrapPointer<CImage>(parameters.Get("QWidgetPointer")), CException);
+    EXPECT_THROW(UnwrapPointer<CImage>(&pointer), CException);
 }
 
 TEST(CValueJson, RoundTripKeepsTypesAndValues) {
