@@ -11,10 +11,6 @@
 #include "tools/Ruler.h"
 #include "tools/Transformation.h"
 
-#include <QCheckBox>
-#include <QGraphicsTextItem>
-#include <QSpinBox>
-#include <QToolBar>
 #include <cmath>
 
 using namespace pxmtest;

@@ -4,7 +4,6 @@
 #include "tools/game/GameBoard.h"
 #include "tools/game/GameTool.h"
 
-#include <QShortcut>
 #include <random>
 #include <string>
 

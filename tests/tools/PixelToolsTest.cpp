@@ -8,11 +8,6 @@
 #include "tools/FreehandRegion.h"
 #include "tools/FreehandTool.h"
 
-#include <QComboBox>
-#include <QPainter>
-#include <QRegion>
-#include <QSpinBox>
-#include <QStyleOptionGraphicsItem>
 #include <cmath>
 #include <deque>
 

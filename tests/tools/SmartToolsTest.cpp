@@ -1,24 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include "ToolTestSupport.h"
-
 #include "../segment/SegmentTestSupport.h"
-
+#include "ToolTestSupport.h"
 #include "segment/Coverage.h"
 #include "segment/LabelStatistics.h"
-#include "segment/RegionShapes.h"
 #include "segment/LayerMat.h"
+#include "segment/RegionShapes.h"
 #include "tools/FreehandRegion.h"
 #include "tools/smart/BoxTool.h"
 #include "tools/smart/Conversions.h"
+#include "tools/smart/MaskPreviewItem.h"
 #include "tools/smart/ScissorsTool.h"
 #include "tools/smart/SeedsTool.h"
 #include "tools/smart/SliceFillPreview.h"
-#include "tools/smart/MaskPreviewItem.h"
 #include "tools/smart/SmartOptions.h"
 #include "tools/smart/WandTool.h"
-
-#include <QCheckBox>
-#include <QDoubleSpinBox>
 
 using namespace pxmtest;
 
@@ -233,7 +228,8 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     addRect(QRectF(120, 120, 20, 20), other);
     const cv::Mat shapes = coverage(label);
     const QStringList before = snapshot();
-    stack()->push(pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
+    stack()->push(
+        pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
     QList<QGraphicsItem*> mine = scene()->itemsOfLabel(label);
     ASSERT_EQ(mine.size(), 2); // the region and the line, which has no area to merge
     EXPECT_TRUE(mine.contains(line));
@@ -250,7 +246,8 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     scene()->addLabelItem(holed, label);
     const cv::Mat regions = coverage(label);
     const QStringList traced = snapshot();
-    stack()->push(pxm::conversions::regionToPolygons(scene(), project, pxm::conversions::targets(*scene(), label), 0.7));
+    stack()->push(pxm::conversions::regionToPolygons(scene(), project,
+                                                     pxm::conversions::targets(*scene(), label), 0.7));
     int polygons = 0;
     int paths = 0;
     for (QGraphicsItem* item : scene()->itemsOfLabel(label)) {
@@ -332,13 +329,15 @@ TEST(VolumeEditing, FillCopyAndStatistics) {
     EXPECT_EQ(stats[0].components, 1);
     EXPECT_EQ(stats[0].layers.size(), 9u);
     EXPECT_EQ(stats[1].voxels, 48);
-    EXPECT_EQ(std::vector<int>({stats[1].x0, stats[1].y0, stats[1].z0, stats[1].x1, stats[1].y1, stats[1].z1}),
-              std::vector<int>({20, 26, 2, 25, 33, 2}));
+    EXPECT_EQ(
+        std::vector<int>({stats[1].x0, stats[1].y0, stats[1].z0, stats[1].x1, stats[1].y1, stats[1].z1}),
+        std::vector<int>({20, 26, 2, 25, 33, 2}));
 
     // Copy to a neighbouring layer: the label's shapes of layer 7 join layer 8; there is no layer
     // after the last.
-    QUndoCommand* copy = pxm::conversions::copyToLayer(image->scene(7), image->scene(8), project,
-                                                       image->scene(7)->itemsOfLabel(moving), "Copy to next layer");
+    QUndoCommand* copy =
+        pxm::conversions::copyToLayer(image->scene(7), image->scene(8), project,
+                                      image->scene(7)->itemsOfLabel(moving), "Copy to next layer");
     ASSERT_NE(copy, nullptr);
     project.undoStack()->push(copy);
     EXPECT_EQ(image->scene(8)->itemsOfLabel(moving).size(), 2);

@@ -10,17 +10,7 @@
 #include "tools/Tool.h"
 #include "tools/View.h"
 
-#include <QApplication>
-#include <QGraphicsEllipseItem>
-#include <QGraphicsLineItem>
-#include <QGraphicsPathItem>
-#include <QGraphicsPolygonItem>
-#include <QGraphicsRectItem>
-#include <QKeyEvent>
-#include <QMainWindow>
-#include <QMouseEvent>
-#include <QStringList>
-#include <QUndoStack>
+#include <QtWidgets>
 #include <gtest/gtest.h>
 #include <memory>
 

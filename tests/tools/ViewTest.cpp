@@ -7,9 +7,7 @@
 #include "tools/Transformation.h"
 #include "tools/ZoomView.h"
 
-#include <QScrollBar>
 #include <QSignalSpy>
-#include <QWheelEvent>
 
 using namespace pxmtest;
 using namespace pxm;

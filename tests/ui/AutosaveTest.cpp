@@ -7,8 +7,6 @@
 #include "ui/RecoveryDialog.h"
 #include "ui/UiTestSupport.h"
 
-#include <QFileInfo>
-
 using namespace pxm;
 using autosavetest::waitUntil;
 

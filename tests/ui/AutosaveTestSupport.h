@@ -22,14 +22,7 @@
 #include "tools/commands/Erase.h"
 #include "ui/MainWindow.h"
 
-#include <QApplication>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QGraphicsItem>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QUndoStack>
+#include <QtWidgets>
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>

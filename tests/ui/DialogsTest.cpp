@@ -12,10 +12,6 @@
 #include "ui/ReannotationDialog.h"
 #include "ui/UiTestSupport.h"
 
-#include <QGraphicsRectItem>
-#include <QKeyEvent>
-#include <QMainWindow>
-
 using namespace pxm;
 using uitest::ModalAnswerer;
 

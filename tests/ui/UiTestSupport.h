@@ -166,6 +166,11 @@ inline pxm::LabeledImage* namedImage(pxm::Project& project, const QString& path,
     return image;
 }
 
+/// The path of the project a window holds; "(none)" without a window or a project.
+inline QString projectPathOf(const pxm::MainWindow* window) {
+    return window && window->project() ? window->project()->path() : QString("(none)");
+}
+
 /// Keeps the registry in a private directory and quiet consoles for each test.
 class UiTest : public ::testing::Test {
 protected:
