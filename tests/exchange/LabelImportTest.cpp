@@ -114,13 +114,9 @@ TEST_F(LabelImportTest, AProjectFilesLabelsCanBeImported) {
     const LabelImport::Plan plan = LabelImport::planFile(&project, dir.path("source.json"));
     ASSERT_TRUE(plan.ok()) << plan.error.toStdString();
     ASSERT_TRUE(LabelImport::apply(&project, plan));
-    const Label* debris = project.labelByName("debris");
-    ASSERT_NE(debris, nullptr);
-    EXPECT_EQ(debris->id(), 99);
-    EXPECT_EQ(debris->maskId(), 9);
-    EXPECT_EQ(debris->color(), QColor("#123456"));
-    EXPECT_EQ(cell->color(), QColor(10, 20, 30));
-    EXPECT_NEAR(cell->opacity(), 128 / 255.0, 1e-6);
+    EXPECT_EQ(fullState(project), QStringList({"cell id=11 mask=1 #0a141e o=0.501961 s=0.3 p=0.5",
+                                               "nucleus id=12 mask=2 #0000ff o=1 s=0.3 p=0.5",
+                                               "debris id=99 mask=9 #123456 o=1 s=0.3 p=0.5"}));
 }
 
 TEST_F(LabelImportTest, MalformedFilesNameTheLineAndChangeNothing) {

@@ -3,6 +3,7 @@
 #include "model/Project.h"
 #include "platform/CException.h"
 #include "platform/CImage.h"
+#include "platform/CValueJson.h"
 #include "platform/CValueMap.h"
 #include "platform/CValueOwnedPointer.h"
 #include "platform/CValueSmart.h"
@@ -70,24 +71,9 @@ CValueSmart* zoneImage(std::size_t columns, const std::vector<std::vector<float>
     return new CValueSmart(image);
 }
 
-/// A map of long values, as the framework passes labels ("color/red") and zones ("ax").
-CValueMap* longMap(const std::vector<std::pair<const char*, long>>& values) {
-    auto* map = new CValueMap;
-    for (const auto& [key, value] : values)
-        map->SetLong(key, value);
-    return map;
-}
-
-CValueMap* labelMap(const std::string& name, int red, int green, int blue) {
-    CValueMap* map =
-        longMap({{"color/red", red}, {"color/green", green}, {"color/blue", blue}, {"color/alpha", 255}});
-    map->SetString("name", name);
-    map->SetDouble("opacity", 0.5);
-    return map;
-}
-
-CValueMap* zoneMap(long ax, long ay, long bx, long by, long label) {
-    return longMap({{"ax", ax}, {"ay", ay}, {"bx", bx}, {"by", by}, {"label", label}});
+/// A value from JSON text, as the framework builds label maps ("color/red") and zone maps ("ax").
+CValue* json(const char* text) {
+    return CValueJson::Read(text).release();
 }
 
 /// "label-id x y w h" per rectangle of image 0's first scene, sorted.
@@ -122,12 +108,12 @@ QStringList outputLabels(const pxm::PPixmarker& node) {
     return lines;
 }
 
+/// Two label maps and a number, which is no label and skipped.
 CValueSmart* twoLabels() {
-    auto* labels = new CValueVector;
-    labels->Append(labelMap("road", 255, 0, 0));
-    labels->Append(labelMap("tree", 0, 255, 0));
-    labels->Append(new CValueLong(3)); // not a label: skipped
-    return new CValueSmart(labels);
+    return new CValueSmart(json(R"([{"name": "road", "color": {"red": 255, "green": 0, "blue": 0, "alpha": 255},
+                                      "opacity": 0.5},
+                                     {"name": "tree", "color": {"red": 0, "green": 255, "blue": 0, "alpha": 255},
+                                      "opacity": 0.5}, 3])"));
 }
 
 } // namespace
@@ -262,10 +248,8 @@ TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
 
 TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
-    auto* vector = new CValueVector;
-    vector->Append(zoneMap(1, 2, 4, 6, 7));
-    vector->Append(zoneMap(5, 1, 0, 0, 7));
-    vector->Append(new CValueString("not a zone"));
+    CValue* vector = json(R"([{"ax": 1, "ay": 2, "bx": 4, "by": 6, "label": 7},
+                               {"ax": 5, "ay": 1, "bx": 0, "by": 0, "label": 7}, "not a zone"])");
     // Columns 2 and 3 are the second corner; corners in either order give the same box. Rows
     // that cannot be a rectangle of a label are left out.
     const struct {
@@ -285,9 +269,8 @@ TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
         SCOPED_TRACE(c.expected.join(" | ").toStdString());
         pxm::PPixmarker node;
         node.SetInput(0, imageValue(IMAGE_GREY_8, 8, 8));
-        auto* labels = new CValueVector;
-        labels->Append(labelMap("given", 255, 0, 0));
-        node.SetInput(2, new CValueSmart(labels));
+        node.SetInput(2, new CValueSmart(json(R"([{"name": "given", "color": {"red": 255, "green": 0, "blue": 0,
+                                                                          "alpha": 255}}])")));
         node.SetInput(3, c.zones);
         runAndClose(node);
         EXPECT_EQ(zonesOf(node), c.expected);
@@ -316,9 +299,7 @@ TEST(PluginRun, ClosedWindowHandsBackLabelMaskAndLabels) {
     *mask->Image()->voxel(1, 1, 0) = 9; // under the zone: the loaded mask wins
     node.SetInput(1, mask);
     node.SetInput(2, twoLabels());
-    auto* zones = new CValueVector;
-    zones->Append(zoneMap(1, 1, 3, 3, 5));
-    node.SetInput(3, new CValueSmart(zones));
+    node.SetInput(3, new CValueSmart(json(R"([{"ax": 1, "ay": 1, "bx": 3, "by": 3, "label": 5}])")));
 
     bool actionShown = false;
     runAndClose(node, [&] {
