@@ -284,10 +284,11 @@ void ExportMaskWorker::exportFullMaskInStrips(const LabeledImage& image, const Q
 void ExportMaskWorker::exportFullMask(LabeledImage* image) {
     const QString suffix =
         image->depth() == 1 ? QStringLiteral("_fullmask.pgm") : QStringLiteral("_fullmask.okav.gz");
-    if (image->depth() == 1 && image->tooLargeForPixels()) {
-        // Strips of about 64 MB keep the memory bounded however large the image is.
+    if (image->depth() == 1) {
+        // Strips of about 8 MB keep the memory bounded however large the image is, and one buffer
+        // reused strip after strip is faster to fill than a whole mask's fresh pages.
         exportFullMaskInStrips(*image, makeFilename(image, nullptr, nullptr, suffix),
-                               std::max<uint32_t>(16, (uint32_t(64) << 20) / std::max<uint32_t>(1, image->width())));
+                               std::max<uint32_t>(16, (uint32_t(8) << 20) / std::max<uint32_t>(1, image->width())));
         return;
     }
     saveVolume(makeFilename(image, nullptr, nullptr, suffix), [image] { return image->createLabelMask(); });

@@ -182,7 +182,7 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
         }
     }
     if (!m_options.nnunet.isEmpty()) {
-        ok &= nnunet.finish(&m_errors);
+        ok &= nnunet.finish(&m_errors, &m_warnings);
     }
     m_warnings << collector.warnings();
     return ok;

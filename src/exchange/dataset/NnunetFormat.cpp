@@ -3,21 +3,26 @@
 
 #include "exchange/dataset/CocoFormat.h"
 
+#include "platform/CException.h"
 #include "platform/CImage.h"
+#include "platform/io/PngWriter.h"
 #include "scene/LabeledImage.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
 #include <QSet>
 
 #include <cstring>
+#include <future>
 #include <vector>
 
 #include <nifti1_io.h>
 #include <memory>
+#include <deque>
 
 namespace pxm {
 
@@ -100,6 +105,17 @@ NiftiVolume readNifti(const QString& path, bool values) {
     return volume;
 }
 
+bool writePng(const QString& path, int width, int height, int channels, int bits, const uint8_t* data,
+              std::size_t rowBytes, KYVO::io::PngWriter::Content content) {
+    try {
+        KYVO::io::PngWriter::write(QFile::encodeName(path).toStdString(), uint32_t(width), uint32_t(height), channels,
+                                   bits, data, rowBytes, content);
+        return true;
+    } catch (const KYVO::CException&) {
+        return false;
+    }
+}
+
 int niftiType(KYVO::EnImageType type) {
     switch (type) {
     case KYVO::IMAGE_GREY_16:
@@ -109,6 +125,48 @@ int niftiType(KYVO::EnImageType type) {
     default:
         return DT_UINT8;
     }
+}
+
+/// Writes one case: a grey file per channel of `pixels` and the label file; what failed.
+QStringList writeCase(const QString& folder, const QString& name, bool nifti, const KYVO::CImage& pixels,
+                      const std::vector<uint8_t>& labels) {
+    QStringList failed;
+    const QDir dir(folder);
+    const int width = int(pixels.size().x);
+    const int height = int(pixels.size().y);
+    const int depth = int(pixels.size().z);
+    const int channels = pixels.channels();
+    const QString ending = nifti ? ".nii.gz" : ".png";
+    for (int c = 0; c < channels; ++c) {
+        const QString file =
+            dir.filePath(QStringLiteral("imagesTr/%1_%2%3").arg(name).arg(c, 4, 10, QChar('0')).arg(ending));
+        bool written = false;
+        if (channels == 1 && nifti) {
+            written = writeNifti(file, width, height, depth, niftiType(pixels.type()), pixels.data(), pixels.byteCount());
+        } else if (channels == 1 && pixels.type() != KYVO::IMAGE_BOOL) {
+            written = writePng(file, width, height, 1, pixels.type() == KYVO::IMAGE_GREY_16 ? 16 : 8, pixels.data(),
+                               std::size_t(width) * std::size_t(pixels.bytesPerVoxel()),
+                               KYVO::io::PngWriter::Content::Picture);
+        } else if (channels == 1) {
+            written = nnunetLayerPng(pixels, 0).save(file, "PNG", PngQuality);
+        } else {
+            std::vector<uint8_t> plane(labels.size());
+            for (std::size_t i = 0; i < plane.size(); ++i)
+                plane[i] = pixels.data()[3 * i + std::size_t(c)];
+            written = nifti ? writeNifti(file, width, height, depth, DT_UINT8, plane.data(), plane.size())
+                            : writePng(file, width, height, 1, 8, plane.data(), std::size_t(width),
+                                       KYVO::io::PngWriter::Content::Picture);
+        }
+        if (!written)
+            failed << QStringLiteral("%1 could not be written.").arg(file);
+    }
+    const QString labelFile = dir.filePath(QStringLiteral("labelsTr/%1%2").arg(name, ending));
+    const bool written = nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
+                               : writePng(labelFile, width, height, 1, 8, labels.data(), std::size_t(width),
+                                          KYVO::io::PngWriter::Content::Labels);
+    if (!written)
+        failed << QStringLiteral("%1 could not be written.").arg(labelFile);
+    return failed;
 }
 
 } // namespace
@@ -144,56 +202,57 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
                          .arg(m_channels);
         return;
     }
-    const QDir folder(m_folder);
-    QDir().mkpath(folder.filePath("imagesTr"));
-    QDir().mkpath(folder.filePath("labelsTr"));
-    const int width = int(pixels->size().x);
-    const int height = int(pixels->size().y);
-    const int depth = int(pixels->size().z);
-    const std::size_t voxels = std::size_t(width) * std::size_t(height) * std::size_t(depth);
-    auto channelFile = [&](int c) {
-        return folder.filePath(QStringLiteral("imagesTr/%1_%2%3").arg(name).arg(c, 4, 10, QChar('0')).arg(m_nifti ? ".nii.gz" : ".png"));
-    };
-    // One grey volume per channel.
-    for (int c = 0; c < channels; ++c) {
-        bool written = false;
-        if (channels == 1 && m_nifti) {
-            written = writeNifti(channelFile(c), width, height, depth, niftiType(pixels->type()), pixels->data(),
-                                 pixels->byteCount());
-        } else if (channels == 1) {
-            written = nnunetLayerPng(*pixels, 0).save(channelFile(c), "PNG", PngQuality);
-        } else {
-            std::vector<uint8_t> plane(voxels);
-            for (std::size_t i = 0; i < voxels; ++i)
-                plane[i] = pixels->data()[3 * i + std::size_t(c)];
-            if (m_nifti) {
-                written = writeNifti(channelFile(c), width, height, depth, DT_UINT8, plane.data(), plane.size());
-            } else {
-                const QImage picture(plane.data(), width, height, width, QImage::Format_Grayscale8);
-                written = picture.save(channelFile(c), "PNG", PngQuality);
-            }
-        }
-        if (!written)
-            *warnings << QStringLiteral("%1 could not be written.").arg(channelFile(c));
+    QDir().mkpath(QDir(m_folder).filePath("imagesTr"));
+    QDir().mkpath(QDir(m_folder).filePath("labelsTr"));
+    const std::size_t voxels = pixels->size().Elements();
+    // The labels first: our full label mask with mask ids renumbered consecutively, checked
+    // before anything of the case is written (values beyond the declared labels are a bug).
+    std::vector<uint8_t> labels(voxels);
+    if (pixels->size().z == 1) {
+        image.paintLabelMaskRows(0, 0, uint32_t(pixels->size().y), labels.data());
+    } else {
+        const std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
+        std::memcpy(labels.data(), mask->data(), std::min(voxels, mask->byteCount()));
     }
-    // The labels: our full label mask with mask ids renumbered consecutively.
-    std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
     uint8_t map[256] = {};
     for (const auto& [id, value] : m_valueOf)
         map[id] = uint8_t(value);
-    std::vector<uint8_t> labels(voxels);
-    for (std::size_t i = 0; i < voxels && i < mask->byteCount(); ++i)
-        labels[i] = map[mask->data()[i]];
-    const QString labelFile = folder.filePath(QStringLiteral("labelsTr/%1%2").arg(name, m_nifti ? ".nii.gz" : ".png"));
-    const bool written =
-        m_nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
-                : QImage(labels.data(), width, height, width, QImage::Format_Grayscale8).save(labelFile, "PNG", PngQuality);
-    if (!written)
-        *warnings << QStringLiteral("%1 could not be written.").arg(labelFile);
+    bool seen[256] = {};
+    for (uint8_t& value : labels)
+        seen[value = map[value]] = true;
+    for (int v = int(m_names.size()) + 1; v < 256; ++v) {
+        if (seen[v]) {
+            *warnings << QStringLiteral("%1: the label value %2 names no label; its case is not written.").arg(name).arg(v);
+            return;
+        }
+    }
+    // The files are encoded on other cores while the next case is prepared, from copies, since
+    // the image may be let go as soon as this returns. NIfTI's library keeps global state: its
+    // cases are written here, one after the other.
+    auto task = [folder = m_folder, name, nifti = m_nifti, copy = std::make_shared<const KYVO::CImage>(*pixels),
+                 labels = std::move(labels)]() { return writeCase(folder, name, nifti, *copy, labels); };
     ++m_cases;
+    if (m_nifti) {
+        *warnings << task();
+        return;
+    }
+    m_pending.push_back(std::async(std::launch::async, std::move(task)));
+    // Two cases in flight keep both cores busy and the memory bounded.
+    while (m_pending.size() > 2) {
+        *warnings << m_pending.front().get();
+        m_pending.pop_front();
+    }
 }
 
-bool NnunetWriter::finish(QStringList* errors) {
+NnunetWriter::~NnunetWriter() {
+    for (auto& pending : m_pending)
+        pending.wait();
+}
+
+bool NnunetWriter::finish(QStringList* errors, QStringList* warnings) {
+    for (auto& pending : m_pending)
+        *warnings << pending.get();
+    m_pending.clear();
     QJsonObject channels;
     if (m_channels == 3)
         channels = QJsonObject{{"0", "R"}, {"1", "G"}, {"2", "B"}};
@@ -212,12 +271,13 @@ bool NnunetWriter::finish(QStringList* errors) {
         *errors << QStringLiteral("%1/dataset.json could not be written.").arg(m_folder);
         return false;
     }
-    const QStringList problems = checkNnunetDataset(m_folder);
+    // The label values were checked in memory before each case was written.
+    const QStringList problems = checkNnunetDataset(m_folder, false);
     *errors << problems;
     return problems.isEmpty();
 }
 
-QStringList checkNnunetDataset(const QString& folder) {
+QStringList checkNnunetDataset(const QString& folder, bool labelValues) {
     QStringList problems;
     const QDir dir(folder);
     QFile file(dir.filePath("dataset.json"));
@@ -256,13 +316,19 @@ QStringList checkNnunetDataset(const QString& folder) {
         QSet<int> seen;
         QSize labelSize;
         if (nifti) {
-            const NiftiVolume volume = readNifti(dir.filePath("labelsTr/" + name), true);
+            const NiftiVolume volume = readNifti(dir.filePath("labelsTr/" + name), labelValues);
             if (!volume.ok) {
                 problems << QStringLiteral("labelsTr/%1 cannot be read as 8-bit NIfTI.").arg(name);
                 continue;
             }
             seen = volume.values;
             labelSize = volume.size;
+        } else if (!labelValues) {
+            labelSize = QImageReader(dir.filePath("labelsTr/" + name)).size();
+            if (!labelSize.isValid()) {
+                problems << QStringLiteral("labelsTr/%1 cannot be read.").arg(name);
+                continue;
+            }
         } else {
             const QImage label(dir.filePath("labelsTr/" + name));
             if (label.isNull()) {
@@ -282,7 +348,7 @@ QStringList checkNnunetDataset(const QString& folder) {
             }
         for (int c = 0; c < channels; ++c) {
             const QString image = QStringLiteral("imagesTr/%1_%2%3").arg(stem).arg(c, 4, 10, QChar('0')).arg(ending);
-            const QSize size = nifti ? readNifti(dir.filePath(image), false).size : QImage(dir.filePath(image)).size();
+            const QSize size = nifti ? readNifti(dir.filePath(image), false).size : QImageReader(dir.filePath(image)).size();
             if (!size.isValid() || size.isEmpty())
                 problems << QStringLiteral("%1 is missing for case %2.").arg(image, stem);
             else if (size != labelSize)

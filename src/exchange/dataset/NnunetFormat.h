@@ -7,6 +7,8 @@
 #include <QStringList>
 
 #include <cstddef>
+#include <deque>
+#include <future>
 #include <map>
 
 namespace KYVO {
@@ -29,11 +31,16 @@ QImage nnunetLayerPng(const KYVO::CImage& image, std::size_t z);
 class NnunetWriter {
 public:
     NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories, bool nifti);
+    /// Waits for cases still being written.
+    ~NnunetWriter();
+    NnunetWriter(const NnunetWriter&) = delete;
+    NnunetWriter& operator=(const NnunetWriter&) = delete;
 
     /// Adds one image as a case; problems go to `warnings`.
     void addImage(const LabeledImage& image, const Project& project, QStringList* warnings);
-    /// Checks and writes dataset.json; false with `errors` when the dataset breaks a rule.
-    bool finish(QStringList* errors);
+    /// Waits for the cases still being written (their problems go to `warnings`, as addImage's
+    /// do), then checks and writes dataset.json; false with `errors` when the dataset breaks a rule.
+    bool finish(QStringList* errors, QStringList* warnings);
 
     QString folder() const { return m_folder; }
 
@@ -44,11 +51,13 @@ private:
     int m_channels = 0; // of the first case; the others must match
     int m_cases = 0;
     bool m_nifti = false;
+    std::deque<std::future<QStringList>> m_pending; // cases being written, oldest first
 };
 
 /// What is wrong with an nnU-Net v2 dataset: dataset.json with channel_names, labels with
 /// "background": 0 and consecutive values, numTraining matching labelsTr, file_ending; every
-/// label file's values among the labels, and an image of each channel for each case.
-QStringList checkNnunetDataset(const QString& folder);
+/// label file's values among the labels, and an image of each channel for each case. Without
+/// `labelValues` the files are checked by their headers only (sizes), not their values.
+QStringList checkNnunetDataset(const QString& folder, bool labelValues = true);
 
 } // namespace pxm

@@ -119,6 +119,10 @@ std::unique_ptr<CImage> NetpbmCodec::read(const std::string& path, const Options
     return NetpbmReader::read(path);
 }
 
+CSize NetpbmCodec::readSize(const std::string& path) const {
+    return NetpbmReader::readSize(path);
+}
+
 void NetpbmCodec::checkWritable(const CImage& image) const {
     if (!accepts(m_format, image.type()))
         KYVO_THROW(std::string(kFormats[m_format].ending + 1) + " files cannot hold " +

@@ -28,6 +28,8 @@ public:
     std::string name() const override;
     std::vector<std::string> endings() const override;
     std::unique_ptr<CImage> read(const std::string& path, const Options& options) const override;
+    /// From the headers, without reading raw rasters.
+    CSize readSize(const std::string& path) const override;
     void checkWritable(const CImage& image) const override;
     void write(const std::string& path, const CImage& image, const Options& options) const override;
 

@@ -359,12 +359,9 @@ struct Layer {
     std::vector<std::uint8_t> plainVoxels;
 };
 
-} // namespace
-
-std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
-    BinaryFile f(path, BinaryFile::Read);
-    // Plain layers are kept until the volume is made, and then held beside it.
-    MemoryClaim held;
+/// The headers of every image of the file, one after another; plain rasters are read (kept
+/// only with `keepPlain`), raw ones skipped.
+std::vector<Layer> scanLayers(BinaryFile& f, MemoryClaim& held, bool keepPlain) {
     std::vector<Layer> layers;
     for (;;) {
         Layer layer{parseHeader(f), {}};
@@ -382,6 +379,8 @@ std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
                          std::to_string(h.height) + " pixels");
             layer.plainVoxels = readPlainRaster(f, h);
             end = f.tell();
+            if (!keepPlain)
+                layer.plainVoxels = {};
         } else {
             if (h.payload > f.size() - h.dataOffset)
                 KYVO_THROW("the file ends early (truncated)");
@@ -391,6 +390,24 @@ std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
         if (!nextImageFollows(f, end))
             break;
     }
+    return layers;
+}
+
+} // namespace
+
+CSize NetpbmReader::readSize(const std::string& path) {
+    BinaryFile f(path, BinaryFile::Read);
+    MemoryClaim held;
+    const std::vector<Layer> layers = scanLayers(f, held, false);
+    const Header& first = layers.front().header;
+    return CSize(first.width, first.height, layers.size());
+}
+
+std::unique_ptr<CImage> NetpbmReader::read(const std::string& path) {
+    BinaryFile f(path, BinaryFile::Read);
+    // Plain layers are kept until the volume is made, and then held beside it.
+    MemoryClaim held;
+    const std::vector<Layer> layers = scanLayers(f, held, true);
 
     const Header& first = layers.front().header;
     auto image = std::make_unique<CImage>(first.type, CSize(first.width, first.height, layers.size()),

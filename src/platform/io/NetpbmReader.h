@@ -20,6 +20,9 @@ namespace io {
 class NetpbmReader {
 public:
     static std::unique_ptr<CImage> read(const std::string& path);
+    /// The size read will give (layers included), from the headers alone for raw rasters;
+    /// throws as read does for a malformed or truncated file.
+    static CSize readSize(const std::string& path);
 };
 
 } // namespace io

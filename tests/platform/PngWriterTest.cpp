@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "platform/CException.h"
+#include "platform/CImage.h"
+#include "platform/CImageIo2.h"
+#include "platform/io/PngWriter.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+using KYVO::io::PngWriter;
+
+// Every pixel comes back as written, for each kind of data the dataset writers hand over, and
+// rows may be further apart than a row's bytes.
+TEST(PngWriterTest, WrittenPixelsReadBackExactly) {
+    pxmtest::TempDir dir;
+    for (const auto type : {KYVO::IMAGE_GREY_8, KYVO::IMAGE_GREY_16, KYVO::IMAGE_RGB_8I}) {
+        SCOPED_TRACE(KYVO::ImageTypeName(type));
+        KYVO::CImage image(type, KYVO::CSize(37, 23, 1));
+        for (std::size_t i = 0; i < image.byteCount(); ++i)
+            image.data()[i] = uint8_t(i * 7 / 3);
+        const std::size_t row = 37 * std::size_t(image.bytesPerVoxel());
+        for (const auto content : {PngWriter::Content::Picture, PngWriter::Content::Labels}) {
+            const std::string path = dir.localPath("out.png");
+            std::vector<uint8_t> padded(23 * (row + 5));
+            for (std::size_t y = 0; y < 23; ++y)
+                std::memcpy(&padded[y * (row + 5)], image.voxel(0, y, 0), row);
+            PngWriter::write(path, 37, 23, image.channels(), type == KYVO::IMAGE_GREY_16 ? 16 : 8, padded.data(),
+                             row + 5, content);
+            const std::unique_ptr<KYVO::CImage> back(KYVO::CImageIo2::Load(path));
+            ASSERT_EQ(back->type(), type);
+            ASSERT_EQ(back->size(), image.size());
+            EXPECT_EQ(std::memcmp(back->data(), image.data(), image.byteCount()), 0);
+        }
+    }
+    const uint8_t pixel = 0;
+    EXPECT_THROW(PngWriter::write(dir.localPath("x.png"), 1, 1, 2, 8, &pixel, 1, PngWriter::Content::Labels),
+                 KYVO::CException);
+    EXPECT_THROW(PngWriter::write(dir.localPath("missing/x.png"), 1, 1, 1, 8, &pixel, 1, PngWriter::Content::Labels),
+                 KYVO::CException);
+}
