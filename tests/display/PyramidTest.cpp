@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Large TIFFs read on demand: the levels of the file, the level the view paints at each zoom,
-// the same pixel at every level, and the tile memory while panning across the whole image.
+// Large TIFFs read on demand: levels, the level painted at each zoom, and tile memory while panning.
 #include "display/PyramidItem.h"
 #include "display/TileCache.h"
 #include "platform/CException.h"

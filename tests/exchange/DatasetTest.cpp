@@ -84,9 +84,7 @@ public:
 
 } // namespace
 
-// Every instance, from its RLE or polygons in COCO, from its YOLO outline and in the nnU-Net
-// labels, agrees with the full label mask; the files pass their own checks; COCO reads back to
-// the same shapes.
+// Every COCO, YOLO and nnU-Net instance agrees with the full label mask; the files pass their checks; COCO reads back.
 TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     pxm::DatasetExport exporter(&project, out.path(""), options());
     ASSERT_TRUE(exporter.run()) << exporter.errors().join('\n').toStdString();
@@ -138,8 +136,7 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     EXPECT_EQ(polygons, 3); // two rectangles and the polygon
     EXPECT_EQ(rles, 4);     // ellipse, region and the mask's two regions
 
-    // nnU-Net (NIfTI, as one image is a volume) renumbers mask ids 1 and 3 as 1 and 2, voxel for
-    // voxel as the full mask.
+    // nnU-Net (NIfTI, as one image is a volume) renumbers mask ids 1 and 3 as 1 and 2, voxel for voxel.
     nifti_image* labels = nifti_image_read(QFile::encodeName(out.path("Dataset500_Plates/labelsTr/plate.nii.gz")), 1);
     ASSERT_NE(labels, nullptr);
     const cv::Mat values(60, 80, CV_8UC1, labels->data);
@@ -252,8 +249,7 @@ TEST(DatasetCheck, RleRoundTrips) {
     EXPECT_FALSE(ok);
 }
 
-// The complete LabelMe file: shape types, points after the item's transform, RGBA colours, a
-// region as a polygon and the image path relative to the file.
+// The complete LabelMe file: shape types, transformed points, RGBA colours, regions as polygons, relative path.
 TEST_F(DatasetExportTest, CompleteLabelMeFile) {
     auto* turned = addRect(image->scene(0), QRectF(0, 0, 10, 4), nucleus);
     turned->setPos(40, 40);

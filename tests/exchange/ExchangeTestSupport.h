@@ -103,8 +103,7 @@ inline QStringList messageTexts(const pxm::BaseReader& reader) {
     return result;
 }
 
-/// Writes `text` to the file `name` in the directory and reads it with a new reader of the type;
-/// the reader's messages.
+/// The messages of a new reader of the type that reads `text`, written to the file `name` in the directory.
 template <class Reader>
 QStringList readText(pxm::Project& project, const TempDir& dir, const QString& name, const QByteArray& text) {
     writeFile(dir.path(name), text);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Runs the built pixmarker-export program the way a pipeline would: a separate process
-// with neither a display nor a chosen Qt platform; and interrupts it in the middle of an export.
+// Runs pixmarker-export as a pipeline would, without a display or a chosen Qt platform, and interrupts it.
 #include "exchange/ExchangeTestSupport.h"
 #include "persistence/ProjectSerializer.h"
 
@@ -49,8 +48,7 @@ QString writeProject(const TempDir& dir) {
 constexpr int kImages = 300;
 constexpr int kSide = 1024;
 
-/// Images that know their size but whose files are gone, each with one rectangle: every full
-/// mask is a 1 MiB file of its own, so an export takes long enough to be interrupted.
+/// Images known by size only, one rectangle each: 1 MiB full masks, an export long enough to interrupt.
 QString writeLargeProject(const TempDir& dir) {
     Project project;
     const Label* label = addLabel(project, "cell", 4, 9);
@@ -143,8 +141,7 @@ TEST_F(ExportCommand, ExportsAProjectWithoutADisplay) {
     EXPECT_TRUE(QFileInfo(partial + "/one___fullmask.pgm").isFile());
 }
 
-// Ctrl-C or SIGTERM in the middle of an export: the program finishes the file it is writing,
-// starts no other, and says so in its exit code; what it wrote stays complete.
+// Ctrl-C or SIGTERM: the file being written is finished, no other started, the exit code says so.
 TEST_F(ExportCommand, StopsCleanlyOnCtrlCAndSigterm) {
     const QString project = writeLargeProject(dir);
 

@@ -62,11 +62,9 @@ TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
         QString suffix;
         QString expected;
     };
+    // The standard pattern's names are checked with the written files below.
     const QList<Case> cases = {
-        {standard, image, nullptr, nullptr, "_fullmask.pgm", "/out/a.b___fullmask.pgm"},
-        {standard, image, nullptr, nucleus, "_mask.pbm", "/out/a.b_12__mask.pbm"},
-        {standard, image, image->scene(2), nullptr, ".mark", "/out/a.b__2.mark"},
-        {standard, nullptr, nullptr, nullptr, ".vgg.json", "/out/__.vgg.json"},
+        {standard, image, image->scene(2), nucleus, ".mark", "/out/a.b_12_2.mark"},
         // Repeated placeholders all expand; the names are case-sensitive; nothing is escaped.
         {"{label_name}-{label_name}/{Label_id}", nullptr, nullptr, nucleus, ".x",
          "/out/nucleus-nucleus/{Label_id}.x"},

@@ -84,8 +84,7 @@ TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
 
 TEST(LabelMeTest, HandWrittenFiles) {
     pxmtest::TempDir dir;
-    // The reader's messages, the images with their items and the labels' colours; a line of the log
-    // if one is expected.
+    // The reader's messages, the images with their items and the labels' colours; a log line if expected.
     struct Case {
         const char* name;
         QByteArray shapes; // the "shapes" array's items in a file of the image "a.png"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Images too large to hold: read on demand from a pyramid TIFF, and their full mask written
-// in strips that must equal the mask built whole.
+// Images too large to hold: read on demand from a pyramid TIFF; full masks written in strips equal whole ones.
 #include "exchange/ExchangeTestSupport.h"
 #include "exchange/ExportMaskWorker.h"
 #include "platform/io/TiffPyramid.h"

@@ -19,8 +19,7 @@ QString writeMask(const TempDir& dir, const QString& name, KYVO::CSize size, std
     return dir.path(name);
 }
 
-/// The labels, and each image's path, mask path and first mask values, so a test can check that
-/// nothing changed.
+/// The labels, and each image's path, mask path and first mask values.
 QStringList state(const Project& project) {
     QStringList lines = pxmtest::describeLabels(project);
     for (const LabeledImage* image : project.images()) {
@@ -149,8 +148,7 @@ TEST_F(MaskImportTest, UnknownValuesAreReportedAndBecomeLabelsInTheSameStep) {
 }
 
 TEST_F(MaskImportTest, ReplacingAMaskClearsErasuresAndUndoRestoresMaskAndErasures) {
-    // An image whose mask comes from a file, as after opening a project; one voxel erased
-    // and one reassigned in memory.
+    // A mask from a file, as after opening a project; one voxel erased and one reassigned in memory.
     const QString old = writeMask(dir, "old.pgm", {4, 4, 1}, {1});
     a->setMaskPath(old);
     a->loadMask(true, false);

@@ -11,7 +11,6 @@ namespace {
 QByteArray writeProject(pxm::Project& project, const pxmtest::TempDir& dir) {
     const QString path = dir.path("out.vgg.json");
     pxm::VGGImageAnnotatorWriter writer(&project, path);
-    EXPECT_EQ(writer.path(), path);
     return pxmtest::readFile(path);
 }
 
@@ -59,7 +58,6 @@ TEST(VGGImageAnnotatorTest, UnwritableFileRaisesATypedErrorAndLeavesNothing) {
         pxm::VGGImageAnnotatorWriter writer(&project, path);
         ADD_FAILURE() << "no exception";
     } catch (const pxm::VGGImageAnnotatorWriteError& e) {
-        EXPECT_STREQ(e.what(), "todo");
         EXPECT_EQ(e.path(), path);
         EXPECT_FALSE(e.reason().isEmpty());
     }

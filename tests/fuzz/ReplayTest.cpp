@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Replays every committed seed and every saved crash input through the fuzz harnesses, so that
-// the readers keep reading what the writers write and a fixed crash stays fixed. Any compiler:
-// the sanitizers of the normal suite do the checking that libFuzzer would.
+// Replays every seed and saved crash input through the fuzz harnesses; the suite's sanitizers do the checking.
 #include "fuzz/harness/FuzzTarget.h"
 #include "platform/MemoryBudget.h"
 #include "platform/io/TiffReader.h"
@@ -60,9 +58,7 @@ TEST_F(FuzzReplay, SeedsAreReadTheirPrefixesAndSavedCrashInputsEndInAnOutcome) {
         ASSERT_FALSE(seeds.isEmpty()) << "every target starts from seeds";
         for (const auto& seed : seeds)
             EXPECT_EQ(runOn(target, seed.second), pxmfuzz::Read) << seed.first.toStdString();
-        // Every prefix of a seed is what a cut-off copy of a real file looks like: each of the
-        // first few dozen lengths and then every 97th is tried. Line-based imports take an empty
-        // file as one without annotations; nothing else is empty.
+        // Prefixes are cut-off files (the first few dozen lengths, then every 97th); only line-based imports read "".
         const QByteArray& bytes = seeds.first().second;
         const bool emptyIsValid = target.name == std::string("karo") || target.name == std::string("voc");
         EXPECT_EQ(runOn(target, bytes, 0), emptyIsValid ? pxmfuzz::Read : pxmfuzz::Refused);
@@ -107,8 +103,7 @@ TEST_F(FuzzReplay, AHeaderFullOfSamplesIsRefusedQuicklyWithoutTheMemoryItPromise
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_NE(message.find("unsupported TIFF content: 64767 samples per pixel"), std::string::npos) << message;
-    // The child starts with the pages it shares with us; what it adds is the reader's, plus
-    // AddressSanitizer's shadow (an eighth of what it touches) and its allocator's first chunks.
+    // What the child adds is the reader's, AddressSanitizer's shadow and its allocator's first chunks.
     const std::uint64_t peak = std::uint64_t(usage.ru_maxrss) * 1024;
     const std::uint64_t growth = peak > before ? peak - before : 0;
     EXPECT_LT(growth, std::uint64_t(32) << 20) << "peak " << peak << " bytes, " << before << " before";

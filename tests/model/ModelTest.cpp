@@ -23,8 +23,7 @@ using namespace pxm::commands;
 
 namespace {
 
-/// Records a project's signals in the order they are emitted, as short texts such as
-/// "currentImageChanged(a.png)" or "currentLabelChanged(null)".
+/// A project's signals in the order emitted, as texts like "currentImageChanged(a.png)".
 class SignalLog {
 public:
     explicit SignalLog(Project* project) {
@@ -403,8 +402,7 @@ TEST(Project, SettingsComeFromTheRegistryWithTheirTypesAndLabelsFromValueVectors
 
 namespace {
 
-/// Everything a command may change, as text, so states can be compared. Undo appends a
-/// re-added object at the end of its list, so the lists are compared as sets.
+/// Everything a command may change, sorted (undo appends a re-added object at the end of its list).
 QString snapshot(const Project& project) {
     QStringList parts;
     for (LabeledImage* image : project.images())
@@ -497,8 +495,7 @@ TEST(Commands, TakenObjectsAreDeletedExactlyOnceWhicheverStateTheStackIsClearedI
         EXPECT_EQ(removedLabel.isNull(), !undone);
         EXPECT_TRUE(duplicate.isNull()) << "a refused duplicate belongs to the command";
     }
-    // Commands destroyed while the project still lives never leave objects behind, and
-    // objects still in the project die with it (AddressSanitizer checks both).
+    // Commands dying before the project leave nothing behind; objects in it die with it (AddressSanitizer).
     auto project = std::make_unique<Project>();
     QPointer<LabeledImage> inside = makeImage(nullptr, "x");
     QUndoStack ownStack;

@@ -23,8 +23,7 @@ using namespace KYVO;
 
 namespace {
 
-/// Voxels that use each type's range: smooth enough for JPEG, high bits set in 16-bit
-/// images, negative and fractional floats.
+/// Voxels over each type's range: smooth enough for JPEG, high 16-bit bits, negative and fractional floats.
 CImage makePattern(EnImageType type, const CSize& size) {
     CImage img(type, size);
     for (std::size_t z = 0; z < size.z; ++z)
@@ -54,8 +53,7 @@ int maxByteDifference(const CImage& a, const CImage& b) {
     return worst;
 }
 
-/// A GIF with a 4-colour palette, LZW-coded with a clear code before every pair of pixels
-/// so that codes stay 3 bits wide.
+/// A GIF with a 4-colour palette, a clear code before every pair of pixels keeping LZW codes 3 bits wide.
 QByteArray makeGif(int w, int h, const std::vector<std::uint8_t>& indices, const std::uint8_t palette[4][3]) {
     QByteArray g("GIF89a");
     auto put16 = [&](int v) { g.append(char(v & 0xff)).append(char(v >> 8)); };
@@ -95,8 +93,7 @@ std::string loadError(const std::string& path) {
     return image || !error.empty() ? error : "no image";
 }
 
-/// What a file holds, as "TYPE WxHxD: v v ..." (channel values voxel by voxel), or "refused" when
-/// loading throws a message that names the file.
+/// "TYPE WxHxD: v v ..." of a file's voxels, or "refused" when loading throws a message naming the file.
 std::string contents(const std::string& path) {
     std::unique_ptr<CImage> image;
     const std::string error = pxmtest::thrownMessage([&] { image.reset(CImageIo2::Load(path)); });
@@ -597,8 +594,7 @@ TEST(ImageIo, EndingsAndDialogFiltersComeFromOneTable) {
     EXPECT_FALSE(CImageIo2::CanRead("x.gz") || CImageIo2::CanRead("png") || CImageIo2::CanWrite("x.txt"));
 }
 
-// Decoded sizes beyond the memory budget are refused with a message before anything is
-// allocated for them, by CImage and by every codec whose library allocates first.
+// Sizes beyond the memory budget are refused before anything is allocated, also where a library allocates first.
 
 TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
     const std::uint64_t machine = MemoryBudget::machineLimit();
@@ -692,8 +688,7 @@ TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) 
     }
 }
 
-// The header alone gives the size (TIFF pages make the depth); the voxel size comes from the
-// resolution tags or an ImageJ description, in micrometres.
+// The header gives the size (pages the depth); the voxel size (µm) comes from resolution tags or ImageJ.
 TEST(ImageIoTiff, SizeAndVoxelSizeFromTheHeader) {
     pxmtest::TempDir dir;
     const std::string volume = dir.localPath("stack.tif");

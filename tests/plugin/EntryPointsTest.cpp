@@ -27,8 +27,7 @@ template <class To> To entryPoint(void* library, const char* name) {
 } // namespace
 
 TEST(EntryPoints, BuiltLibraryOffersBothByTheirCNames) {
-    // A private copy: the loaded file stays mapped until the process ends, and a rebuild
-    // rewriting the original meanwhile would pull the pages from under it.
+    // A private copy: the file stays mapped, and a rebuild rewriting it would pull the pages from under it.
     const pxmtest::TempDir dir;
     const QString copy = dir.path("libpixmarker_core.so");
     ASSERT_TRUE(QFile::copy(PXM_CORE_LIBRARY, copy));

@@ -26,9 +26,8 @@ using namespace KYVO;
 
 namespace {
 
-/// Runs the node. Once its window is shown, `whileShown` runs and the window is closed, as a
-/// user would; modal boxes (a missing mask file, a reload error) are dismissed first and
-/// counted in `dismissed`, so no run can block the test.
+/// Runs the node; once its window shows, `whileShown` runs and the window is closed. Modal boxes are
+/// dismissed first and counted in `dismissed`, so no run can block the test.
 void runAndClose(pxm::PPixmarker& node, const std::function<void()>& whileShown = {},
                  int* dismissed = nullptr) {
     // Two timers: `whileShown` may open a box that only the other one can dismiss.

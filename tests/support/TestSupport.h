@@ -27,8 +27,7 @@ private:
     QTemporaryDir m_dir;
 };
 
-/// A project document with each scene's items sorted (a project file read back stacks them
-/// the other way round).
+/// A project document with each scene's items sorted (a file read back stacks them the other way round).
 QJsonObject withSortedItems(const QByteArray& projectJson);
 
 /// This environment plus a private configuration folder in `dir` and leak suppressions for Qt.

@@ -8,8 +8,7 @@
 
 namespace pxmfuzz {
 
-/// What a reader made of one input. Crashes, leaks and undefined behaviour are the
-/// sanitizers' to report; every input must end in one of these two.
+/// What a reader made of one input; crashes, leaks and undefined behaviour are the sanitizers' to report.
 enum Outcome {
     Read = 0,    ///< the input was read
     Refused = 1, ///< the reader refused it with its own error or message
@@ -31,9 +30,7 @@ const std::vector<FuzzTarget>& fuzzTargets();
 /// The target of that name, or null.
 const FuzzTarget* findFuzzTarget(const std::string& name);
 
-/// Prepares the process once: a scratch directory for the inputs, a small memory budget so
-/// that hostile sizes are refused before they cost time, and silence from the readers' logs.
-/// Needs the QApplication to exist.
+/// Once, with a QApplication: a scratch directory, a small memory budget and silent reader logs.
 void setUpFuzzing();
 
 } // namespace pxmfuzz

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Each reader runs through the entry point the program uses for a file the user hands it:
-// images through CImageIo2::Load (the ending picks the codec), project files, annotation
-// imports and the settings store.
+// Each reader runs through the entry point the program uses for a file the user hands it.
 #include "exchange/BaseReader.h"
 #include "exchange/CocoReader.h"
 #include "exchange/KAROMarkReader.h"
@@ -32,9 +30,7 @@ namespace pxmfuzz {
 
 namespace {
 
-// Large enough for every seed, small enough that an input claiming more is refused in
-// microseconds instead of being decoded for a tenth of a second: header parsing is where
-// the faults are, and the fuzzer should spend its time there.
+// Enough for every seed; larger claims are refused at once, so the fuzzer's time goes to header parsing.
 constexpr std::uint64_t kFuzzMemoryBudget = std::uint64_t(16) << 20;
 
 std::string& scratch() {
@@ -56,8 +52,7 @@ std::string scratchFile(const std::string& name, const std::uint8_t* data, std::
     return path;
 }
 
-/// The model reports misuse on standard error, and tearing down a project always does; muted
-/// while a target runs.
+/// Mutes standard error, where tearing down a project always reports, while a target runs.
 struct QuietStandardError {
     std::streambuf* previous = std::cerr.rdbuf(nullptr);
     std::ios_base::iostate state = std::cerr.rdstate();
@@ -185,8 +180,7 @@ void setUpFuzzing() {
     scratch() = pattern.toStdString();
     std::atexit([] { QDir(QString::fromStdString(scratch())).removeRecursively(); });
     KYVO::MemoryBudget::setLimit(kFuzzMemoryBudget);
-    // Readers report every fault they survive through Qt's log; millions of inputs would
-    // bury the fuzzer's own output.
+    // Readers log every fault they survive; millions of inputs would bury the fuzzer's own output.
     qInstallMessageHandler(dropMessage);
 }
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The libFuzzer entry: one program for every target, chosen by PIXMARKER_FUZZ_TARGET so that
-// the processes libFuzzer starts itself (-fork, -jobs) inherit the choice; "list" prints them.
+// The libFuzzer entry for every target, chosen by PIXMARKER_FUZZ_TARGET ("list" prints them).
 #include "fuzz/harness/FuzzTarget.h"
 #include "platform/Vandu.h"
 

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writes the fuzzing seeds with the program's own writers, so that the fuzzers start from what
-// real files look like: `pixmarker-fuzz-seeds DIR` fills DIR/<target>/ for every target. The
-// files are kept tiny so that they can be committed.
+// `pixmarker-fuzz-seeds DIR` writes tiny seeds for every target into DIR/<target>/ with the program's writers.
 #include "exchange/KAROMarkWriter.h"
 #include "exchange/LabelMeWriter.h"
 #include "exchange/VOCWriter.h"
