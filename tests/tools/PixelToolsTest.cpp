@@ -88,18 +88,16 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene
         move(p, Qt::LeftButton);
     EXPECT_EQ(stack()->count(), 0);
     release({199.9, 150});
-    EXPECT_EQ(tool->region(), nullptr);
-    EXPECT_EQ(stack()->count(), 1);
+    EXPECT_EQ(std::pair(!!tool->region(), stack()->count()), std::pair(false, 1));
     ASSERT_EQ(regions().size(), 1);
     const QPainterPath path = regions().first()->path();
-    EXPECT_EQ(path.fillRule(), Qt::WindingFill);
+    EXPECT_EQ(std::tuple(path.fillRule(), regions().first()->pen().style(), labelIdOf(regions().first())),
+              std::tuple(Qt::WindingFill, Qt::NoPen, label->id()));
     EXPECT_TRUE(onlyPixelRectangles(path));
-    EXPECT_TRUE(QRectF(0, 0, 200, 200).contains(path.boundingRect())) << "never beyond the scene";
-    EXPECT_TRUE(path.contains(QPointF(199.5, 199.5)));
-    EXPECT_TRUE(path.contains(QPointF(199.5, 160.5))) << "on the way back from beyond the scene";
+    // Never beyond the scene, but on the way back from beyond it.
+    EXPECT_TRUE(QRectF(0, 0, 200, 200).contains(path.boundingRect()));
+    EXPECT_TRUE(path.contains(QPointF(199.5, 199.5)) && path.contains(QPointF(199.5, 160.5)));
     EXPECT_FALSE(path.contains(QPointF(150, 150)));
-    EXPECT_EQ(regions().first()->pen().style(), Qt::NoPen);
-    EXPECT_EQ(labelIdOf(regions().first()), label->id());
     const QStringList after = snapshot();
     EXPECT_NE(after, before);
     expectUndoRedo(before, after);
@@ -334,15 +332,12 @@ TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     auto* tool = useTool<FreehandTool>(ToolType::Freehand, 4);
     press({50, 50});
     move({60, 60}, Qt::LeftButton);
-    ASSERT_NE(tool->region(), nullptr);
-    ASSERT_NE(tool->brushCursor(), nullptr);
+    ASSERT_TRUE(tool->region() && tool->brushCursor());
     typeKey(Qt::Key_Escape);
-    EXPECT_EQ(tool->region(), nullptr);
-    EXPECT_EQ(tool->brushCursor(), nullptr);
+    EXPECT_TRUE(!tool->region() && !tool->brushCursor());
     move({70, 70}, Qt::LeftButton);
     release({70, 70});
-    EXPECT_EQ(stack()->count(), 0);
-    EXPECT_TRUE(regions().isEmpty());
+    EXPECT_EQ(std::pair(stack()->count(), regions().size()), std::pair(0, 0));
     EXPECT_NE(tool->brushCursor(), nullptr) << "the cursor comes back with the next move";
     press({50, 50}, Qt::RightButton);
     move({60, 60}, Qt::RightButton);
@@ -357,8 +352,7 @@ TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     view->setTool(ToolType::Rectangle);
     for (QGraphicsItem* item : scene()->items())
         EXPECT_EQ(dynamic_cast<GraticuleItem*>(item), nullptr);
-    EXPECT_TRUE(regions().isEmpty());
-    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_EQ(std::pair(stack()->count(), regions().size()), std::pair(0, 0));
 }
 
 TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthAndShapeSettings) {
@@ -367,20 +361,22 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthAndShapeSettings) {
     ASSERT_NE(tool->brushCursor(), nullptr);
     EXPECT_EQ(tool->brushCursor()->rect(), QRectF(37, 27, 6, 6));
     EXPECT_TRUE(tool->brushCursor()->data(LabelIdDataKey).isNull());
+    // The width setting and the spin box; the cursor is resized around its centre.
+    const auto width = [&] {
+        return std::pair(project.setting("FreehandTool.brushWidth").toInt(), tool->widthSpinBox()->value());
+    };
     typeKey(Qt::Key_Plus);
-    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 7);
-    EXPECT_EQ(tool->brushCursor()->rect(), QRectF(36.5, 26.5, 7, 7)) << "resized around its centre";
-    EXPECT_EQ(tool->widthSpinBox()->value(), 7);
+    EXPECT_EQ(width(), std::pair(7, 7));
+    EXPECT_EQ(tool->brushCursor()->rect(), QRectF(36.5, 26.5, 7, 7));
     tool->widthSpinBox()->setValue(3);
-    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 3);
+    EXPECT_EQ(width().first, 3);
     for (int i = 0; i < 5; ++i)
         typeKey(Qt::Key_Minus);
     EXPECT_EQ(tool->brushWidth(), 1) << "never below 1";
     // Past the spin box's maximum by key: the setting keeps it, the box shows 99.
     project.setSetting("FreehandTool.brushWidth", 99);
     typeKey(Qt::Key_Plus);
-    EXPECT_EQ(project.setting("FreehandTool.brushWidth").toInt(), 100);
-    EXPECT_EQ(tool->widthSpinBox()->value(), 99);
+    EXPECT_EQ(width(), std::pair(100, 99));
     project.setSetting("FreehandTool.brushWidth", "junk");
     EXPECT_EQ(tool->brushWidth(), 1);
     // The shape box writes the tool's own setting and follows it; round shows a disc.
@@ -393,12 +389,12 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthAndShapeSettings) {
     EXPECT_EQ(project.setting("FreehandTool.brushShape").toString(), "Round");
     EXPECT_FALSE(project.settings().contains("EraserTool.brushShape"));
     ASSERT_NE(disc(), nullptr);
-    EXPECT_EQ(disc()->rect(), tool->brushCursor()->rect());
-    EXPECT_EQ(tool->brushCursor()->brush().style(), Qt::NoBrush) << "only the disc shows";
+    // Only the disc shows.
+    EXPECT_EQ(std::pair(disc()->rect(), tool->brushCursor()->brush().style()),
+              std::pair(tool->brushCursor()->rect(), Qt::NoBrush));
     project.setSetting("FreehandTool.brushShape", "Square");
-    EXPECT_EQ(shapes->currentData().toString(), "Square");
-    EXPECT_EQ(disc(), nullptr);
-    EXPECT_EQ(tool->brushCursor()->brush().style(), Qt::SolidPattern);
+    EXPECT_EQ(std::tuple(shapes->currentData().toString(), disc(), tool->brushCursor()->brush().style()),
+              std::tuple(QString("Square"), static_cast<QGraphicsEllipseItem*>(nullptr), Qt::SolidPattern));
     // Ctrl+plus zooms on the press and widens the brush of either tool on the release.
     for (const ToolType type : {ToolType::Freehand, ToolType::Eraser}) {
         const QString setting =
@@ -407,8 +403,8 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthAndShapeSettings) {
         view->setTool(type);
         const double scale = view->transform().m11();
         key(QEvent::KeyPress, Qt::Key_Plus, Qt::ControlModifier);
-        EXPECT_GT(view->transform().m11(), scale) << "zoomed in on the press";
-        EXPECT_EQ(project.setting(setting).toInt(), 5) << "not yet wider";
+        // Zoomed in on the press, not yet wider.
+        EXPECT_TRUE(view->transform().m11() > scale && project.setting(setting).toInt() == 5);
         key(QEvent::KeyRelease, Qt::Key_Plus, Qt::ControlModifier);
         EXPECT_EQ(project.setting(setting).toInt(), 6);
         const double zoomed = view->transform().m11();
@@ -431,10 +427,9 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
         move({x, 48.7}, Qt::LeftButton);
     release({110, 48.7});
     EXPECT_FALSE(tool->erasing());
-    EXPECT_EQ(rect->scene(), nullptr) << "touched at its edge, removed whole";
-    EXPECT_EQ(far->scene(), scene());
-    EXPECT_EQ(stack()->count(), 1);
-    EXPECT_EQ(stack()->command(0)->childCount(), 10) << "one command per brush square";
+    // Touched at its edge, removed whole; one command per brush square.
+    EXPECT_EQ(std::tuple(rect->scene(), far->scene(), stack()->count(), stack()->command(0)->childCount()),
+              std::tuple(nullptr, scene(), 1, 10));
     const QStringList after = snapshot();
     expectUndoRedo(before, after);
     stack()->undo();
@@ -459,46 +454,29 @@ TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
     useTool<EraseTool>(ToolType::Eraser, 4);
     click({115, 100});
     ASSERT_EQ(regions().size(), 1);
-    EXPECT_FALSE(region->path().contains(QPointF(115, 100)));
-    EXPECT_TRUE(region->path().contains(QPointF(101, 100)));
-    EXPECT_TRUE(region->path().contains(QPointF(129, 100)));
+    // Whether the region holds points left of, at and right of the click.
+    const auto holds = [region](double y) {
+        return std::tuple(region->path().contains(QPointF(101, y)), region->path().contains(QPointF(115, y)),
+                          region->path().contains(QPointF(129, y)));
+    };
+    EXPECT_EQ(holds(100), std::tuple(true, false, true));
     stack()->undo();
     EXPECT_EQ(region->path(), painted);
     // Erasing every last pixel removes the region; undo brings it back whole.
     project.setSetting("EraserTool.brushWidth", 12);
     drag({96, 100}, {134, 100}, Qt::LeftButton, 8);
-    EXPECT_TRUE(regions().isEmpty());
-    EXPECT_EQ(region->scene(), nullptr);
+    EXPECT_EQ(std::pair(regions().size(), region->scene()),
+              std::pair(0, static_cast<QGraphicsScene*>(nullptr)));
     stack()->undo();
-    ASSERT_EQ(regions().size(), 1);
-    EXPECT_EQ(regions().first(), region);
-    EXPECT_EQ(region->path(), painted);
-    EXPECT_EQ(snapshot(), before);
+    EXPECT_EQ(std::tuple(regions(), region->path(), snapshot()),
+              std::tuple(QList<QGraphicsPathItem*>{region}, painted, before));
     stack()->redo();
     EXPECT_TRUE(regions().isEmpty());
     // A region moved elsewhere is cut where it shows, in its own coordinates.
     stack()->undo();
     region->setPos(0, 40);
     click({115, 140});
-    EXPECT_FALSE(region->path().contains(QPointF(115, 100)));
-    EXPECT_TRUE(region->path().contains(QPointF(101, 100)));
-}
-
-TEST_F(PixelToolTest, EraserHidesMaskPixelsAndUndoShowsThemAgain) {
-    setMask(QRect(10, 10, 30, 30), 2);
-    useTool<EraseTool>(ToolType::Eraser, 5);
-    drag({20, 20}, {30, 20}, Qt::LeftButton, 2);
-    EXPECT_EQ(maskAt(20, 20), 0);
-    EXPECT_EQ(maskAt(30, 20), 0);
-    EXPECT_EQ(maskAt(20, 30), 2);
-    EXPECT_EQ(image->mask()->data()[20 + 200 * 20], 2) << "the mask itself is kept";
-    // The same pixels erased by two squares of the stroke need both undone.
-    stack()->undo();
-    EXPECT_EQ(maskAt(20, 20), 2);
-    EXPECT_EQ(maskAt(30, 20), 2);
-    EXPECT_TRUE(nothingErased());
-    stack()->redo();
-    EXPECT_EQ(maskAt(25, 20), 0);
+    EXPECT_EQ(holds(100), std::tuple(true, false, true));
 }
 
 TEST_F(PixelToolTest, ReassignFloodsMaskRegionsRelabelsShapesAndPicksLabels) {
@@ -507,57 +485,50 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsRelabelsShapesAndPicksLabels) {
     project.setCurrentLabel(label);
     click({15, 15});
     ASSERT_EQ(stack()->count(), 1);
-    EXPECT_EQ(maskAt(29, 29), label->maskId()) << "masks hold mask ids";
-    EXPECT_EQ(maskAt(9, 9), 0);
+    EXPECT_EQ(std::pair(maskAt(29, 29), maskAt(9, 9)), std::pair(label->maskId(), 0))
+        << "masks hold mask ids";
     stack()->undo();
     EXPECT_EQ(maskAt(29, 29), other->maskId());
     stack()->redo();
-    // A pixel that already has the label's id: nothing happens, nothing is pushed.
+    // A pixel that already has the label's id, or neither label nor shape: nothing is pushed.
     click({20, 20});
-    EXPECT_EQ(stack()->count(), 1);
-    click({100, 100}); // unlabelled, no shape
+    click({100, 100});
     EXPECT_EQ(stack()->count(), 1);
     QGraphicsRectItem* rect = addRect({120, 120, 30, 30}, other);
     const QColor otherColour = rect->brush().color();
-    move({135, 135});
-    EXPECT_EQ(tool->hoveredItem(), rect);
-    EXPECT_EQ(rect->cursor().shape(), Qt::PointingHandCursor);
-    move({100, 100});
-    EXPECT_EQ(tool->hoveredItem(), nullptr);
-    EXPECT_EQ(rect->cursor().shape(), Qt::ArrowCursor);
-    move({15, 15});
-    EXPECT_EQ(tool->hoveredItem(), scene()->maskItem()) << "a labelled mask pixel shows the hand";
+    // The hovered item and the rectangle's cursor; a labelled mask pixel shows the hand too.
+    const auto hover = [&](const QPointF& p) {
+        move(p);
+        return std::pair(tool->hoveredItem(), rect->cursor().shape());
+    };
+    EXPECT_EQ(hover({135, 135}), std::pair(static_cast<QGraphicsItem*>(rect), Qt::PointingHandCursor));
+    EXPECT_EQ(hover({100, 100}), std::pair(static_cast<QGraphicsItem*>(nullptr), Qt::ArrowCursor));
+    EXPECT_EQ(hover({15, 15}).first, scene()->maskItem());
     click({135, 135});
-    EXPECT_EQ(stack()->count(), 2);
-    EXPECT_EQ(labelIdOf(rect), label->id());
+    EXPECT_EQ(std::pair(stack()->count(), labelIdOf(rect)), std::pair(2, label->id()));
     click({135, 135});
     EXPECT_EQ(stack()->count(), 2) << "already the current label";
     stack()->undo();
-    EXPECT_EQ(labelIdOf(rect), other->id());
-    EXPECT_EQ(rect->brush().color(), otherColour);
-    // A right click picks the label under the pointer, a digit key the label at its place.
+    EXPECT_EQ(std::pair(labelIdOf(rect), rect->brush().color()), std::pair(other->id(), otherColour));
+    // A right click picks the label under the pointer (nothing there: none), a digit key the
+    // label at its place (beyond the list: none; 0 is the tenth).
     stack()->clear();
-    click({135, 135}, Qt::RightButton);
-    EXPECT_EQ(project.currentLabel(), other);
-    click({15, 15}, Qt::RightButton);
-    EXPECT_EQ(project.currentLabel(), label);
-    project.setCurrentLabel(other);
-    click({100, 100}, Qt::RightButton); // nothing there
-    EXPECT_EQ(project.currentLabel(), other);
-    EXPECT_EQ(stack()->count(), 0);
     Label* third = project.createLabel();
-    typeKey(Qt::Key_1);
-    EXPECT_EQ(project.currentLabel(), label);
-    typeKey(Qt::Key_2);
-    EXPECT_EQ(project.currentLabel(), other);
-    typeKey(Qt::Key_9); // beyond the list
-    EXPECT_EQ(project.currentLabel(), other);
-    for (int i = 0; i < 7; ++i)
-        project.createLabel();
-    typeKey(Qt::Key_0);
-    EXPECT_EQ(project.currentLabel(), project.labels().at(9));
-    typeKey(Qt::Key_3);
-    EXPECT_EQ(project.currentLabel(), third);
+    QList<Label*> picked;
+    for (const QPointF& p : {QPointF(135, 135), QPointF(15, 15), QPointF(100, 100)}) {
+        click(p, Qt::RightButton);
+        picked << project.currentLabel();
+    }
+    for (const int key : {Qt::Key_1, Qt::Key_2, Qt::Key_9, Qt::Key_0, Qt::Key_3}) {
+        if (key == Qt::Key_0)
+            for (int i = 0; i < 7; ++i)
+                project.createLabel();
+        typeKey(key);
+        picked << project.currentLabel();
+    }
+    EXPECT_EQ(picked,
+              (QList<Label*>{other, label, label, label, other, other, project.labels().at(9), third}));
+    EXPECT_EQ(stack()->count(), 0);
 }
 
 TEST_F(PixelToolTest, HandlersTolerateNoSceneAndAnImageThatFailedToLoad) {

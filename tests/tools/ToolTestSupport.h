@@ -154,6 +154,10 @@ public:
         return result;
     }
 
+    /// The label items as snapshot() lists them, and the number of undo steps.
+    std::pair<QStringList, int> made() const { return {snapshot(), stack()->count()}; }
+    using Made = std::pair<QStringList, int>;
+
     /// Checks that the stack's top command undoes to `before` and redoes to `after`, twice.
     void expectUndoRedo(const QStringList& before, const QStringList& after) {
         const int index = stack()->index();
