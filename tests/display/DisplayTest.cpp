@@ -118,14 +118,10 @@ TEST(ImageInfo, WholeAndPerSliceStatisticsMatchATwoPassSum) {
         std::vector<double> values;
     } cases[] = {
         {"grey8", KYVO::IMAGE_GREY_8, {2, 2, 3}, {1, 2, 3, 4, 10, 10, 10, 10, 0, 255, 0, 255}},
-        {"grey16",
-         KYVO::IMAGE_GREY_16,
-         {2, 2, 3},
+        {"grey16", KYVO::IMAGE_GREY_16, {2, 2, 3},
          {1000, 2000, 3000, 4000, 65535, 65535, 65535, 65535, 0, 65535, 0, 65535}},
         // NaN skipped, an all-NaN slice counts nothing, and a large offset must not cost precision.
-        {"float",
-         KYVO::IMAGE_GREY_F,
-         {2, 2, 3},
+        {"float", KYVO::IMAGE_GREY_F, {2, 2, 3},
          {0.5, -1.5, 2.5, kNaN, 1000001, 1000002, 1000003, 1000004, kNaN, kNaN, kNaN, kNaN}},
         {"float, NaN past the last group of four", KYVO::IMAGE_GREY_F, {5, 1, 1}, {1, 2, 3, 4, kNaN}},
         {"rgb counts every channel value", KYVO::IMAGE_RGB_8I, {2, 1, 1}, {10, 20, 30, 40, 50, 60}},
@@ -238,8 +234,7 @@ TEST(ImageItem, ConvertsOnlyTheTilesItNeedsAndCachesThem) {
     paintItem(item, QRectF(0, 0, 100, 70), QSize(10, 10)); // only tile (0, 0) reaches the device
     EXPECT_EQ(item.convertedTileCount(), 6u);
     // Zoomed out to 1/4: level 2, one coarse tile sampled at the block middles, no gaps between tiles.
-    const QImage small =
-        paintItem(item, QRectF(0, 0, 100, 70), QSize(25, 18), QTransform::fromScale(0.25, 0.25));
+    const QImage small = paintItem(item, QRectF(0, 0, 100, 70), QSize(25, 18), QTransform::fromScale(0.25, 0.25));
     EXPECT_EQ(item.levelFor(0.25), 2);
     EXPECT_EQ(item.convertedTileCount(), 10u); // 64-pixel tiles: all 2 × 2
     for (int y = 0; y < 17; ++y)
@@ -288,8 +283,7 @@ TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
     const auto gf = imageOf(KYVO::IMAGE_GREY_F, size, {0, 0, 0, -1.23456});
     const auto gb = imageOf(KYVO::IMAGE_BOOL, size, {0, 0, 0, 1});
     const auto rgb = imageOf(KYVO::IMAGE_RGB_8I, size, {0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 255});
-    const QString grey = QStringLiteral("[%x, %y, %z] = %1"),
-                  colour = QStringLiteral("[%x, %y, %z] = [%1, %2, %3]");
+    const QString grey = QStringLiteral("[%x, %y, %z] = %1"), colour = QStringLiteral("[%x, %y, %z] = [%1, %2, %3]");
     const struct {
         const KYVO::CImage* image;
         int x, y, z;
@@ -322,8 +316,7 @@ TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
 }
 
 TEST(Scene, ShowsTheLayerAndCachesStatisticsPerImage) {
-    KYVO::CImage first =
-        imageOf(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    KYVO::CImage first = imageOf(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
     const KYVO::CImage second(KYVO::IMAGE_GREY_16, KYVO::CSize(5, 4, 1));
     Scene scene;
     EXPECT_EQ(scene.ImageInfo(), nullptr);
@@ -505,8 +498,7 @@ TEST(Contrast, ValuesMapThroughTheWindowAndGamma) {
     EXPECT_EQ(DisplayContrast::fromVariant(DisplayContrast::of(0, 1, 3).toVariant()).gamma, 3.0);
     EXPECT_FALSE(DisplayContrast::fromVariant(DisplayContrast::of(5, 5).toVariant()).isSet());
     EXPECT_FALSE(DisplayContrast::fromVariant(
-                     QVariantMap{{"min", QVariantList{1, 2, 3}}, {"max", QVariantList{4, 5, 3}}})
-                     .isSet());
+                     QVariantMap{{"min", QVariantList{1, 2, 3}}, {"max", QVariantList{4, 5, 3}}}).isSet());
 }
 
 // Values 1..1000, then zeros (floats: NaN, infinities). Auto clips 0.1, 0.35, 1, 2 % a side, then starts over.

@@ -60,8 +60,7 @@ TEST(PyramidTest, LevelsOfSubIfdAndPagePyramidsReadTheSamePixels) {
             // The point (1000, 700) seen at every level.
             for (int level = 0; level < 4; ++level)
                 EXPECT_EQ(pyramid.read(level, 1000 >> level, 700 >> level, 1, 1)->value(0, 0, 0),
-                          blockValue(1000, 700))
-                    << "level " << level;
+                          blockValue(1000, 700)) << "level " << level;
             EXPECT_THROW(pyramid.read(1, 1000, 0, 10, 10), KYVO::CException);
         }
     }

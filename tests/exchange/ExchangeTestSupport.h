@@ -98,8 +98,7 @@ inline void runReader(pxm::BaseReader& reader, pxm::Project& project, const QStr
 inline QStringList messageTexts(const pxm::BaseReader& reader) {
     QStringList result;
     for (const pxm::ReadMessage& m : reader.messages())
-        result
-            << QString("%1 %2 %3").arg(m.kind == pxm::ReadMessage::Error ? "E" : "W").arg(m.line).arg(m.text);
+        result << QString("%1 %2 %3").arg(m.kind == pxm::ReadMessage::Error ? "E" : "W").arg(m.line).arg(m.text);
     return result;
 }
 

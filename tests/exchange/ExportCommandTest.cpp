@@ -92,8 +92,7 @@ TEST_F(ExportCommand, AnswersBadInputWithItsExitCodes) {
         SCOPED_TRACE(c.arguments.join(' ').toStdString());
         EXPECT_EQ(run(c.arguments), c.exitCode) << err.toStdString();
         EXPECT_TRUE(c.exitCode == 0 ? out.contains("Usage: pixmarker-export")
-                                    : err.contains("pixmarker-export: "))
-            << err.toStdString();
+                                    : err.contains("pixmarker-export: ")) << err.toStdString();
     }
     EXPECT_FALSE(QFileInfo::exists(target)) << "nothing is created before the project is read";
 }
@@ -117,8 +116,7 @@ TEST_F(ExportCommand, ExportsAProjectWithoutADisplay) {
     const QString all = dir.path("all");
     ASSERT_EQ(run({project, "-o", all, "--bool-masks", "--karo", "--vgg", "--all-images", "--pattern",
                    "{image_name}-{label_name}{z_layer}"}),
-              0)
-        << err.toStdString();
+              0) << err.toStdString();
     EXPECT_EQ(filesIn(all),
               sorted({"-.vgg.json", "one-0.mark", "one-a_mask.pbm", "one-b_mask.pbm", "three-0.mark",
                       "three-1.mark", "three-a_mask.okav.gz", "three-b_mask.okav.gz", "two-0.mark",

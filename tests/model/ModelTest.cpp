@@ -79,11 +79,7 @@ QStringList recordSignals(Label& label, const std::function<void()>& action) {
 QString labelText(const Label* l) {
     return QString("%1 %2 %3 %4 %5 %6 %7")
         .arg(l->name(), l->color().name(QColor::HexArgb))
-        .arg(l->opacity())
-        .arg(l->secondaryOpacity())
-        .arg(l->penWidth())
-        .arg(l->id())
-        .arg(l->maskId());
+        .arg(l->opacity()).arg(l->secondaryOpacity()).arg(l->penWidth()).arg(l->id()).arg(l->maskId());
 }
 
 /// What a call writes to standard error (or, with `out`, standard output).
@@ -116,8 +112,7 @@ TEST(Label, SettersClampIgnoreAndSignalOnlyRealChanges) {
         {"zero mask id", [&] { label.setMaskId(0); }, {}},
         {"mask id", [&] { label.setMaskId(7); }, {"mask=7"}},
         // The colour's alpha moves into the primary opacity, signalled first.
-        {"translucent colour",
-         [&] { label.setColor(QColor(255, 0, 0, 128)); },
+        {"translucent colour", [&] { label.setColor(QColor(255, 0, 0, 128)); },
          {QString("opacity=%1").arg(128 / 255.0), "color=#ffff0000"}},
         {"same colour, same alpha", [&] { label.setColor(QColor(255, 0, 0, 128)); }, {}},
         {"opaque colour resets opacity", [&] { label.setColor(QColor(Qt::red)); }, {"opacity=1"}},
@@ -192,16 +187,14 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     LabeledImage* b = makeImage(&project, "b");
     LabeledImage* c = makeImage(&project, "c");
     EXPECT_TRUE(project.addImage(a));
-    EXPECT_EQ(log.take(),
-              QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
+    EXPECT_EQ(log.take(), QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
     EXPECT_TRUE(project.addImage(b));
     EXPECT_EQ(log.take(), QStringList({"imageAdded(b)"}));
     EXPECT_TRUE(project.addImage(b)) << "the same pointer again is accepted silently";
     EXPECT_TRUE(log.take().isEmpty());
     // Taking the current image makes the one now at its index current, before imageRemoved.
     EXPECT_EQ(project.takeImage(0), a);
-    EXPECT_EQ(log.take(),
-              QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
     EXPECT_EQ(project.currentImage(), b);
     ASSERT_TRUE(project.addImage(a)); // re-added at the end: [b, a]
     ASSERT_TRUE(project.addImage(c)); // [b, a, c]
@@ -214,12 +207,10 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     EXPECT_EQ(project.currentImage(), c);
     // Taking the last image while current makes the new last one current.
     EXPECT_EQ(project.takeImage(1), c);
-    EXPECT_EQ(log.take(),
-              QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
     // Taking the only image leaves no current image.
     EXPECT_EQ(project.takeImage(a), a);
-    EXPECT_EQ(log.take(),
-              QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
     EXPECT_EQ(project.currentImage(), nullptr);
     EXPECT_EQ(project.takeImage(a), nullptr) << "an image not in the project is not taken";
     EXPECT_EQ(printed([&] {
@@ -418,8 +409,7 @@ TEST(Commands, RedoUndoRedoRestoresTheModel) {
     const Case cases[] = {
         {"AddImages",
          [](Project& p) {
-             return new AddImages(&p,
-                                  QList<LabeledImage*>{makeImage(nullptr, "n1"), makeImage(nullptr, "n2")});
+             return new AddImages(&p, QList<LabeledImage*>{makeImage(nullptr, "n1"), makeImage(nullptr, "n2")});
          }},
         {"AddImages duplicate", [](Project& p) { return new AddImages(&p, makeImage(nullptr, "a")); }, false},
         {"RemoveImage", [](Project& p) { return new RemoveImage(&p, p.images()[0]); }},

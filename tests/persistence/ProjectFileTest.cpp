@@ -215,11 +215,7 @@ QByteArray document(const QList<Declared>& images) {
         entries << QString(R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
                            R"("imagePath":"i%5.png","scenes":[%6]})")
                        .arg(d.width, 0, 'g', 17)
-                       .arg(d.height, 0, 'g', 17)
-                       .arg(d.depth)
-                       .arg(d.channels)
-                       .arg(i)
-                       .arg(scenes.join(','));
+                       .arg(d.height, 0, 'g', 17).arg(d.depth).arg(d.channels).arg(i).arg(scenes.join(','));
     }
     const QByteArray head = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
     return head + entries.join(',').toUtf8() + "]}";
@@ -675,8 +671,7 @@ TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
         {1 << 20, {{1, 1, 200}, {1, 1, 50}}, "read 2"},
         {1 << 20, {{1, 1, 300}}, tooBig.arg("1 x 1 x 300")},
         // Each image fits alone; their scenes together do not.
-        {1 << 20,
-         {{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
+        {1 << 20, {{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
          "Project: The images declare 257 z-layers or more, more than the memory of this machine can hold."},
     };
     for (const Case& c : cases) {

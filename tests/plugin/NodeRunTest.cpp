@@ -101,8 +101,7 @@ QStringList outputLabels(const pxm::PPixmarker& node) {
     for (std::size_t i = 0; labels && i < labels->size(); ++i) {
         const auto* map = dynamic_cast<const CValueMap*>(labels->at(i));
         lines << (map ? QString("%1 %2 %3").arg(QString::fromStdString(map->GetString("name")))
-                            .arg(map->GetLong("maskId")).arg(map->GetLong("color/red"))
-                      : "<not a map>");
+                            .arg(map->GetLong("maskId")).arg(map->GetLong("color/red")) : "<not a map>");
     }
     return lines;
 }
@@ -145,8 +144,7 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
         {3, columns, zoneImage(3, {{0, 0, 1}})},
     };
     // The function that throws reads the input in the slot, or checks the zone image's columns.
-    const char* const readers[] = {"reloadImageInput", "reloadMaskInput", "reloadLabelInput",
-                                   "reloadZoneInput"};
+    const char* const readers[] = {"reloadImageInput", "reloadMaskInput", "reloadLabelInput", "reloadZoneInput"};
     // One kept workspace serves every case: building a window each time would be slow.
     pxm::PPixmarker node;
     CValueMap keep;
@@ -165,8 +163,7 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
             EXPECT_EQ(e.File(), "PPixmarker");
             EXPECT_NE(e.Function().find(std::string("pxm::PPixmarker::") +
                                         (c.message == columns ? "addZoneListImage" : readers[c.slot])),
-                      std::string::npos)
-                << e.Function();
+                      std::string::npos) << e.Function();
             EXPECT_GT(e.Line(), 0);
         }
         ASSERT_NE(node.mainWindow(), nullptr);
@@ -259,9 +256,7 @@ TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
         {zoneImage(5, {{1, 2, 4, 6, 7.9f}, {0, 0, 5, 1, 9}, {0, 0, 5, 1, -2}}),
          {"-2 0 0 5 1", "7 1 2 3 4", "9 0 0 5 1"}},
         {new CValueSmart(vector), {"7 0 0 5 1", "7 1 2 3 4"}},
-        {zoneImage(
-             5,
-             {{nan, 0, 1, 1, 2}, {0, 0, 1, 1, inf}, {0, 0, 1, 1, 3e9f}, {0, 0, 1, 1, 0.5f}, {5, 1, 0, 0, 2}}),
+        {zoneImage(5, {{nan, 0, 1, 1, 2}, {0, 0, 1, 1, inf}, {0, 0, 1, 1, 3e9f}, {0, 0, 1, 1, 0.5f}, {5, 1, 0, 0, 2}}),
          {"2 0 0 5 1"}},
     };
     for (const auto& c : cases) {

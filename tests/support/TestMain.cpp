@@ -24,8 +24,6 @@ int main(int argc, char** argv) {
 // A line edit's clear button fades in and out with an animation that Qt frees only once it
 // has run; a test process that ends mid-fade would report it.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libqoffscreen.so\n"
-           "leak:libfontconfig.so\n"
-           "leak:QLineEdit::textChanged\n";
+    return "leak:libqoffscreen.so\n" "leak:libfontconfig.so\n" "leak:QLineEdit::textChanged\n";
 }
 extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0:detect_leaks=1"; }

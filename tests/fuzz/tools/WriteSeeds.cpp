@@ -222,6 +222,5 @@ int main(int argc, char** argv) {
 
 // Qt's offscreen platform and fontconfig keep objects until the process dies; not ours.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libqoffscreen.so\n"
-           "leak:libfontconfig.so\n";
+    return "leak:libqoffscreen.so\n" "leak:libfontconfig.so\n";
 }
