@@ -458,9 +458,8 @@ TEST(ImageIoTiff, StacksAreNumberedPagesInAnyCompressionByteOrderAndTiling) {
         std::uint16_t number = 0, total = 0;
         ASSERT_TRUE(TIFFSetDirectory(tif, page));
         EXPECT_TRUE(TIFFGetField(tif, TIFFTAG_SUBFILETYPE, &kind) && kind == FILETYPE_PAGE);
-        EXPECT_TRUE(TIFFGetField(tif, TIFFTAG_PAGENUMBER, &number, &total));
-        EXPECT_EQ(number, page);
-        EXPECT_EQ(total, 3);
+        EXPECT_TRUE(TIFFGetField(tif, TIFFTAG_PAGENUMBER, &number, &total) && number == page && total == 3)
+            << number << " of " << total;
     }
     TIFFClose(tif);
     const std::size_t plain = std::size_t(pxmtest::readFile(dir.path("stack.tif")).size());
@@ -472,9 +471,8 @@ TEST(ImageIoTiff, StacksAreNumberedPagesInAnyCompressionByteOrderAndTiling) {
         CImageIo2::Save(packed, stack, &options);
         std::unique_ptr<CImage> back(CImageIo2::Load(packed));
         EXPECT_EQ(std::memcmp(back->data(), stack.data(), stack.byteCount()), 0);
-        if (std::string(compression) != "packbits") {
-            EXPECT_LT(std::size_t(pxmtest::readFile(QString::fromLocal8Bit(packed.c_str())).size()), plain);
-        }
+        const std::size_t size = std::size_t(pxmtest::readFile(QString::fromLocal8Bit(packed.c_str())).size());
+        EXPECT_TRUE(std::string(compression) == "packbits" || size < plain) << size;
     }
     CValueMap bad;
     bad.SetString("compression", "zstd-ultra");
@@ -602,9 +600,7 @@ TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
     EXPECT_EQ(MemoryBudget::limit(), machine);
     {
         const BudgetScope scope(1000);
-        EXPECT_EQ(MemoryBudget::limit(), 1000u);
-        EXPECT_TRUE(MemoryBudget::fits(1000));
-        EXPECT_FALSE(MemoryBudget::fits(1001));
+        EXPECT_TRUE(MemoryBudget::limit() == 1000u && MemoryBudget::fits(1000) && !MemoryBudget::fits(1001));
     }
     EXPECT_EQ(MemoryBudget::limit(), machine);
     struct Case {

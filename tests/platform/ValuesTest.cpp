@@ -229,14 +229,10 @@ TEST(CValueMap, TypedGettersReportStatus) {
         EXPECT_EQ(s, c.string == ok ? "text" : "def");
         const int64_t l = map.GetLong(c.path, 99, &err);
         EXPECT_EQ(err, c.longV);
-        if (c.longV != ok) {
-            EXPECT_EQ(l, 99);
-        }
+        EXPECT_TRUE(c.longV == ok || l == 99) << "the default when it fails";
         const double d = map.GetDouble(c.path, 0.25, &err);
         EXPECT_EQ(err, c.doubleV);
-        if (c.doubleV != ok) {
-            EXPECT_EQ(d, 0.25);
-        }
+        EXPECT_TRUE(c.doubleV == ok || d == 0.25) << "the default when it fails";
         const bool b = map.GetBool(c.path, false, &err);
         EXPECT_EQ(err, c.boolV);
         EXPECT_EQ(b, c.boolV == ok);
