@@ -136,12 +136,20 @@ void PyramidItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* optio
     const int r0 = std::clamp(int(std::floor(area.top() / fy / span)), 0, rows - 1);
     const int r1 = std::clamp(int(std::ceil(area.bottom() / fy / span)) - 1, r0, rows - 1);
 
+    // A file without coarse levels, zoomed out, would need thousands of full-resolution tiles:
+    // beyond a screenful only the tiles at hand are drawn, the rest stays grey.
+    const bool tooMany = (long long)(c1 - c0 + 1) * (r1 - r0 + 1) > kMaxTilesPerPaint;
     painter->save();
     painter->setRenderHint(QPainter::SmoothPixmapTransform, lod < 1.0);
     try {
         for (int r = r0; r <= r1; ++r) {
             for (int c = c0; c <= c1; ++c) {
-                const QImage image = tile(level, c, r);
+                const QImage image =
+                    tooMany ? TileCache::shared().find(TileCache::Key{m_owner, level, c, r}) : tile(level, c, r);
+                if (image.isNull()) {
+                    painter->fillRect(QRectF(c * span * fx, r * span * fy, span * fx, span * fy), Qt::darkGray);
+                    continue;
+                }
                 painter->drawImage(QRectF(c * span * fx, r * span * fy, image.width() * fx, image.height() * fy),
                                    image);
             }

@@ -32,6 +32,8 @@ class PyramidItem : public QGraphicsObject {
     Q_OBJECT
 public:
     enum { Type = UserType + 0x5044 };
+    /// More tiles than this in one paint are not read: only those already cached are drawn.
+    static constexpr int kMaxTilesPerPaint = 256;
 
     /// `tileSize` 0 takes the file's own tiles where they are between 64 and 1024 pixels, else 512.
     explicit PyramidItem(std::shared_ptr<const KYVO::io::TiffPyramid> pyramid, bool normalize = false,

@@ -6,7 +6,9 @@
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
+#include "platform/io/TiffOverviews.h"
 #include "platform/io/TiffPyramid.h"
+#include "scene/OverviewBuilder.h"
 #include "scene/LabelItems.h"
 #include "scene/Scene.h"
 
@@ -52,6 +54,7 @@ LabeledImage::LabeledImage(Project* project)
     : QObject(project), m_project(project), m_identity(g_nextIdentity.fetch_add(1)) {}
 
 LabeledImage::~LabeledImage() {
+    m_overviews.reset();
     const QList<Scene*> scenes = m_scenes;
     m_scenes.clear();
     qDeleteAll(scenes);
@@ -106,6 +109,52 @@ void LabeledImage::deleteImage() {
     m_image = nullptr;
     m_ownsImage = false;
     m_pyramid.reset();
+}
+
+void LabeledImage::openOverviews() {
+    if (!m_pyramid || !KYVO::io::TiffOverviews::needed(*m_pyramid))
+        return;
+    const std::string source = m_pyramid->path();
+    try {
+        const auto files = KYVO::io::TiffOverviews::find(source, OverviewBuilder::cacheFolder().toLocal8Bit().toStdString());
+        if (!files.empty()) {
+            m_pyramid = std::make_shared<const KYVO::io::TiffPyramid>(source, files);
+            return;
+        }
+    } catch (const KYVO::CException& e) {
+        qWarning().noquote() << e.what();
+    }
+    if (m_overviews)
+        return;
+    // Without levels a zoomed-out view would read the whole image: they are built in the
+    // background, and the image is shown from them once they are there.
+    m_overviews = std::make_unique<OverviewBuilder>(QString::fromLocal8Bit(source.c_str()));
+    connect(m_overviews.get(), &OverviewBuilder::progressChanged, this, &LabeledImage::overviewProgressChanged);
+    connect(m_overviews.get(), &OverviewBuilder::finished, this,
+            [this, source](const QStringList& files, const QString& error) {
+                if (!m_overviews)
+                    return;
+                m_overviews.reset();
+                if (!error.isEmpty())
+                    qWarning().noquote() << error;
+                if (!files.isEmpty() && m_pyramid && m_pyramid->path() == source) {
+                    std::vector<std::string> levels;
+                    for (const QString& file : files)
+                        levels.push_back(file.toLocal8Bit().toStdString());
+                    try {
+                        m_pyramid = std::make_shared<const KYVO::io::TiffPyramid>(source, levels);
+                    } catch (const KYVO::CException& e) {
+                        qWarning().noquote() << e.what();
+                    }
+                }
+                emit overviewProgressChanged(-1);
+                emit imageChanged();
+            });
+    m_overviews->start();
+}
+
+int LabeledImage::overviewProgress() const {
+    return m_overviews ? m_overviews->percent() : -1;
 }
 
 bool LabeledImage::tooLargeForPixels() const {
@@ -181,6 +230,7 @@ void LabeledImage::loadImage(bool /*force*/) {
         m_height = uint32_t(size.y);
         m_depth = 1;
         m_colorChannels = uint32_t(KYVO::ImageTypeChannels(m_pyramid->type()));
+        openOverviews();
         createScenes();
         emit imageChanged();
         return;

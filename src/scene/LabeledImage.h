@@ -22,6 +22,7 @@ class TiffPyramid;
 namespace pxm {
 
 class Label;
+class OverviewBuilder;
 class Project;
 class Scene;
 
@@ -70,6 +71,9 @@ public:
     /// True when the image is too large for pixel tools and masks (read on demand, or known to
     /// be larger than kOnDemandPixels per layer).
     bool tooLargeForPixels() const;
+    /// Percent done of the overview levels being built for an image read on demand whose file has
+    /// too few; -1 when none are being built.
+    int overviewProgress() const;
     KYVO::CImage* mask() const { return m_mask; }
     KYVO::CImage* eraseOverlay() const { return m_eraseOverlay.get(); }
     ImageState imageState() const { return m_imageState; }
@@ -136,8 +140,11 @@ signals:
     void imagePathChanged();
     void maskChanged();
     void maskPathChanged();
+    /// Overview levels are being built (percent done), or were (-1).
+    void overviewProgressChanged(int percent);
 
 private:
+    void openOverviews();
     QVector<QPair<QGraphicsItem*, QColor>> labelShapes(int z, const QVector<QRgb>& palette) const;
     void deleteImage();
     void deleteMask();
@@ -151,6 +158,7 @@ private:
     QString m_imagePath;
     KYVO::CImage* m_image = nullptr;
     std::shared_ptr<const KYVO::io::TiffPyramid> m_pyramid;
+    std::unique_ptr<OverviewBuilder> m_overviews;
     ImageState m_imageState = ImageState::NotLoaded;
     QString m_loadError;
     bool m_ownsImage = false;

@@ -299,8 +299,12 @@ void MainWindow::setProject(Project* project) {
 void MainWindow::on_project_currentImageChanged(LabeledImage* image) {
     disconnect(m_imageConnection);
     disconnect(m_maskConnection);
+    disconnect(m_overviewConnection);
     m_image = image;
+    showOverviewProgress(image ? image->overviewProgress() : -1);
     if (image) {
+        m_overviewConnection =
+            connect(image, &LabeledImage::overviewProgressChanged, this, &MainWindow::showOverviewProgress);
         m_imageConnection = connect(image, &QObject::destroyed, this, &MainWindow::on_image_destroyed);
         m_maskConnection =
             connect(image, &LabeledImage::maskChanged, this, &MainWindow::updateImageDependentActions);

@@ -120,6 +120,8 @@ public slots:
     void about();
     void updateWindowTitle();
     void updateSizeStatus();
+    /// Shows how far the overview levels of the current image are built (hidden at -1).
+    void showOverviewProgress(int percent);
     void updateNormalize();
     void showLoadingIndicator();
     void hideLoadingIndicator();
@@ -197,6 +199,7 @@ private:
     QMetaObject::Connection m_imageConnection;
     // Follows the current image's mask, which decides whether reannotation is offered.
     QMetaObject::Connection m_maskConnection;
+    QMetaObject::Connection m_overviewConnection;
     QPointer<LabeledImage> m_image;
 
     View* m_view = nullptr;
@@ -215,6 +218,7 @@ private:
 
     QLabel* m_loadingIndicator = nullptr;
     QProgressBar* m_progressBar = nullptr;
+    QProgressBar* m_overviewBar = nullptr;
     QLabel* m_sizeLabel = nullptr;
     QString m_statusFormat;
 

@@ -27,12 +27,18 @@ void MainWindow::buildStatusBar() {
     m_progressBar->setObjectName("progressBar");
     m_progressBar->setMaximumWidth(100);
 
+    m_overviewBar = new QProgressBar(this);
+    m_overviewBar->setObjectName("overviewBar");
+    m_overviewBar->setMaximumWidth(220);
+    m_overviewBar->setFormat(tr("Building overviews %p%"));
+    m_overviewBar->setToolTip(tr("The image is large and its file has no reduced levels: they are being built "
+                                 "in the background. Until then, zoomed-out views show only what was read."));
     m_sizeLabel = new QLabel(this);
     m_sizeLabel->setObjectName("sizeLabel");
     m_sizeLabel->setToolTip(tr("width x height"));
 
     for (QWidget* widget : {static_cast<QWidget*>(m_loadingIndicator), static_cast<QWidget*>(m_progressBar),
-                            static_cast<QWidget*>(m_sizeLabel)}) {
+                            static_cast<QWidget*>(m_overviewBar), static_cast<QWidget*>(m_sizeLabel)}) {
         statusBar()->addPermanentWidget(widget);
         widget->hide();
     }
@@ -47,6 +53,12 @@ void MainWindow::showLoadingIndicator() {
 void MainWindow::hideLoadingIndicator() {
     m_loadingIndicator->movie()->stop();
     m_loadingIndicator->hide();
+}
+
+void MainWindow::showOverviewProgress(int percent) {
+    m_overviewBar->setVisible(percent >= 0);
+    if (percent >= 0)
+        m_overviewBar->setValue(percent);
 }
 
 void MainWindow::on_view_statusTipChanged(const QString& text) { statusBar()->showMessage(text); }

@@ -4,14 +4,17 @@
 #include "display/TileCache.h"
 #include "platform/CException.h"
 #include "platform/CImage.h"
+#include "platform/io/TiffOverviews.h"
 #include "platform/io/TiffPyramid.h"
 #include "support/PyramidTiff.h"
 #include "support/TestSupport.h"
 
+#include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QPainter>
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <memory>
 
 using KYVO::io::TiffPyramid;
@@ -113,4 +116,39 @@ TEST(PyramidTest, ViewPicksTheLevelOfItsZoomAndKeepsTilesInBudget) {
     EXPECT_LE(peak, cache.capacity());
     EXPECT_GE(item.convertedTileCount(), 16u * 12u); // every tile of level 0 was read at least once
     cache.setCapacity(capacity);
+}
+
+TEST(PyramidTest, OverviewsOfAFileWithoutLevelsAreBuiltOnceAndMatchIt) {
+    pxmtest::TempDir dir;
+    pxmtest::PyramidTiff spec = blocks(true, false);
+    spec.width = 3000;
+    spec.levels = 1;
+    spec.rowsPerStrip = 7;
+    const std::string path = dir.localPath("flat.tif");
+    pxmtest::writePyramidTiff(path, spec);
+    const std::string cache = dir.localPath("cache");
+    EXPECT_TRUE(KYVO::io::TiffOverviews::needed(TiffPyramid(path)));
+    EXPECT_TRUE(KYVO::io::TiffOverviews::find(path, cache).empty());
+    // Stopped half way, nothing is left to be mistaken for a finished set.
+    EXPECT_TRUE(KYVO::io::TiffOverviews::build(path, cache, [](double done) { return done < 0.5; }).empty());
+    EXPECT_TRUE(QDir(QString::fromStdString(cache)).entryList(QDir::Files).isEmpty());
+    std::vector<double> steps;
+    const auto files = KYVO::io::TiffOverviews::build(path, cache, [&](double done) {
+        steps.push_back(done);
+        return true;
+    });
+    ASSERT_EQ(files.size(), 2u); // 1500 x 750, then 750 x 375
+    EXPECT_EQ(KYVO::io::TiffOverviews::find(path, cache), files);
+    EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
+    EXPECT_NEAR(steps.back(), 1.0, 1e-9);
+    const TiffPyramid pyramid(path, files);
+    ASSERT_EQ(pyramid.levelCount(), 3);
+    EXPECT_EQ(pyramid.level(2).width, 750u);
+    EXPECT_EQ(pyramid.level(2).height, 375u);
+    EXPECT_FALSE(KYVO::io::TiffOverviews::needed(pyramid));
+    // Inside a 64-pixel block the averages are the block's value.
+    for (int level = 0; level < 3; ++level)
+        EXPECT_EQ(pyramid.read(level, 1000 >> level, 700 >> level, 1, 1)->value(0, 0, 0), blockValue(1000, 700));
+    // An overview that does not fit the image is refused.
+    EXPECT_THROW(TiffPyramid(path, {files[1], files[0]}), KYVO::CException);
 }

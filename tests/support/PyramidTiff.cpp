@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/PyramidTiff.h"
 
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <tiffio.h>
@@ -43,8 +44,13 @@ void writePyramidTiff(const std::string& path, const PyramidTiff& spec) {
         const uint32_t h = std::max<uint32_t>(1, spec.height >> shift);
         TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
         TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
-        TIFFSetField(tif, TIFFTAG_TILEWIDTH, spec.tile);
-        TIFFSetField(tif, TIFFTAG_TILELENGTH, spec.tile);
+        const bool striped = level == 0 && spec.rowsPerStrip > 0;
+        if (striped) {
+            TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, spec.rowsPerStrip);
+        } else {
+            TIFFSetField(tif, TIFFTAG_TILEWIDTH, spec.tile);
+            TIFFSetField(tif, TIFFTAG_TILELENGTH, spec.tile);
+        }
         TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
         TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, channels);
         TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
@@ -56,7 +62,17 @@ void writePyramidTiff(const std::string& path, const PyramidTiff& spec) {
             std::vector<toff_t> offsets(std::size_t(spec.levels - 1), 0);
             TIFFSetField(tif, TIFFTAG_SUBIFD, uint16_t(offsets.size()), offsets.data());
         }
-        for (uint32_t row = 0; row * spec.tile < h; ++row) {
+        for (uint32_t y = 0; striped && y < h; y += spec.rowsPerStrip) {
+            const uint32_t rows = std::min(spec.rowsPerStrip, h - y);
+            std::vector<uint8_t> strip(std::size_t(w) * rows * std::size_t(channels));
+            for (uint32_t j = 0; j < rows; ++j)
+                for (uint32_t i = 0; i < w; ++i)
+                    for (int c = 0; c < channels; ++c)
+                        strip[(std::size_t(j) * w + i) * std::size_t(channels) + std::size_t(c)] = spec.value(0, i, y + j);
+            if (TIFFWriteEncodedStrip(tif, TIFFComputeStrip(tif, y, 0), strip.data(), tmsize_t(strip.size())) < 0)
+                throw std::runtime_error("cannot write a strip of " + path);
+        }
+        for (uint32_t row = 0; !striped && row * spec.tile < h; ++row) {
             for (uint32_t column = 0; column * spec.tile < w; ++column) {
                 const ttile_t index = TIFFComputeTile(tif, column * spec.tile, row * spec.tile, 0, 0);
                 if (!spec.tileValue) {

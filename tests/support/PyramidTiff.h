@@ -17,6 +17,8 @@ struct PyramidTiff {
     bool bigTiff = true;
     /// Coarser levels as SubIFDs of the first page (OME-TIFF style), else as further pages.
     bool subIfds = true;
+    /// When set, the first level is written in strips of this many rows instead of tiles.
+    uint32_t rowsPerStrip = 0;
     /// False writes every level at full size: a stack of equal pages, not a pyramid.
     bool halve = true;
     /// Grey value (RGB: red; green and blue are derived) of pixel (x, y) of a level, in that level's pixels.

@@ -14,6 +14,7 @@ namespace io {
 
 struct TiffPyramid::Opened {
     std::unique_ptr<TiffHandle> handle;
+    int samples = 1; // as stored
     std::vector<uint8_t> buffer;
 };
 
@@ -85,7 +86,7 @@ std::unique_ptr<TiffHandle> openFile(const std::string& path) {
 
 } // namespace
 
-TiffPyramid::TiffPyramid(const std::string& path) : m_path(path) {
+TiffPyramid::TiffPyramid(const std::string& path, const std::vector<std::string>& overviews) : m_path(path) {
     auto first = openFile(path);
     const Layout base = describe(*first);
     m_type = base.type;
@@ -114,13 +115,23 @@ TiffPyramid::TiffPyramid(const std::string& path) : m_path(path) {
         }
         addLevel(std::move(handle));
     }
+    for (const std::string& overview : overviews) {
+        auto handle = openFile(overview);
+        const Layout layout = describe(*handle);
+        const Level& previous = m_levels.back();
+        if (layout.type != m_type || layout.level.width >= previous.width || layout.level.height >= previous.height)
+            KYVO_THROW("the overview " + overview + " does not fit the image");
+        addLevel(std::move(handle));
+    }
 }
 
 TiffPyramid::~TiffPyramid() = default;
 
 void TiffPyramid::addLevel(std::unique_ptr<TiffHandle> handle) {
-    m_levels.push_back(describe(*handle).level);
+    const Layout layout = describe(*handle);
+    m_levels.push_back(layout.level);
     auto opened = std::make_unique<Opened>();
+    opened->samples = layout.samples;
     opened->handle = std::move(handle);
     m_opened.push_back(std::move(opened));
 }
@@ -129,7 +140,7 @@ const TiffPyramid::Level& TiffPyramid::level(int i) const {
     return m_levels[std::size_t(std::clamp(i, 0, levelCount() - 1))];
 }
 
-void TiffPyramid::copyBlock(const uint8_t* block, uint32_t bx, uint32_t by, uint32_t bw, uint32_t bh,
+void TiffPyramid::copyBlock(const uint8_t* block, int samples, uint32_t bx, uint32_t by, uint32_t bw, uint32_t bh,
                             uint32_t x, uint32_t y, CImage& out) const {
     const uint32_t x0 = std::max(bx, x);
     const uint32_t x1 = std::min<uint64_t>(uint64_t(bx) + bw, uint64_t(x) + out.size().x);
@@ -138,7 +149,7 @@ void TiffPyramid::copyBlock(const uint8_t* block, uint32_t bx, uint32_t by, uint
     if (x0 >= x1 || y0 >= y1)
         return;
     const std::size_t channelBytes = std::size_t(ImageTypeBytesPerChannel(m_type));
-    const std::size_t stored = channelBytes * std::size_t(m_samples);
+    const std::size_t stored = channelBytes * std::size_t(samples);
     const std::size_t kept = std::size_t(out.bytesPerVoxel());
     for (uint32_t row = y0; row < y1; ++row) {
         const uint8_t* from = block + (std::size_t(row - by) * bw + (x0 - bx)) * stored;
@@ -163,7 +174,7 @@ std::unique_ptr<CImage> TiffPyramid::read(int i, uint32_t x, uint32_t y, uint32_
     Opened& opened = *m_opened[std::size_t(std::clamp(i, 0, levelCount() - 1))];
     TIFF* tif = opened.handle->get();
     const tmsize_t blockBytes = lv.tiled ? TIFFTileSize(tif) : TIFFStripSize(tif);
-    const std::size_t stored = std::size_t(ImageTypeBytesPerChannel(m_type)) * std::size_t(m_samples);
+    const std::size_t stored = std::size_t(ImageTypeBytesPerChannel(m_type)) * std::size_t(opened.samples);
     if (blockBytes <= 0 || std::size_t(blockBytes) < std::size_t(lv.blockWidth) * lv.blockHeight * stored)
         opened.handle->fail("the TIFF page's blocks have an unexpected size");
     // A hostile header may claim blocks of any size; one block never gets more than a region's share.
@@ -183,7 +194,7 @@ std::unique_ptr<CImage> TiffPyramid::read(int i, uint32_t x, uint32_t y, uint32_
                                                 blockBytes);
             if (got < 0)
                 opened.handle->fail("cannot decode a block of the TIFF image");
-            copyBlock(opened.buffer.data(), uint32_t(bx), uint32_t(by), lv.blockWidth, lv.blockHeight, x, y,
+            copyBlock(opened.buffer.data(), opened.samples, uint32_t(bx), uint32_t(by), lv.blockWidth, lv.blockHeight, x, y,
                       *out);
         }
     }

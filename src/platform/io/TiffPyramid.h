@@ -36,9 +36,11 @@ public:
         bool tiled = false;
     };
 
-    /// Opens `path`; throws CException when it cannot be read this way (a stack of equal pages, an
-    /// unsupported pixel layout, a broken header).
-    explicit TiffPyramid(const std::string& path);
+    /// Opens `path`, with the first pages of `overviews` (each smaller than the level before, of
+    /// the same pixel type) as further levels; throws CException when it cannot be read this way (a
+    /// stack of equal pages, an unsupported pixel layout, a broken header, an overview that does
+    /// not fit).
+    explicit TiffPyramid(const std::string& path, const std::vector<std::string>& overviews = {});
     ~TiffPyramid();
     TiffPyramid(const TiffPyramid&) = delete;
     TiffPyramid& operator=(const TiffPyramid&) = delete;
@@ -59,7 +61,7 @@ public:
 private:
     struct Opened;
     void addLevel(std::unique_ptr<TiffHandle> handle);
-    void copyBlock(const uint8_t* block, uint32_t bx, uint32_t by, uint32_t bw, uint32_t bh,
+    void copyBlock(const uint8_t* block, int samples, uint32_t bx, uint32_t by, uint32_t bw, uint32_t bh,
                    uint32_t x, uint32_t y, CImage& out) const;
 
     std::string m_path;
