@@ -45,20 +45,15 @@ protected:
 
 TEST(FourInARowTest, MovesFillColumnsFromTheBottomAndFullColumnsAreIllegal) {
     FourInARow game = playAll("000000");
-    EXPECT_EQ(game.at(0, 0), FourInARow::First);
-    EXPECT_EQ(game.at(0, 1), FourInARow::Second);
-    EXPECT_EQ(game.at(0, 5), FourInARow::Second);
-    EXPECT_FALSE(game.isLegal(0));
-    EXPECT_FALSE(game.play(0));
-    EXPECT_FALSE(game.play(-1));
-    EXPECT_FALSE(game.play(7));
-    EXPECT_EQ(game.moveCount(), 6);
-    EXPECT_EQ(game.legalMoves(), (std::vector<int>{1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(game.toMove(), FourInARow::First);
+    EXPECT_EQ(std::tuple(game.at(0, 0), game.at(0, 1), game.at(0, 5)),
+              std::tuple(FourInARow::First, FourInARow::Second, FourInARow::Second));
+    EXPECT_EQ(std::tuple(game.isLegal(0), game.play(0), game.play(-1), game.play(7)),
+              std::tuple(false, false, false, false));
+    EXPECT_EQ(std::tuple(game.moveCount(), game.legalMoves(), game.toMove()),
+              std::tuple(6, std::vector<int>{1, 2, 3, 4, 5, 6}, FourInARow::First));
     game.undo(0);
-    EXPECT_TRUE(game.isLegal(0));
-    EXPECT_EQ(game.toMove(), FourInARow::Second);
-    EXPECT_EQ(game.at(0, 5), FourInARow::Empty);
+    EXPECT_EQ(std::tuple(game.isLegal(0), game.toMove(), game.at(0, 5)),
+              std::tuple(true, FourInARow::Second, FourInARow::Empty));
 }
 
 TEST(FourInARowTest, WinsInEveryDirectionTheLineHoldsTheLastDiscAndAFullBoardIsADraw) {
@@ -86,10 +81,9 @@ TEST(FourInARowTest, WinsInEveryDirectionTheLineHoldsTheLastDiscAndAFullBoardIsA
             EXPECT_FALSE(game.isOver());
             continue;
         }
-        EXPECT_TRUE(game.isOver());
-        EXPECT_TRUE(game.legalMoves().empty());
-        FourInARow after = game;
-        EXPECT_FALSE(after.play(5)) << "no move after the end";
+        FourInARow after = game; // no move after the end
+        EXPECT_EQ(std::tuple(game.isOver(), game.legalMoves().size(), after.play(5)),
+                  std::tuple(true, std::size_t(0), false));
         if (c.winner == FourInARow::Empty)
             continue;
         bool holdsLast = false;
@@ -145,29 +139,28 @@ TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
     ASSERT_NE(gameTool()->board(), nullptr);
     EXPECT_TRUE(gameTool()->board()->isVisible());
     EXPECT_EQ(gameTool()->board()->parentWidget(), view->viewport());
-    // A click on column 3 drops the human's disc there and the computer answers at once.
+    // A click on column 3 drops the human's disc there and the computer answers at once; so does
+    // the key 1 for column 0; a click beside the board plays nothing.
+    const FourInARow& game = gameTool()->game();
     clickViewport(columnPoint(3));
-    EXPECT_EQ(gameTool()->game().at(3, 0), FourInARow::First);
-    EXPECT_EQ(gameTool()->game().moveCount(), 2);
-    typeKey(Qt::Key_1); // column 0
-    EXPECT_EQ(gameTool()->game().at(0, 0), FourInARow::First);
-    EXPECT_EQ(gameTool()->game().moveCount(), 4);
+    EXPECT_EQ(std::pair(game.at(3, 0), game.moveCount()), std::pair(FourInARow::First, 2));
+    typeKey(Qt::Key_1);
     clickViewport(QPoint(2, 2));
-    EXPECT_EQ(gameTool()->game().moveCount(), 4) << "a click beside the board plays nothing";
-    EXPECT_EQ(stack()->count(), 0);
-    EXPECT_EQ(snapshot(), items);
-    EXPECT_EQ(scene()->items().size(), sceneItems) << "nothing is drawn into the scene";
+    EXPECT_EQ(std::pair(gameTool()->game().at(0, 0), gameTool()->game().moveCount()),
+              std::pair(FourInARow::First, 4));
+    // Nothing is drawn into the scene.
+    EXPECT_EQ(std::tuple(stack()->count(), snapshot(), scene()->items().size()),
+              std::tuple(0, items, sceneItems));
     // A new game lets the computer start.
     typeKey(Qt::Key_N);
-    EXPECT_EQ(gameTool()->humanPiece(), FourInARow::Second);
-    EXPECT_EQ(gameTool()->game().moveCount(), 1);
+    EXPECT_EQ(std::pair(gameTool()->humanPiece(), gameTool()->game().moveCount()),
+              std::pair(FourInARow::Second, 1));
     // Escape gives back the tool used before, and the board goes with the game.
     QPointer<GameBoard> board = gameTool()->board();
     typeKey(Qt::Key_Escape);
     QApplication::processEvents();
-    EXPECT_EQ(view->toolType(), ToolType::Rectangle);
-    EXPECT_TRUE(board.isNull());
-    EXPECT_EQ(stack()->count(), 0);
+    EXPECT_EQ(std::tuple(view->toolType(), board.isNull(), stack()->count()),
+              std::tuple(ToolType::Rectangle, true, 0));
     // The window's key sequence toggles it on and off.
     QShortcut* shortcut = installGameShortcut(window.get(), view);
     ASSERT_NE(shortcut, nullptr);
