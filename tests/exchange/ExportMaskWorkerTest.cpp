@@ -4,7 +4,6 @@
 #include "exchange/ExchangeTestSupport.h"
 
 #include <QSignalSpy>
-#include <numeric>
 
 using namespace pxm;
 using namespace pxmtest;
@@ -102,8 +101,9 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
 
     // Full masks: 2 + bool masks: 2·2 + snapshots: 2 + marks and VOC: 3 each + LabelMe: 2.
     EXPECT_EQ(worker.progressTotal(), 16);
-    QList<int> steps(17);
-    std::iota(steps.begin(), steps.end(), 1);
+    QList<int> steps;
+    for (int i = 1; i <= 17; ++i)
+        steps << i;
     EXPECT_EQ(progressValues(progress), steps) << "the VGG step comes on top of the total";
 
     // Full masks hold mask ids, not label ids; each label's own mask holds 1.
