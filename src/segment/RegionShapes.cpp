@@ -150,6 +150,35 @@ QVector<TracedPart> traceParts(const cv::Mat& mask, double tolerance) {
     return parts;
 }
 
+QPolygonF largestOutline(const cv::Mat& mask, double tolerance) {
+    // A free border closes every contour; contours are found without OpenCV's thread pool,
+    // which costs more than the work on small masks.
+    cv::Mat framed;
+    cv::copyMakeBorder(mask, framed, 1, 1, 1, 1, cv::BORDER_CONSTANT, 0);
+    std::vector<std::vector<cv::Point>> contours;
+    cv::findContours(framed.clone(), contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
+    int largest = -1;
+    double size = -1;
+    for (std::size_t i = 0; i < contours.size(); ++i) {
+        const cv::Rect box = cv::boundingRect(contours[i]);
+        if (double(box.area()) > size) {
+            size = double(box.area());
+            largest = int(i);
+        }
+    }
+    if (largest < 0)
+        return {};
+    const cv::Rect box = cv::boundingRect(contours[std::size_t(largest)]);
+    cv::Mat part = cv::Mat::zeros(framed.size(), CV_8UC1);
+    cv::drawContours(part, contours, largest, cv::Scalar(255), cv::FILLED);
+    part &= framed;
+    QPolygonF outline = edgeOutline(part, tolerance);
+    if (outline.size() < 3)
+        return QPolygonF(QRectF(box.x - 1, box.y - 1, box.width, box.height));
+    outline.translate(-1, -1);
+    return outline;
+}
+
 cv::Mat polygonMask(const QPolygonF& polygon, int width, int height) {
     cv::Mat mask = cv::Mat::zeros(height, width, CV_8UC1);
     if (width <= 0 || height <= 0)

@@ -35,6 +35,10 @@ struct TracedPart {
 /// are outlined by their pixels' bounding square.
 QVector<TracedPart> traceParts(const cv::Mat& mask, double tolerance);
 
+/// The outline traceParts gives the part of `mask` with the largest bounding box, for callers
+/// that want only that one.
+QPolygonF largestOutline(const cv::Mat& mask, double tolerance);
+
 /// The pixels a closed polygon covers (pixel centres inside, odd-even), in a matrix of the
 /// given size.
 cv::Mat polygonMask(const QPolygonF& polygon, int width, int height);

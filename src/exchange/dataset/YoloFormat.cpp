@@ -40,14 +40,7 @@ QString outlineLine(int classIndex, const DatasetInstance& instance, int width, 
     if (!instance.polygons.isEmpty()) {
         outline = instance.polygons.first();
     } else {
-        double largest = -1;
-        for (const segment::TracedPart& part : segment::traceParts(instance.pixels, 0.7)) {
-            const double size = part.outline.boundingRect().width() * part.outline.boundingRect().height();
-            if (size > largest) {
-                largest = size;
-                outline = part.outline.translated(instance.box.x, instance.box.y);
-            }
-        }
+        outline = segment::largestOutline(instance.pixels, 0.7).translated(instance.box.x, instance.box.y);
     }
     if (outline.size() < 3)
         return {};
