@@ -196,9 +196,7 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     image->setMask(pxmtest::volume(4, 3, 1, {1, 2, 3}), true, false);
     Scene* scene = image->scene(0);
     scene->incUsage();
-    const auto shown = [scene] {
-        return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo());
-    };
+    const auto shown = [scene] { return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo()); };
     ASSERT_EQ(shown(), std::tuple(true, true, true));
     QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
     QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
@@ -296,8 +294,7 @@ TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
     EXPECT_NE(image->mask(), nullptr) << "a mask without a path stays";
     image->incUsage();
     ASSERT_NE(image->eraseOverlay(), nullptr);
-    EXPECT_EQ(std::pair(at(*image->eraseOverlay(), 1, 0), at(*image->eraseOverlay(), 4, 3, 1)),
-              std::pair(2, 1));
+    EXPECT_EQ(std::pair(at(*image->eraseOverlay(), 1, 0), at(*image->eraseOverlay(), 4, 3, 1)), std::pair(2, 1));
     std::unique_ptr<CImage> erased(image->createErasedMask());
     EXPECT_EQ(std::pair(at(*erased, 0, 0), at(*erased, 1, 0)), std::pair(1, 0));
     // An overlay file of the wrong size is replaced by a fresh one.
@@ -395,10 +392,9 @@ TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
         std::unique_ptr<CImage> labels(image->createLabelMask());
         // A loaded mask voxel beats shapes, an erased voxel takes the shape, the lowest shape
         // wins the overlap, items are painted with their scene transform.
-        const std::vector<int> got = {at(*labels, 1, 1, z), at(*labels, 2, 2, z),
-                                      at(*labels, 3, 2, z), at(*labels, 5, 5, z),
-                                      at(*labels, 7, 5, z), at(*labels, 9, 1, z),
-                                      at(*labels, 8, 7, z), depth > 1 ? at(*labels, 1, 1, 0) : 0};
+        const std::vector<int> got = {
+            at(*labels, 1, 1, z), at(*labels, 2, 2, z), at(*labels, 3, 2, z), at(*labels, 5, 5, z),
+            at(*labels, 7, 5, z), at(*labels, 9, 1, z), at(*labels, 8, 7, z), depth > 1 ? at(*labels, 1, 1, 0) : 0};
         EXPECT_EQ(got, (std::vector<int>{1, 7, 1, 1, 2, 0, 2, 0})) << "other layers stay untouched";
     }
 }
@@ -482,8 +478,8 @@ int maxChannelDifference(const QImage& a, const QImage& b) {
     for (int y = 0; y < a.height(); ++y)
         for (int x = 0; x < a.width(); ++x) {
             const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
-                              std::abs(qBlue(p) - qBlue(q))});
+            worst = std::max(
+                {worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)), std::abs(qBlue(p) - qBlue(q))});
         }
     return worst;
 }
@@ -512,8 +508,7 @@ TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
             QStyleOptionGraphicsItem option;
             option.exposedRect = item.boundingRect();
             const QImage ours = render([&](QPainter& p) { item.paint(&p, &option, nullptr); }, scale);
-            const QImage reference =
-                render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
+            const QImage reference = render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
             EXPECT_LE(maxChannelDifference(ours, reference), 1);
         }
     }
@@ -649,8 +644,7 @@ TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
         std::vector<maskflood::Run> runs;
         const maskflood::Layer layer{ours.data(), erased ? overlay.data() : nullptr, w, h};
         maskflood::flood(layer, x, y, newValue, &runs);
-        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << " start " << x << ","
-                                  << y;
+        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << " start " << x << "," << y;
         std::vector<uint8_t> back = ours;
         maskflood::fillRuns({back.data(), nullptr, w, h}, runs, old);
         ASSERT_EQ(back, mask) << "round " << round;

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "SegmentTestSupport.h"
-
 #include "segment/LayerMat.h"
 #include "segment/RegionShapes.h"
 #include "segment/Wand.h"
 
-#include <gtest/gtest.h>
-
 #include <QPainterPath>
+#include <gtest/gtest.h>
 
 using namespace pxmtest;
 using pxm::segment::WandSession;
@@ -135,7 +133,7 @@ TEST(Wand, GrowsThroughLayersOfAVolume) {
 TEST(RegionShapes, RectsAndOutlinesRoundTrip) {
     cv::Mat region = discs(90, 70, {30, 35}, 22, {75, 20}, 9);
     cv::rectangle(region, cv::Rect(22, 28, 10, 8), cv::Scalar(0), cv::FILLED); // a hole
-    region.at<uint8_t>(60, 80) = 255;                                           // a lone pixel
+    region.at<uint8_t>(60, 80) = 255;                                          // a lone pixel
     cv::Mat painted = cv::Mat::zeros(region.size(), CV_8UC1);
     for (const QRect& r : pxm::segment::maskRects(region))
         cv::rectangle(painted, cv::Rect(r.x(), r.y(), r.width(), r.height()), cv::Scalar(255), cv::FILLED);

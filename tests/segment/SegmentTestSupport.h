@@ -3,11 +3,10 @@
 
 #include "platform/CImage.h"
 
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-
 #include <cmath>
 #include <cstring>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 #include <random>
 
 namespace pxmtest {
@@ -27,8 +26,8 @@ struct Picture {
     cv::Mat truth;
 };
 
-inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside = 160,
-                               double outside = 40, double scale = 1, unsigned seed = 7) {
+inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside = 160, double outside = 40,
+                               double scale = 1, unsigned seed = 7) {
     Picture picture{KYVO::CImage(type, KYVO::CSize(std::size_t(truth.cols), std::size_t(truth.rows), 1)), truth};
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> noise(-8, 8);

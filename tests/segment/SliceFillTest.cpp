@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "segment/SliceFill.h"
-#include "segment/VolumeStatistics.h"
 
-#include <gtest/gtest.h>
-#include <opencv2/imgproc.hpp>
+#include "segment/VolumeStatistics.h"
 
 #include <cmath>
 #include <functional>
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 namespace {
 
@@ -33,7 +33,9 @@ std::vector<cv::Mat> render(const Inside& inside) {
     return layers;
 }
 
-double sq(double v) { return v * v; }
+double sq(double v) {
+    return v * v;
+}
 
 const Volume Volumes[] = {
     {"sphere", [](double x, double y, double z) { return sq(x - 48) + sq(y - 48) + sq(z - 20) <= sq(18); }},
@@ -43,8 +45,7 @@ const Volume Volumes[] = {
          const double u = c * (x - 48) + s * (z - 20), w = -s * (x - 48) + c * (z - 20);
          return sq(u / 30) + sq((y - 48) / 14) + sq(w / 16) <= 1;
      }},
-    {"torus",
-     [](double x, double y, double z) { return sq(std::hypot(x - 48, z - 20) - 22) + sq(y - 48) <= sq(9); }},
+    {"torus", [](double x, double y, double z) { return sq(std::hypot(x - 48, z - 20) - 22) + sq(y - 48) <= sq(9); }},
     {"movingCylinder",
      [](double x, double y, double z) { return z >= 2 && z <= 38 && sq(x - 18 - 1.5 * z) + sq(y - 48) <= sq(11); }},
     {"splitting",

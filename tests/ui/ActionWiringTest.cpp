@@ -61,8 +61,7 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     uitest::ModalAnswerer modals;
     pxm::View* view = window.view();
     auto dialogAsked = [this](const QString& title) {
-        return
-            [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
+        return [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
     };
     auto modalShown = [&modals](const QString& className, const QString& title) {
         return [&modals, className, title] {
@@ -99,11 +98,9 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::ZoomToFit, [view] { EXPECT_GT(view->transform().m11(), 1.0) << "a 3 x 2 image is enlarged"; }},
         {A::NextImage, [this] { EXPECT_EQ(project.currentImageIndex(), 1); }},
         {A::PreviousImage, [this] { EXPECT_EQ(project.currentImageIndex(), 0); }},
-        {A::RunScript,
-         [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
+        {A::RunScript, [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
         // The reannotation dialog needs a mask on the canvas.
-        {A::Reannotation,
-         [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
+        {A::Reannotation, [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
     };
     project.setSetting("Script.path", "true %1");
     find(A::Reannotation)->setEnabled(true);
@@ -196,9 +193,8 @@ TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
     };
     for (const auto& [key, modifiers, after] : keys) {
         QTest::keyClick(&window, Qt::Key(key), modifiers);
-        EXPECT_EQ(
-            QList<int>({project.currentImageIndex(), project.currentZLayer(), project.undoStack()->index()}),
-            after)
+        EXPECT_EQ(QList<int>({project.currentImageIndex(), project.currentZLayer(), project.undoStack()->index()}),
+                  after)
             << QKeySequence(key | int(modifiers)).toString().toStdString();
     }
 }

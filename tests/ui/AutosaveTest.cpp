@@ -18,8 +18,7 @@ protected:
         UiTest::SetUp();
         // A recovery folder of this process's own: tests run side by side.
         m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" +
-                                             QString::number(QCoreApplication::applicationPid()));
+        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
         QDir(RecoveryFolder::root()).removeRecursively();
     }
     void TearDown() override {

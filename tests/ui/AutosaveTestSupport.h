@@ -94,8 +94,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     pxm::Label* second = project->labels()[1];
     project->setCurrentImageIndex(0);
     pxm::Scene* flat = project->images()[0]->scene(0);
-    ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; }))
-        << "the shown scene holds its mask";
+    ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; })) << "the shown scene holds its mask";
     addShape(project, flat, new QGraphicsRectItem(5, 6, 20, 10), first);
     auto* polygon = new QGraphicsPolygonItem(QPolygonF({{30, 2}, {50, 4}, {40, 20}}));
     polygon->setTransform(QTransform::fromTranslate(1.5, 2));

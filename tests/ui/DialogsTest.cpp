@@ -103,20 +103,8 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
         bool imported;
         int labels, undoSteps;
     } cases[] = {
-        {{m1, m1, m1},
-         "",
-         "Invalid number of masks.",
-         "does not match the number of laoded images",
-         false,
-         1,
-         0},
-        {{wide},
-         "",
-         "Mask import failed",
-         "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3",
-         false,
-         1,
-         0},
+        {{m1, m1, m1}, "", "Invalid number of masks.", "does not match the number of laoded images", false, 1, 0},
+        {{wide}, "", "Mask import failed", "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3", false, 1, 0},
         {{unknown}, "Cancel", unknownBox, "no label uses: 7.", false, 1, 0},
         {{unknown}, "Import without labels", unknownBox, "no label uses: 7.", true, 1, 1},
         {{mask("m2.pgm", 2), unknown}, "Create labels", unknownBox, "no label uses: 2, 7.", true, 3, 2},
@@ -144,15 +132,13 @@ TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     ModalAnswerer answers;
     EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
     EXPECT_EQ(answers.titles(), QStringList{"Label import failed"});
-    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'"))
-        << answers.seen()[0].text.toStdString();
+    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'")) << answers.seen()[0].text.toStdString();
     EXPECT_EQ(project.labels().size(), 1);
     // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
     const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
     answers.thenAs<LabelImportDialog>([](LabelImportDialog* dialog) {
         EXPECT_EQ(dialog->plan().conflicts.size(), 1);
-        EXPECT_TRUE(
-            dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
+        EXPECT_TRUE(dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
         EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3) << "the conflicts and the two new labels";
         dialog->reject();
     });

@@ -121,8 +121,7 @@ ImageFilter byName(const QString& pattern, S syntax = S::Wildcard) {
 
 ImageFilter bySize(int minWidth, int maxWidth, int minHeight, int maxHeight) {
     ImageFilter f;
-    std::tie(f.minWidth, f.maxWidth, f.minHeight, f.maxHeight) =
-        std::tie(minWidth, maxWidth, minHeight, maxHeight);
+    std::tie(f.minWidth, f.maxWidth, f.minHeight, f.maxHeight) = std::tie(minWidth, maxWidth, minHeight, maxHeight);
     return f;
 }
 
@@ -158,9 +157,7 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     auto panel = shownPanel<LabelListWidget>(&project);
     QListWidget* list = panel->listWidget();
     // The rows, and the selected one.
-    const auto rows = [list] {
-        return rowTexts(list).join(' ') + " @" + QString::number(list->currentRow());
-    };
+    const auto rows = [list] { return rowTexts(list).join(' ') + " @" + QString::number(list->currentRow()); };
     EXPECT_EQ(rows(), "alpha beta @0");
     Label* c = addNamed(project, "gamma");
     b->setName("bravo");
@@ -276,8 +273,7 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
         return QString("%1/%2 %3 %4")
             .arg(l->opacity())
             .arg(l->secondaryOpacity())
-            .arg(row->checkState() == Qt::Checked ? "checked" : "unchecked",
-                 row->foreground().color().name());
+            .arg(row->checkState() == Qt::Checked ? "checked" : "unchecked", row->foreground().color().name());
     };
     // Space on the current row toggles its check box, as a click on the box does.
     auto toggle = [&](Label* l) {
@@ -306,8 +302,7 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
 TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
     // The label made current has mask id 1 and opacities 0.7 / 0.3 / 0.5.
     EXPECT_EQ(panel.label(), label);
-    EXPECT_EQ(form(),
-              QStringList({"1", "1", "Label 1", label->color().name(QColor::HexArgb), "700", "300", "500"}));
+    EXPECT_EQ(form(), QStringList({"1", "1", "Label 1", label->color().name(QColor::HexArgb), "700", "300", "500"}));
     // Changes made elsewhere show up and push nothing.
     label->setMaskId(9);
     label->setName("cells");
@@ -339,9 +334,7 @@ TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
 TEST_F(LabelSettingsWidgetTest, TypingPushesOneRenameForEveryCharacterButATrailingSpace) {
     QLineEdit* name = panel.nameLineEdit();
     // The undo index, the label's name and the field's text.
-    const auto state = [&] {
-        return QString("%1 %2|%3").arg(stack->index()).arg(label->name(), name->text());
-    };
+    const auto state = [&] { return QString("%1 %2|%3").arg(stack->index()).arg(label->name(), name->text()); };
     name->selectAll();
     QTest::keyClicks(name, "car ");
     EXPECT_EQ(state(), "3 car|car "); // the space the user typed stays in the field
@@ -360,15 +353,11 @@ TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
     EXPECT_EQ(std::pair(label->maskId(), stack->count()), std::pair(2, 1));
     stack->undo();
     // Following the undo pushes nothing new.
-    EXPECT_EQ(std::tuple(label->maskId(), panel.maskIdSpinBox()->value(), stack->count()),
-              std::tuple(1, 1, 1));
+    EXPECT_EQ(std::tuple(label->maskId(), panel.maskIdSpinBox()->value(), stack->count()), std::tuple(1, 1, 1));
 
     // Each slider sets its own value only; the pen width has a floor.
     auto values = [this] {
-        return QString("%1 %2 %3")
-            .arg(label->opacity())
-            .arg(label->secondaryOpacity())
-            .arg(label->penWidth());
+        return QString("%1 %2 %3").arg(label->opacity()).arg(label->secondaryOpacity()).arg(label->penWidth());
     };
     drag(panel.opacitySlider(), {1000});
     EXPECT_EQ(values(), "1 0.3 0.5");
@@ -414,8 +403,7 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
     pxmtest::TempDir dir;
     const QString guideDir = dir.path("kyvo/doc/nodara/html/lumarka/PPixmarker");
     ASSERT_TRUE(QDir().mkpath(guideDir));
-    ASSERT_TRUE(
-        pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
+    ASSERT_TRUE(pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
     const QByteArray oldValue = qgetenv("KYVODIR");
     const bool hadValue = qEnvironmentVariableIsSet("KYVODIR");
     // The guide under KYVODIR comes first; without it (unset, empty or no guide there) the built-in one.
@@ -431,8 +419,7 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
             EXPECT_EQ(QFileInfo(help.shownFile()).canonicalFilePath(),
                       QFileInfo(guideDir + "/index.html").canonicalFilePath());
             EXPECT_TRUE(help.textBrowser()->toPlainText().contains("Platform guide"));
-            EXPECT_EQ(help.textBrowser()->searchPaths(),
-                      QStringList({QFileInfo(help.shownFile()).absolutePath()}));
+            EXPECT_EQ(help.textBrowser()->searchPaths(), QStringList({QFileInfo(help.shownFile()).absolutePath()}));
         } else {
             EXPECT_EQ(help.shownFile(), ":/guide/index.html");
             EXPECT_TRUE(help.textBrowser()->toPlainText().contains("Pixmarker user guide"));
@@ -452,9 +439,8 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     QFile file(":/guide/index.html");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString html = QString::fromUtf8(file.readAll());
-    for (const char* topic :
-         {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation", "Eraser", "Ruler",
-          "Import", "Export", "pixmarker-export", "Space", "Backspace"})
+    for (const char* topic : {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation",
+                              "Eraser", "Ruler", "Import", "Export", "pixmarker-export", "Space", "Backspace"})
         EXPECT_TRUE(html.contains(topic)) << topic;
 
     QSet<QString> anchors;
@@ -563,9 +549,8 @@ TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     // One click clears it; stepping visits every image again.
     QSignalSpy changed(chooser.get(), &ImageChooser::filterChanged);
     QTest::mouseClick(chooser->clearFilterButton(), Qt::LeftButton);
-    EXPECT_EQ(std::tuple(changed.count(), chooser->filter().isActive(),
-                         ImageFilter::load(&project).isActive(), filterLook(*chooser),
-                         isGreyed(chooser->comboBox(), 3)),
+    EXPECT_EQ(std::tuple(changed.count(), chooser->filter().isActive(), ImageFilter::load(&project).isActive(),
+                         filterLook(*chooser), isGreyed(chooser->comboBox(), 3)),
               std::tuple(1, false, false, QString(), false));
     chooser->showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 3);
@@ -689,8 +674,7 @@ TEST(ImageChooser, RunScriptReplacesThePathAndReportsFailure) {
     uitest::StreamCapture out(std::cout);
     uitest::StreamCapture err(std::cerr);
     chooser.runScript();
-    EXPECT_EQ(out.take(),
-              "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
+    EXPECT_EQ(out.take(), "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
     EXPECT_EQ(err.take(), "");
     EXPECT_TRUE(QFileInfo::exists(dir.path("shot.png.done")));
     project.setSetting("Script.path", "exit 3");
@@ -790,12 +774,11 @@ TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
     ImageFilter().store(&project);
     EXPECT_FALSE(ImageFilter::load(&project).isActive());
     // Whatever a hand-edited file holds, reading it gives a usable filter.
-    const ImageFilter read =
-        ImageFilter::fromVariant(QVariantMap{{"labels", QVariantList({"x", 1.5, 1e12, 42, 42})},
-                                             {"labelMode", "sometimes"},
-                                             {"pattern", QVariantList()},
-                                             {"minWidth", -5},
-                                             {"maxHeight", "12"}});
+    const ImageFilter read = ImageFilter::fromVariant(QVariantMap{{"labels", QVariantList({"x", 1.5, 1e12, 42, 42})},
+                                                                  {"labelMode", "sometimes"},
+                                                                  {"pattern", QVariantList()},
+                                                                  {"minWidth", -5},
+                                                                  {"maxHeight", "12"}});
     EXPECT_EQ(std::tuple(read.labelIds, read.labelMode, read.namePattern, read.minWidth, read.maxHeight),
               std::tuple(QList<int>({42}), M::Any, QString(), 0, 12));
     EXPECT_FALSE(ImageFilter::fromVariant(QVariant("text")).isActive());

@@ -132,8 +132,7 @@ struct FakeFileDialogs {
         pxm::FileDialogs dialogs;
         dialogs.openFileName = single("open");
         dialogs.saveFileName = single("save");
-        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&,
-                                       const QString& filter) {
+        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
             calls.push_back({"openMany", title, filter});
             return manyAnswers.isEmpty() ? QStringList() : manyAnswers.takeFirst();
         };
@@ -159,8 +158,7 @@ inline QStringList imagePaths(const pxm::Project& project) {
 }
 
 /// An in-memory 8-bit image of the given size with a path to show.
-inline pxm::LabeledImage* namedImage(pxm::Project& project, const QString& path, int w = 8, int h = 8,
-                                     int d = 1) {
+inline pxm::LabeledImage* namedImage(pxm::Project& project, const QString& path, int w = 8, int h = 8, int d = 1) {
     pxm::LabeledImage* image = pxmtest::addImage(project, w, h, d);
     image->setImagePath(path);
     return image;
@@ -186,9 +184,8 @@ protected:
     /// A grey image file of the given size (binary PGM).
     QString writeImage(const QString& name, int width = 3, int height = 2, char value = '\x20') {
         const QString path = dir.path(name);
-        pxmtest::writeFile(path, QByteArray("P5\n") + QByteArray::number(width) + " " +
-                                     QByteArray::number(height) + "\n255\n" +
-                                     QByteArray(width * height, value));
+        pxmtest::writeFile(path, QByteArray("P5\n") + QByteArray::number(width) + " " + QByteArray::number(height) +
+                                     "\n255\n" + QByteArray(width * height, value));
         return path;
     }
     static pxm::LabeledImage* addImage(pxm::Project& project, const QString& path) {
