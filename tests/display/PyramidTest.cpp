@@ -10,7 +10,6 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
-#include <QFile>
 #include <QImage>
 #include <QPainter>
 #include <gtest/gtest.h>
@@ -77,10 +76,7 @@ TEST(PyramidTest, StacksAndBrokenFilesAreRefused) {
     pxmtest::writePyramidTiff(dir.localPath("stack.tif"), stack);
     EXPECT_THROW(TiffPyramid(dir.localPath("stack.tif")), KYVO::CException);
     EXPECT_THROW(TiffPyramid(dir.localPath("missing.tif")), KYVO::CException);
-    QFile broken(dir.path("broken.tif"));
-    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
-    broken.write(QByteArray("II*\0\x08\0\0\0\xff\xff", 10));
-    broken.close();
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("broken.tif"), QByteArray("II*\0\x08\0\0\0\xff\xff", 10)));
     EXPECT_THROW(TiffPyramid(dir.localPath("broken.tif")), KYVO::CException);
 }
 

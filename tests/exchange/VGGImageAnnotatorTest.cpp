@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/ExchangeTestSupport.h"
-#include "exchange/VGGImageAnnotatorWriteError.h"
 #include "exchange/VGGImageAnnotatorWriter.h"
 
 #include <QJsonDocument>
@@ -46,22 +45,6 @@ TEST(VGGImageAnnotatorTest, WriterGoldenOutputKeyedByFileName) {
     ASSERT_FALSE(golden.isNull());
     pxmtest::TempDir dir;
     EXPECT_EQ(QString(writeProject(project, dir)), QString(golden.toJson(QJsonDocument::Indented)));
-}
-
-TEST(VGGImageAnnotatorTest, UnwritableFileRaisesATypedErrorAndLeavesNothing) {
-    pxm::Project project;
-    pxmtest::addMemoryImage(project, 8, 8, 1, "/d1/a.png");
-    pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("file"), "x"));
-    const QString path = dir.path("file/out.vgg.json");
-    try {
-        pxm::VGGImageAnnotatorWriter writer(&project, path);
-        ADD_FAILURE() << "no exception";
-    } catch (const pxm::VGGImageAnnotatorWriteError& e) {
-        EXPECT_EQ(e.path(), path);
-        EXPECT_FALSE(e.reason().isEmpty());
-    }
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList({"file"}));
 }
 
 } // namespace
