@@ -134,11 +134,9 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     // "&New project" in a window with a project opens a second window with one label.
     find(A::NewProject)->trigger();
     MainWindow* second = otherWindow(&window);
-    ASSERT_NE(second, nullptr);
-    ASSERT_NE(second->project(), nullptr);
-    ASSERT_EQ(second->project()->labels().size(), 1);
-    EXPECT_EQ(second->project()->labels()[0]->name(), "Label 1");
-    EXPECT_TRUE(second->testAttribute(Qt::WA_DeleteOnClose));
+    ASSERT_TRUE(second && second->project() && second->project()->labels().size() == 1);
+    EXPECT_EQ(std::pair(second->project()->labels()[0]->name(), second->testAttribute(Qt::WA_DeleteOnClose)),
+              std::pair(QString("Label 1"), true));
     // "&Quit" closes the window (with nothing left unsaved, so without asking).
     project.undoStack()->setClean();
     find(A::Quit)->trigger();
@@ -146,17 +144,16 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
 }
 
 TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
-    const std::vector<std::pair<A, pxm::ToolType>> tools = {
-        {A::Rectangle, pxm::ToolType::Rectangle},
-        {A::Ellipse, pxm::ToolType::Ellipse},
-        {A::Polygon, pxm::ToolType::Polygon},
-        {A::Line, pxm::ToolType::Line},
-        {A::Point, pxm::ToolType::Freehand},
-        {A::Reassign, pxm::ToolType::Reassign},
-        {A::Transformation, pxm::ToolType::Transformation},
-        {A::Eraser, pxm::ToolType::Eraser},
-        {A::Ruler, pxm::ToolType::Ruler},
-    };
+    using T = pxm::ToolType;
+    const std::vector<std::pair<A, T>> tools = {{A::Rectangle, T::Rectangle},
+                                                {A::Ellipse, T::Ellipse},
+                                                {A::Polygon, T::Polygon},
+                                                {A::Line, T::Line},
+                                                {A::Point, T::Freehand},
+                                                {A::Reassign, T::Reassign},
+                                                {A::Transformation, T::Transformation},
+                                                {A::Eraser, T::Eraser},
+                                                {A::Ruler, T::Ruler}};
     ASSERT_TRUE(find(A::Rectangle)->isEnabled()) << "tools work once there is an image";
     QSignalSpy changed(window.view(), &pxm::View::toolChanged);
     for (const auto& [id, type] : tools) {
@@ -177,8 +174,7 @@ TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
     // Without an image the tools, the mask import and the zoom tool bar are off again.
     while (!project.images().isEmpty())
         delete project.takeImage(0);
-    EXPECT_FALSE(find(A::Rectangle)->isEnabled());
-    EXPECT_FALSE(find(A::ImportMask)->isEnabled());
+    EXPECT_FALSE(find(A::Rectangle)->isEnabled() || find(A::ImportMask)->isEnabled());
 }
 
 TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
@@ -205,13 +201,11 @@ TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {
     const int stepsBefore = project.undoStack()->count();
     uitest::ModalAnswerer modals;
     window.handleImport(&reader, {"/a.voc", "/bad.voc", "/c.voc"});
-    EXPECT_EQ(reader.progress, (QList<int>{0, 1, 2}));
-    EXPECT_EQ(reader.maximum, 3);
-    EXPECT_TRUE(reader.barShown);
-    EXPECT_FALSE(reader.windowEnabled) << "the window is locked while reading";
-    EXPECT_TRUE(window.isEnabled());
-    EXPECT_FALSE(window.progressBar()->isVisible());
-    EXPECT_EQ(project.undoStack()->count(), stepsBefore + 3) << "one undo step per file";
+    // The window is locked while reading, one undo step per file.
+    EXPECT_EQ(std::tuple(reader.progress, reader.maximum, reader.barShown, reader.windowEnabled),
+              std::tuple(QList<int>{0, 1, 2}, 3, true, false));
+    EXPECT_EQ(std::tuple(window.isEnabled(), window.progressBar()->isVisible(), project.undoStack()->count()),
+              std::tuple(true, false, stepsBefore + 3));
     EXPECT_EQ(modals.titles(), QStringList{"VOC Import Errors"});
     EXPECT_EQ(modals.seen()[0].text, "Odd. Broken file.Odd. ");
     // Nothing chosen, nothing happens.

@@ -8,7 +8,6 @@
 #include "ui/UiTestSupport.h"
 
 using namespace pxm;
-using autosavetest::waitUntil;
 
 namespace {
 
@@ -57,9 +56,9 @@ protected:
 
 TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     std::unique_ptr<MainWindow> window = editedWindow();
-    Autosave* autosave = Autosave::of(window.get());
-    ASSERT_NE(autosave, nullptr) << "every window keeps its work safe";
-    EXPECT_EQ(autosave->interval(), 60) << "the default";
+    Autosave* autosave = Autosave::of(window.get()); // every window keeps its work safe, by default each minute
+    ASSERT_NE(autosave, nullptr);
+    EXPECT_EQ(autosave->interval(), 60);
     Project* project = window->project();
     // The interval comes from the project's settings and starts the timer.
     QSignalSpy written(autosave, &Autosave::snapshotWritten);
@@ -68,12 +67,12 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     const QString folder = autosave->folder();
     ASSERT_FALSE(folder.isEmpty());
     EXPECT_LT(autosave->lastPause(), 1000.0);
-    EXPECT_FALSE(project->undoStack()->isClean()) << "a snapshot is not a save";
-    EXPECT_TRUE(window->windowTitle().endsWith("*"));
-    EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty()) << "this process's snapshot is never offered";
-    // Changed volumes only: both masks were reassigned (the flat image's edited mask stays in
-    // memory after the switch to the volume) and the flat image's overlay erased (it waits in
-    // a swap file since the volume is shown); the volume's overlay is copied with its mask.
+    // A snapshot is not a save; this process's snapshot is never offered.
+    EXPECT_EQ(std::tuple(project->undoStack()->isClean(), window->windowTitle().endsWith("*"),
+                         RecoveryFolder::orphaned().size()),
+              std::tuple(false, true, 0));
+    // Changed volumes only: both reassigned masks (the flat image's stays in memory) and the flat image's
+    // erasures (swapped out while the volume is shown); the volume's overlay is copied with its mask.
     const RecoveryFolder::Entry entry = entryOf(folder);
     QStringList kinds;
     for (const RecoveryFolder::VolumeEntry& volume : entry.description.volumes)
@@ -82,9 +81,8 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     EXPECT_EQ(kinds, QStringList({"mask:0", "mask:1", "overlay:0", "overlay:1"}));
 
     expectRecovers(folder, *project);
-    // Later edits reach the next snapshot: a shape on an image not shown, a renamed label and
-    // a label id (which retags its shapes without a repaint). Unchanged volumes are not
-    // written again.
+    // Later edits reach the next snapshot: a shape on an image not shown, a renamed label and a label id
+    // (which retags its shapes without a repaint). Unchanged volumes are not written again.
     const QDateTime firstTime = entry.description.time;
     autosavetest::addShape(project, project->images()[0]->scene(0), new QGraphicsLineItem(1, 2, 30, 40),
                            project->labels()[1]);
@@ -102,19 +100,18 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
         EXPECT_TRUE(volume.file.endsWith("-1.okav.gz") || volume.file.endsWith("-2.okav.gz"))
             << volume.file.toStdString();
 
+    // A successful save deletes the snapshot; with nothing unsaved there is nothing to keep.
     window->saveProject();
-    EXPECT_TRUE(project->undoStack()->isClean());
-    EXPECT_FALSE(QFileInfo::exists(folder)) << "a successful save deletes the snapshot";
-    EXPECT_TRUE(autosave->folder().isEmpty());
-    EXPECT_FALSE(autosave->snapshotNow()) << "nothing unsaved, nothing to keep";
+    EXPECT_EQ(std::tuple(project->undoStack()->isClean(), QFileInfo::exists(folder), autosave->folder(),
+                         autosave->snapshotNow()),
+              std::tuple(true, false, QString(), false));
 }
 
 TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetried) {
     std::unique_ptr<MainWindow> window = editedWindow();
     Autosave* autosave = Autosave::of(window.get());
     Project* project = window->project();
-    // The recovery folder cannot be made: a file stands where it belongs (as a read-only or
-    // full disk would refuse it, also for root).
+    // The recovery folder cannot be made: a file stands where it belongs (as a full disk would refuse it).
     QDir().mkpath(QFileInfo(RecoveryFolder::root()).absolutePath());
     ASSERT_TRUE(pxmtest::writeFile(RecoveryFolder::root(), "in the way"));
 
@@ -122,15 +119,14 @@ TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetried) {
     QSignalSpy written(autosave, &Autosave::snapshotWritten);
     project->setSetting(Autosave::kIntervalKey, 1);
     ASSERT_TRUE(failed.wait(5000));
-    EXPECT_TRUE(window->statusBar()->currentMessage().startsWith("Autosave failed: "))
-        << window->statusBar()->currentMessage().toStdString();
-    EXPECT_FALSE(project->undoStack()->isClean());
-    EXPECT_TRUE(window->windowTitle().endsWith("*"));
+    EXPECT_EQ(std::tuple(window->statusBar()->currentMessage().startsWith("Autosave failed: "),
+                         project->undoStack()->isClean(), window->windowTitle().endsWith("*")),
+              std::tuple(true, false, true));
     window->statusBar()->clearMessage();
     ASSERT_TRUE(failed.wait(5000)) << "tried again at the next interval";
-    EXPECT_TRUE(window->statusBar()->currentMessage().isEmpty()) << "the failure is told once";
-    EXPECT_FALSE(project->undoStack()->isClean());
-
+    // The failure is told once.
+    EXPECT_EQ(std::pair(window->statusBar()->currentMessage(), project->undoStack()->isClean()),
+              std::pair(QString(), false));
     QFile::remove(RecoveryFolder::root());
     ASSERT_TRUE(written.wait(5000));
     EXPECT_TRUE(autosave->lastError().isEmpty());
@@ -152,12 +148,11 @@ TEST_F(AutosaveTest, ClosingWithoutSavingDeletesTheSnapshot) {
     uitest::ModalAnswerer answerer;
     answerer.thenClick("Cancel");
     answerer.thenClick("Discard");
+    // A cancelled close keeps everything; a discarding one drops the work.
     window->close();
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_TRUE(QFileInfo::exists(folder)) << "a cancelled close keeps everything";
+    EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(true, true));
     window->close();
-    EXPECT_FALSE(window->isVisible());
-    EXPECT_FALSE(QFileInfo::exists(folder)) << "the user chose to drop the work";
+    EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(false, false));
 }
 
 TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
@@ -181,8 +176,9 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
     window.setProject(&project);
     Autosave::of(&window)->adopt(folder, restored);
     window.show();
-    EXPECT_EQ(window.windowTitle(), "Pixmarker - " + projectPath + "*");
-    EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty()) << "the recovering window holds the snapshot now";
+    // The recovering window holds the snapshot now.
+    EXPECT_EQ(std::pair(window.windowTitle(), RecoveryFolder::orphaned().size()),
+              std::pair("Pixmarker - " + projectPath + "*", 0));
     // The recovered masks stay in memory: their files do not have the changes.
     ASSERT_FALSE(restored.isEmpty());
     for (const int index : restored)
@@ -190,8 +186,7 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
 
     const QByteArray before = pxmtest::readFile(projectPath);
     window.saveProject();
-    EXPECT_NE(pxmtest::readFile(projectPath), before) << "saved over the original file";
-    EXPECT_FALSE(QFileInfo::exists(folder));
+    EXPECT_TRUE(pxmtest::readFile(projectPath) != before && !QFileInfo::exists(folder)) << "saved over the original";
     Project reread;
     ProjectReader::read(projectPath, &reread);
     EXPECT_EQ(reread.labels()[0]->name(), "tumour");
@@ -203,7 +198,7 @@ TEST_F(AutosaveTest, DialogRecoversDiscardsAndKeeps) {
     for (const QString name : {"a", "b", "c"}) {
         RecoveryFolder owner;
         QString error;
-        ASSERT_TRUE(owner.create(&error));
+        ASSERT_TRUE(owner.create(&error)) << error.toStdString();
         RecoveryFolder::Description description;
         description.projectPath = name == "b" ? QString() : dir.path(name + ".json");
         description.time = QDateTime::currentDateTime().addSecs(folders.size());
@@ -218,17 +213,16 @@ TEST_F(AutosaveTest, DialogRecoversDiscardsAndKeeps) {
     RecoveryDialog dialog(offered);
     QTreeWidget* list = dialog.list();
     ASSERT_EQ(list->topLevelItemCount(), 3);
-    EXPECT_EQ(list->topLevelItem(0)->text(0), "a.json");
-    EXPECT_EQ(list->topLevelItem(0)->text(1), dir.path());
-    EXPECT_EQ(list->topLevelItem(1)->text(0), "Unsaved project");
+    EXPECT_EQ(
+        std::tuple(list->topLevelItem(0)->text(0), list->topLevelItem(0)->text(1), list->topLevelItem(1)->text(0)),
+        std::tuple(QString("a.json"), dir.path(), QString("Unsaved project")));
     auto selectFirst = [list] {
         list->clearSelection();
         list->topLevelItem(0)->setSelected(true);
     };
     QTimer::singleShot(0, &dialog, [&] {
-        EXPECT_TRUE(dialog.isVisible());
         selectFirst();
-        EXPECT_TRUE(dialog.recoverButton()->isEnabled());
+        EXPECT_TRUE(dialog.isVisible() && dialog.recoverButton()->isEnabled());
         dialog.recoverButton()->click();
         selectFirst(); // "b", now first
         dialog.discardButton()->click();
@@ -236,11 +230,11 @@ TEST_F(AutosaveTest, DialogRecoversDiscardsAndKeeps) {
     });
     EXPECT_EQ(dialog.exec(), int(QDialog::Rejected));
     ASSERT_EQ(dialog.chosen().size(), 1);
-    EXPECT_EQ(dialog.chosen()[0].folder, folders[0]);
-    EXPECT_TRUE(QFileInfo::exists(folders[0])) << "recovering is not deleting";
-    EXPECT_FALSE(QFileInfo::exists(folders[1]));
+    // Recovering is not deleting; closing the dialog keeps the rest.
+    EXPECT_EQ(std::tuple(dialog.chosen()[0].folder, QFileInfo::exists(folders[0]), QFileInfo::exists(folders[1])),
+              std::tuple(folders[0], true, false));
     const QList<RecoveryFolder::Entry> left = RecoveryFolder::orphaned();
-    ASSERT_EQ(left.size(), 2) << "closing the dialog keeps the rest";
+    ASSERT_EQ(left.size(), 2);
     // Acting on the last rows closes the dialog by itself.
     RecoveryDialog second(left);
     QTimer::singleShot(0, &second, [&] {

@@ -117,46 +117,39 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
             answers.thenClick(c.answer);
         EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
         EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
-        EXPECT_TRUE(c.title.isEmpty() || answers.seen()[0].text.contains(c.text))
-            << answers.seen()[0].text.toStdString();
-        EXPECT_EQ(project.labels().size(), c.labels);
-        EXPECT_EQ(project.undoStack()->count(), c.undoSteps);
-        if (c.imported)
-            EXPECT_EQ(project.images()[0]->maskPath(), c.masks.first());
-        else
-            EXPECT_EQ(project.images()[0]->mask(), nullptr);
+        EXPECT_TRUE(c.title.isEmpty() || answers.seen()[0].text.contains(c.text));
+        EXPECT_EQ(std::pair(project.labels().size(), project.undoStack()->count()), std::pair(c.labels, c.undoSteps));
+        EXPECT_TRUE(c.imported ? project.images()[0]->maskPath() == c.masks.first() : !project.images()[0]->mask());
     }
 }
 
 TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     ModalAnswerer answers;
     EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
-    EXPECT_EQ(answers.titles(), QStringList{"Label import failed"});
-    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'")) << answers.seen()[0].text.toStdString();
-    EXPECT_EQ(project.labels().size(), 1);
+    EXPECT_EQ(std::pair(answers.titles(), project.labels().size()), std::pair(QStringList{"Label import failed"}, 1));
+    EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'"));
     // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
     const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
+    // The conflicts and the two new labels are listed.
     answers.thenAs<LabelImportDialog>([](LabelImportDialog* dialog) {
-        EXPECT_EQ(dialog->plan().conflicts.size(), 1);
+        EXPECT_EQ(std::pair(dialog->plan().conflicts.size(), dialog->changesView()->topLevelItemCount()),
+                  std::pair(1, 3));
         EXPECT_TRUE(dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
-        EXPECT_EQ(dialog->changesView()->topLevelItemCount(), 3) << "the conflicts and the two new labels";
         dialog->reject();
     });
+    const auto counts = [this] { return std::pair(project.labels().size(), project.undoStack()->count()); };
     EXPECT_FALSE(importLabels(&parent, &project, conflicting));
-    EXPECT_EQ(project.labels().size(), 1) << "cancelled: nothing changed";
-    EXPECT_EQ(project.undoStack()->count(), 0);
+    EXPECT_EQ(counts(), std::pair(1, 0)) << "cancelled: nothing changed";
     answers.then([](QWidget* w) { qobject_cast<QDialog*>(w)->accept(); });
     EXPECT_TRUE(importLabels(&parent, &project, conflicting));
-    EXPECT_EQ(project.labels().size(), 3);
-    EXPECT_EQ(project.undoStack()->count(), 1);
+    EXPECT_EQ(counts(), std::pair(3, 1));
     // Without conflicts the file is imported at once; the same file again changes nothing.
     const QString plain = file("plain.json", R"([{"name": "plain", "maskId": 9}])");
     EXPECT_TRUE(importLabels(&parent, &project, plain));
     EXPECT_EQ(answers.seen().size(), 3u);
     EXPECT_FALSE(importLabels(&parent, &project, plain));
-    ASSERT_EQ(answers.seen().size(), 4u);
-    EXPECT_EQ(answers.seen()[3].title, "Import labels");
-    EXPECT_EQ(project.undoStack()->count(), 2);
+    EXPECT_EQ(answers.titles().mid(3), QStringList{"Import labels"});
+    EXPECT_EQ(counts(), std::pair(4, 2));
 }
 
 TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
@@ -165,13 +158,11 @@ TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
     EXPECT_EQ(answers.titles(), QStringList{"Reannotation Dialog"});
     EXPECT_EQ(answers.seen().at(0).text, "No Mask found on the Canvas.");
     EXPECT_FALSE(ReannotationDialog::hasMask(nullptr));
-
     giveMask(0);
     EXPECT_TRUE(ReannotationDialog::hasMask(&project));
     QPointer<ReannotationDialog> dialog = ReannotationDialog::open(&window, view, &project);
     ASSERT_FALSE(dialog.isNull());
-    EXPECT_TRUE(dialog->isVisible());
-    EXPECT_FALSE(dialog->isModal());
+    EXPECT_EQ(std::pair(dialog->isVisible(), dialog->isModal()), std::pair(true, false));
     dialog->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(dialog.isNull()) << "deleted when closed";
@@ -185,22 +176,16 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     auto at = [&dialog] { return std::make_pair(dialog.count(), dialog.currentItem()); };
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("cat"));
     ASSERT_EQ(at(), std::make_pair(3, cats[0]));
-    EXPECT_EQ(dialog.position(), 0);
-    EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 3");
+    EXPECT_EQ(std::pair(dialog.position(), dialog.positionLabel()->text()), std::pair(0, QString("Shape 1 of 3")));
     EXPECT_TRUE(dialog.rulesLabel()->text().contains("2: move to dog"));
-    EXPECT_TRUE(shows(cats[0])) << "the View shows the first cat";
-    EXPECT_FALSE(shows(cats[1]));
-
+    // The View shows the shape the dialog shows, and follows it to the other image.
+    EXPECT_EQ(std::pair(shows(cats[0]), shows(cats[1])), std::pair(true, false));
     dialog.nextButton()->click();
-    EXPECT_EQ(dialog.currentItem(), cats[1]);
-    EXPECT_TRUE(shows(cats[1]));
-    EXPECT_FALSE(shows(cats[0]));
-    // The third cat is on the other image: the View follows to it.
+    EXPECT_EQ(std::tuple(dialog.currentItem(), shows(cats[1]), shows(cats[0])), std::tuple(cats[1], true, false));
     dialog.showNext();
     EXPECT_EQ(project.currentImage(), images[1]);
     QApplication::processEvents();
-    EXPECT_TRUE(shows(cats[2]));
-    EXPECT_FALSE(dialog.nextButton()->isEnabled());
+    EXPECT_EQ(std::pair(shows(cats[2]), dialog.nextButton()->isEnabled()), std::pair(true, false));
     dialog.showPrevious();
     EXPECT_EQ(dialog.currentItem(), cats[1]);
     // A rule's key moves the shown cat; the next cat takes its place in the list.
@@ -208,29 +193,25 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     QKeyEvent release(QEvent::KeyRelease, Qt::Key_2, Qt::NoModifier);
     QApplication::sendEvent(dialog.labelBox(), &press);
     QApplication::sendEvent(dialog.labelBox(), &release);
-    EXPECT_EQ(labelIdOf(cats[1]), dog->id());
-    EXPECT_EQ(at(), std::make_pair(2, cats[2]));
-    EXPECT_EQ(project.undoStack()->count(), 1);
+    EXPECT_EQ(std::tuple(labelIdOf(cats[1]), at(), project.undoStack()->count()),
+              std::tuple(dog->id(), std::make_pair(2, cats[2]), 1));
     // The button moves to the chosen label.
     dialog.targetBox()->setCurrentIndex(dialog.targetBox()->findText("dog"));
     project.createLabel(); // refills the boxes; the chosen target stays chosen
     EXPECT_EQ(dialog.targetBox()->currentText(), "dog");
     dialog.moveButton()->click();
-    EXPECT_EQ(labelIdOf(cats[2]), dog->id());
-    EXPECT_EQ(at(), std::make_pair(1, cats[0]));
+    EXPECT_EQ(std::pair(labelIdOf(cats[2]), at()), std::pair(dog->id(), std::make_pair(1, cats[0])));
     EXPECT_FALSE(dialog.applyKey("3")) << "no rule for that key";
     EXPECT_EQ(project.undoStack()->count(), 2);
     // Undo in the window brings the shapes back into the list; the shown shape stays shown.
     project.undoStack()->undo();
     project.undoStack()->undo();
-    EXPECT_EQ(labelIdOf(cats[1]), cat->id());
-    EXPECT_EQ(at(), std::make_pair(3, cats[0]));
+    EXPECT_EQ(std::pair(labelIdOf(cats[1]), at()), std::pair(cat->id(), std::make_pair(3, cats[0])));
     // Another label lists its own shapes.
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
-    EXPECT_EQ(dialog.count(), 1);
-    EXPECT_EQ(dialog.positionLabel()->text(), "Shape 1 of 1");
+    EXPECT_EQ(std::pair(dialog.count(), dialog.positionLabel()->text()), std::pair(1, QString("Shape 1 of 1")));
     // Clearing the project empties the list before the shapes are gone.
     project.clear();
-    EXPECT_EQ(at(), std::make_pair(0, static_cast<QGraphicsItem*>(nullptr)));
-    EXPECT_FALSE(dialog.moveButton()->isEnabled());
+    EXPECT_EQ(std::pair(at(), dialog.moveButton()->isEnabled()),
+              std::pair(std::make_pair(0, static_cast<QGraphicsItem*>(nullptr)), false));
 }
