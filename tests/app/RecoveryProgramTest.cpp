@@ -16,10 +16,7 @@
 
 using namespace pxm;
 
-// The work of a window that is killed in the middle of it comes back when the real program
-// starts again. The window lives in a second run of this test program (the child below), so
-// that the edits go through the program's own window, commands and autosave exactly as a
-// user's would, and so that it can be killed without a chance to clean up.
+// A killed window's work comes back in the real program; the window lives in a child run of this program.
 
 namespace {
 
@@ -37,8 +34,7 @@ QProcessEnvironment environment(const pxmtest::TempDir& dir) {
 
 } // namespace
 
-// Runs only as the child (hence disabled in the suite): edits, waits for its snapshot, writes what it expects
-// to be recovered, says so and waits to be killed.
+// The child (disabled in the suite): edits, waits for its snapshot, writes what it expects back, waits.
 TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
     const QString folder = qEnvironmentVariable(kChildFolder);
     if (folder.isEmpty())
@@ -107,8 +103,7 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     ASSERT_TRUE(RecoveryFolder::readDescription(snapshotFolder, &left));
     EXPECT_EQ(left.pid, childPid);
 
-    // The program recovers without asking and keeps the work safe in the same folder: its
-    // own snapshot of the recovered project shows up there under its own process id.
+    // The program recovers without asking and snapshots the work into the same folder under its own id.
     QProcess program;
     program.setProcessEnvironment(environment(dir));
     program.setWorkingDirectory(dir.path());

@@ -86,8 +86,7 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     stack.undo();
     EXPECT_EQ(std::tuple(labelIdOf(rect), rect->toolTip(), rect->pen()),
               std::tuple(label->id(), QString("street"), pen));
-    // Changing the id re-tags the items; labelsAt and itemsOfLabel follow.
-    label->setId(123456);
+    label->setId(123456); // changing the id re-tags the items; labelsAt and itemsOfLabel follow
     EXPECT_EQ(labelIdOf(rect), 123456);
     EXPECT_EQ(scene->itemsOfLabel(label).size(), 5);
     const QList<Label*> at = scene->labelsAt(QRectF(1, 1, 0.5, 0.5));
@@ -126,8 +125,7 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     project.undoStack()->undo();
     EXPECT_EQ(scenes(), (std::vector<QGraphicsScene*>{first->scene(0), first->scene(1), second->scene(0)}));
     EXPECT_EQ(first->scene(1)->itemsOfLabel(label), QList<QGraphicsItem*>({items[1]}));
-    // Back in its place in the list and under the shapes it lay under: where they overlap,
-    // the full mask is the same byte for byte.
+    // Back at its place in the list and under the shapes it lay under: the full mask is the same.
     EXPECT_EQ(project.labels(), QList<Label*>({label, keep}));
     EXPECT_EQ(first->scene(1)->items(), stacking);
     const std::unique_ptr<KYVO::CImage> after(first->createLabelMask());
@@ -188,8 +186,7 @@ TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     EXPECT_DOUBLE_EQ(onScreen.width(), 17.0);
 }
 
-// A shown scene must never keep pixels its image dropped: refused, cleared or failed to
-// reload, the old image is gone, and so must be the item and statistics made from it.
+// A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor items of them.
 TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     Project project;
     LabeledImage* image = pxmtest::addImage(project, 4, 3);
@@ -212,8 +209,7 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     image->loadImage(true);
     EXPECT_EQ(image->imageState(), LabeledImage::ImageState::LoadFailed);
     EXPECT_EQ(std::pair(!!scene->imageItem(), !!scene->CImage()), std::pair(false, false));
-    // A mask cleared or refused is a mask change the mask item follows.
-    image->setMask(nullptr, false, false);
+    image->setMask(nullptr, false, false); // a mask cleared or refused is a mask change the mask item follows
     EXPECT_EQ(maskChanged.count(), 1);
     image->setMask(pxmtest::volume(4, 3, 1, {1}), true, false);
     image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(2, 2, 1)), true, false);
@@ -262,8 +258,7 @@ TEST(LabeledImage, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     EXPECT_EQ(state(), "1 IMim") << "still pinned once";
     scene->decUsage();
     EXPECT_EQ(state(), "0 ----") << "an image with a path is swapped out";
-    // An unpinned scene still releases one pin, which swaps again.
-    scene->decUsage();
+    scene->decUsage(); // an unpinned scene still releases one pin, which swaps again
     EXPECT_EQ(image->usageCount(), 0u);
     scene->incUsage();
     EXPECT_EQ(image->imageState(), State::Ok);
@@ -306,8 +301,7 @@ TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
     EXPECT_EQ(at(*image->eraseOverlay(), 1, 0), 0);
 }
 
-// A reassign edits the loaded mask in memory only; stepping to another image must not drop
-// those edits by reading the file back.
+// A reassigned mask is edited in memory only; stepping to another image must not read the file back.
 TEST(LabeledImage, AnEditedMaskStaysInMemoryUntilSaved) {
     pxmtest::TempDir dir;
     Project project;
@@ -390,8 +384,7 @@ TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
         moved->setPos(7, 6);
         scene->addLabelItem(moved, b);
         std::unique_ptr<CImage> labels(image->createLabelMask());
-        // A loaded mask voxel beats shapes, an erased voxel takes the shape, the lowest shape
-        // wins the overlap, items are painted with their scene transform.
+        // Mask voxels beat shapes unless erased, the lowest shape wins, items are painted where they are.
         const std::vector<int> got = {
             at(*labels, 1, 1, z), at(*labels, 2, 2, z), at(*labels, 3, 2, z), at(*labels, 5, 5, z),
             at(*labels, 7, 5, z), at(*labels, 9, 1, z), at(*labels, 8, 7, z), depth > 1 ? at(*labels, 1, 1, 0) : 0};
@@ -436,8 +429,7 @@ TEST(LabeledImage, MaskPaletteGreyValueIsTheIndex) {
 
 namespace {
 
-/// What the mask item must show: one 1×1 rectangle per visible voxel, label colours at
-/// primary opacity, grey hatching at half opacity for values no label uses.
+/// A rectangle per visible voxel in its label's colour, or grey hatching at half opacity without a label.
 void paintReference(QPainter& painter, const LabeledImage& image, const Project& project, uint32_t z) {
     QBrush brushes[256];
     double opacity[256];
@@ -539,8 +531,7 @@ TEST(MaskItem, EraseCountsPassesAndUneraseIsItsInverse) {
               std::vector<uint8_t>({1, 1, 0, 0, 0}));
     item.unerase(r);
     EXPECT_EQ(*overlay.voxel(1, 1, 1), 0);
-    // A rectangle beyond the image is clamped, never written outside.
-    item.erase(QRectF(-10, -10, 100, 100));
+    item.erase(QRectF(-10, -10, 100, 100)); // a rectangle beyond the image is clamped, never written outside
     EXPECT_EQ(std::count(overlay.layer(1), overlay.layer(1) + 30, 1), 30);
 }
 
@@ -548,8 +539,7 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     Project project;
     project.createLabel();
     LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
-    // Layer 1 holds a region of 2 (joined at a corner) touching pixels that already have the
-    // new value 6, and another region of 2 that touches it nowhere.
+    // Layer 1: a region of 2 (joined at a corner) next to 6s, the new value, and a separate region of 2.
     std::vector<uint8_t> voxels(40, 2);
     const std::vector<uint8_t> layer1 = {2, 2, 6, 0, 0, //
                                          0, 2, 6, 0, 2, //
@@ -572,8 +562,7 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
                                               6, 6, 0, 0, 2}))
         << "the region at the start only";
     EXPECT_EQ(layer(0), std::vector<uint8_t>(20, 2)) << "other layers are never touched";
-    // Unpinning deletes the mask item; the mask stays with the labeled image.
-    scene->decUsage();
+    scene->decUsage(); // unpinning deletes the mask item; the mask stays with the labeled image
     ASSERT_EQ(scene->maskItem(), nullptr);
     stack.undo();
     EXPECT_EQ(layer(1), layer1) << "undo gives back exactly the changed pixels, not the touching 6s";
@@ -582,8 +571,7 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     EXPECT_EQ(std::pair(int(m[20 + 1]), int(m[20 + 9])), std::pair(6, 2));
     stack.undo();
     EXPECT_EQ(layer(1), layer1);
-    // Starts that fill nothing: unlabelled, outside (on and past each edge), the same value,
-    // erased.
+    // Starts that fill nothing: unlabelled, outside (on and past each edge), the same value, erased.
     image->ensureEraseOverlay();
     image->eraseOverlay()->voxel(1, 1, 1)[0] = 1;
     const std::vector<uint8_t> before(m, m + 40);
@@ -595,16 +583,14 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
                                        {QPoint(1, 1), 7}})
         scene->maskItem()->flood(start, value);
     EXPECT_EQ(std::vector<uint8_t>(m, m + 40), before);
-    // x = width is outside; (1, 1) is erased.
-    const MaskItem* item = scene->maskItem();
+    const MaskItem* item = scene->maskItem(); // x = width is outside; (1, 1) is erased
     EXPECT_EQ(std::tuple(item->value(QPoint(4, 3)), item->value(QPoint(5, 3)), item->value(QPoint(1, 1))),
               std::tuple(2, 0, 0));
     scene->decUsage();
 }
 
 TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
-    // Random layers of every shape, with erased pixels, against the textbook fill; the runs
-    // it reports are exactly the changed pixels.
+    // Random layers with erased pixels against the textbook fill; the reported runs are the changed pixels.
     QRandomGenerator random(11);
     int reachedEdges = 0;
     for (int round = 0; round < 400; ++round) {

@@ -10,8 +10,7 @@
 
 namespace pxmtest {
 
-/// A labeled image in the project, holding an 8-bit image of the given size (no path, so
-/// it is never swapped out) and optionally a mask built from a byte pattern.
+/// A labeled image in the project holding an 8-bit image of the given size (no path: never swapped out).
 inline pxm::LabeledImage* addImage(pxm::Project& project, std::size_t w, std::size_t h, std::size_t d = 1) {
     auto* image = new pxm::LabeledImage(&project);
     image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d)), true);
@@ -19,8 +18,7 @@ inline pxm::LabeledImage* addImage(pxm::Project& project, std::size_t w, std::si
     return image;
 }
 
-/// A labeled image known only by its path and size, as a project file describes it before
-/// anything is loaded; its scenes exist.
+/// A labeled image known only by its path and size, as a project file gives it; its scenes exist.
 inline pxm::LabeledImage* addImageByPath(pxm::Project& project, const QString& path, uint32_t w, uint32_t h,
                                          uint32_t d) {
     auto* image = new pxm::LabeledImage(&project);

@@ -24,8 +24,7 @@ class WandTypes : public ::testing::TestWithParam<WandCase> {};
 
 } // namespace
 
-// One click in a textured disc finds the disc on every depth and channel count, and a second
-// disc touching it but brighter stays out.
+// A click in a textured disc finds it in every pixel type; a brighter disc touching it stays out.
 TEST_P(WandTypes, GrowsTheClickedObjectOnly) {
     const WandCase& c = GetParam();
     const cv::Mat first = discs(120, 100, {45, 50}, 30);
@@ -88,8 +87,7 @@ TEST(Wand, ConnectivitySmoothingAndBadClicks) {
     EXPECT_EQ(cv::countNonZero(WandSession(nan, 0, 2, 2, WandSettings{}).grow(1e9)[0]), 0);
 }
 
-// The 3D wand follows a sphere through the layers, and reaches a second lobe that joins the
-// first only through a layer above the click.
+// The 3D wand follows a sphere through the layers and a lobe joined to it only above the click.
 TEST(Wand, GrowsThroughLayersOfAVolume) {
     const int size = 40;
     const int depth = 12;
@@ -128,8 +126,7 @@ TEST(Wand, GrowsThroughLayersOfAVolume) {
     EXPECT_TRUE(flat[4].empty());
 }
 
-// Regions become rectangles that cover exactly their pixels, and outlines that cover them up to
-// the boundary: region -> polygons -> region differs only within a pixel of the boundary.
+// Regions become exact rectangles, and outlines that lose or add pixels only on the boundary.
 TEST(RegionShapes, RectsAndOutlinesRoundTrip) {
     cv::Mat region = discs(90, 70, {30, 35}, 22, {75, 20}, 9);
     cv::rectangle(region, cv::Rect(22, 28, 10, 8), cv::Scalar(0), cv::FILLED); // a hole

@@ -18,9 +18,7 @@ inline double iou(const cv::Mat& a, const cv::Mat& b) {
     return either > 0 ? both / either : 1.0;
 }
 
-/// A grey or RGB picture of objects on a noisy background: `truth` holds the objects' pixels
-/// (255); inside, values are `inside` plus a texture of amplitude 10, outside `outside` plus
-/// noise of amplitude 8, scaled by `scale` (1 for 8-bit; 200 for 16-bit; 1/255 for float).
+/// Objects (`truth`) textured around `inside` on noise around `outside`, times `scale` (16-bit 200, float 1/255).
 struct Picture {
     KYVO::CImage image;
     cv::Mat truth;

@@ -61,9 +61,7 @@ class SliceFillVolumes : public ::testing::TestWithParam<std::tuple<int, int>> {
 
 } // namespace
 
-// Every k-th layer of an analytic volume is given; the layers between are filled and compared
-// with the truth. Key slices come back untouched (empty in the result), and no layer outside the
-// first and last key slice is filled.
+// Every k-th layer of a volume given, the rest filled like the truth; key slices and the outside stay empty.
 TEST_P(SliceFillVolumes, FilledLayersMatchTheTruth) {
     const Volume& volume = Volumes[std::get<0>(GetParam())];
     const int k = std::get<1>(GetParam());

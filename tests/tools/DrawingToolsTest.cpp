@@ -62,8 +62,7 @@ TEST_P(RectToolTest, DragFromEitherCornerGivesOneNormalisedShapeAndOneUndoStep) 
     // The finished shape went straight to the transformation.
     EXPECT_EQ(rectTool()->state(), AbstractRectTool::State::Transforming);
     EXPECT_EQ(rectTool()->transformation()->item()->type(), GetParam().itemType);
-    // The opposite drag gives the same rectangle, drawn with the current label.
-    typeKey(Qt::Key_Escape);
+    typeKey(Qt::Key_Escape); // the opposite drag gives the same rectangle, drawn with the current label
     EXPECT_EQ(rectTool()->state(), AbstractRectTool::State::Idle);
     project.setCurrentLabel(other);
     drag({120, 130}, {160, 170});
@@ -112,8 +111,7 @@ TEST_P(RectToolTest, EscapeAbortsTheDragNoLabelDrawsNothingAndOtherKindsDoNotSto
 }
 
 TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
-    // A project without the settings: the default the settings dialog shows, one click.
-    view->setTool(GetParam().type);
+    view->setTool(GetParam().type); // a project without the settings: the default the settings dialog shows, one click
     EXPECT_TRUE(rectTool()->oneClick());
     EXPECT_TRUE(rectTool()->settingsToolBar()->findChild<QCheckBox*>("oneClickModeCheckBox")->isChecked());
     view->setTool(ToolType::None);
@@ -135,8 +133,7 @@ TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
             .arg(height->value());
     };
     EXPECT_EQ(bars(), "0 00 5x6");
-    // From the settings dialog's side: the project changes, the tool bar follows at once.
-    set(".oneClick", true);
+    set(".oneClick", true); // from the settings dialog's side: the project changes, the tool bar follows at once
     EXPECT_EQ(bars(), "1 11 5x6");
     // From the tool bar's side.
     width->setValue(12);
@@ -208,8 +205,7 @@ TEST_F(PolygonToolTest, EachVertexDragIsOneStepAndEndingEditingRestoresTheLastCo
     EXPECT_EQ(made(), Made({triangle({90, 30})}, 2));
     EXPECT_EQ(editor()->grips()[1]->pos(), QPointF(90, 30));
     expectUndoRedo({triangle()}, moved);
-    // Undo while the shape is still edited changes it (the grips stay until editing restarts);
-    // ending the editing puts back the polygon of the last commit, without an undo step.
+    // Undo while editing changes the shape (not the grips); ending the editing puts back the last commit.
     stack()->undo();
     EXPECT_EQ(std::pair(snapshot(), editor()->grips()[1]->pos()), std::pair(QStringList{triangle()}, QPointF(90, 30)));
     typeKey(Qt::Key_Escape);
@@ -226,11 +222,9 @@ TEST_F(PolygonToolTest, ShiftPressInsertsOnAnEdgeAndRemovesAtAGripNeverBelowThre
     expectUndoRedo({triangle()}, four);
     click({80, 20}, Qt::LeftButton, Qt::ShiftModifier);
     EXPECT_EQ(made(), Made({triangle({50, 20})}, 3));
-    // A triangle keeps its three vertices.
-    click({20, 20}, Qt::LeftButton, Qt::ShiftModifier);
+    click({20, 20}, Qt::LeftButton, Qt::ShiftModifier); // a triangle keeps its three vertices
     EXPECT_EQ(std::pair(editor()->grips().size(), stack()->count()), std::pair(3, 3));
-    // A plain press on a grip only starts a drag; a drag without movement is still one step.
-    click({20, 20});
+    click({20, 20}); // a plain press on a grip only starts a drag; a drag without movement is still one step
     EXPECT_EQ(std::pair(editor()->grips().size(), stack()->count()), std::pair(3, 4));
 }
 
@@ -241,8 +235,7 @@ TEST_F(PolygonToolTest, DeleteRemovesTheEditedShapeAndAPressElsewhereEndsEditing
     EXPECT_EQ(tool()->activeChild(), nullptr);
     stack()->undo();
     EXPECT_EQ(snapshot().size(), 1);
-    // Pressing the shape edits it; pressing empty space ends the editing and draws nothing.
-    click({50, 30});
+    click({50, 30}); // pressing the shape edits it; pressing empty space ends the editing and draws nothing
     EXPECT_EQ(editor()->state(), EditPolygonTool::State::Editing);
     click({150, 150});
     EXPECT_EQ(std::tuple(editor()->state(), tool()->activeChild(), stack()->index()),
@@ -278,13 +271,11 @@ TEST_F(LineToolTest, RightPressOnALineStartsANewOneAndDeleteRemovesTheEdited) {
     view->setTool(ToolType::Line);
     drag({20, 100}, {180, 100});
     typeKey(Qt::Key_Escape);
-    // Left on the line edits it.
-    click({100, 100});
+    click({100, 100}); // left on the line edits it
     EXPECT_EQ(tool()->activeChild(), tool<LineTool>()->editLineTool());
     click({100, 180});
     EXPECT_EQ(tool()->activeChild(), nullptr);
-    // Right on the line draws a new one on top.
-    drag({100, 100}, {100, 20}, Qt::RightButton);
+    drag({100, 100}, {100, 20}, Qt::RightButton); // right on the line draws a new one on top
     EXPECT_EQ(std::pair(snapshot().size(), stack()->count()), std::pair(2, 2));
     typeKey(Qt::Key_Delete);
     EXPECT_EQ(made(), Made({line({20, 100}, {180, 100}, label->id())}, 3));
@@ -338,8 +329,7 @@ TEST_F(TransformationTest, EachScaleGripScalesAboutTheOppositeAnchor) {
         const int steps = stack()->count();
         drag(from, target);
         ASSERT_EQ(stack()->count(), steps + 1);
-        // In the order of the grips: the opposite corner, or for a middle grip the opposite edge at the
-        // press.
+        // In the order of the grips: the opposite corner, or the opposite edge at the press.
         const QPointF anchors[] = {r.bottomRight(), {press.x(), r.bottom()}, r.bottomLeft(), {r.left(), press.y()},
                                    r.topLeft(),     {press.x(), r.top()},    r.topRight(),   {r.right(), press.y()}};
         const QPointF anchor = anchors[g];
@@ -394,8 +384,7 @@ TEST_F(TransformationTest, PressOutsideDetachesAndDeleteRemovesInOneStep) {
     EXPECT_EQ(transformation()->state(), Transformation::State::Detached);
     stack()->undo();
     EXPECT_EQ(snapshot().size(), 1);
-    // A shape deleted under the tool (its label destroyed) leaves the tool usable.
-    click({50, 40});
+    click({50, 40}); // a shape deleted under the tool (its label destroyed) leaves the tool usable
     ASSERT_EQ(transformation()->state(), Transformation::State::Attached);
     stack()->clear();
     delete project.takeLabel(label);
@@ -418,8 +407,7 @@ TEST_F(RulerTest, StraightRightOnScreenIs360WhateverTheRotationAndTheOverlayGoes
         EXPECT_TRUE(readout().contains(part)) << readout().toStdString();
     EXPECT_EQ(std::pair(tool<Ruler>()->arc()->spanAngle(), tool<Ruler>()->arc()->rect()),
               std::pair(360 * 16, QRectF(25, 85, 30, 30)));
-    // Upwards is positive dy; d back at the start is 0.
-    move({70, 60});
+    move({70, 60}); // upwards is positive dy; d back at the start is 0
     EXPECT_TRUE(readout().contains("dy: 40"));
     move({40, 100});
     EXPECT_TRUE(readout().contains("d: 0.00") && tool<Ruler>()->arc()->rect().isEmpty());
@@ -439,8 +427,7 @@ TEST_F(RulerTest, StraightRightOnScreenIs360WhateverTheRotationAndTheOverlayGoes
     // A quarter turn counter-clockwise on screen from there reads 90 degrees.
     move(view->mapToScene(s + QPoint(0, -50)));
     EXPECT_TRUE(readout().contains("angle: 90.00")) << readout().toStdString();
-    // Switching scenes removes the overlay.
-    view->setScene(nullptr);
+    view->setScene(nullptr); // switching scenes removes the overlay
     EXPECT_EQ(std::pair(tool<Ruler>()->measuring(), image->scene(0)->items().size()), std::pair(false, 0));
 }
 

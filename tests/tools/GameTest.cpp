@@ -102,8 +102,7 @@ TEST(FourInARowTest, TheComputerTakesAWinBlocksOneAndNeverMovesIllegally) {
     // Second to move against three in a row that is open on one side only: it blocks.
     EXPECT_EQ(computer.chooseMove(playAll("06162")), 3);
     EXPECT_EQ(computer.chooseMove(playAll("0011223")), -1) << "no move once the game is over";
-    // Against a random player from both sides: every move legal, and the computer wins
-    // almost every game.
+    // Against a random player from both sides: every move legal, almost every game won.
     std::mt19937 random(12345);
     int wins = 0, losses = 0;
     const int games = 40;
@@ -139,8 +138,7 @@ TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
     ASSERT_NE(gameTool()->board(), nullptr);
     EXPECT_TRUE(gameTool()->board()->isVisible());
     EXPECT_EQ(gameTool()->board()->parentWidget(), view->viewport());
-    // A click on column 3 drops the human's disc there and the computer answers at once; so does
-    // the key 1 for column 0; a click beside the board plays nothing.
+    // A click on column 3, or the key 1 for column 0, plays and is answered; beside the board, nothing.
     const FourInARow& game = gameTool()->game();
     clickViewport(columnPoint(3));
     EXPECT_EQ(std::pair(game.at(3, 0), game.moveCount()), std::pair(FourInARow::First, 2));
@@ -149,16 +147,14 @@ TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
     EXPECT_EQ(std::pair(gameTool()->game().at(0, 0), gameTool()->game().moveCount()), std::pair(FourInARow::First, 4));
     // Nothing is drawn into the scene.
     EXPECT_EQ(std::tuple(stack()->count(), snapshot(), scene()->items().size()), std::tuple(0, items, sceneItems));
-    // A new game lets the computer start.
-    typeKey(Qt::Key_N);
+    typeKey(Qt::Key_N); // a new game lets the computer start
     EXPECT_EQ(std::pair(gameTool()->humanPiece(), gameTool()->game().moveCount()), std::pair(FourInARow::Second, 1));
     // Escape gives back the tool used before, and the board goes with the game.
     QPointer<GameBoard> board = gameTool()->board();
     typeKey(Qt::Key_Escape);
     QApplication::processEvents();
     EXPECT_EQ(std::tuple(view->toolType(), board.isNull(), stack()->count()), std::tuple(ToolType::Rectangle, true, 0));
-    // The window's key sequence toggles it on and off.
-    QShortcut* shortcut = installGameShortcut(window.get(), view);
+    QShortcut* shortcut = installGameShortcut(window.get(), view); // the window's key sequence toggles it on and off
     ASSERT_NE(shortcut, nullptr);
     emit shortcut->activated();
     EXPECT_EQ(view->toolType(), ToolType::Reserved);

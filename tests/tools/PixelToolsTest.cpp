@@ -59,8 +59,7 @@ protected:
     }
 };
 
-/// True when every subpath is a closed axis-parallel rectangle on whole pixels, the only
-/// outline painting makes (the project reader picks old files' fill rule by it).
+/// True when every subpath is a closed rectangle on whole pixels (the reader picks old fill rules by it).
 bool onlyPixelRectangles(const QPainterPath& path) {
     for (int i = 0; i < path.elementCount(); ++i) {
         const QPointF p = path.elementAt(i), before = path.elementAt(std::max(0, i - 1));
@@ -75,8 +74,7 @@ bool onlyPixelRectangles(const QPainterPath& path) {
 TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene) {
     auto* tool = useTool<FreehandTool>(ToolType::Freehand, 10);
     const QStringList before = snapshot();
-    // Along the bottom right corner and beyond it.
-    press({185.3, 190.6});
+    press({185.3, 190.6}); // along the bottom right corner and beyond it
     EXPECT_TRUE(snapshot().isEmpty()) << "the stroke under way is not part of the annotation";
     ASSERT_NE(tool->region(), nullptr);
     // A press stamps the brush rectangle clipped to the scene, rounded to whole pixels.
@@ -104,8 +102,7 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene
     EXPECT_EQ(regions().first()->path(), path);
 }
 
-/// The item painted into a white picture at a zoom, clipped to the exposed scene rectangle
-/// as a view clips it.
+/// The item painted on white at a zoom, clipped to the exposed rectangle as a view clips it.
 QImage paintItem(QGraphicsPathItem& item, double zoom, const QRectF& exposed) {
     QImage out(int(300 * zoom), int(300 * zoom), QImage::Format_ARGB32_Premultiplied);
     out.fill(Qt::white);
@@ -180,9 +177,7 @@ std::vector<bool> pixelsOf(const QPainterPath& path) {
     return covered;
 }
 
-/// Expects the pixels a stroke changed to be one 4-connected piece that holds every pixel
-/// the pointer's polyline crosses (those in `within`, when given) and nothing farther from
-/// it than `reach`. A brush a pixel wide need only hold the pixels under the pointer.
+/// The changed pixels are one 4-connected piece over the pointer's path (in `within`), none beyond `reach`.
 void expectContinuous(const std::vector<bool>& stroke, const QVector<QPointF>& line, double reach,
                       const std::vector<bool>* within = nullptr, bool thin = false) {
     std::vector<int> crossed;
@@ -234,8 +229,7 @@ class BrushStrokeTest : public PixelToolTest, public ::testing::WithParamInterfa
 TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
     const StrokeCase c = GetParam();
     const bool erasing = c.tool == ToolType::Eraser;
-    // 20 px per move, neither along an axis nor diagonal; checked against the scene points
-    // the tool gets from the viewport's whole pixels.
+    // 20 px per move, neither straight nor diagonal, at the scene points the viewport's pixels give.
     QVector<QPointF> line;
     for (int i = 0; i <= 8; ++i)
         line << view->mapToScene(at(QPointF(20.3 + 16 * i, 30.6 + 12 * i)));
@@ -306,8 +300,7 @@ TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
         // No pixel centre within half a pixel: the pixel under the pointer.
         {Shape::Round, 1, {10, 10}, {10, 10}, 1, QRect(10, 10, 1, 1), 1},
         {Shape::Round, 5, {1, 1}, {1, 1}, 9, QRect(0, 0, 3, 3), 1}, // cut by the image's corner
-        // Along a row: one rectangle per run of rows with equal columns; a square covers
-        // every pixel it meets.
+        // Along a row: a rectangle per run of equal rows; a square covers every pixel it meets.
         {Shape::Round, 5, {20.5, 50.5}, {120.5, 50.5}, 521, QRect(18, 48, 105, 5), 3},
         {Shape::Square, 3, {20.5, 50.5}, {120.5, 50.5}, 416, QRect(19, 49, 104, 4), 1},
     };
@@ -419,8 +412,7 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     QGraphicsRectItem* far = addRect({150, 150, 20, 20}, label);
     const QStringList before = snapshot();
     auto* tool = useTool<EraseTool>(ToolType::Eraser, 2);
-    // Along the rectangle's top edge, overlapping it by half a pixel.
-    press({20, 48.7});
+    press({20, 48.7}); // along the rectangle's top edge, overlapping it by half a pixel
     EXPECT_TRUE(tool->erasing());
     for (double x = 30; x <= 110; x += 10)
         move({x, 48.7}, Qt::LeftButton);
@@ -433,8 +425,7 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     expectUndoRedo(before, after);
     stack()->undo();
     EXPECT_EQ(rect->scene(), scene()) << "the same item comes back";
-    // A tool switch in the middle of a stroke closes its undo step.
-    press({60, 48.7});
+    press({60, 48.7}); // a tool switch in the middle of a stroke closes its undo step
     EXPECT_FALSE(stack()->canUndo()) << "the stroke's step is open";
     view->setTool(ToolType::Rectangle);
     EXPECT_TRUE(stack()->canUndo());
@@ -507,8 +498,7 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsRelabelsShapesAndPicksLabels) {
     EXPECT_EQ(stack()->count(), 2) << "already the current label";
     stack()->undo();
     EXPECT_EQ(std::pair(labelIdOf(rect), rect->brush().color()), std::pair(other->id(), otherColour));
-    // A right click picks the label under the pointer (nothing there: none), a digit key the
-    // label at its place (beyond the list: none; 0 is the tenth).
+    // A right click picks the label under the pointer, a digit the label at its place (0 the tenth).
     stack()->clear();
     Label* third = project.createLabel();
     QList<Label*> picked;

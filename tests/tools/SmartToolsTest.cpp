@@ -27,8 +27,7 @@ cv::Mat covered(const pxm::Scene* scene, const pxm::Label* l) {
     return all;
 }
 
-/// The View over a 200 x 200 picture of two textured discs (160 and 100 bright) on a noisy
-/// background of 40, with the wand in use.
+/// The wand on a 200 x 200 picture of two textured discs (160 and 100) on a noisy background of 40.
 class WandToolTest : public ToolFixture {
 public:
     void SetUp() override {
@@ -73,9 +72,7 @@ TEST_F(WandToolTest, AClickMakesTheObjectARegionInOneStep) {
 }
 
 TEST_F(WandToolTest, DraggingChangesTheToleranceLive) {
-    // On the dim disc (100) with tolerance 30 only the disc; dragged right the tolerance grows
-    // by 0.5 per screen pixel for 8-bit data and the preview follows: at 45 still the disc, at
-    // 70 the background (40) and the bright disc (160) join.
+    // Dragged right the tolerance grows by 0.5 per pixel: at 45 the dim disc alone, at 70 everything.
     press({140, 140});
     auto* preview = static_cast<pxm::MaskPreviewItem*>(wand()->preview());
     ASSERT_NE(preview, nullptr);
@@ -98,8 +95,7 @@ TEST_F(WandToolTest, DraggingChangesTheToleranceLive) {
 TEST_F(WandToolTest, ShiftAddsAltSubtractsAndOtherLabelsAreKept) {
     click({60, 60});
     QGraphicsItem* region = scene()->itemsOfLabel(label).first();
-    // Shift grows at the pointer and adds to the label's region there: with a tolerance that
-    // takes the whole picture, the one region becomes everything.
+    // Shift adds to the label's region: with a tolerance that takes everything, the region becomes all.
     wand()->setTolerance(130);
     const QStringList one = snapshot();
     click({60, 60}, Qt::LeftButton, Qt::ShiftModifier);
@@ -131,8 +127,7 @@ TEST_F(WandToolTest, ShiftAddsAltSubtractsAndOtherLabelsAreKept) {
     EXPECT_GT(iou(covered(label), bright), 0.97);
 }
 
-// The box around both discs finds them (all parts kept); an Alt-stroke on the dim one takes it
-// out, and Enter commits the bright one in one step.
+// A box finds both discs; an Alt-stroke takes the dim one out; Enter commits the bright one in one step.
 TEST_F(WandToolTest, BoxSegmentsObjectsAndStrokesRefineIt) {
     view->setTool(pxm::ToolType::Box);
     auto* box = tool<pxm::BoxTool>();
@@ -203,9 +198,7 @@ TEST_F(WandToolTest, NothingHappensWithoutAnImageOrLabel) {
     EXPECT_EQ(std::pair(stack()->count(), !!wand()->preview()), std::pair(0, false));
 }
 
-// The conversions: shapes merge into one region per label, regions trace into polygons (a part
-// with a hole stays a region), and the loaded mask becomes items of the labels owning its ids;
-// each is one undo step.
+// Shapes merge into a region, regions trace into polygons (holed parts stay), a mask becomes items: one step each.
 TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     const auto coverage = [this](const pxm::Label* l) { return covered(scene(), l); };
     addRect(QRectF(10, 10, 40, 30), label);
@@ -259,9 +252,7 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     EXPECT_EQ(cv::countNonZero(coverage(other)), 20 * 20 + 30 * 20);
 }
 
-// A disc moving through a 9-layer volume, drawn on layers 0, 4 and 8: the layers between are
-// filled around another label's rectangle, in one step, and the statistics and the copy to a
-// neighbouring layer follow.
+// A disc moving through 9 layers, drawn on 0, 4 and 8: filled between around another label, counted, copied.
 TEST(VolumeEditing, FillCopyAndStatistics) {
     pxm::Project project;
     auto* image = new pxm::LabeledImage(&project);
@@ -310,8 +301,7 @@ TEST(VolumeEditing, FillCopyAndStatistics) {
     EXPECT_EQ(std::vector<int>({stats[1].x0, stats[1].y0, stats[1].z0, stats[1].x1, stats[1].y1, stats[1].z1}),
               std::vector<int>({20, 26, 2, 25, 33, 2}));
 
-    // Copy to a neighbouring layer: the label's shapes of layer 7 join layer 8; there is no layer
-    // after the last.
+    // The label's shapes of layer 7 are copied to layer 8; there is no layer after the last.
     QUndoCommand* copy = pxm::conversions::copyToLayer(image->scene(7), image->scene(8), project,
                                                        image->scene(7)->itemsOfLabel(moving), "Copy to next layer");
     ASSERT_NE(copy, nullptr);

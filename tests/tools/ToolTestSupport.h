@@ -46,8 +46,7 @@ inline QString geometryOf(const QGraphicsItem* item) {
     return item->type() == QGraphicsPolygonItem::Type ? "polygon " + points.join(' ') : "other";
 }
 
-/// A shown View of fixed size at a fixed zoom over a 200 x 200 image with two labels, and
-/// helpers that send the events a user makes to its viewport.
+/// A shown View at a fixed zoom over a 200 x 200 image with two labels, and a user's events for it.
 class ToolFixture : public ::testing::Test {
 public:
     void SetUp() override {

@@ -71,8 +71,7 @@ TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSee) {
     typeKey(Qt::Key_Minus, Qt::ControlModifier);
     EXPECT_NEAR(view->zoomFactor(), zoom, 1e-9);
     tool->log.clear();
-    // Ctrl+Shift+left goes to the tool; Ctrl+left opens the magnifier instead, whose moves
-    // the tool does not see, but whose release it does.
+    // Ctrl+Shift+left goes to the tool; Ctrl+left opens the magnifier, whose release alone the tool sees.
     press({50, 50}, Qt::LeftButton, Qt::ControlModifier | Qt::ShiftModifier);
     EXPECT_EQ(view->zoomView(), nullptr);
     release({50, 50});
@@ -271,8 +270,7 @@ TEST_F(ViewTest, StatusLineShowsTheNoLabelHintThePixelAndTheLabelsUnderThePointe
                           .arg(other->id())
                           .arg(label->name())
                           .arg(label->id()));
-    // Outside the image the nearest border pixel is read.
-    move({-20, 250});
+    move({-20, 250}); // outside the image the nearest border pixel is read
     EXPECT_EQ(last(), "[0, 199, 0] = 0");
 }
 
@@ -360,8 +358,7 @@ TEST_F(ReannotationShortcutsTest, AKeyMovesTheShapeUnderThePointerAsOneUndoStep)
     EXPECT_TRUE(shortcuts.applyKey("1", QPointF(80, 80)));
     EXPECT_EQ(std::tuple(labelIdOf(lower), labelIdOf(upper), stack()->count(), lower->toolTip()),
               std::tuple(bird->id(), other->id(), 1, QString("bird")));
-    // No cat under the pointer any more; a rule whose target does not exist does nothing;
-    // "2" takes the topmost shape of any label.
+    // No cat left there, no such target, nothing there: nothing; "2" takes the topmost shape of any label.
     EXPECT_FALSE(shortcuts.applyKey("1", QPointF(80, 80)));
     EXPECT_FALSE(shortcuts.applyKey("3", QPointF(150, 150)));
     EXPECT_FALSE(shortcuts.applyKey("2", QPointF(5, 5))) << "nothing under the pointer";

@@ -208,7 +208,6 @@ TEST_F(ActionWiringTest, HandleImportShowsProgressAndJoinsTheMessages) {
               std::tuple(true, false, stepsBefore + 3));
     EXPECT_EQ(modals.titles(), QStringList{"VOC Import Errors"});
     EXPECT_EQ(modals.seen()[0].text, "Odd. Broken file.Odd. ");
-    // Nothing chosen, nothing happens.
-    window.handleImport(&reader, {});
+    window.handleImport(&reader, {}); // nothing chosen, nothing happens
     EXPECT_EQ(modals.seen().size(), 1u);
 }

@@ -71,8 +71,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     EXPECT_EQ(std::tuple(project->undoStack()->isClean(), window->windowTitle().endsWith("*"),
                          RecoveryFolder::orphaned().size()),
               std::tuple(false, true, 0));
-    // Changed volumes only: both reassigned masks (the flat image's stays in memory) and the flat image's
-    // erasures (swapped out while the volume is shown); the volume's overlay is copied with its mask.
+    // Changed volumes only: both reassigned masks and both erase overlays (the flat one swapped out).
     const RecoveryFolder::Entry entry = entryOf(folder);
     QStringList kinds;
     for (const RecoveryFolder::VolumeEntry& volume : entry.description.volumes)
@@ -81,8 +80,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     EXPECT_EQ(kinds, QStringList({"mask:0", "mask:1", "overlay:0", "overlay:1"}));
 
     expectRecovers(folder, *project);
-    // Later edits reach the next snapshot: a shape on an image not shown, a renamed label and a label id
-    // (which retags its shapes without a repaint). Unchanged volumes are not written again.
+    // Later edits (a shape off screen, a name, a label id) reach the next one; unchanged volumes are kept.
     const QDateTime firstTime = entry.description.time;
     autosavetest::addShape(project, project->images()[0]->scene(0), new QGraphicsLineItem(1, 2, 30, 40),
                            project->labels()[1]);
@@ -100,8 +98,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
         EXPECT_TRUE(volume.file.endsWith("-1.okav.gz") || volume.file.endsWith("-2.okav.gz"))
             << volume.file.toStdString();
 
-    // A successful save deletes the snapshot; with nothing unsaved there is nothing to keep.
-    window->saveProject();
+    window->saveProject(); // a successful save deletes the snapshot; with nothing unsaved there is nothing to keep
     EXPECT_EQ(std::tuple(project->undoStack()->isClean(), QFileInfo::exists(folder), autosave->folder(),
                          autosave->snapshotNow()),
               std::tuple(true, false, QString(), false));
@@ -148,8 +145,7 @@ TEST_F(AutosaveTest, ClosingWithoutSavingDeletesTheSnapshot) {
     uitest::ModalAnswerer answerer;
     answerer.thenClick("Cancel");
     answerer.thenClick("Discard");
-    // A cancelled close keeps everything; a discarding one drops the work.
-    window->close();
+    window->close(); // a cancelled close keeps everything; a discarding one drops the work
     EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(true, true));
     window->close();
     EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(false, false));
@@ -165,8 +161,7 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
         autosave->waitForWriter();
         folder = autosave->folder();
         projectPath = window->project()->path();
-        // Ends as if the program had died: the lock goes, the folder stays.
-        delete autosave;
+        delete autosave; // ends as if the program had died: the lock goes, the folder stays
     }
     ASSERT_EQ(RecoveryFolder::orphaned().size(), 1);
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A small study with masks, the edits a user might make in it, and the comparison of two
-// projects item by item and mask voxel by voxel. Shared by the window tests and the test that
-// kills a running window and recovers its work with the real program.
+// A study with masks, a user's edits in it, and the comparison of two projects item by item and voxel by voxel.
 
 #include "model/Label.h"
 #include "model/Project.h"
@@ -37,8 +35,7 @@ inline bool waitUntil(const std::function<bool()>& done, int milliseconds = 1000
     return done();
 }
 
-/// A 2D image with a mask of two regions and a 3-layer volume with a mask, two labels, and
-/// the project file naming them. Returns the project file's path.
+/// A 2D image and a 3-layer volume, each with a mask, two labels, and the project file (its path returned).
 inline QString writeStudy(const QString& folder) {
     const QDir dir(folder);
     // Writes an 8-bit image whose voxel (x, y, z) has the value `voxel` gives.
@@ -84,9 +81,7 @@ inline void addShape(pxm::Project* project, pxm::Scene* scene, QGraphicsItem* it
     push(project, new pxm::commands::AddItemToScene(scene, item));
 }
 
-/// Shapes on both images, a renamed label, a reassigned mask region in both masks and an
-/// erasure, each as the tools and panels do it: through the undo stack. The window must be
-/// shown and hold the study.
+/// Shapes, a renamed label, reassigned mask regions and an erasure through the undo stack, in the shown study.
 inline void makeEdits(pxm::MainWindow* window) {
     pxm::Project* project = window->project();
     ASSERT_NE(project, nullptr);
@@ -104,8 +99,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     auto* erase = new pxm::commands::Erase(flat);
     erase->apply(QRectF(44, 30, 6, 5));
     push(project, erase);
-    // The user's next step comes in a later turn of the event loop.
-    QApplication::processEvents();
+    QApplication::processEvents(); // the user's next step comes in a later turn of the event loop
 
     project->setCurrentImageIndex(1);
     project->setCurrentZLayer(2);
@@ -115,8 +109,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     push(project, new pxm::commands::MaskItemFlood(layer->maskItem(), QPoint(2, 2), 1));
 }
 
-/// The project document with each scene's items in a fixed order (a project file read back
-/// stacks its items the other way round).
+/// The project document with each scene's items in a fixed order (a file read back stacks them reversed).
 inline QJsonObject normalisedDocument(const pxm::Project& project) {
     std::string text;
     pxm::JsonTextWriter out([&text](std::string& piece) { text += piece; });
@@ -135,8 +128,7 @@ inline long long differingVoxels(const KYVO::CImage* a, const KYVO::CImage* b) {
     return count;
 }
 
-/// Items, labels, paths and settings as in the project file; every image's effective mask
-/// (mask minus erasures, what a save writes) voxel by voxel.
+/// The project documents, and every image's mask minus erasures (what a save writes) voxel by voxel.
 inline void expectSameWork(pxm::Project& expected, pxm::Project& actual) {
     EXPECT_EQ(normalisedDocument(actual), normalisedDocument(expected));
     ASSERT_EQ(actual.images().size(), expected.images().size());

@@ -14,8 +14,7 @@ using pxm::ContrastSettings;
 
 namespace {
 
-/// A shown window on two 16-bit images on disk, each a ramp 0, 50, …, 59950 of 40 × 30, with
-/// the contrast panel opened from its action.
+/// A shown window on two 16-bit 40 x 30 ramps 0, 50, ..., 59950 on disk, the contrast panel open.
 class ContrastPanelTest : public uitest::WindowFixture {
 protected:
     void SetUp() override {
@@ -46,30 +45,28 @@ protected:
 } // namespace
 
 TEST_F(ContrastPanelTest, EachImageKeepsItsContrastThroughASaveAndReopen) {
-    ASSERT_TRUE(dock->isVisible());
-    EXPECT_EQ(dock->histogram().count, 1200u);
+    ASSERT_TRUE(dock->isVisible() && dock->histogram().count == 1200u);
     const DisplayContrast a = DisplayContrast::of(1000, 30000);
     dock->setWindow(1000, 30000);
     EXPECT_EQ(shown(window), a);
     // The second image has none of its own: it shows, and the boxes offer, its full range.
     project.setCurrentImageIndex(1);
-    EXPECT_FALSE(shown(window).isSet());
-    EXPECT_EQ(control<QDoubleSpinBox>("contrastMaximum")->value(), 59950.0);
+    EXPECT_EQ(std::pair(shown(window).isSet(), control<QDoubleSpinBox>("contrastMaximum")->value()),
+              std::pair(false, 59950.0));
     control<QDoubleSpinBox>("contrastGamma")->setValue(2.0);
     const DisplayContrast b = DisplayContrast::of(0, 59950, 2.0);
     EXPECT_EQ(shown(window), b);
     project.setCurrentImageIndex(0);
-    EXPECT_EQ(shown(window), a);
-    EXPECT_EQ(control<QDoubleSpinBox>("contrastMinimum")->value(), 1000.0);
+    EXPECT_EQ(std::pair(shown(window), control<QDoubleSpinBox>("contrastMinimum")->value()), std::pair(a, 1000.0));
 
     window.doSave(dir.path("p.json"));
     pxm::MainWindow reopened(nullptr, false);
     ASSERT_EQ(reopened.openProjectFile(dir.path("p.json")), &reopened);
     reopened.show();
     const pxm::Project* back = reopened.project();
-    EXPECT_EQ(ContrastSettings::of(back, back->images()[0]), a);
-    EXPECT_EQ(ContrastSettings::of(back, back->images()[1]), b);
-    EXPECT_EQ(shown(reopened), a);
+    EXPECT_EQ(std::tuple(ContrastSettings::of(back, back->images()[0]), ContrastSettings::of(back, back->images()[1]),
+                         shown(reopened)),
+              std::tuple(a, b, a));
 
     // One for all starts from the shown image's contrast; turned off, each has its own again.
     control<QCheckBox>("contrastSameForAll")->setChecked(true);
@@ -90,9 +87,7 @@ TEST_F(ContrastPanelTest, PixelsAndMasksStayWhileTheSnapshotFollowsTheContrast) 
         pxm::ExportMaskWorker worker(&project);
         worker.setDirectory(dir.path(folder));
         worker.setFilename("{image_name}");
-        worker.setFullMask(true);
-        worker.setBoolMask(true);
-        worker.setSnapshot(true);
+        worker.setFullMask(true), worker.setBoolMask(true), worker.setSnapshot(true);
         worker.exportProject();
         QMap<QString, QByteArray> files;
         for (const QString& name : QDir(dir.path(folder)).entryList(QDir::Files))
@@ -108,11 +103,8 @@ TEST_F(ContrastPanelTest, PixelsAndMasksStayWhileTheSnapshotFollowsTheContrast) 
     EXPECT_EQ(QByteArray(reinterpret_cast<const char*>(pixels->data()), int(pixels->byteCount())), stored);
     ASSERT_EQ(before.keys(), after.keys());
     EXPECT_GE(before.size(), 5);
-    for (const QString& name : before.keys()) {
-        // Only the snapshot of the image whose contrast changed may differ.
-        const bool changed = name.startsWith("a") && name.contains("snapshot");
-        EXPECT_EQ(before[name] != after[name], changed) << name.toStdString();
-    }
+    for (const QString& name : before.keys()) // only the snapshot of the image whose contrast changed differs
+        EXPECT_EQ(before[name] != after[name], name.startsWith("a") && name.contains("snapshot")) << name.toStdString();
 }
 
 TEST_F(ContrastPanelTest, ColourChannelsAndTheViewedRegion) {
@@ -137,8 +129,8 @@ TEST_F(ContrastPanelTest, ColourChannelsAndTheViewedRegion) {
     auto* channel = control<QComboBox>("contrastChannel");
     ASSERT_TRUE(channel->isEnabled());
     channel->setCurrentIndex(2);
-    EXPECT_EQ(dock->histogram().count, 4u);
-    EXPECT_EQ(dock->histogram().range(), (Pictor::ChannelWindow{100, 100}));
+    EXPECT_EQ(std::pair(dock->histogram().count, dock->histogram().range()),
+              std::pair(std::size_t(4), Pictor::ChannelWindow{100, 100}));
     dock->setWindow(50, 150);
     DisplayContrast green = DisplayContrast::of(0, 255);
     green.perChannel = true;
@@ -153,8 +145,8 @@ TEST_F(ContrastPanelTest, PresetsAreKeptForTheUser) {
     using pxm::ContrastPreset;
     using pxm::ContrastPresets;
     EXPECT_EQ(ContrastPresets::load().size(), 3);
-    EXPECT_FALSE(ContrastPresets::put({"flat", 5, 5}));
-    EXPECT_TRUE(ContrastPresets::put({"12-bit", 100, 4000}));
+    EXPECT_EQ(std::pair(ContrastPresets::put({"flat", 5, 5}), ContrastPresets::put({"12-bit", 100, 4000})),
+              std::pair(false, true));
     ContrastPresets::remove("8-bit");
     EXPECT_EQ(ContrastPresets::load(), (QList<ContrastPreset>{{"12-bit", 100, 4000}, {"16-bit", 0, 65535}}));
     // Saved from the panel under a name, a preset serves another image and goes with Delete.
@@ -172,6 +164,5 @@ TEST_F(ContrastPanelTest, PresetsAreKeptForTheUser) {
     emit presets->activated(presets->currentIndex());
     EXPECT_EQ(shown(window), DisplayContrast::of(70, 1100));
     control<QPushButton>("contrastDeletePreset")->click();
-    EXPECT_EQ(presets->findText("cells"), -1);
-    EXPECT_EQ(ContrastPresets::load().size(), 2);
+    EXPECT_EQ(std::pair(presets->findText("cells"), ContrastPresets::load().size()), std::pair(-1, 2));
 }

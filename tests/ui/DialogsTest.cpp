@@ -92,8 +92,7 @@ protected:
 
 } // namespace
 
-// Each import in turn on the same project: refusals, the question about values no label has
-// and its three answers, and a mask whose values all have labels.
+// Imports in turn: refusals, the question about values no label has with its answers, and a mask all labelled.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
     const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
     const QString wide = mask("wide.pgm", 1, 4), unknownBox = "Unknown mask values";
@@ -207,11 +206,9 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     project.undoStack()->undo();
     project.undoStack()->undo();
     EXPECT_EQ(std::pair(labelIdOf(cats[1]), at()), std::pair(cat->id(), std::make_pair(3, cats[0])));
-    // Another label lists its own shapes.
-    dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
+    dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog")); // another label lists its own shapes
     EXPECT_EQ(std::pair(dialog.count(), dialog.positionLabel()->text()), std::pair(1, QString("Shape 1 of 1")));
-    // Clearing the project empties the list before the shapes are gone.
-    project.clear();
+    project.clear(); // clearing the project empties the list before the shapes are gone
     EXPECT_EQ(std::pair(at(), dialog.moveButton()->isEnabled()),
               std::pair(std::make_pair(0, static_cast<QGraphicsItem*>(nullptr)), false));
 }

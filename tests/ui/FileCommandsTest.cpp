@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The window's file commands: the recent list, opening, saving (also over a file changed
-// elsewhere and for a plug-in), adding images, and the questions about files gone missing.
+// The window's file commands: recent list, open, save, adding images, and files gone missing.
 #include "model/Label.h"
 #include "persistence/ProjectReader.h"
 #include "platform/CException.h"
@@ -69,8 +68,7 @@ protected:
 } // namespace
 
 TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
-    // A first entry creates the list; an empty path is not stored.
-    RecentProjects::add(QString());
+    RecentProjects::add(QString()); // a first entry creates the list; an empty path is not stored
     EXPECT_FALSE(KYVO::CRegistry::Obj().Has("main/RecentProjects"));
     RecentProjects::add("/p/first.json");
     EXPECT_EQ(RecentProjects::paths(), QStringList{"/p/first.json"});
@@ -172,8 +170,7 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     ASSERT_EQ(second.openProjectFile(path), &second);
     ASSERT_NE(second.findChild<QMessageBox*>("projectOpenElsewhereBox"), nullptr);
     second.findChild<QMessageBox*>("projectOpenElsewhereBox")->close();
-    // The second saves first; the first then asks before dropping that work: Cancel keeps
-    // the other's file, "Save As..." writes elsewhere and leaves it alone too.
+    // The second saves first; the first then asks: Cancel and "Save As..." both leave the other's file alone.
     second.project()->createLabel();
     second.saveProject();
     const QByteArray secondsWork = pxmtest::readFile(path);
@@ -188,15 +185,13 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     first.saveProject();
     EXPECT_TRUE(QFile::exists(dir.path("mine.json")));
     EXPECT_EQ(pxmtest::readFile(path), secondsWork);
-    // A file changed by another program asks too; Overwrite writes.
-    first.project()->setPath(path);
+    first.project()->setPath(path); // a file changed by another program asks too; Overwrite writes
     ASSERT_TRUE(pxmtest::writeFile(path, "{}"));
     modals.thenClick("Overwrite");
     first.saveProject();
     EXPECT_EQ(modals.seen().size(), 3u);
     EXPECT_NE(pxmtest::readFile(path), QByteArray("{}"));
-    // Saved here, the file is this window's again: no question.
-    first.saveProject();
+    first.saveProject(); // saved here, the file is this window's again: no question
     EXPECT_EQ(modals.seen().size(), 3u);
 }
 
@@ -232,11 +227,9 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_TRUE(project.images().isEmpty());
     project.undoStack()->redo();
     EXPECT_EQ(project.images().size(), 3);
-    // Cancelling adds nothing.
-    window.loadImages();
+    window.loadImages(); // cancelling adds nothing
     EXPECT_EQ(project.undoStack()->count(), 1);
-    // Files that are there but do not decode are refused with the reader's reason; a missing
-    // file is added, to be asked about when shown.
+    // Undecodable files are refused with the reader's reason; a missing one is added, to be asked about later.
     const QString noise = dir.path("noise.png"), cut = dir.path("cut.pgm"), gone = dir.path("gone.pgm");
     ASSERT_TRUE(pxmtest::writeFile(noise, QByteArray("\x13\x77 not an image at all")));
     ASSERT_TRUE(pxmtest::writeFile(cut, pxmtest::readFile(writeImage("whole.pgm", 40, 40)).left(30)));
@@ -248,8 +241,7 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b, gone}));
 }
 
-// A plug-in's project is always saved beside the node's image, with the node's mask path;
-// a node without those paths refuses with the message the user sees.
+// A plug-in's project is saved beside the node's image with its mask path; without those paths it refuses.
 TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
     project.createLabel();
     LabeledImage* image = addImage(project, writeImage("node.pgm"));

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The panels beside the view: the label list, the label settings, the image chooser with its
-// filter, and the help window.
+// The panels beside the view: label list, label settings, image chooser with its filter, help.
 #include "model/Label.h"
 #include "model/commands/ImageCommands.h"
 #include "model/commands/LabelCommands.h"
@@ -164,8 +163,7 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     EXPECT_EQ(project.currentLabel(), c);
     project.setCurrentLabel(a);
     EXPECT_EQ(list->currentRow(), 0);
-    // Taking the current label out leaves the row the project makes current selected.
-    delete project.takeLabel(a);
+    delete project.takeLabel(a); // taking the current label out leaves the row the project makes current selected
     EXPECT_EQ(project.currentLabel(), b);
     EXPECT_EQ(rows(), "bravo gamma @0");
     // Another project replaces every row; losing the project, even by its end, empties the panel.
@@ -248,8 +246,7 @@ TEST(LabelListWidget, FilterWordsMustAllOccurIgnoringCase) {
     const bool hiddenFirst = panel->itemOf(late)->isHidden();
     late->setName("late nucleus");
     EXPECT_EQ(std::pair(hiddenFirst, panel->itemOf(late)->isHidden()), std::pair(true, false));
-    // The line edit's clear button shows every row again.
-    filter->clear();
+    filter->clear(); // the line edit's clear button shows every row again
     EXPECT_EQ(rowTexts(panel->listWidget(), true).size(), 5);
 }
 
@@ -288,8 +285,7 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
     project.setSetting("Label.primary_opacity", 0.9);
     project.setSetting("Label.secondary_opacity", 0.4);
     EXPECT_EQ(toggle(invisible), "0.9/0.4 checked #000000");
-    // Only the fill hidden: the row still counts as shown.
-    invisible->setPrimaryOpacity(0);
+    invisible->setPrimaryOpacity(0); // only the fill hidden: the row still counts as shown
     EXPECT_EQ(std::pair(panel->itemOf(invisible)->checkState(), project.undoStack()->count()),
               std::pair(Qt::Checked, 0));
 }
@@ -481,18 +477,15 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
               std::pair(2, QString("3 of 3 [a.png b.png c.png] <")));
     QTest::mouseClick(chooser.prevButton(), Qt::LeftButton);
     EXPECT_EQ(project.currentImageIndex(), 1);
-    // Picking from the combo box makes the image current.
-    chooser.comboBox()->activated(0);
+    chooser.comboBox()->activated(0); // picking from the combo box makes the image current
     EXPECT_EQ(project.currentImageIndex(), 0);
-    // Remove is an undo step; the list follows the project.
-    QTest::mouseClick(chooser.removeButton(), Qt::LeftButton);
+    QTest::mouseClick(chooser.removeButton(), Qt::LeftButton); // remove is an undo step; the list follows the project
     ASSERT_EQ(project.undoStack()->count(), 1);
     EXPECT_TRUE(dynamic_cast<const pxm::commands::RemoveImage*>(project.undoStack()->command(0)));
     EXPECT_EQ(look(chooser), "1 of 2 [b.png c.png] >");
     project.undoStack()->undo();
     EXPECT_EQ(comboTexts(chooser.comboBox()), QStringList({"b.png", "c.png", "a.png"}));
-    // A renamed image is renamed in the list.
-    project.images().at(0)->setImagePath("/elsewhere/renamed.png");
+    project.images().at(0)->setImagePath("/elsewhere/renamed.png"); // a renamed image is renamed in the list
     EXPECT_EQ(chooser.comboBox()->itemText(0), "renamed.png");
     QSignalSpy open(&chooser, &ImageChooser::openImagesRequested);
     QTest::mouseClick(chooser.openButton(), Qt::LeftButton);
@@ -527,8 +520,7 @@ TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     project.setCurrentImageIndex(3);
     chooser->showPrevImage();
     EXPECT_EQ(project.currentImageIndex(), 2);
-    // A filter nothing passes disables both directions.
-    chooser->setFilter(byName("zzz"));
+    chooser->setFilter(byName("zzz")); // a filter nothing passes disables both directions
     EXPECT_EQ(look(*chooser) + ", " + chooser->filterLabel()->text(),
               "3 of 5 [a1.png b2.png a3.png b4.png a5.png], 0 of 5 match");
     // One click clears it; stepping visits every image again.
@@ -755,8 +747,7 @@ TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
     Project reread;
     pxm::ProjectReader::read(file, &reread);
     EXPECT_EQ(ImageFilter::load(&reread), filter);
-    // A cleared filter is stored as an empty entry and reads back inactive.
-    ImageFilter().store(&project);
+    ImageFilter().store(&project); // a cleared filter is stored as an empty entry and reads back inactive
     EXPECT_FALSE(ImageFilter::load(&project).isActive());
     // Whatever a hand-edited file holds, reading it gives a usable filter.
     const ImageFilter read = ImageFilter::fromVariant(QVariantMap{{"labels", QVariantList({"x", 1.5, 1e12, 42, 42})},

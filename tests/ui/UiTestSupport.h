@@ -54,8 +54,7 @@ inline void clickButton(QWidget* widget, const QString& buttonText) {
     box->reject();
 }
 
-/// Answers modal dialogs as they appear, one handler per dialog in order, and records what
-/// they showed. A dialog beyond the handlers is rejected, so no test can hang on one.
+/// Answers modal dialogs in order and records what they showed; one beyond the handlers is rejected.
 class ModalAnswerer : public QObject {
 public:
     using Handler = std::function<void(QWidget*)>;
@@ -230,12 +229,10 @@ protected:
     }
 
     pxmtest::TempDir dir;
-    // Window construction and closing talk on the consoles; tests read what they need.
-    StreamCapture out{std::cout};
+    StreamCapture out{std::cout}; // window construction and closing talk on the consoles; tests read what they need
 };
 
-/// A window on a project of its own, with file choosers answering from `files`; tests attach
-/// the project and show the window as they need.
+/// A window, a project for it and file choosers answering from `files`; tests attach and show as they need.
 class WindowFixture : public UiTest {
 protected:
     void SetUp() override {

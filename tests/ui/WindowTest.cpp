@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The main window: the registry, the shown scene, the actions' states, the status line, the
-// remembered layout and shortcuts, closing, dropping files, and the built-in icons.
+// The main window: registry, shown scene, actions, status line, layout, shortcuts, closing, drops, icons.
 #include "display/CImageInfo.h"
 #include "display/ZoomToolBar.h"
 #include "platform/CImageIo2.h"
@@ -141,8 +140,7 @@ TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
     EXPECT_EQ(pins(), std::tuple(0u, 1u, false));
 }
 
-// Shortcuts and states of every action in a fresh window: tools, undo and redo, the mask
-// import and reannotation wait for something to act on; the reload is for plug-in use only.
+// A fresh window: tools, undo, redo, mask import and reannotation wait for work; the reload is for plug-ins.
 TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
     using A = MainAction;
     using K = QKeySequence;
@@ -310,8 +308,7 @@ TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
     EXPECT_TRUE(!stored || stored->empty()) << "defaults are not stored";
 }
 
-// A plug-in may drop its project while the window still exists: the window, its view and
-// its panels let go of everything without touching what is gone.
+// A plug-in may drop its project while the window lives: nothing may touch what is gone.
 TEST_F(WindowTest, WindowOutlivesItsProject) {
     auto* owned = new Project;
     for (int i = 0; i < 3; ++i)
@@ -359,9 +356,7 @@ TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     EXPECT_EQ(std::pair(itemsDuringExport, view->toolType()), std::pair(plain, pxm::ToolType::Ruler));
 }
 
-// An eraser stroke undone while another image is shown reaches its image all the same,
-// through the files its mask and erasures were swapped out to; the window is clean exactly
-// when the stack is.
+// Undo reaches an image that is not shown, through its swapped-out files; the window is clean with the stack.
 TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
     KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 16, 1));
     std::fill(pixels.data(), pixels.data() + 256, uint8_t(1));
@@ -418,8 +413,7 @@ TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
     empty.close();
 }
 
-// Unsaved changes: Cancel keeps the window, Discard closes, Save saves then closes; a clean
-// project or a plug-in's project closes without asking. The registry is saved on every close.
+// Unsaved changes ask (a clean or plug-in project does not); the registry is saved on every close.
 TEST_F(WindowTest, ClosingWithUnsavedChangesAsks) {
     project.setPath(dir.path("work.json"));
     window.setProject(&project);
