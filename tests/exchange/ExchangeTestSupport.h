@@ -121,7 +121,7 @@ inline QStringList describeImages(const pxm::Project& project) {
     auto point = [](const QPointF& p) { return QString("%1,%2").arg(p.x()).arg(p.y()); };
     QStringList lines;
     for (const pxm::LabeledImage* image : project.images()) {
-        lines << QString("%1 %2x%3x%4").arg(image->imagePath()).arg(image->width()).arg(image->height()).arg(image->depth());
+        lines << image->imagePath() + QString(" %1x%2x%3").arg(image->width()).arg(image->height()).arg(image->depth());
         const pxm::Scene* scene = image->scene(0);
         for (const QGraphicsItem* item : scene ? scene->items(Qt::AscendingOrder) : QList<QGraphicsItem*>()) {
             if (!pxm::isLabelItem(item))

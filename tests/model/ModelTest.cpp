@@ -289,7 +289,8 @@ TEST(Project, DefaultLabelsAndCurrentLabelBookkeeping) {
     } expected[] = {{l1, 1, Qt::green}, {l2, 2, Qt::blue}, {l3, 3, Qt::cyan}};
     for (const auto& e : expected) {
         const QString id = QString::number(e.label->id());
-        EXPECT_EQ(labelText(e.label), QString("Label %1 %2 0.7 0.3 0.5 %3 %1").arg(e.maskId).arg(e.color.name(QColor::HexArgb), id));
+        const QString colour = e.color.name(QColor::HexArgb);
+        EXPECT_EQ(labelText(e.label), QString("Label %1 %2 0.7 0.3 0.5 %3 %1").arg(e.maskId).arg(colour, id));
         EXPECT_TRUE(e.label->id() != 0 && project.labelById(e.label->id()) == e.label) << id.toStdString();
     }
     EXPECT_NE(l1->id(), l2->id());

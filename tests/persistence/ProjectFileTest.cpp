@@ -369,7 +369,8 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
         EXPECT_EQ(image->maskPath(), companion);
         EXPECT_EQ(image->usageCount(), 0u);
         std::unique_ptr<KYVO::CImage> saved(KYVO::CImageIo2::Load(companion.toStdString()));
-        EXPECT_EQ(QList<int>({saved->data()[5], saved->data()[6], saved->data()[7]}), QList<int>({0, 7, erased == 7 ? 0 : 8}));
+        EXPECT_EQ(QList<int>({saved->data()[5], saved->data()[6], saved->data()[7]}),
+                  QList<int>({0, 7, erased == 7 ? 0 : 8}));
     }
     EXPECT_EQ(pxmtest::readFile(original), originalBytes);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 3) << "mask, companion, project";
@@ -428,7 +429,8 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
         ProjectSerializer::write(&project, c + "/q.json", false);
         Project moved;
         ProjectReader::read(c + "/q.json", &moved);
-        EXPECT_EQ(moved.images()[0]->imagePath() + " " + moved.images()[0]->maskPath(), a + "/img.pgm " + a + "/mask.pgm");
+        const LabeledImage* image = moved.images()[0];
+        EXPECT_EQ(image->imagePath() + " " + image->maskPath(), a + "/img.pgm " + a + "/mask.pgm");
     }
     // A file of an earlier version, whose relative paths were meant from the current directory, finds them there.
     ASSERT_TRUE(QFile::copy(a + "/p.json", c + "/old.json"));

@@ -80,15 +80,12 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     QSignalSpy changes(&project, &Project::settingsChanged);
     for (SettingsPage* page : pages)
         page->projectToUi();
-    EXPECT_EQ(mode->currentIndex(), 1);
-    EXPECT_EQ(view.zoomRadiusBox()->value(), 333);
-    EXPECT_DOUBLE_EQ(view.zoomFactorBox()->value(), 0.125);
-    for (RectToolSettings* box : {&rect, &ellipse}) {
-        EXPECT_FALSE(box->oneClickBox()->isChecked());
-        EXPECT_EQ(box->widthBox()->value(), 7);
-        EXPECT_EQ(box->heightBox()->value(), 9);
-    }
-    EXPECT_EQ(eraser.brushWidthBox()->value(), 30);
+    const auto three = [](auto a, auto b, auto c) { return QString("%1 %2 %3").arg(a).arg(b).arg(c); };
+    QStringList shown{three(mode->currentIndex(), view.zoomRadiusBox()->value(), view.zoomFactorBox()->value())};
+    for (RectToolSettings* box : {&rect, &ellipse})
+        shown << three(box->oneClickBox()->isChecked(), box->widthBox()->value(), box->heightBox()->value());
+    shown << QString::number(eraser.brushWidthBox()->value());
+    EXPECT_EQ(shown, QStringList({"1 333 0.125", "0 7 9", "0 7 9", "30"}));
     EXPECT_EQ(changes.count(), 0) << "filling the widgets writes nothing back";
     EXPECT_FALSE(registry().Has("main"));
     // Edits reach the project at once.
@@ -122,10 +119,11 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
         EXPECT_EQ(project.setting(key), value) << key.toStdString();
     // Only the changed values become the user's defaults, each with its type.
     const std::unique_ptr<KYVO::CValue> expected = KYVO::CValueJson::Read(R"({
-        "View": {"CameraMode": "reset", "ViewRadius": 120, "ViewZoom": 4.5}, "RectTool": {"Height": 12, "OneClick": true},
-        "EllipseTool": {"Height": 13, "OneClick": true}, "FreeHandTool": {"BrushWidth": 5}, "EraserTool": {"BrushWidth": 1},
-        "Serialization": {"LazyLoadImages": true}, "StatusLine": {"Format": "%w x %h"},
-        "Label": {"SecondaryOpacity": 0.25}, "Script": {"Path": "KAROcmd %1 Otsu.ndp --fast"}})");
+        "View": {"CameraMode": "reset", "ViewRadius": 120, "ViewZoom": 4.5},
+        "RectTool": {"Height": 12, "OneClick": true}, "EllipseTool": {"Height": 13, "OneClick": true},
+        "FreeHandTool": {"BrushWidth": 5}, "EraserTool": {"BrushWidth": 1}, "Serialization": {"LazyLoadImages": true},
+        "StatusLine": {"Format": "%w x %h"}, "Label": {"SecondaryOpacity": 0.25},
+        "Script": {"Path": "KAROcmd %1 Otsu.ndp --fast"}})");
     const KYVO::CValueMap* stored = registry().GetMap("main/Settings");
     ASSERT_NE(stored, nullptr);
     EXPECT_TRUE(expected && stored->Equals(*expected)) << KYVO::CValueJson::Write(*stored);
