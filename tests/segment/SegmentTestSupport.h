@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/CImage.h"
+#include "segment/LayerMat.h"
 
 #include <cmath>
 #include <cstring>
@@ -30,25 +31,16 @@ inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, dou
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> noise(-8, 8);
     const int channels = KYVO::ImageTypeChannels(type);
-    for (int y = 0; y < truth.rows; ++y) {
-        for (int x = 0; x < truth.cols; ++x) {
+    cv::Mat values(truth.rows, truth.cols, CV_64FC(channels));
+    for (int y = 0; y < truth.rows; ++y)
+        for (int x = 0; x < truth.cols; ++x)
             for (int c = 0; c < channels; ++c) {
                 const double base = truth.at<uint8_t>(y, x) ? inside + 10 * std::sin(x * 0.3 + c) * std::cos(y * 0.2)
                                                             : outside + noise(random);
-                const double v = (base + 20 * c) * scale;
-                uint8_t* voxel = picture.image.voxel(std::size_t(x), std::size_t(y), 0);
-                if (type == KYVO::IMAGE_GREY_16) {
-                    const uint16_t value = uint16_t(std::lround(v));
-                    std::memcpy(voxel, &value, 2);
-                } else if (type == KYVO::IMAGE_GREY_F) {
-                    const float value = float(v);
-                    std::memcpy(voxel, &value, 4);
-                } else {
-                    voxel[c] = uint8_t(std::lround(v));
-                }
+                values.ptr<double>(y)[x * channels + c] = (base + 20 * c) * scale;
             }
-        }
-    }
+    cv::Mat layer = pxm::segment::layerMat(picture.image, 0);
+    values.convertTo(layer, layer.type());
     return picture;
 }
 

@@ -121,10 +121,8 @@ TEST(FreehandRegion, PaintsWhatItsPathWouldPaint) {
     QGraphicsPathItem reference;
     const auto brushBoth = [&](const QColor& c) {
         for (QGraphicsPathItem* item : {static_cast<QGraphicsPathItem*>(&region), &reference})
-            item->setBrush(c);
+            item->setBrush(c), item->setPen(Qt::NoPen);
     };
-    region.setPen(Qt::NoPen);
-    reference.setPen(Qt::NoPen);
     brushBoth(QColor(200, 40, 40, 150));
     QPainterPath path;
     path.setFillRule(Qt::WindingFill);
@@ -205,10 +203,7 @@ void expectContinuous(const std::vector<bool>& stroke, const QVector<QPointF>& l
     QPainterPath polyline(line.first());
     for (const QPointF& p : line)
         polyline.lineTo(p);
-    QPainterPathStroker near;
-    near.setWidth(2 * reach);
-    near.setCapStyle(Qt::RoundCap);
-    near.setJoinStyle(Qt::RoundJoin);
+    const QPainterPathStroker near(QPen(Qt::black, 2 * reach, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     EXPECT_EQ(minus(stroke, pixelsOf(near.createStroke(polyline))), std::vector<bool>(stroke.size()))
         << "nothing beyond the brush's reach";
 }
@@ -266,16 +261,11 @@ TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
     const QStringList after = snapshot();
     for (int round = 0; round < 2; ++round) {
         stack()->undo();
-        EXPECT_EQ(erasing ? region->path() : QPainterPath(), pathBefore);
-        EXPECT_EQ(regions().size(), erasing ? 1 : 0);
-        EXPECT_EQ(maskPixels(), maskBefore);
-        if (erasing) {
-            EXPECT_TRUE(nothingErased());
-        }
+        EXPECT_EQ(std::tuple(erasing ? region->path() : QPainterPath(), regions().size(), maskPixels(),
+                             !erasing || nothingErased()),
+                  std::tuple(pathBefore, erasing ? 1 : 0, maskBefore, true));
         stack()->redo();
-        EXPECT_EQ(region->path(), pathAfter);
-        EXPECT_EQ(maskPixels(), maskAfter);
-        EXPECT_EQ(snapshot(), after);
+        EXPECT_EQ(std::tuple(region->path(), maskPixels(), snapshot()), std::tuple(pathAfter, maskAfter, after));
     }
 }
 

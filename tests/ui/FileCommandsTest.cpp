@@ -5,6 +5,7 @@
 #include "platform/CException.h"
 #include "platform/CValueVector.h"
 #include "plugin/PPixmarker.h"
+#include "ui/AutosaveTestSupport.h"
 #include "ui/RecentProjects.h"
 #include "ui/UiTestSupport.h"
 
@@ -58,7 +59,7 @@ protected:
     /// Shows the window and waits for the questions about missing files to be answered.
     void showAndAnswer(uitest::ModalAnswerer& modals, std::size_t dialogs) {
         window.show();
-        EXPECT_TRUE(waitFor([&] { return modals.seen().size() >= dialogs; }));
+        EXPECT_TRUE(autosavetest::waitUntil([&] { return modals.seen().size() >= dialogs; }));
         QApplication::processEvents(); // whatever follows the last answer runs before the checks
     }
 

@@ -219,14 +219,6 @@ protected:
                 window->deleteLater();
         QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
-    /// Runs the event loop until `done` or a generous deadline.
-    static bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
-        QElapsedTimer timer;
-        timer.start();
-        while (!done() && timer.elapsed() < milliseconds)
-            QApplication::processEvents(QEventLoop::AllEvents, 10);
-        return done();
-    }
 
     pxmtest::TempDir dir;
     StreamCapture out{std::cout}; // window construction and closing talk on the consoles; tests read what they need
