@@ -18,11 +18,8 @@ int main(int argc, char** argv) {
     return result;
 }
 
-// Qt's offscreen platform plugin keeps its screen objects until the process dies;
-// those are not ours to free. Full stack unwinding lets the suppression see the
-// plugin's frames, since Qt's libraries are built without frame pointers.
-// A line edit's clear button fades in and out with an animation that Qt frees only once it
-// has run; a test process that ends mid-fade would report it.
+// Not ours: Qt's offscreen plugin keeps its screens until exit (full unwinding lets the suppression see its
+// frames, as Qt is built without frame pointers), and a line edit's clear-button fade is freed once it has run.
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libqoffscreen.so\n" "leak:libfontconfig.so\n" "leak:QLineEdit::textChanged\n";
 }
