@@ -58,12 +58,9 @@ TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
     ASSERT_TRUE(pxmtest::writeFile(folder + "/expected.json",
                                    QJsonDocument(autosavetest::normalisedDocument(*project)).toJson()));
     for (int i = 0; i < project->images().size(); ++i) {
-        LabeledImage* image = project->images()[i];
-        image->incUsage();
-        const std::unique_ptr<KYVO::CImage> mask(image->createErasedMask());
+        const std::unique_ptr<KYVO::CImage> mask = autosavetest::erasedMask(project->images()[i]);
         ASSERT_TRUE(mask);
         KYVO::CImageIo2::Save(QString("%1/expected-%2.okav").arg(folder).arg(i).toStdString(), *mask);
-        image->decUsage();
     }
     std::cout << "SNAPSHOT " << autosave->folder().toStdString() << std::endl;
     for (;;)
@@ -72,8 +69,7 @@ TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
 
 TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     pxmtest::TempDir dir;
-    QDir().mkpath(dir.path("work"));
-    QDir().mkpath(dir.path("runtime"));
+    QDir().mkpath(dir.path("work")), QDir().mkpath(dir.path("runtime"));
     QFile::setPermissions(dir.path("runtime"),
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 
@@ -118,22 +114,19 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     program.kill();
     program.waitForFinished(30000);
     ASSERT_TRUE(rewritten) << program.readAllStandardError().toStdString();
-    EXPECT_EQ(lock, QByteArray::number(pid)) << "the lock names the process that holds it";
-    EXPECT_EQ(description.projectPath, dir.path("work/study.json"));
+    // The lock names the process that holds it.
+    EXPECT_EQ(std::pair(lock, description.projectPath),
+              std::pair(QByteArray::number(pid), dir.path("work/study.json")));
 
-    RecoveryFolder::Entry entry{snapshotFolder, description};
     Project recovered;
-    RecoveryFolder::restore(entry, &recovered);
+    RecoveryFolder::restore({snapshotFolder, description}, &recovered);
     const QJsonObject expected = QJsonDocument::fromJson(pxmtest::readFile(dir.path("work/expected.json"))).object();
     EXPECT_EQ(autosavetest::normalisedDocument(recovered), expected);
     ASSERT_EQ(recovered.images().size(), 2);
     for (int i = 0; i < recovered.images().size(); ++i) {
-        LabeledImage* image = recovered.images()[i];
-        image->incUsage();
-        const std::unique_ptr<KYVO::CImage> mask(image->createErasedMask());
         const std::unique_ptr<KYVO::CImage> want(
             KYVO::CImageIo2::Load(dir.localPath(QString("work/expected-%1.okav").arg(i))));
-        EXPECT_EQ(autosavetest::differingVoxels(mask.get(), want.get()), 0) << "mask of image " << i;
-        image->decUsage();
+        EXPECT_EQ(autosavetest::differingVoxels(autosavetest::erasedMask(recovered.images()[i]).get(), want.get()), 0)
+            << "mask of image " << i;
     }
 }

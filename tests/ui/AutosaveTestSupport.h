@@ -118,6 +118,14 @@ inline QJsonObject normalisedDocument(const pxm::Project& project) {
     return pxmtest::withSortedItems(QByteArray::fromStdString(text));
 }
 
+/// The image's mask minus its erasures, what a save writes; the image is loaded for it.
+inline std::unique_ptr<KYVO::CImage> erasedMask(pxm::LabeledImage* image) {
+    image->incUsage();
+    std::unique_ptr<KYVO::CImage> mask(image->createErasedMask());
+    image->decUsage();
+    return mask;
+}
+
 /// Number of voxels that differ, or -1 when the sizes do.
 inline long long differingVoxels(const KYVO::CImage* a, const KYVO::CImage* b) {
     if (!a || !b || a->size() != b->size() || a->byteCount() != b->byteCount())
@@ -132,17 +140,9 @@ inline long long differingVoxels(const KYVO::CImage* a, const KYVO::CImage* b) {
 inline void expectSameWork(pxm::Project& expected, pxm::Project& actual) {
     EXPECT_EQ(normalisedDocument(actual), normalisedDocument(expected));
     ASSERT_EQ(actual.images().size(), expected.images().size());
-    for (int i = 0; i < expected.images().size(); ++i) {
-        pxm::LabeledImage* want = expected.images()[i];
-        pxm::LabeledImage* got = actual.images()[i];
-        want->incUsage();
-        got->incUsage();
-        const std::unique_ptr<KYVO::CImage> wantMask(want->createErasedMask());
-        const std::unique_ptr<KYVO::CImage> gotMask(got->createErasedMask());
-        EXPECT_EQ(differingVoxels(wantMask.get(), gotMask.get()), 0) << "mask of image " << i;
-        got->decUsage();
-        want->decUsage();
-    }
+    for (int i = 0; i < expected.images().size(); ++i)
+        EXPECT_EQ(differingVoxels(erasedMask(expected.images()[i]).get(), erasedMask(actual.images()[i]).get()), 0)
+            << "mask of image " << i;
 }
 
 } // namespace autosavetest
