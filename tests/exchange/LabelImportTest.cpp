@@ -76,8 +76,7 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
         const LabelImport::Plan plan = LabelImport::planFile(&target, dir.path(name));
         ASSERT_TRUE(plan.ok()) << plan.error.toStdString();
         EXPECT_TRUE(plan.conflicts.isEmpty()) << plan.conflicts.join('\n').toStdString();
-        EXPECT_EQ(plan.newLabels(), 2);
-        EXPECT_EQ(plan.updatedLabels(), 1);
+        EXPECT_EQ(QString("%1 new, %2 updated").arg(plan.newLabels()).arg(plan.updatedLabels()), "2 new, 1 updated");
         ASSERT_TRUE(LabelImport::apply(&target, plan));
         EXPECT_EQ(target.undoStack()->count(), 1);
         QStringList state = fullState(target);
@@ -94,8 +93,9 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
     EXPECT_EQ(excel.error, "Line 4: the colour '#zz' is neither #rrggbb nor r,g,b.");
     pxmtest::writeFile(dir.path("excel.csv"), "sep=;\r\nName;Colour;Opacity\r\nZelle \xe4;0,128,255;0,25\r\n");
     ASSERT_TRUE(LabelImport::apply(&target, LabelImport::planFile(&target, dir.path("excel.csv"))));
-    EXPECT_EQ(fullState(target)[0].section(" id=", 0, 0), QString::fromUtf8("Zelle \u00e4"));
-    EXPECT_TRUE(fullState(target)[0].endsWith("#0080ff o=0.25 s=0.3 p=0.5")) << fullState(target)[0].toStdString();
+    const QString zelle = fullState(target)[0];
+    EXPECT_EQ(zelle.section(" id=", 0, 0) + " " + zelle.section(' ', -4),
+              QString::fromUtf8("Zelle \u00e4 #0080ff o=0.25 s=0.3 p=0.5"));
 }
 
 TEST_F(LabelImportTest, AProjectFilesLabelsCanBeImported) {
