@@ -265,11 +265,9 @@ TEST(CValueMap, Attributes) {
         EXPECT_EQ(Tracked::live, 0) << "a refused attribute is deleted";
     }
     const auto* desc = dynamic_cast<const CValueString*>(map.GetAttribute("parameters/keep", "desc"));
-    ASSERT_NE(desc, nullptr);
-    EXPECT_EQ(desc->Get(), "second");
-    EXPECT_EQ(map.GetAttribute("parameters/keep", "label"), nullptr);
-    EXPECT_EQ(map.GetAttribute("inputs/9", "label"), nullptr);
-    EXPECT_NE(map.GetAttribute("inputs", "label"), nullptr);
+    EXPECT_EQ(desc ? desc->Get() : "none", "second");
+    EXPECT_TRUE(!map.GetAttribute("parameters/keep", "label") && !map.GetAttribute("inputs/9", "label") &&
+                map.GetAttribute("inputs", "label"));
     // Attributes belong to the slot: a new value keeps them, removal drops them, copies carry them.
     map.SetBool("parameters/keep", true);
     EXPECT_NE(map.GetAttribute("parameters/keep", "desc"), nullptr);
@@ -487,15 +485,12 @@ TEST_F(RegistryTest, RoundTripOfEveryType) {
     EXPECT_EQ(registry.StoragePath("Lumarka"), dir.path("store/Lumarka.json"));
     EXPECT_TRUE(registry.FromStorage("Lumarka")) << "a first start has no file yet";
     EXPECT_EQ(registry.size(), 0u);
-    registry.SetStringVector("main/RecentProjects", {"/data/b.json", "/data/a b/ä.json.gz"});
-    registry.SetString("main/Settings/View/CameraMode", "perImage");
-    registry.SetLong("main/Settings/View/ViewRadius", 200);
-    registry.SetDouble("main/Settings/View/ViewZoom", 2.0);
-    registry.SetDouble("main/Settings/Label/PenWidth", 0.1);
-    registry.SetBool("main/Settings/RectTool/OneClick", false);
-    registry.SetLong("limits/max", std::numeric_limits<int64_t>::max());
-    registry.SetLong("limits/min", std::numeric_limits<int64_t>::min());
-    registry.Set("limits/empty", new CValueMap);
+    const std::unique_ptr<CValue> content = CValueJson::Read(R"({
+        "main": {"RecentProjects": ["/data/b.json", "/data/a b/ä.json.gz"], "Settings": {"View": {"CameraMode": "perImage",
+                 "ViewRadius": 200, "ViewZoom": 2.0}, "Label": {"PenWidth": 0.1}, "RectTool": {"OneClick": false}}},
+        "limits": {"max": 9223372036854775807, "min": -9223372036854775808, "empty": {}}})");
+    ASSERT_TRUE(content);
+    registry.Merge(static_cast<const CValueMap&>(*content));
     std::unique_ptr<CValue> saved(registry.Clone());
     ASSERT_TRUE(registry.ToStorage("Lumarka"));
     EXPECT_EQ(storedFiles(), QStringList{"Lumarka.json"}) << "no temporary file is left behind";
