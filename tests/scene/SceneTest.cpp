@@ -64,9 +64,9 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
         EXPECT_EQ(std::tuple(shape->pen().isCosmetic(), shape->pen().color().alpha(), shape->brush().color()),
                   std::tuple(true, primary.alpha(), secondary));
     }
-    EXPECT_EQ(line->pen().color(), primary);
-    EXPECT_EQ(path->pen().style(), Qt::NoPen) << "free-hand regions have no outline";
-    EXPECT_EQ(path->brush().color(), primary);
+    // Free-hand regions have no outline.
+    EXPECT_EQ(std::tuple(line->pen().color(), path->pen().style(), path->brush().color()),
+              std::tuple(primary, Qt::NoPen, primary));
     // Label changes restyle its items, and only its items.
     Label* other = project.createLabel();
     auto* foreign = new QGraphicsRectItem(0, 0, 2, 2);
@@ -74,9 +74,8 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     const QBrush foreignBrush = foreign->brush();
     label->setColor(Qt::yellow);
     label->setName("street");
-    EXPECT_EQ(rect->brush().color().rgb(), QColor(Qt::yellow).rgb());
-    EXPECT_EQ(path->toolTip(), "street");
-    EXPECT_EQ(foreign->brush(), foreignBrush);
+    EXPECT_EQ(std::tuple(rect->brush().color().rgb(), path->toolTip(), foreign->brush()),
+              std::tuple(QColor(Qt::yellow).rgb(), QString("street"), foreignBrush));
     // Moving an item to another label restyles it; undo gives the first style back.
     const QPen pen = rect->pen();
     QUndoStack stack;
@@ -283,10 +282,10 @@ TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
     image->eraseOverlay()->voxel(4, 3, 1)[0] = 1;
     image->incUsage();
     image->decUsage();
-    EXPECT_EQ(image->eraseOverlay(), nullptr);
-    EXPECT_TRUE(image->eraseOverlayPath().startsWith(project.temporaryDirectory().absolutePath()));
-    EXPECT_TRUE(image->eraseOverlayPath().contains("erased_mask_"));
-    EXPECT_NE(image->mask(), nullptr) << "a mask without a path stays";
+    // Swapped out to a file of the project's; a mask without a path stays.
+    EXPECT_EQ(std::pair(!!image->eraseOverlay(), !!image->mask()), std::pair(false, true));
+    EXPECT_TRUE(image->eraseOverlayPath().startsWith(project.temporaryDirectory().absolutePath()) &&
+                image->eraseOverlayPath().contains("erased_mask_"));
     image->incUsage();
     ASSERT_NE(image->eraseOverlay(), nullptr);
     EXPECT_EQ(std::pair(at(*image->eraseOverlay(), 1, 0), at(*image->eraseOverlay(), 4, 3, 1)), std::pair(2, 1));
