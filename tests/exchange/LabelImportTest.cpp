@@ -2,7 +2,6 @@
 #include "exchange/LabelImport.h"
 
 #include "exchange/ExchangeTestSupport.h"
-#include "persistence/ProjectSerializer.h"
 
 using namespace pxm;
 using pxmtest::TempDir;
@@ -96,19 +95,6 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
     const QString zelle = fullState(target)[0];
     EXPECT_EQ(zelle.section(" id=", 0, 0) + " " + zelle.section(' ', -4),
               QString::fromUtf8("Zelle \u00e4 #0080ff o=0.25 s=0.3 p=0.5"));
-}
-
-TEST_F(LabelImportTest, AProjectFilesLabelsCanBeImported) {
-    Project source;
-    pxmtest::addLabel(source, "cell", 11, 1, QColor(10, 20, 30, 128));
-    pxmtest::addLabel(source, "debris", 99, 9, QColor("#123456"));
-    ProjectSerializer::write(&source, dir.path("source.json"), false);
-    const LabelImport::Plan plan = LabelImport::planFile(&project, dir.path("source.json"));
-    ASSERT_TRUE(plan.ok()) << plan.error.toStdString();
-    ASSERT_TRUE(LabelImport::apply(&project, plan));
-    EXPECT_EQ(fullState(project), QStringList({"cell id=11 mask=1 #0a141e o=0.501961 s=0.3 p=0.5",
-                                               "nucleus id=12 mask=2 #0000ff o=1 s=0.3 p=0.5",
-                                               "debris id=99 mask=9 #123456 o=1 s=0.3 p=0.5"}));
 }
 
 TEST_F(LabelImportTest, MalformedFilesNameTheLineAndChangeNothing) {

@@ -124,23 +124,4 @@ TEST(VOCTest, HandWrittenFiles) {
     EXPECT_EQ(pxmtest::messageTexts(reader), QStringList({"E -1 Could not open " + dir.path("missing.voc")}));
 }
 
-TEST(VOCTest, LayersOfAVolumeImportAsSeparateImages) {
-    pxm::Project source;
-    pxm::LabeledImage* volume = pxmtest::addMemoryImage(source, 30, 20, 2, "/no/such/volume.tif");
-    pxm::Label* label = pxmtest::addLabel(source, "L", 5, 1);
-    volume->scene(0)->addLabelItem(new QGraphicsRectItem(1, 1, 2, 2), label);
-    volume->scene(1)->addLabelItem(new QGraphicsRectItem(5, 5, 2, 2), label);
-    pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("z0.voc"), writeScene(volume->scene(0))));
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("z1.voc"), writeScene(volume->scene(1))));
-
-    pxm::Project target;
-    pxm::VOCReader reader;
-    pxmtest::runReader(reader, target, {dir.path("z0.voc"), dir.path("z1.voc")});
-    EXPECT_EQ(pxmtest::describeImages(target), QStringList({" 30x20x1", "  L: rect -0.25 -0.25 4.5 4.5",
-                                                            " 30x20x1", "  L: rect 3.75 3.75 4.5 4.5"}));
-    EXPECT_EQ(target.labels().size(), 1);
-    EXPECT_EQ(target.undoStack()->count(), 2);
-}
-
 } // namespace

@@ -869,27 +869,6 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
     }
 }
 
-TEST(JsonTree, FindsMembersAndElements) {
-    JsonTree tree;
-    ASSERT_TRUE(tree.parse("{\"$type\": \"pxm::Scene\", \"n\": 2.5, \"list\": [\"x\", {}], \"k\\u0065y\": \"v\", "
-                           "\"n\": 3}"));
-    const JsonTree::Value root = tree.root();
-    EXPECT_TRUE(root.member("$type").equals("pxm::Scene"));
-    EXPECT_FALSE(root.member("$type").equals("pxm::Scen"));
-    EXPECT_EQ(root.member("n").toNumber(), 3.0);
-    EXPECT_EQ(root.member("key").toString(), "v");
-    EXPECT_TRUE(root.member("missing").isUndefined());
-    EXPECT_TRUE(root.member("n").member("x").isUndefined());
-    const JsonTree::Value list = root.member("list");
-    ASSERT_EQ(list.size(), 2);
-    EXPECT_EQ(list.at(0).toString(), "x");
-    EXPECT_TRUE(list.at(1).isObject());
-    EXPECT_TRUE(list.at(2).isUndefined());
-    EXPECT_TRUE(list.at(-1).isUndefined());
-    EXPECT_EQ(root.size(), 5);
-    EXPECT_FALSE(JsonTree().root().isObject());
-}
-
 // Qt's JSON writer is the reference: every number must print as QJsonDocument prints it.
 TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
     using L = std::numeric_limits<double>;

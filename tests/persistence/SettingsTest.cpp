@@ -129,41 +129,6 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     EXPECT_TRUE(expected && stored->Equals(*expected)) << KYVO::CValueJson::Write(*stored);
 }
 
-TEST_F(SettingsTest, LabelSlidersTruncateTheStoredFractions) {
-    Project project;
-    LabelSettings page(&project);
-    const struct {
-        double stored;
-        int shown;
-    } cases[] = {{0.0019, 1}, {0.5555, 555}, {0.9999, 999}, {1.0, 1000}, {3.0, 1000}, {-0.5, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.stored);
-        project.setSetting("Label.pen_width", c.stored);
-        page.projectToUi();
-        EXPECT_EQ(page.penWidthSlider()->value(), c.shown);
-        EXPECT_DOUBLE_EQ(project.setting("Label.pen_width").toDouble(), c.stored) << "no write-back";
-    }
-    EXPECT_FALSE(registry().Has("main"));
-}
-
-TEST_F(SettingsTest, DialogChangeBecomesTheNextProjectsDefault) {
-    Project first;
-    first.setSetting("RectTool.defaultWidth", 40);
-    SettingsDialog dialog(&first);
-    QStringList titles;
-    for (SettingsPage* page : dialog.pages())
-        titles << page->title();
-    EXPECT_EQ(titles, QStringList({"View", "Rect Tool", "Ellipse Tool", "Freehand Tool", "Eraser Tool", "Serialization",
-                                   "Status Line", "Script Settings", "Label Settings", "Reannotation"}));
-    auto* rect = qobject_cast<RectToolSettings*>(dialog.pages()[1]);
-    ASSERT_NE(rect, nullptr);
-    EXPECT_EQ(rect->widthBox()->value(), 40) << "the dialog shows the project's values when built";
-    dialog.findChild<ViewSettings*>()->cameraModeBox()->setCurrentIndex(1);
-    Project second;
-    EXPECT_EQ(second.setting("View.cameraMode").toString(), "perImage");
-    EXPECT_FALSE(second.settings().contains("RectTool.defaultWidth")) << "unchanged values stay per project";
-}
-
 TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
     Project project;
     SettingsDialog dialog(&project);
