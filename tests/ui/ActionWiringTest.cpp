@@ -98,17 +98,30 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::ZoomToFit, [view] { EXPECT_GT(view->transform().m11(), 1.0) << "a 3 x 2 image is enlarged"; }},
         {A::NextImage, [this] { EXPECT_EQ(project.currentImageIndex(), 1); }},
         {A::PreviousImage, [this] { EXPECT_EQ(project.currentImageIndex(), 0); }},
-        {A::RunScript, [this] { EXPECT_NE(out.take().find("This command will be run:\ntrue "), std::string::npos); }},
+        // The script runs on the current image's path.
+        {A::RunScript,
+         [this] {
+             const QString done = dir.path("a.pgm") + ".done";
+             EXPECT_NE(out.take().find("This command will be run:\ntouch " + done.toStdString() + "\n"),
+                       std::string::npos);
+             EXPECT_TRUE(QFileInfo::exists(done));
+         }},
         // The reannotation dialog needs a mask on the canvas.
         {A::Reannotation, [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
     };
-    project.setSetting("Script.path", "true %1");
+    project.setSetting("Script.path", "touch %1.done");
     find(A::Reannotation)->setEnabled(true);
     for (const auto& [id, check] : cases) {
         SCOPED_TRACE(find(id)->text().toStdString());
         find(id)->trigger();
         check();
     }
+    // A failing script says so, a working one does not.
+    uitest::StreamCapture err(std::cerr);
+    find(A::RunScript)->trigger();
+    project.setSetting("Script.path", "exit 3");
+    find(A::RunScript)->trigger();
+    EXPECT_EQ(err.take(), "Running the script was not successful!\n");
     // Undo and redo follow the stack and act on it.
     auto undoState = [this] {
         return QString("%1 %2 %3")

@@ -641,24 +641,6 @@ TEST(ImageChooser, ZLayerFollowsAndSetsTheProjectsLayer) {
     }
 }
 
-TEST(ImageChooser, RunScriptReplacesThePathAndReportsFailure) {
-    pxmtest::TempDir dir;
-    Project project;
-    namedImage(project, dir.path("shot.png"));
-    ImageChooser chooser;
-    chooser.setProject(&project);
-    project.setSetting("Script.path", "touch %1.done");
-    uitest::StreamCapture out(std::cout);
-    uitest::StreamCapture err(std::cerr);
-    chooser.runScript();
-    EXPECT_EQ(out.take(), "This command will be run:\ntouch " + dir.path("shot.png").toStdString() + ".done\n");
-    EXPECT_EQ(err.take(), "");
-    EXPECT_TRUE(QFileInfo::exists(dir.path("shot.png.done")));
-    project.setSetting("Script.path", "exit 3");
-    chooser.runScript();
-    EXPECT_EQ(err.take(), "Running the script was not successful!\n");
-}
-
 TEST(ImageFilter, NamePatternsWildcardAndRegularExpression) {
     Project project;
     namedImage(project, "/data/day1/Cell_01.png");
