@@ -271,10 +271,11 @@ template <typename Build> void ExportMaskWorker::saveVolume(const QString& path,
 void ExportMaskWorker::exportFullMaskInStrips(const LabeledImage& image, const QString& path,
                                               uint32_t rowsPerStrip, uint32_t blockWidth) {
     try {
+        const QVector<LabeledImage::MaskShape> shapes = image.maskShapes(0);
         KYVO::CImageIo2::SaveGreyInStrips(
             localPath(path), image.width(), image.height(), rowsPerStrip,
-            [&image, blockWidth](std::size_t top, std::size_t rows, uint8_t* out) {
-                image.paintLabelMaskRows(0, uint32_t(top), uint32_t(rows), out, blockWidth);
+            [&image, &shapes, blockWidth](std::size_t top, std::size_t rows, uint8_t* out) {
+                image.paintLabelMaskRows(0, shapes, uint32_t(top), uint32_t(rows), out, blockWidth);
             });
     } catch (const std::exception& e) {
         reportFailure(path, QString::fromLocal8Bit(e.what()));

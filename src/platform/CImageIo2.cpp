@@ -164,7 +164,6 @@ void CImageIo2::SaveGreyInStrips(const std::string& path, std::size_t width, std
         std::vector<uint8_t> strip(width * std::min(rowsPerStrip, height));
         for (std::size_t top = 0; top < height; top += rowsPerStrip) {
             const std::size_t rows = std::min(rowsPerStrip, height - top);
-            std::fill(strip.begin(), strip.end(), uint8_t(0));
             fill(top, rows, strip.data());
             file.write(strip.data(), rows * width);
         }

@@ -33,7 +33,7 @@ public:
     /// fails.
     static void Save(const std::string& path, const CImage& image, const CValueMap* options = nullptr);
     /// Writes an 8-bit grey PGM of width x height atomically, asking `fill` for `rowsPerStrip` rows at a
-    /// time (fill(top, rows, out) writes rows x width bytes), so that the image is never held whole.
+    /// time (fill(top, rows, out) writes all rows x width bytes), so that the image is never held whole.
     /// The file equals what Save writes for the same pixels. Throws as Save does.
     static void SaveGreyInStrips(const std::string& path, std::size_t width, std::size_t height,
                                  std::size_t rowsPerStrip,

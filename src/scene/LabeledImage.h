@@ -4,6 +4,7 @@
 #include <QColor>
 #include <QList>
 #include <QPair>
+#include <QRectF>
 #include <QVector>
 #include <QObject>
 #include <QString>
@@ -121,11 +122,20 @@ public:
     /// A new 8-bit volume of mask ids (caller owns): the effective mask, with the label
     /// items painted into the voxels it leaves at 0.
     KYVO::CImage* createLabelMask() const;
+    /// A label item that paints into label masks, with its mask colour and scene bounds.
+    struct MaskShape {
+        QGraphicsItem* item = nullptr;
+        QColor colour;
+        QRectF bounds;
+    };
+    /// The label items of layer z that paint into label masks, in the order they are painted.
+    QVector<MaskShape> maskShapes(std::size_t z) const;
     /// Rows top .. top + rows - 1 of layer z of what createLabelMask gives, into `out` (rows x width
-    /// bytes), without building the volume: for masks too large to hold whole. Shapes are painted
-    /// in blocks of at most `blockWidth` (and 16384) columns.
-    void paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out,
-                            uint32_t blockWidth = 16384) const;
+    /// bytes, every one written), without building the volume: for masks too large to hold whole.
+    /// `shapes` are the layer's maskShapes(), found once for all strips of a layer. Shapes are
+    /// painted in blocks of at most `blockWidth` (and 16384) columns.
+    void paintLabelMaskRows(std::size_t z, const QVector<MaskShape>& shapes, uint32_t top, uint32_t rows,
+                            uint8_t* out, uint32_t blockWidth = 16384) const;
     /// A new bool volume (caller owns), 1 where shapes of the label lie.
     KYVO::CImage* createSingleLabelMask(int labelId) const;
     /// A new RGB volume (caller owns) of what every scene shows.

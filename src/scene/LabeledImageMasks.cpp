@@ -106,8 +106,15 @@ QVector<QPair<QGraphicsItem*, QColor>> LabeledImage::labelShapes(int z, const QV
     return shapes;
 }
 
-void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows, uint8_t* out,
-                                      uint32_t blockWidth) const {
+QVector<LabeledImage::MaskShape> LabeledImage::maskShapes(std::size_t z) const {
+    QVector<MaskShape> shapes;
+    for (const auto& [item, colour] : labelShapes(int(z), maskPalette()))
+        shapes.append({item, colour, item->sceneBoundingRect().adjusted(-2, -2, 2, 2)});
+    return shapes;
+}
+
+void LabeledImage::paintLabelMaskRows(std::size_t z, const QVector<MaskShape>& shapes, uint32_t top, uint32_t rows,
+                                      uint8_t* out, uint32_t blockWidth) const {
     if (!m_width || top >= m_height || z >= m_depth || blockWidth == 0)
         return;
     rows = std::min(rows, m_height - top);
@@ -126,7 +133,6 @@ void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows
     } else {
         std::memset(out, 0, rows * rowBytes);
     }
-    const QVector<QPair<QGraphicsItem*, QColor>> shapes = labelShapes(int(z), maskPalette());
     if (shapes.isEmpty())
         return;
     // The raster engine works in 16-bit coordinates, so wide strips are painted in blocks; only
@@ -141,9 +147,9 @@ void LabeledImage::paintLabelMaskRows(std::size_t z, uint32_t top, uint32_t rows
             QPainter painter(&layer);
             painter.setRenderHint(QPainter::Antialiasing, false);
             const QTransform base = QTransform::fromTranslate(-double(left), -double(top));
-            for (const auto& shape : shapes) {
-                if (shape.first->sceneBoundingRect().adjusted(-2, -2, 2, 2).intersects(block))
-                    paintLabelShape(painter, shape.first, shape.second, shape.second, base);
+            for (const MaskShape& shape : shapes) {
+                if (shape.bounds.intersects(block))
+                    paintLabelShape(painter, shape.item, shape.colour, shape.colour, base);
             }
         }
         if (hasMask) {

@@ -82,9 +82,12 @@ void Scene::styleItem(QGraphicsItem* item, const Label* label) {
     }
 }
 
-QList<QGraphicsItem*> Scene::itemsWithId(int id) const {
+QList<QGraphicsItem*> Scene::itemsWithId(int id, bool stackingOrder) const {
     QList<QGraphicsItem*> result;
-    for (QGraphicsItem* item : items())
+    // Sorting tens of thousands of items by stacking order costs more than the scan; callers
+    // that restyle or renumber every item of a label do not need the order (Qt's index leaves
+    // the list unsorted for the order -1).
+    for (QGraphicsItem* item : items(stackingOrder ? Qt::DescendingOrder : Qt::SortOrder(-1)))
         if (isLabelItem(item) && labelIdOf(item) == id)
             result.append(item);
     return result;
@@ -316,7 +319,7 @@ void Scene::on_image_maskChanged() {
 void Scene::on_label_destroyed(QObject* label) {
     // The label is half destroyed: only the id remembered for it is safe to use.
     const int id = m_labelIds.take(label);
-    qDeleteAll(itemsWithId(id));
+    qDeleteAll(itemsWithId(id, false));
     // Items parked for it can never come back either.
     for (auto it = m_removedLabelItems.begin(); it != m_removedLabelItems.end();) {
         if (static_cast<QObject*>(it.key()) == label) {
@@ -334,14 +337,14 @@ void Scene::on_label_idChanged(int newId) {
     auto* label = static_cast<Label*>(sender());
     const int oldId = m_labelIds.value(label);
     m_labelIds.insert(label, newId);
-    for (QGraphicsItem* item : itemsWithId(oldId))
+    for (QGraphicsItem* item : itemsWithId(oldId, false))
         item->setData(LabelIdDataKey, newId);
     for (QGraphicsItem* item : m_removedLabelItems.value(label))
         item->setData(LabelIdDataKey, newId);
 }
 
 void Scene::restyleItemsOf(const Label* label) {
-    for (QGraphicsItem* item : itemsOfLabel(label))
+    for (QGraphicsItem* item : label ? itemsWithId(label->id(), false) : QList<QGraphicsItem*>())
         styleItem(item, label);
     if (m_maskItem)
         m_maskItem->update();
@@ -357,7 +360,7 @@ void Scene::on_label_opacityChanged() {
 
 void Scene::on_label_nameChanged() {
     auto* label = static_cast<Label*>(sender());
-    for (QGraphicsItem* item : itemsOfLabel(label))
+    for (QGraphicsItem* item : itemsWithId(label->id(), false))
         item->setToolTip(label->name());
 }
 

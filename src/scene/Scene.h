@@ -79,7 +79,7 @@ private:
     void applyTileMemory() const;
     void warnIfAttached() const;
     void deleteDisplayItems();
-    QList<QGraphicsItem*> itemsWithId(int id) const;
+    QList<QGraphicsItem*> itemsWithId(int id, bool stackingOrder = true) const;
     void restyleItemsOf(const Label* label);
 
     uint32_t m_usageCount = 0;

@@ -209,7 +209,7 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
     // before anything of the case is written (values beyond the declared labels are a bug).
     std::vector<uint8_t> labels(voxels);
     if (pixels->size().z == 1) {
-        image.paintLabelMaskRows(0, 0, uint32_t(pixels->size().y), labels.data());
+        image.paintLabelMaskRows(0, image.maskShapes(0), 0, uint32_t(pixels->size().y), labels.data());
     } else {
         const std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
         std::memcpy(labels.data(), mask->data(), std::min(voxels, mask->byteCount()));
