@@ -291,20 +291,14 @@ TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
         int precision;
         QString expected;
     } cases[] = {
-        {&g8, 1, 0, 1, grey, 2, "[1, 0, 1] = 255"},
-        {&g16, 1, 0, 1, grey, 2, "[1, 0, 1] = 65535"},
-        {&gf, 1, 0, 1, grey, 2, "[1, 0, 1] = -1.23"},
-        {&gf, 1, 0, 1, grey, 4, "[1, 0, 1] = -1.2346"},
-        {&gb, 1, 0, 1, grey, 2, "[1, 0, 1] = 1"},
-        {&rgb, 1, 0, 1, colour, 2, "[1, 0, 1] = [10, 20, 255]"},
+        {&g8, 1, 0, 1, grey, 2, "[1, 0, 1] = 255"},        {&g16, 1, 0, 1, grey, 2, "[1, 0, 1] = 65535"},
+        {&gf, 1, 0, 1, grey, 2, "[1, 0, 1] = -1.23"},      {&gf, 1, 0, 1, grey, 4, "[1, 0, 1] = -1.2346"},
+        {&gb, 1, 0, 1, grey, 2, "[1, 0, 1] = 1"},          {&rgb, 1, 0, 1, colour, 2, "[1, 0, 1] = [10, 20, 255]"},
         // Grey images have no second or third channel; unknown sequences stay.
-        {&g8, 1, 0, 1, colour, 2, "[1, 0, 1] = [255, , ]"},
+        {&g8, 1, 0, 1, colour, 2, "[1, 0, 1] = [255, , ]"}, {&g8, 0, 0, 1, grey, 2, "[0, 0, 1] = 9"},
         {&g8, 1, 0, 1, QStringLiteral("%q %% %1%"), 0, "%q %% 255%"},
-        {&g8, 0, 0, 1, grey, 2, "[0, 0, 1] = 9"},
         // Outside the image, or no image: nothing.
-        {&g8, 2, 0, 0, grey, 2, ""},
-        {&g8, 0, 1, 0, grey, 2, ""},
-        {&g8, 0, 0, 2, grey, 2, ""},
+        {&g8, 2, 0, 0, grey, 2, ""}, {&g8, 0, 1, 0, grey, 2, ""}, {&g8, 0, 0, 2, grey, 2, ""},
         {nullptr, 0, 0, 0, grey, 2, ""},
     };
     for (const auto& c : cases) {

@@ -78,14 +78,9 @@ TEST_F(ExportCommand, AnswersBadInputWithItsExitCodes) {
         int exitCode;
     };
     const QList<Case> cases = {
-        {{"--help"}, 0},
-        {{}, 2},
-        {{project}, 2},
-        {{project, "-o", target, "--bogus"}, 2},
-        {{project, project, "-o", target}, 2},
-        {{project, "-o", target, "--skip-unlabeled", "--all-images"}, 2},
-        {{dir.path("missing.json"), "-o", target}, 3},
-        {{dir.path("corrupt.json"), "-o", target}, 3},
+        {{"--help"}, 0}, {{}, 2}, {{project}, 2}, {{project, "-o", target, "--bogus"}, 2},
+        {{project, project, "-o", target}, 2}, {{project, "-o", target, "--skip-unlabeled", "--all-images"}, 2},
+        {{dir.path("missing.json"), "-o", target}, 3}, {{dir.path("corrupt.json"), "-o", target}, 3},
         {{project, "-o", dir.path("plain/sub")}, 4},
     };
     for (const Case& c : cases) {

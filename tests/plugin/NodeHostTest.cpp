@@ -68,8 +68,8 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
         const auto map = [&](std::size_t i) { return static_cast<const KYVO::CValueMap*>(list->at(i)); };
         // A map's own "opacity" is not taken over; the opaque colour sets it to 1.
         const QString first = QString::fromStdString(map(0)->GetString("name"));
-        EXPECT_EQ(QString("%1 %2 %3 %4 %5").arg(first).arg(map(0)->GetLong("color/blue")).arg(map(0)->GetDouble("opacity"))
-                      .arg(map(1)->GetLong("maskId")).arg(map(2)->GetLong("id")),
+        EXPECT_EQ(QString("%1 %2 %3").arg(first).arg(map(0)->GetLong("color/blue")).arg(map(0)->GetDouble("opacity")) +
+                      QString(" %1 %2").arg(map(1)->GetLong("maskId")).arg(map(2)->GetLong("id")),
                   QString("cell 255 1 4 %1").arg(c.zoneId));
     }
 
@@ -109,12 +109,10 @@ TEST_F(NodeHostTest, BadInputEndsWithTheNodesMessage) {
         // The node's own messages (the plug-in tests check each) pass through with their place.
         {{"--image", dir.path("image.pgm"), "--mask", dir.path("float.pfm")}, 1,
          "ERROR: The mask (second input) must be of type IMAGE_GREY_8."},
-        {{"--image", dir.path("missing.pgm")}, 3, "missing.pgm"},
-        {{"--labels", dir.path("image.pgm")}, 3, "image.pgm"},
+        {{"--image", dir.path("missing.pgm")}, 3, "missing.pgm"}, {{"--labels", dir.path("image.pgm")}, 3, "image.pgm"},
         {{"--node", "pixmarker"}, 3, "no node named pixmarker"},
         {{"--library", dir.path("image.pgm")}, 3, "cannot load the plug-in library"},
-        {{"--close-after", "soon"}, 2, "--close-after"},
-        {{"--unknown"}, 2, "unknown"},
+        {{"--close-after", "soon"}, 2, "--close-after"}, {{"--unknown"}, 2, "unknown"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.arguments.join(' ').toStdString());
