@@ -204,13 +204,11 @@ TEST(DatasetCheck, CatchesTheKnownTraps) {
     const QJsonArray twoPolygons{QJsonArray{1, 1, 5, 1, 5, 4}, QJsonArray{7, 5, 9, 5, 9, 7}};
     const QList<std::pair<const char*, QJsonObject>> traps = {
         {"4 numbers", with("segmentation", QJsonArray{QJsonArray{1, 1, 5, 4}})},
-        {"area", with("area", QJsonValue::Undefined)},
-        {"iscrowd", with("iscrowd", QJsonValue::Undefined)},
-        {"bbox", with("segmentation", twoPolygons)},
+        {"area", with("area", QJsonValue::Undefined)}, {"iscrowd", with("iscrowd", QJsonValue::Undefined)},
+        {"bbox", with("segmentation", twoPolygons)}, {"image", with("image_id", 7)},
         {"outside", with("segmentation", QJsonArray{QJsonArray{1, 1, 12, 1, 5, 4}})},
         {"RLE size", with("segmentation", QJsonObject{{"counts", QJsonArray{80}}, {"size", QJsonArray{10, 8}}})},
         {"RLE counts", with("segmentation", QJsonObject{{"counts", QJsonArray{70}}, {"size", QJsonArray{8, 10}}})},
-        {"image", with("image_id", 7)},
     };
     for (const auto& [name, annotation] : traps)
         EXPECT_FALSE(pxm::coco::check(document(annotation)).isEmpty()) << name;
@@ -222,10 +220,7 @@ TEST(DatasetCheck, CatchesTheKnownTraps) {
         EXPECT_EQ(pxm::yolo::checkLines(line, 2, "a.txt").isEmpty(), ok) << line;
     TempDir yolo;
     QDir().mkpath(yolo.path("labels"));
-    QFile yaml(yolo.path("data.yaml"));
-    ASSERT_TRUE(yaml.open(QIODevice::WriteOnly));
-    yaml.write("path: .\ntrain: images\nval: images\nnames:\n  0: a\n  2: b\n");
-    yaml.close();
+    ASSERT_TRUE(writeFile(yolo.path("data.yaml"), "path: .\ntrain: images\nval: images\nnames:\n  0: a\n  2: b\n"));
     EXPECT_TRUE(pxm::checkDataset(yolo.path("")).join(' ').contains("without gaps"));
     EXPECT_FALSE(pxm::checkDataset(yolo.path("labels")).isEmpty()); // no dataset at all
 }

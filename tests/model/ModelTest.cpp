@@ -99,17 +99,14 @@ TEST(Label, SettersClampIgnoreAndSignalOnlyRealChanges) {
         QStringList expected;
     };
     const Case cases[] = {
-        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}},
-        {"same name", [&] { label.setName("car"); }, {}},
+        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}}, {"same name", [&] { label.setName("car"); }, {}},
         {"pen width floor", [&] { label.setPenWidth(0); }, {"pen=0.01"}},
         {"pen width ceiling", [&] { label.setPenWidth(5); }, {"pen=1"}},
         {"opacity floor", [&] { label.setPrimaryOpacity(-1); }, {"opacity=0"}},
         {"secondary ceiling", [&] { label.setSecondaryOpacity(3); }, {}},
         {"secondary", [&] { label.setSecondaryOpacity(0.25); }, {"secondary=0.25"}},
-        {"zero id", [&] { label.setId(0); }, {}},
-        {"id", [&] { label.setId(42); }, {"id=42"}},
-        {"same id", [&] { label.setId(42); }, {}},
-        {"zero mask id", [&] { label.setMaskId(0); }, {}},
+        {"zero id", [&] { label.setId(0); }, {}}, {"id", [&] { label.setId(42); }, {"id=42"}},
+        {"same id", [&] { label.setId(42); }, {}}, {"zero mask id", [&] { label.setMaskId(0); }, {}},
         {"mask id", [&] { label.setMaskId(7); }, {"mask=7"}},
         // The colour's alpha moves into the primary opacity, signalled first.
         {"translucent colour", [&] { label.setColor(QColor(255, 0, 0, 128)); },
