@@ -99,7 +99,7 @@ TEST(Label, SettersClampIgnoreAndSignalOnlyRealChanges) {
         QStringList expected;
     };
     const Case cases[] = {
-        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}}, {"same name", [&] { label.setName("car"); }, {}},
+        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}}, {"same", [&] { label.setName("car"); }, {}},
         {"pen width floor", [&] { label.setPenWidth(0); }, {"pen=0.01"}},
         {"pen width ceiling", [&] { label.setPenWidth(5); }, {"pen=1"}},
         {"opacity floor", [&] { label.setPrimaryOpacity(-1); }, {"opacity=0"}},
