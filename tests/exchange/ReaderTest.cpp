@@ -73,18 +73,6 @@ TEST(ReaderTest, EachFailureBecomesOneErrorAndTheImportGoesOn) {
         stack->undo();
         EXPECT_TRUE(project.labels().isEmpty());
     }
-}
-
-TEST(ReaderTest, MessagesAccumulateOverTheReadersLifeAndKeepTheirOrder) {
-    pxm::Project project;
-    ThrowingReader reader;
-    pxmtest::runReader(reader, project, {"warn", "critical"});
-    pxmtest::runReader(reader, project, {"chars"});
-    EXPECT_EQ(pxmtest::messageTexts(reader),
-              QStringList({"W 2 just a warning", "E 7 broken here", "E -1 plain failure"}));
-    // Without a project there is nothing to read into.
-    reader.read(nullptr, {"warn"});
-    EXPECT_EQ(reader.messages().size(), 3);
     // A critical error's what() is its text in the local encoding.
     EXPECT_EQ(QString::fromLocal8Bit(pxm::CriticalReadError("Fehler äöü").what()), "Fehler äöü");
 }
