@@ -29,7 +29,8 @@ TEST_F(ProgramTest, VersionAndUnreadableProjectsEndTheProgramBeforeAnyWindow) {
         ASSERT_EQ(errorLines.size(), 1) << err.toStdString();
         EXPECT_TRUE(errorLines[0].contains(name)) << "the message names the file";
         // The first window was built (and loaded the registry) before the command line was read.
-        EXPECT_TRUE(out.startsWith("Nodara standalone1\nConfiguration loading successful.\n")) << out.toStdString();
+        EXPECT_TRUE(out.startsWith("Nodara standalone1\nConfiguration loading successful.\n"))
+            << out.toStdString();
         EXPECT_FALSE(out.contains("Configuration saving")) << "no window was shown or closed";
     }
 }
@@ -39,7 +40,8 @@ TEST_F(ProgramTest, ImageArgumentsOpenAWindowAndDuplicatesAreRefused) {
     ASSERT_TRUE(pxmtest::writeFile(dir.path("a.pgm"), QByteArray("P5\n2 2\n255\n") + QByteArray(4, '\x40')));
     process.start(PIXMARKER_BINARY, {"a.pgm", "scan.tiff", "notes.txt"});
     ASSERT_TRUE(process.waitForStarted(30000));
-    const QString duplicate = "The image '" + dir.path("scan.tiff") + "' has already been added to the project.\n";
+    const QString duplicate =
+        "The image '" + dir.path("scan.tiff") + "' has already been added to the project.\n";
     QElapsedTimer timer;
     timer.start();
     while (!out.contains(duplicate) && process.state() == QProcess::Running && timer.elapsed() < 120000) {

@@ -77,8 +77,9 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     QProcessEnvironment childEnv = environment(dir);
     childEnv.insert(kChildFolder, dir.path("work"));
     child.setProcessEnvironment(childEnv);
-    child.start(QCoreApplication::applicationFilePath(),
-                {"--gtest_also_run_disabled_tests", "--gtest_filter=DISABLED_AutosaveChild.EditsAndWaitsToBeKilled"});
+    child.start(
+        QCoreApplication::applicationFilePath(),
+        {"--gtest_also_run_disabled_tests", "--gtest_filter=DISABLED_AutosaveChild.EditsAndWaitsToBeKilled"});
     ASSERT_TRUE(child.waitForStarted(30000));
     const qint64 childPid = child.processId();
     QString snapshotFolder;
@@ -91,8 +92,10 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
             return !snapshotFolder.isEmpty() || child.state() == QProcess::NotRunning;
         },
         120000));
-    ASSERT_FALSE(snapshotFolder.isEmpty()) << childOutput.toStdString() << child.readAllStandardError().toStdString();
-    EXPECT_TRUE(snapshotFolder.startsWith(dir.path("data/lumarka/recovery/"))) << snapshotFolder.toStdString();
+    ASSERT_FALSE(snapshotFolder.isEmpty())
+        << childOutput.toStdString() << child.readAllStandardError().toStdString();
+    EXPECT_TRUE(snapshotFolder.startsWith(dir.path("data/lumarka/recovery/")))
+        << snapshotFolder.toStdString();
     child.kill(); // SIGKILL: nothing is saved, closed or cleaned up
     ASSERT_TRUE(child.waitForFinished(30000));
     RecoveryFolder::Description left;
@@ -108,7 +111,9 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
     const qint64 pid = program.processId();
     RecoveryFolder::Description description;
     const bool rewritten = autosavetest::waitUntil(
-        [&] { return RecoveryFolder::readDescription(snapshotFolder, &description) && description.pid == pid; },
+        [&] {
+            return RecoveryFolder::readDescription(snapshotFolder, &description) && description.pid == pid;
+        },
         120000);
     const QByteArray lock = pxmtest::readFile(snapshotFolder + "/lock").trimmed();
     program.kill();
@@ -120,13 +125,16 @@ TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
 
     Project recovered;
     RecoveryFolder::restore({snapshotFolder, description}, &recovered);
-    const QJsonObject expected = QJsonDocument::fromJson(pxmtest::readFile(dir.path("work/expected.json"))).object();
+    const QJsonObject expected =
+        QJsonDocument::fromJson(pxmtest::readFile(dir.path("work/expected.json"))).object();
     EXPECT_EQ(autosavetest::normalisedDocument(recovered), expected);
     ASSERT_EQ(recovered.images().size(), 2);
     for (int i = 0; i < recovered.images().size(); ++i) {
         const std::unique_ptr<KYVO::CImage> want(
             KYVO::CImageIo2::Load(dir.localPath(QString("work/expected-%1.okav").arg(i))));
-        EXPECT_EQ(autosavetest::differingVoxels(autosavetest::erasedMask(recovered.images()[i]).get(), want.get()), 0)
+        EXPECT_EQ(
+            autosavetest::differingVoxels(autosavetest::erasedMask(recovered.images()[i]).get(), want.get()),
+            0)
             << "mask of image " << i;
     }
 }

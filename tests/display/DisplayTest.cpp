@@ -118,10 +118,14 @@ TEST(ImageInfo, WholeAndPerSliceStatisticsMatchATwoPassSum) {
         std::vector<double> values;
     } cases[] = {
         {"grey8", KYVO::IMAGE_GREY_8, {2, 2, 3}, {1, 2, 3, 4, 10, 10, 10, 10, 0, 255, 0, 255}},
-        {"grey16", KYVO::IMAGE_GREY_16, {2, 2, 3},
+        {"grey16",
+         KYVO::IMAGE_GREY_16,
+         {2, 2, 3},
          {1000, 2000, 3000, 4000, 65535, 65535, 65535, 65535, 0, 65535, 0, 65535}},
         // NaN skipped, an all-NaN slice counts nothing, and a large offset must not cost precision.
-        {"float", KYVO::IMAGE_GREY_F, {2, 2, 3},
+        {"float",
+         KYVO::IMAGE_GREY_F,
+         {2, 2, 3},
          {0.5, -1.5, 2.5, kNaN, 1000001, 1000002, 1000003, 1000004, kNaN, kNaN, kNaN, kNaN}},
         {"float, NaN past the last group of four", KYVO::IMAGE_GREY_F, {5, 1, 1}, {1, 2, 3, 4, kNaN}},
         {"rgb counts every channel value", KYVO::IMAGE_RGB_8I, {2, 1, 1}, {10, 20, 30, 40, 50, 60}},
@@ -234,7 +238,8 @@ TEST(ImageItem, ConvertsOnlyTheTilesItNeedsAndCachesThem) {
     paintItem(item, QRectF(0, 0, 100, 70), QSize(10, 10)); // only tile (0, 0) reaches the device
     EXPECT_EQ(item.convertedTileCount(), 6u);
     // Zoomed out to 1/4: level 2, one coarse tile sampled at the block middles, no gaps between tiles.
-    const QImage small = paintItem(item, QRectF(0, 0, 100, 70), QSize(25, 18), QTransform::fromScale(0.25, 0.25));
+    const QImage small =
+        paintItem(item, QRectF(0, 0, 100, 70), QSize(25, 18), QTransform::fromScale(0.25, 0.25));
     EXPECT_EQ(item.levelFor(0.25), 2);
     EXPECT_EQ(item.convertedTileCount(), 10u); // 64-pixel tiles: all 2 × 2
     for (int y = 0; y < 17; ++y)
@@ -264,7 +269,8 @@ TEST(ImageItem, RejectsBadLayersAndKeepsTheSharedCacheBounded) {
     EXPECT_EQ(cache.byteSize(), 3u * 1024);
     cache.insert({8, 0, 0, 0}, tile());
     cache.removeOwner(7);
-    EXPECT_EQ(QString("%1 %2 %3").arg(cache.tileCount(7)).arg(cache.tileCount(8)).arg(cache.byteSize()), "0 1 1024");
+    EXPECT_EQ(QString("%1 %2 %3").arg(cache.tileCount(7)).arg(cache.tileCount(8)).arg(cache.byteSize()),
+              "0 1 1024");
     // Destroying an item frees its tiles in the shared cache.
     const std::size_t before = TileCache::shared().byteSize();
     {
@@ -283,7 +289,8 @@ TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
     const auto gf = imageOf(KYVO::IMAGE_GREY_F, size, {0, 0, 0, -1.23456});
     const auto gb = imageOf(KYVO::IMAGE_BOOL, size, {0, 0, 0, 1});
     const auto rgb = imageOf(KYVO::IMAGE_RGB_8I, size, {0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 255});
-    const QString grey = QStringLiteral("[%x, %y, %z] = %1"), colour = QStringLiteral("[%x, %y, %z] = [%1, %2, %3]");
+    const QString grey = QStringLiteral("[%x, %y, %z] = %1"),
+                  colour = QStringLiteral("[%x, %y, %z] = [%1, %2, %3]");
     const struct {
         const KYVO::CImage* image;
         int x, y, z;
@@ -291,26 +298,34 @@ TEST(PixelValue, FormatsEveryTypeAndRefusesOutsidePositions) {
         int precision;
         QString expected;
     } cases[] = {
-        {&g8, 1, 0, 1, grey, 2, "[1, 0, 1] = 255"},        {&g16, 1, 0, 1, grey, 2, "[1, 0, 1] = 65535"},
-        {&gf, 1, 0, 1, grey, 2, "[1, 0, 1] = -1.23"},      {&gf, 1, 0, 1, grey, 4, "[1, 0, 1] = -1.2346"},
-        {&gb, 1, 0, 1, grey, 2, "[1, 0, 1] = 1"},          {&rgb, 1, 0, 1, colour, 2, "[1, 0, 1] = [10, 20, 255]"},
+        {&g8, 1, 0, 1, grey, 2, "[1, 0, 1] = 255"},
+        {&g16, 1, 0, 1, grey, 2, "[1, 0, 1] = 65535"},
+        {&gf, 1, 0, 1, grey, 2, "[1, 0, 1] = -1.23"},
+        {&gf, 1, 0, 1, grey, 4, "[1, 0, 1] = -1.2346"},
+        {&gb, 1, 0, 1, grey, 2, "[1, 0, 1] = 1"},
+        {&rgb, 1, 0, 1, colour, 2, "[1, 0, 1] = [10, 20, 255]"},
         // Grey images have no second or third channel; unknown sequences stay.
-        {&g8, 1, 0, 1, colour, 2, "[1, 0, 1] = [255, , ]"}, {&g8, 0, 0, 1, grey, 2, "[0, 0, 1] = 9"},
+        {&g8, 1, 0, 1, colour, 2, "[1, 0, 1] = [255, , ]"},
+        {&g8, 0, 0, 1, grey, 2, "[0, 0, 1] = 9"},
         {&g8, 1, 0, 1, QStringLiteral("%q %% %1%"), 0, "%q %% 255%"},
         // Outside the image, or no image: nothing.
-        {&g8, 2, 0, 0, grey, 2, ""}, {&g8, 0, 1, 0, grey, 2, ""}, {&g8, 0, 0, 2, grey, 2, ""},
+        {&g8, 2, 0, 0, grey, 2, ""},
+        {&g8, 0, 1, 0, grey, 2, ""},
+        {&g8, 0, 0, 2, grey, 2, ""},
         {nullptr, 0, 0, 0, grey, 2, ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.expected.toStdString() << " at " << c.x << c.y << c.z);
         EXPECT_EQ(pixelValueAsString(c.image, c.x, c.y, c.z, c.format, c.precision), c.expected);
     }
-    EXPECT_EQ((std::vector<bool>{isGreyImage(&g8), isGreyImage(&gf), isGreyImage(&rgb), isGreyImage(nullptr)}),
-              (std::vector<bool>{true, true, false, false}));
+    EXPECT_EQ(
+        (std::vector<bool>{isGreyImage(&g8), isGreyImage(&gf), isGreyImage(&rgb), isGreyImage(nullptr)}),
+        (std::vector<bool>{true, true, false, false}));
 }
 
 TEST(Scene, ShowsTheLayerAndCachesStatisticsPerImage) {
-    KYVO::CImage first = imageOf(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+    KYVO::CImage first =
+        imageOf(KYVO::IMAGE_GREY_8, KYVO::CSize(3, 2, 2), {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
     const KYVO::CImage second(KYVO::IMAGE_GREY_16, KYVO::CSize(5, 4, 1));
     Scene scene;
     EXPECT_EQ(scene.ImageInfo(), nullptr);
@@ -331,7 +346,8 @@ TEST(Scene, ShowsTheLayerAndCachesStatisticsPerImage) {
     EXPECT_TRUE(dynamic_cast<ImageItem*>(scene.ShownImageItem())->normalize());
     EXPECT_EQ(scene.items().size(), 1);
     EXPECT_EQ(scene.ImageInfo(), info);
-    // Another scene on the image (drawing its item itself) shares the record; invalidation shows changed voxels.
+    // Another scene on the image (drawing its item itself) shares the record; invalidation shows changed
+    // voxels.
     struct OwnItemScene : Scene {
         OwnItemScene() { SetShowsImageItem(false); }
     } other;
@@ -458,10 +474,20 @@ TEST(Contrast, ValuesMapThroughTheWindowAndGamma) {
     } cases[] = {
         {"8-bit", KYVO::IMAGE_GREY_8, 50, 150, 1.0, {0, 50, 100, 149, 150, 255}, {0, 0, 128, 252, 255, 255}},
         {"8-bit gamma 2", KYVO::IMAGE_GREY_8, 0, 200, 2.0, {0, 50, 100, 200, 201}, {0, 16, 64, 255, 255}},
-        {"16-bit", KYVO::IMAGE_GREY_16, 1000, 5000, 1.0, {0, 1000, 3000, 4000, 5000, 65535},
+        {"16-bit",
+         KYVO::IMAGE_GREY_16,
+         1000,
+         5000,
+         1.0,
+         {0, 1000, 3000, 4000, 5000, 65535},
          {0, 0, 128, 191, 255, 255}},
         {"16-bit gamma 0.5", KYVO::IMAGE_GREY_16, 0, 40000, 0.5, {10000, 40000, 60000}, {128, 255, 255}},
-        {"float", KYVO::IMAGE_GREY_F, -1, 1, 1.0, {-5, -1, 0, 0.5, 1, 7, kNaN, kInf, -kInf},
+        {"float",
+         KYVO::IMAGE_GREY_F,
+         -1,
+         1,
+         1.0,
+         {-5, -1, 0, 0.5, 1, 7, kNaN, kInf, -kInf},
          {0, 0, 128, 191, 255, 255, 0, 255, 0}},
         {"float gamma 2", KYVO::IMAGE_GREY_F, 0, 2, 2.0, {0.5, 1, 3, -1, kNaN}, {16, 64, 255, 0, 0}},
     };
@@ -493,10 +519,12 @@ TEST(Contrast, ValuesMapThroughTheWindowAndGamma) {
     EXPECT_EQ(DisplayContrast::fromVariant(DisplayContrast::of(0, 1, 3).toVariant()).gamma, 3.0);
     EXPECT_FALSE(DisplayContrast::fromVariant(DisplayContrast::of(5, 5).toVariant()).isSet());
     EXPECT_FALSE(DisplayContrast::fromVariant(
-                     QVariantMap{{"min", QVariantList{1, 2, 3}}, {"max", QVariantList{4, 5, 3}}}).isSet());
+                     QVariantMap{{"min", QVariantList{1, 2, 3}}, {"max", QVariantList{4, 5, 3}}})
+                     .isSet());
 }
 
-// Values 1..1000, then zeros (floats: NaN, infinities). Auto clips 0.1, 0.35, 1, 2 % a side, then starts over.
+// Values 1..1000, then zeros (floats: NaN, infinities). Auto clips 0.1, 0.35, 1, 2 % a side, then starts
+// over.
 TEST(Contrast, AutoWindowClipsMoreOnEachPress) {
     std::vector<double> values(1500, 0.0);
     for (int i = 0; i < 1000; ++i)

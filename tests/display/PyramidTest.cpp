@@ -12,8 +12,8 @@
 #include <QDir>
 #include <QImage>
 #include <QPainter>
-#include <gtest/gtest.h>
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <memory>
 
 using KYVO::io::TiffPyramid;
@@ -62,7 +62,8 @@ TEST(PyramidTest, LevelsOfSubIfdAndPagePyramidsReadTheSamePixels) {
             // The point (1000, 700) seen at every level.
             for (int level = 0; level < 4; ++level)
                 EXPECT_EQ(pyramid.read(level, 1000 >> level, 700 >> level, 1, 1)->value(0, 0, 0),
-                          blockValue(1000, 700)) << "level " << level;
+                          blockValue(1000, 700))
+                    << "level " << level;
             EXPECT_THROW(pyramid.read(1, 1000, 0, 10, 10), KYVO::CException);
         }
     }
@@ -144,7 +145,8 @@ TEST(PyramidTest, OverviewsOfAFileWithoutLevelsAreBuiltOnceAndMatchIt) {
     EXPECT_FALSE(KYVO::io::TiffOverviews::needed(pyramid));
     // Inside a 64-pixel block the averages are the block's value.
     for (int level = 0; level < 3; ++level)
-        EXPECT_EQ(pyramid.read(level, 1000 >> level, 700 >> level, 1, 1)->value(0, 0, 0), blockValue(1000, 700));
+        EXPECT_EQ(pyramid.read(level, 1000 >> level, 700 >> level, 1, 1)->value(0, 0, 0),
+                  blockValue(1000, 700));
     // An overview that does not fit the image is refused.
     EXPECT_THROW(TiffPyramid(path, {files[1], files[0]}), KYVO::CException);
 }

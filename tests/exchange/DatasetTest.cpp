@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "ExchangeTestSupport.h"
-
 #include "exchange/CocoReader.h"
 #include "exchange/LabelMeWriter.h"
 #include "exchange/dataset/CocoFormat.h"
@@ -16,7 +15,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
 #include <nifti1_io.h>
 
 using namespace pxmtest;
@@ -46,7 +44,8 @@ public:
         image = addImageFile(project, dir, "plate.png", 80, 60);
         pxm::Scene* scene = image->scene(0);
         addRect(scene, QRectF(2, 3, 10, 8), cell);
-        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}})), cell);
+        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}})),
+                            cell);
         scene->addLabelItem(new QGraphicsEllipseItem(QRectF(40, 4, 14, 10)), cell);
         QPainterPath region;
         region.addRect(60, 30, 6, 6);
@@ -84,13 +83,15 @@ public:
 
 } // namespace
 
-// Every COCO, YOLO and nnU-Net instance agrees with the full label mask; the files pass their checks; COCO reads back.
+// Every COCO, YOLO and nnU-Net instance agrees with the full label mask; the files pass their checks; COCO
+// reads back.
 TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     pxm::DatasetExport exporter(&project, out.path(""), options());
     ASSERT_TRUE(exporter.run()) << exporter.errors().join('\n').toStdString();
     EXPECT_TRUE(exporter.warnings().join('\n').contains("no pixel inside the image"));
     EXPECT_TRUE(exporter.warnings().join('\n').contains("left out of segmentation"));
-    for (const QString& path : {out.path("yolo"), out.path("yolo-seg"), out.path(""), out.path("Dataset500_Plates")})
+    for (const QString& path :
+         {out.path("yolo"), out.path("yolo-seg"), out.path(""), out.path("Dataset500_Plates")})
         EXPECT_EQ(pxm::checkDataset(path), QStringList()) << path.toStdString();
 
     const std::unique_ptr<KYVO::CImage> full(image->createLabelMask());
@@ -137,15 +138,18 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     EXPECT_EQ(rles, 4);     // ellipse, region and the mask's two regions
 
     // nnU-Net (NIfTI, as one image is a volume) renumbers mask ids 1 and 3 as 1 and 2, voxel for voxel.
-    nifti_image* labels = nifti_image_read(QFile::encodeName(out.path("Dataset500_Plates/labelsTr/plate.nii.gz")), 1);
+    nifti_image* labels =
+        nifti_image_read(QFile::encodeName(out.path("Dataset500_Plates/labelsTr/plate.nii.gz")), 1);
     ASSERT_NE(labels, nullptr);
     const cv::Mat values(60, 80, CV_8UC1, labels->data);
     EXPECT_EQ(cv::countNonZero((values == 1) != (truth == 1)), 0);
     EXPECT_EQ(cv::countNonZero((values == 2) != (truth == 3)), 0);
     nifti_image_free(labels);
-    nifti_image* stack = nifti_image_read(QFile::encodeName(out.path("Dataset500_Plates/imagesTr/stack_0000.nii.gz")), 0);
+    nifti_image* stack =
+        nifti_image_read(QFile::encodeName(out.path("Dataset500_Plates/imagesTr/stack_0000.nii.gz")), 0);
     ASSERT_NE(stack, nullptr);
-    EXPECT_EQ(std::vector<int>({int(stack->nx), int(stack->ny), int(stack->nz)}), std::vector<int>({30, 20, 2}));
+    EXPECT_EQ(std::vector<int>({int(stack->nx), int(stack->ny), int(stack->nz)}),
+              std::vector<int>({30, 20, 2}));
     nifti_image_free(stack);
 
     // YOLO outlines of the polygon, rasterised back.
@@ -155,7 +159,8 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     QPolygonF fromYolo;
     for (int i = 1; i + 1 < second.size(); i += 2)
         fromYolo << QPointF(second[i].toDouble() * 80, second[i + 1].toDouble() * 60);
-    const cv::Mat polygonTruth = pxm::segment::polygonMask(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}}), 80, 60);
+    const cv::Mat polygonTruth =
+        pxm::segment::polygonMask(QPolygonF({{20, 5}, {35, 8}, {30, 20}, {18, 15}}), 80, 60);
     EXPECT_GE(iou(pxm::segment::polygonMask(fromYolo, 80, 60), polygonTruth), 0.99);
 
     // COCO back in: the same polygons, the regions pixel for pixel.
@@ -182,8 +187,12 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
 // Each trap a training loader falls into is caught by the checks.
 TEST(DatasetCheck, CatchesTheKnownTraps) {
     const QJsonObject image{{"id", 1}, {"file_name", "a.png"}, {"width", 10}, {"height", 8}};
-    const QJsonObject good{{"id", 1},         {"image_id", 1}, {"category_id", 1},
-                           {"iscrowd", 0},    {"area", 12.0},  {"bbox", QJsonArray{1, 1, 4, 3}},
+    const QJsonObject good{{"id", 1},
+                           {"image_id", 1},
+                           {"category_id", 1},
+                           {"iscrowd", 0},
+                           {"area", 12.0},
+                           {"bbox", QJsonArray{1, 1, 4, 3}},
                            {"segmentation", QJsonArray{QJsonArray{1, 1, 5, 1, 5, 4, 1, 4}}}};
     auto document = [&](QJsonObject annotation, int category = 1) {
         return QJsonObject{{"info", QJsonObject()},
@@ -204,23 +213,31 @@ TEST(DatasetCheck, CatchesTheKnownTraps) {
     const QJsonArray twoPolygons{QJsonArray{1, 1, 5, 1, 5, 4}, QJsonArray{7, 5, 9, 5, 9, 7}};
     const QList<std::pair<const char*, QJsonObject>> traps = {
         {"4 numbers", with("segmentation", QJsonArray{QJsonArray{1, 1, 5, 4}})},
-        {"area", with("area", QJsonValue::Undefined)}, {"iscrowd", with("iscrowd", QJsonValue::Undefined)},
-        {"bbox", with("segmentation", twoPolygons)}, {"image", with("image_id", 7)},
+        {"area", with("area", QJsonValue::Undefined)},
+        {"iscrowd", with("iscrowd", QJsonValue::Undefined)},
+        {"bbox", with("segmentation", twoPolygons)},
+        {"image", with("image_id", 7)},
         {"outside", with("segmentation", QJsonArray{QJsonArray{1, 1, 12, 1, 5, 4}})},
-        {"RLE size", with("segmentation", QJsonObject{{"counts", QJsonArray{80}}, {"size", QJsonArray{10, 8}}})},
-        {"RLE counts", with("segmentation", QJsonObject{{"counts", QJsonArray{70}}, {"size", QJsonArray{8, 10}}})},
+        {"RLE size",
+         with("segmentation", QJsonObject{{"counts", QJsonArray{80}}, {"size", QJsonArray{10, 8}}})},
+        {"RLE counts",
+         with("segmentation", QJsonObject{{"counts", QJsonArray{70}}, {"size", QJsonArray{8, 10}}})},
     };
     for (const auto& [name, annotation] : traps)
         EXPECT_FALSE(pxm::coco::check(document(annotation)).isEmpty()) << name;
     EXPECT_FALSE(pxm::coco::check(document(good, 0)).isEmpty()) << "category 0";
 
-    for (const auto& [line, ok] : {std::pair{"0 0.5 0.5 0.2 0.2", true}, {"0 1.5 0.5 0.2 0.2", false},
-                                   {"3 0.5 0.5 0.2 0.2", false}, {"0 0.5 0.5 0 0.2", false},
-                                   {"0 0.1 0.1 0.5 0.1 0.5 0.5", true}, {"0 0.1 0.1 0.5 0.1 0.5", false}})
+    for (const auto& [line, ok] : {std::pair{"0 0.5 0.5 0.2 0.2", true},
+                                   {"0 1.5 0.5 0.2 0.2", false},
+                                   {"3 0.5 0.5 0.2 0.2", false},
+                                   {"0 0.5 0.5 0 0.2", false},
+                                   {"0 0.1 0.1 0.5 0.1 0.5 0.5", true},
+                                   {"0 0.1 0.1 0.5 0.1 0.5", false}})
         EXPECT_EQ(pxm::yolo::checkLines(line, 2, "a.txt").isEmpty(), ok) << line;
     TempDir yolo;
     QDir().mkpath(yolo.path("labels"));
-    ASSERT_TRUE(writeFile(yolo.path("data.yaml"), "path: .\ntrain: images\nval: images\nnames:\n  0: a\n  2: b\n"));
+    ASSERT_TRUE(
+        writeFile(yolo.path("data.yaml"), "path: .\ntrain: images\nval: images\nnames:\n  0: a\n  2: b\n"));
     EXPECT_TRUE(pxm::checkDataset(yolo.path("")).join(' ').contains("without gaps"));
     EXPECT_FALSE(pxm::checkDataset(yolo.path("labels")).isEmpty()); // no dataset at all
 }
@@ -244,7 +261,8 @@ TEST(DatasetCheck, RleRoundTrips) {
     EXPECT_FALSE(ok);
 }
 
-// The complete LabelMe file: shape types, transformed points, RGBA colours, regions as polygons, relative path.
+// The complete LabelMe file: shape types, transformed points, RGBA colours, regions as polygons, relative
+// path.
 TEST_F(DatasetExportTest, CompleteLabelMeFile) {
     auto* turned = addRect(image->scene(0), QRectF(0, 0, 10, 4), nucleus);
     turned->setPos(40, 40);

@@ -98,7 +98,8 @@ inline void runReader(pxm::BaseReader& reader, pxm::Project& project, const QStr
 inline QStringList messageTexts(const pxm::BaseReader& reader) {
     QStringList result;
     for (const pxm::ReadMessage& m : reader.messages())
-        result << QString("%1 %2 %3").arg(m.kind == pxm::ReadMessage::Error ? "E" : "W").arg(m.line).arg(m.text);
+        result
+            << QString("%1 %2 %3").arg(m.kind == pxm::ReadMessage::Error ? "E" : "W").arg(m.line).arg(m.text);
     return result;
 }
 
@@ -121,7 +122,8 @@ inline QStringList describeImages(const pxm::Project& project) {
     auto point = [](const QPointF& p) { return QString("%1,%2").arg(p.x()).arg(p.y()); };
     QStringList lines;
     for (const pxm::LabeledImage* image : project.images()) {
-        lines << image->imagePath() + QString(" %1x%2x%3").arg(image->width()).arg(image->height()).arg(image->depth());
+        lines << image->imagePath() +
+                     QString(" %1x%2x%3").arg(image->width()).arg(image->height()).arg(image->depth());
         const pxm::Scene* scene = image->scene(0);
         for (const QGraphicsItem* item : scene ? scene->items(Qt::AscendingOrder) : QList<QGraphicsItem*>()) {
             if (!pxm::isLabelItem(item))

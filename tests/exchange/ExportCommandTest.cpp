@@ -78,16 +78,22 @@ TEST_F(ExportCommand, AnswersBadInputWithItsExitCodes) {
         int exitCode;
     };
     const QList<Case> cases = {
-        {{"--help"}, 0}, {{}, 2}, {{project}, 2}, {{project, "-o", target, "--bogus"}, 2},
-        {{project, project, "-o", target}, 2}, {{project, "-o", target, "--skip-unlabeled", "--all-images"}, 2},
-        {{dir.path("missing.json"), "-o", target}, 3}, {{dir.path("corrupt.json"), "-o", target}, 3},
+        {{"--help"}, 0},
+        {{}, 2},
+        {{project}, 2},
+        {{project, "-o", target, "--bogus"}, 2},
+        {{project, project, "-o", target}, 2},
+        {{project, "-o", target, "--skip-unlabeled", "--all-images"}, 2},
+        {{dir.path("missing.json"), "-o", target}, 3},
+        {{dir.path("corrupt.json"), "-o", target}, 3},
         {{project, "-o", dir.path("plain/sub")}, 4},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.arguments.join(' ').toStdString());
         EXPECT_EQ(run(c.arguments), c.exitCode) << err.toStdString();
         EXPECT_TRUE(c.exitCode == 0 ? out.contains("Usage: pixmarker-export")
-                                    : err.contains("pixmarker-export: ")) << err.toStdString();
+                                    : err.contains("pixmarker-export: "))
+            << err.toStdString();
     }
     EXPECT_FALSE(QFileInfo::exists(target)) << "nothing is created before the project is read";
 }
@@ -103,15 +109,17 @@ TEST_F(ExportCommand, ExportsAProjectWithoutADisplay) {
     const auto flat = load(masks + "/one___fullmask.pgm"), stack = load(masks + "/three___fullmask.okav.gz");
     ASSERT_TRUE(flat && stack);
     // a's rectangle, b's triangle, nothing outside; b's rectangle on the second layer only.
-    EXPECT_EQ(QList<double>({flat->value(2, 2, 0), flat->value(10, 4, 0), flat->value(7, 8, 0), flat->value(0, 0, 0),
-                             stack->value(3, 2, 1), stack->value(3, 2, 0), stack->value(0, 4, 1)}),
+    EXPECT_EQ(QList<double>({flat->value(2, 2, 0), flat->value(10, 4, 0), flat->value(7, 8, 0),
+                             flat->value(0, 0, 0), stack->value(3, 2, 1), stack->value(3, 2, 0),
+                             stack->value(0, 4, 1)}),
               QList<double>({3, 8, 0, 0, 8, 0, 0}));
 
     // Chosen targets, every image, a pattern of our own.
     const QString all = dir.path("all");
     ASSERT_EQ(run({project, "-o", all, "--bool-masks", "--karo", "--vgg", "--all-images", "--pattern",
                    "{image_name}-{label_name}{z_layer}"}),
-              0) << err.toStdString();
+              0)
+        << err.toStdString();
     EXPECT_EQ(filesIn(all),
               sorted({"-.vgg.json", "one-0.mark", "one-a_mask.pbm", "one-b_mask.pbm", "three-0.mark",
                       "three-1.mark", "three-a_mask.okav.gz", "three-b_mask.okav.gz", "two-0.mark",

@@ -66,7 +66,8 @@ TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
     const QList<Case> cases = {
         {standard, image, image->scene(2), nucleus, ".mark", "/out/a.b_12_2.mark"},
         // Repeated placeholders all expand; the names are case-sensitive; nothing is escaped.
-        {"{label_name}-{label_name}/{Label_id}", nullptr, nullptr, nucleus, ".x", "/out/nucleus-nucleus/{Label_id}.x"},
+        {"{label_name}-{label_name}/{Label_id}", nullptr, nullptr, nucleus, ".x",
+         "/out/nucleus-nucleus/{Label_id}.x"},
         {"fixed", image, image->scene(0), nucleus, ".voc", "/out/fixed.voc"},
         // Label names are expanded before image names.
         {"{label_name}", image, nullptr, odd, ".json", "/out/xa.b.json"},
@@ -95,8 +96,10 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
         QString("__.vgg.json cells___fullmask.pgm cells___snapshot.png cells__.json cells__0.mark "
                 "cells__0.voc cells_3__mask.pbm cells_7__mask.pbm stack.b___fullmask.okav.gz "
                 "stack.b___snapshot.tiff stack.b__0.mark stack.b__0.voc stack.b__1.mark stack.b__1.voc "
-                "stack.b_3__mask.okav.gz stack.b_7__mask.okav.gz").split(' ');
-    EXPECT_EQ(filesIn(out.path()), sorted(expected)) << "one mark and VOC file per layer, no LabelMe file for 3D";
+                "stack.b_3__mask.okav.gz stack.b_7__mask.okav.gz")
+            .split(' ');
+    EXPECT_EQ(filesIn(out.path()), sorted(expected))
+        << "one mark and VOC file per layer, no LabelMe file for 3D";
     EXPECT_TRUE(failed.isEmpty() && worker.failureCount() == 0);
 
     // Full masks: 2 + bool masks: 2·2 + snapshots: 2 + marks and VOC: 3 each + LabelMe: 2.
@@ -117,7 +120,8 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
                        at("cells_3__mask.pbm", 2, 2, 0), at("cells_7__mask.pbm", 2, 2, 0)}),
         QList<double>({5, 0, 9, 0, 1, 0}));
     for (const char* file : {"cells___fullmask.pgm", "stack.b___fullmask.okav.gz", "cells_3__mask.pbm"})
-        EXPECT_EQ(load(out.path(file))->size(), KYVO::CSize(8, 6, QString(file).contains("stack") ? 2 : 1)) << file;
+        EXPECT_EQ(load(out.path(file))->size(), KYVO::CSize(8, 6, QString(file).contains("stack") ? 2 : 1))
+            << file;
     const auto snapshot = load(out.path("stack.b___snapshot.tiff"));
     ASSERT_TRUE(snapshot);
     EXPECT_TRUE(snapshot->size() == KYVO::CSize(8, 6, 2) && snapshot->channels() == 3);
@@ -127,7 +131,8 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
         << "the image itself shows under the shapes, though no window shows it";
 
     for (const LabeledImage* image : project.images())
-        EXPECT_TRUE(image->usageCount() == 0u && !image->image()) << "every image is released after its export";
+        EXPECT_TRUE(image->usageCount() == 0u && !image->image())
+            << "every image is released after its export";
 }
 
 TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {

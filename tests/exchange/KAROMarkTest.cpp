@@ -60,8 +60,10 @@ TEST(KAROMarkTest, WriterGoldenOutputAndItsReadBack) {
     // Read back, boxes shrink by one; the mask id comes back as a label id, each shared by its marks.
     pxmtest::TempDir dir;
     pxm::Project target;
-    EXPECT_TRUE(pxmtest::readText<pxm::KAROMarkReader>(target, dir, "img.mark", writeScene(scene).toUtf8()).isEmpty());
-    EXPECT_EQ(pxmtest::describeLabels(target), QStringList({"KARO Color 3 3 #000003", "KARO Color 7 7 #000007"}));
+    EXPECT_TRUE(pxmtest::readText<pxm::KAROMarkReader>(target, dir, "img.mark", writeScene(scene).toUtf8())
+                    .isEmpty());
+    EXPECT_EQ(pxmtest::describeLabels(target),
+              QStringList({"KARO Color 3 3 #000003", "KARO Color 7 7 #000007"}));
     EXPECT_EQ(
         pxmtest::describeImages(target),
         QStringList({"/data/img.png 0x0x1", "  KARO Color 3: rect 0 0 7 3", "  KARO Color 7: rect 100 50 9 7",
@@ -88,7 +90,8 @@ TEST(KAROMarkTest, HandWrittenFiles) {
          "a.png 0x0x1|  KARO Color 1: rect 1 2 4 7|label KARO Color 1 1 #000001"},
         {"later colour wins, same colour reuses the label",
          "# Image\na.png\n# Mark\n# Color: 1\n# Color: 4\n0 1 0 1\n# Mark\n# Color: 4\n2 3 2 3\n",
-         "a.png 0x0x1|  KARO Color 4: rect 0 0 1 1|  KARO Color 4: rect 2 2 1 1|label KARO Color 4 4 " "#000004"},
+         "a.png 0x0x1|  KARO Color 4: rect 0 0 1 1|  KARO Color 4: rect 2 2 1 1|label KARO Color 4 4 "
+         "#000004"},
         {"no colour", "# Image\na.png\n# Mark\n# User: me\n1 2 3 4\n",
          "W 4 No color found in 'Mark' block.|a.png 0x0x1"},
         {"file ends inside a mark", "# Image\na.png\n# Mark\n# Color: 1\n",
@@ -106,7 +109,8 @@ TEST(KAROMarkTest, HandWrittenFiles) {
          "W 4 No color found in 'Mark' block.|W 7 No bounding box found in 'Mark' block.|a.png 0x0x1"},
         {"colour 0 reuses its label",
          "# Image\na.png\n# Mark\n# Color: 0\n0 1 0 1\n# Mark\n# Color: 0\n0 2 0 2\n",
-         "a.png 0x0x1|  KARO Color 0: rect 0 0 1 1|  KARO Color 0: rect 0 0 2 2|label KARO Color 0 * " "#000000"},
+         "a.png 0x0x1|  KARO Color 0: rect 0 0 1 1|  KARO Color 0: rect 0 0 2 2|label KARO Color 0 * "
+         "#000000"},
         {"CRLF line ends", "# Image\r\na.png\r\n# Mark\r\n# Color: 1\r\n0 1 0 1\r\n",
          "a.png 0x0x1|  KARO Color 1: rect 0 0 1 1|label KARO Color 1 1 #000001"},
         {"binary junk", raw("\xff\xfe\x00\x01# Mark\n\x80\x81\n"), ""},
@@ -119,7 +123,8 @@ TEST(KAROMarkTest, HandWrittenFiles) {
         seen += pxmtest::describeImages(project);
         // Id 0 is no label id: the project gives such a label an id of its own.
         for (QString line : pxmtest::describeLabels(project))
-            seen << "label " + (line.startsWith("KARO Color 0 ") ? "KARO Color 0 * " + line.section(' ', -1) : line);
+            seen << "label " +
+                        (line.startsWith("KARO Color 0 ") ? "KARO Color 0 * " + line.section(' ', -1) : line);
         EXPECT_EQ(seen.join('|'), c.expected);
         EXPECT_EQ(project.undoStack()->count(), 1);
     }
@@ -128,9 +133,11 @@ TEST(KAROMarkTest, HandWrittenFiles) {
 TEST(KAROMarkTest, ThreeDimensionalImageEndsTheFileAndKeepsEarlierLabels) {
     pxmtest::TempDir dir;
     KYVO::CImageIo2::Save(dir.localPath("flat.pgm"), KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)));
-    KYVO::CImageIo2::Save(dir.localPath("volume.pgm"), KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 3)));
+    KYVO::CImageIo2::Save(dir.localPath("volume.pgm"),
+                          KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 3)));
     const QString text = QString("# Image\n%1\n# Mark\n# Color: 9\n0 4 0 4\n# Image\nskip\n# Image\n%2\n"
-                                 "# Mark\n# Color: 10\n0 1 0 1\n").arg(dir.path("flat.pgm"), dir.path("volume.pgm"));
+                                 "# Mark\n# Color: 10\n0 1 0 1\n")
+                             .arg(dir.path("flat.pgm"), dir.path("volume.pgm"));
     pxm::Project project;
     EXPECT_EQ(pxmtest::readText<pxm::KAROMarkReader>(project, dir, "two.mark", text.toUtf8()),
               QStringList({"E 8 KARO mark references a 3D image."}));

@@ -16,7 +16,10 @@ QStringList fullState(const Project& project) {
                      .arg(l->name())
                      .arg(l->id())
                      .arg(l->maskId())
-                     .arg(l->color().name()).arg(l->opacity()).arg(l->secondaryOpacity()).arg(l->penWidth());
+                     .arg(l->color().name())
+                     .arg(l->opacity())
+                     .arg(l->secondaryOpacity())
+                     .arg(l->penWidth());
     return lines;
 }
 
@@ -47,10 +50,12 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
                                    "Name,Colour,Mask ID,ID,Opacity,Secondary Opacity,Pen Width,,\r\n"
                                    "cell,\"255,0,0\",1,11,0.5,0.25,0.3,,\r\n"
                                    "\"tumour, \"\"grade 2\"\"\",#00ff00,5,77,,,,,\r\n"
-                                   ",,,,,,,,\r\n" "\"vessel\nwall\",\"0, 0, 255\",6,,,,,,\r\n";
+                                   ",,,,,,,,\r\n"
+                                   "\"vessel\nwall\",\"0, 0, 255\",6,,,,,,\r\n";
     const QByteArray semicolons = "name;color;maskId;id;opacity;secondaryOpacity;penWidth\n"
                                   "cell;#ff0000;1;11;0,5;0,25;0,3\n"
-                                  "\"tumour, \"\"grade 2\"\"\";#00ff00;5;77;;;\n" "\"vessel\nwall\";#0000ff;6;;;;\n";
+                                  "\"tumour, \"\"grade 2\"\"\";#00ff00;5;77;;;\n"
+                                  "\"vessel\nwall\";#0000ff;6;;;;\n";
     const QByteArray tabs = "name\tred\tgreen\tblue\tmask_id\tid\topacity\tsecondary_opacity\tpen_width\n"
                             "cell\t255\t0\t0\t1\t11\t0.5\t0.25\t0.3\n"
                             "\"tumour, \"\"grade 2\"\"\"\t0\t255\t0\t5\t77\t\t\t\n"
@@ -75,7 +80,8 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
         const LabelImport::Plan plan = LabelImport::planFile(&target, dir.path(name));
         ASSERT_TRUE(plan.ok()) << plan.error.toStdString();
         EXPECT_TRUE(plan.conflicts.isEmpty()) << plan.conflicts.join('\n').toStdString();
-        EXPECT_EQ(QString("%1 new, %2 updated").arg(plan.newLabels()).arg(plan.updatedLabels()), "2 new, 1 updated");
+        EXPECT_EQ(QString("%1 new, %2 updated").arg(plan.newLabels()).arg(plan.updatedLabels()),
+                  "2 new, 1 updated");
         ASSERT_TRUE(LabelImport::apply(&target, plan));
         EXPECT_EQ(target.undoStack()->count(), 1);
         QStringList state = fullState(target);
@@ -88,9 +94,11 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
     // Excel's own CSV: a separator line, Windows-1252 text, decimal commas.
     Project target;
     const LabelImport::Plan excel = planText("sep=;\r\nName;Colour;Opacity\r\nZelle \xe4;0,128,255;0,25\r\n"
-                                             "Kern;#zz;\r\n", "excel.csv");
+                                             "Kern;#zz;\r\n",
+                                             "excel.csv");
     EXPECT_EQ(excel.error, "Line 4: the colour '#zz' is neither #rrggbb nor r,g,b.");
-    pxmtest::writeFile(dir.path("excel.csv"), "sep=;\r\nName;Colour;Opacity\r\nZelle \xe4;0,128,255;0,25\r\n");
+    pxmtest::writeFile(dir.path("excel.csv"),
+                       "sep=;\r\nName;Colour;Opacity\r\nZelle \xe4;0,128,255;0,25\r\n");
     ASSERT_TRUE(LabelImport::apply(&target, LabelImport::planFile(&target, dir.path("excel.csv"))));
     const QString zelle = fullState(target)[0];
     EXPECT_EQ(zelle.section(" id=", 0, 0) + " " + zelle.section(' ', -4),
@@ -110,7 +118,8 @@ TEST_F(LabelImportTest, MalformedFilesNameTheLineAndChangeNothing) {
         {"e.csv", "name,color\n\"cell,#ff0000\n", "Line 2: a quoted field is not closed"},
         {"f.csv", "name,color\ncell,#ff0000,1\n", "Line 2: the row has 3 fields"},
         {"g.csv", "colour,maskId\n#ff0000,1\n", "Line 1: the header row has no 'name' column"},
-        {"h.csv", "name\ncell\n\"a\nb\"\ncell\n", "Line 5: the label 'cell' is defined twice (first on line 2)"},
+        {"h.csv", "name\ncell\n\"a\nb\"\ncell\n",
+         "Line 5: the label 'cell' is defined twice (first on line 2)"},
         {"i.csv", "name,id\n,4\n", "Line 2: the label has no name"},
         {"j.json", "[\n  {\"name\": \"a\"},\n  {\"name\": \"b\", \"maskId\": \"x\"}\n]",
          "Line 3: the mask id is not a number"},
@@ -133,7 +142,8 @@ TEST_F(LabelImportTest, MalformedFilesNameTheLineAndChangeNothing) {
         EXPECT_EQ(fullState(project), before);
         EXPECT_EQ(project.undoStack()->count(), 0);
     }
-    EXPECT_TRUE(LabelImport::planFile(&project, dir.path("absent.csv")).error.contains("could not be opened"));
+    EXPECT_TRUE(
+        LabelImport::planFile(&project, dir.path("absent.csv")).error.contains("could not be opened"));
 }
 
 TEST_F(LabelImportTest, ConflictsAreListedAndResolvedWithoutBreakingIdentities) {

@@ -22,7 +22,8 @@ QByteArray writeImage(pxm::LabeledImage* image) {
 QStringList labelColors(const pxm::Project& project) {
     QStringList lines;
     for (const pxm::Label* label : project.labels())
-        lines << QString("%1 %2 %3").arg(label->name(), label->color().name()).arg(label->opacity(), 0, 'f', 3);
+        lines
+            << QString("%1 %2 %3").arg(label->name(), label->color().name()).arg(label->opacity(), 0, 'f', 3);
     return lines;
 }
 
@@ -105,7 +106,8 @@ TEST(LabelMeTest, HandWrittenFiles) {
          // Out-of-range components are clamped; the fill colour wins over the line colour.
          a + "|  box: rect 10 10 20 10|  ball: ellipse 10 10 20 10|  area: polygon 0,0 4,0 4,4|"
              "  edge: line 1,1 5,6|  box: rect 0 0 1 1|box #0000ff 1.000|ball #ff0000 0.502|"
-             "area #00ff00 1.000|edge #000000 1.000|dot #000000 1.000", "Unsupported 'shape_type': point"},
+             "area #00ff00 1.000|edge #000000 1.000|dot #000000 1.000",
+         "Unsupported 'shape_type': point"},
         {"hostile numbers are bounded",
          R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},
             {"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]})",
@@ -174,9 +176,11 @@ TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
         {"opaque fill", R"("fill_color": [255, 0, 0])", 3, "cat #ff0000 1.000", 1},
         {"translucent fill", R"("fill_color": [128, 255, 0, 0])", 3, "cat #ff0000 0.502", 1},
         {"line colour when fill is absent", R"("line_color": [0, 255, 0])", 1, "cat #00ff00 1.000", 1},
-        {"fill wins over line", R"("line_color": [0, 255, 0], "fill_color": [255, 0, 0])", 1, "cat #ff0000 1.000", 1},
+        {"fill wins over line", R"("line_color": [0, 255, 0], "fill_color": [255, 0, 0])", 1,
+         "cat #ff0000 1.000", 1},
         // Once the label has the fill colour, the line colour is the one that differs.
-        {"then the line colour", R"("line_color": [0, 255, 0], "fill_color": [255, 0, 0])", 2, "cat #00ff00 1.000", 2},
+        {"then the line colour", R"("line_color": [0, 255, 0], "fill_color": [255, 0, 0])", 2,
+         "cat #00ff00 1.000", 2},
         {"same colour, no change", R"("fill_color": [0, 0, 255])", 1, "cat #0000ff 1.000", 0},
         {"too long, unset", R"("fill_color": [1, 2, 3, 4, 5])", 1, "cat #0000ff 1.000", 0},
     };
@@ -223,7 +227,8 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
         {R"({"imagePath": 5, "shapes": []})", "Expected 'imagePath' to be a string."},
         {R"({"imagePath": "a.png"})", "Expected 'shapes' to be a JSON array."},
         {R"({"imagePath": "a.png", "shapes": {}})", "Expected 'shapes' to be a JSON array."},
-        {R"({"imagePath": "a.png", "shapes": [{"label": "early"}, 5]})", "Expected 'shapes' items to be JSON objects."},
+        {R"({"imagePath": "a.png", "shapes": [{"label": "early"}, 5]})",
+         "Expected 'shapes' items to be JSON objects."},
         {point.arg("[5]").toUtf8(), "Expected a 'point' to be a JSON array."},
         {point.arg("[[1]]").toUtf8(), twoNumbers},
         {point.arg(R"([[1, "a"]])").toUtf8(), twoNumbers},
@@ -232,7 +237,8 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text.left(80).toStdString());
         pxm::Project project;
-        EXPECT_EQ(import(project, dir, "f.json", c.text), QStringList({QString("E %1 ").arg(c.line) + c.error}));
+        EXPECT_EQ(import(project, dir, "f.json", c.text),
+                  QStringList({QString("E %1 ").arg(c.line) + c.error}));
         EXPECT_TRUE(project.images().isEmpty());
         // Labels pushed before the fault stay.
         const int pushed = int(c.text.contains("\"early\"")) + int(c.text.contains("\"label\": \"x\""));
@@ -241,7 +247,8 @@ TEST(LabelMeTest, FaultsThatEndTheFile) {
     pxm::Project project;
     pxm::LabelMeReader reader;
     pxmtest::runReader(reader, project, {dir.path("none.json")});
-    EXPECT_EQ(pxmtest::messageTexts(reader), QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
+    EXPECT_EQ(pxmtest::messageTexts(reader),
+              QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Images too large to hold: read on demand from a pyramid TIFF; full masks written in strips equal whole ones.
+// Images too large to hold: read on demand from a pyramid TIFF; full masks written in strips equal whole
+// ones.
 #include "exchange/ExchangeTestSupport.h"
 #include "exchange/ExportMaskWorker.h"
 #include "platform/io/TiffPyramid.h"
@@ -31,7 +32,8 @@ TEST(LargeImageTest, StripsEqualTheWholeMask) {
         auto* ellipse = new QGraphicsEllipseItem(200, 60, 300, 380);
         ellipse->setRotation(12);
         scene->addLabelItem(ellipse, b);
-        scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0, 499}, {699, 0}, {699, 499}})), a);
+        scene->addLabelItem(
+            new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0, 499}, {699, 0}, {699, 499}})), a);
 
         const std::unique_ptr<KYVO::CImage> whole(image->createLabelMask());
         pxm::ExportMaskWorker worker(&project);
@@ -52,7 +54,9 @@ TEST(LargeImageTest, HugeTiffIsShownOnDemandWithoutPixelsInMemory) {
     spec.height = 16400;
     spec.levels = 7;
     spec.rgb = true;
-    spec.tileValue = [](int level, uint32_t column, uint32_t row) { return uint8_t(level * 40 + (column + row) % 2); };
+    spec.tileValue = [](int level, uint32_t column, uint32_t row) {
+        return uint8_t(level * 40 + (column + row) % 2);
+    };
     writePyramidTiff(dir.localPath("huge.tif"), spec);
     pxm::Project project;
     pxm::LabeledImage* image = addUnloadedImage(project, dir.path("huge.tif"), 16400, 16400);

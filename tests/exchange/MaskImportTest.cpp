@@ -25,7 +25,8 @@ QStringList state(const Project& project) {
     for (const LabeledImage* image : project.images()) {
         QStringList values;
         for (std::size_t i = 0; image->mask() && i < std::min<std::size_t>(image->mask()->byteCount(), 16);
-             ++i) values << QString::number(image->mask()->data()[i]);
+             ++i)
+            values << QString::number(image->mask()->data()[i]);
         lines << QString("%1 mask=%2 [%3]").arg(image->imagePath(), image->maskPath(), values.join(' '));
     }
     return lines;
@@ -58,10 +59,12 @@ TEST_F(MaskImportTest, MasksGoToTheCurrentImageOrInSortedOrderToAllAsOneUndoStep
         QStringList paths;
         QStringList images; // each image's path, mask path and first mask values after the import
     } cases[] = {
-        {1, {one},
+        {1,
+         {one},
          {"a.png mask= []", "b.png mask=" + one + " [" + QString("0 1 2 1 ").repeated(4).trimmed() + "]"}},
         // Chosen in reverse: the sorted paths meet the images in project order.
-        {0, {second, first},
+        {0,
+         {second, first},
          {"a.png mask=" + first + " [" + ones + "]", "b.png mask=" + second + " [" + twos + "]"}},
     };
     for (const auto& c : cases) {

@@ -25,7 +25,8 @@ TEST(VOCTest, WriterGoldenOutputAndItsReadBack) {
     // A 200×100 image and two rectangles, one of a label without a name.
     pxm::Project project;
     pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 200, 100, 1, "/data/set/img.png");
-    image->scene(0)->addLabelItem(new QGraphicsRectItem(10, 20, 30, 40), pxmtest::addLabel(project, "A", 11, 3));
+    image->scene(0)->addLabelItem(new QGraphicsRectItem(10, 20, 30, 40),
+                                  pxmtest::addLabel(project, "A", 11, 3));
     auto* moved = new QGraphicsRectItem(0.5, 0.25, 3, 3);
     moved->setPos(100, 50);
     image->scene(0)->addLabelItem(moved, pxmtest::addLabel(project, "", 12, 4));
@@ -82,13 +83,16 @@ TEST(VOCTest, HandWrittenFiles) {
          "W 6 Ignoring unknown XML element 'zmin'.|W 9 Ignoring unknown XML element 'segmented'.|" +
              end.arg(11) +
              "| 640x480x1|  cat: rect 1 2 10 20|  dog: rect 1 1 4.5 4|  cat: rect 3 3 1 1|  dog: rect 0 0 0 "
-             "0|" "label cat|label dog"},
+             "0|"
+             "label cat|label dog"},
         {"folder and filename", "<annotation><folder>sub</folder><filename>pic.png</filename></annotation>",
          end.arg(1) + "|" + pic},
         {"unknown folder stays in the file's directory",
-         "<annotation><folder>nosuch</folder><filename>top.png</filename></annotation>", end.arg(1) + "|" + top},
+         "<annotation><folder>nosuch</folder><filename>top.png</filename></annotation>",
+         end.arg(1) + "|" + top},
         {"filename alone",
-         "<annotation><filename>top.png</filename><path>/no/such/top.png</path></annotation>", end.arg(1) + "|" + top},
+         "<annotation><filename>top.png</filename><path>/no/such/top.png</path></annotation>",
+         end.arg(1) + "|" + top},
         {"path as it stands first",
          "<annotation><path>" + dir.path("sub/pic.png") + "</path><filename>top.png</filename></annotation>",
          end.arg(1) + "|" + pic},
@@ -97,7 +101,8 @@ TEST(VOCTest, HandWrittenFiles) {
         {"malformed XML keeps what came before",
          "<annotation><object><name>a</name>\n<bndbox><xmin>1</xmin><xmax>2</xmax></object></annotation>",
          "W 2 Opening and ending tag mismatch.| 0x0x1|  a: rect 1 0 1 0|label a"},
-        {"premature end is no warning", "<annotation><object><name>a</name>", " 0x0x1|  a: rect 0 0 0 0|label a"},
+        {"premature end is no warning", "<annotation><object><name>a</name>",
+         " 0x0x1|  a: rect 0 0 0 0|label a"},
         {"hostile numbers",
          "<annotation><size><width>99999999999</width><height>-5</height><depth>x</depth></size>"
          "<object><name>h</name><bndbox><xmin>-1e308</xmin><xmax>1e308</xmax><ymin>nan</ymin>"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Replays every seed and saved crash input through the fuzz harnesses; the suite's sanitizers do the checking.
+// Replays every seed and saved crash input through the fuzz harnesses; the suite's sanitizers do the
+// checking.
 #include "fuzz/harness/FuzzTarget.h"
 #include "platform/MemoryBudget.h"
 #include "platform/io/TiffReader.h"
@@ -58,7 +59,8 @@ TEST_F(FuzzReplay, SeedsAreReadTheirPrefixesAndSavedCrashInputsEndInAnOutcome) {
         ASSERT_FALSE(seeds.isEmpty()) << "every target starts from seeds";
         for (const auto& seed : seeds)
             EXPECT_EQ(runOn(target, seed.second), pxmfuzz::Read) << seed.first.toStdString();
-        // Prefixes are cut-off files (the first few dozen lengths, then every 97th); only line-based imports read "".
+        // Prefixes are cut-off files (the first few dozen lengths, then every 97th); only line-based imports
+        // read "".
         const QByteArray& bytes = seeds.first().second;
         const bool emptyIsValid = target.name == std::string("karo") || target.name == std::string("voc");
         EXPECT_EQ(runOn(target, bytes, 0), emptyIsValid ? pxmfuzz::Read : pxmfuzz::Refused);
@@ -102,7 +104,8 @@ TEST_F(FuzzReplay, AHeaderFullOfSamplesIsRefusedQuicklyWithoutTheMemoryItPromise
     ASSERT_EQ(wait4(child, &status, 0, &usage), child);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_NE(message.find("unsupported TIFF content: 64767 samples per pixel"), std::string::npos) << message;
+    EXPECT_NE(message.find("unsupported TIFF content: 64767 samples per pixel"), std::string::npos)
+        << message;
     // What the child adds is the reader's, AddressSanitizer's shadow and its allocator's first chunks.
     const std::uint64_t peak = std::uint64_t(usage.ru_maxrss) * 1024;
     const std::uint64_t growth = peak > before ? peak - before : 0;

@@ -79,7 +79,11 @@ QStringList recordSignals(Label& label, const std::function<void()>& action) {
 QString labelText(const Label* l) {
     return QString("%1 %2 %3 %4 %5 %6 %7")
         .arg(l->name(), l->color().name(QColor::HexArgb))
-        .arg(l->opacity()).arg(l->secondaryOpacity()).arg(l->penWidth()).arg(l->id()).arg(l->maskId());
+        .arg(l->opacity())
+        .arg(l->secondaryOpacity())
+        .arg(l->penWidth())
+        .arg(l->id())
+        .arg(l->maskId());
 }
 
 /// What a call writes to standard error (or, with `out`, standard output).
@@ -99,17 +103,21 @@ TEST(Label, SettersClampIgnoreAndSignalOnlyRealChanges) {
         QStringList expected;
     };
     const Case cases[] = {
-        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}}, {"same", [&] { label.setName("car"); }, {}},
+        {"trimmed name", [&] { label.setName("  car "); }, {"name=car"}},
+        {"same", [&] { label.setName("car"); }, {}},
         {"pen width floor", [&] { label.setPenWidth(0); }, {"pen=0.01"}},
         {"pen width ceiling", [&] { label.setPenWidth(5); }, {"pen=1"}},
         {"opacity floor", [&] { label.setPrimaryOpacity(-1); }, {"opacity=0"}},
         {"secondary ceiling", [&] { label.setSecondaryOpacity(3); }, {}},
         {"secondary", [&] { label.setSecondaryOpacity(0.25); }, {"secondary=0.25"}},
-        {"zero id", [&] { label.setId(0); }, {}}, {"id", [&] { label.setId(42); }, {"id=42"}},
-        {"same id", [&] { label.setId(42); }, {}}, {"zero mask id", [&] { label.setMaskId(0); }, {}},
+        {"zero id", [&] { label.setId(0); }, {}},
+        {"id", [&] { label.setId(42); }, {"id=42"}},
+        {"same id", [&] { label.setId(42); }, {}},
+        {"zero mask id", [&] { label.setMaskId(0); }, {}},
         {"mask id", [&] { label.setMaskId(7); }, {"mask=7"}},
         // The colour's alpha moves into the primary opacity, signalled first.
-        {"translucent colour", [&] { label.setColor(QColor(255, 0, 0, 128)); },
+        {"translucent colour",
+         [&] { label.setColor(QColor(255, 0, 0, 128)); },
          {QString("opacity=%1").arg(128 / 255.0), "color=#ffff0000"}},
         {"same colour, same alpha", [&] { label.setColor(QColor(255, 0, 0, 128)); }, {}},
         {"opaque colour resets opacity", [&] { label.setColor(QColor(Qt::red)); }, {"opacity=1"}},
@@ -132,8 +140,12 @@ TEST(Label, ValueMapsRoundTripWithTheInvertedReadRule) {
     std::unique_ptr<KYVO::CValueMap> map(source.toValueMap());
     EXPECT_EQ(map->Keys(), (std::vector<std::string>{"name", "color", "opacity", "id", "maskId"}));
     EXPECT_EQ(map->GetString("name"), "road");
-    for (const auto& [key, value] : {std::pair{"color/red", 255}, {"color/green", 0}, {"color/blue", 0},
-                                     {"color/alpha", 255}, {"id", 9}, {"maskId", 4}})
+    for (const auto& [key, value] : {std::pair{"color/red", 255},
+                                     {"color/green", 0},
+                                     {"color/blue", 0},
+                                     {"color/alpha", 255},
+                                     {"id", 9},
+                                     {"maskId", 4}})
         EXPECT_EQ(map->GetLong(key), value) << key;
     EXPECT_DOUBLE_EQ(map->GetDouble("opacity"), 0.5);
     // Reading back: the colour (alpha 255) sets opacity 1.0, while opacity, id and mask id
@@ -184,14 +196,16 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     LabeledImage* b = makeImage(&project, "b");
     LabeledImage* c = makeImage(&project, "c");
     EXPECT_TRUE(project.addImage(a));
-    EXPECT_EQ(log.take(), QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
+    EXPECT_EQ(log.take(),
+              QStringList({"imageAdded(a)", "currentImageChanged(a)", "currentSceneChanged(null)"}));
     EXPECT_TRUE(project.addImage(b));
     EXPECT_EQ(log.take(), QStringList({"imageAdded(b)"}));
     EXPECT_TRUE(project.addImage(b)) << "the same pointer again is accepted silently";
     EXPECT_TRUE(log.take().isEmpty());
     // Taking the current image makes the one now at its index current, before imageRemoved.
     EXPECT_EQ(project.takeImage(0), a);
-    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(log.take(),
+              QStringList({"currentImageChanged(b)", "currentSceneChanged(null)", "imageRemoved(a)"}));
     EXPECT_EQ(project.currentImage(), b);
     ASSERT_TRUE(project.addImage(a)); // re-added at the end: [b, a]
     ASSERT_TRUE(project.addImage(c)); // [b, a, c]
@@ -204,10 +218,12 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     EXPECT_EQ(project.currentImage(), c);
     // Taking the last image while current makes the new last one current.
     EXPECT_EQ(project.takeImage(1), c);
-    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
+    EXPECT_EQ(log.take(),
+              QStringList({"currentImageChanged(a)", "currentSceneChanged(null)", "imageRemoved(c)"}));
     // Taking the only image leaves no current image.
     EXPECT_EQ(project.takeImage(a), a);
-    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
+    EXPECT_EQ(log.take(),
+              QStringList({"currentImageChanged(null)", "currentSceneChanged(null)", "imageRemoved(a)"}));
     EXPECT_EQ(project.currentImage(), nullptr);
     EXPECT_EQ(project.takeImage(a), nullptr) << "an image not in the project is not taken";
     EXPECT_EQ(printed([&] {
@@ -307,7 +323,8 @@ TEST(Project, DefaultLabelsAndCurrentLabelBookkeeping) {
     for (const Label* label : project.labels().mid(12))
         colours << label->color();
     EXPECT_EQ(colours, QList<QColor>({Qt::darkGray, Qt::red, Qt::green}));
-    EXPECT_DOUBLE_EQ(project.labels()[14]->opacity(), 0.25) << "new labels take the project's default opacity";
+    EXPECT_DOUBLE_EQ(project.labels()[14]->opacity(), 0.25)
+        << "new labels take the project's default opacity";
     log.take();
     project.setCurrentLabelIndex(99);
     project.setCurrentLabelIndex(project.currentLabelIndex());
@@ -407,7 +424,8 @@ TEST(Commands, RedoUndoRedoRestoresTheModel) {
     const Case cases[] = {
         {"AddImages",
          [](Project& p) {
-             return new AddImages(&p, QList<LabeledImage*>{makeImage(nullptr, "n1"), makeImage(nullptr, "n2")});
+             return new AddImages(&p,
+                                  QList<LabeledImage*>{makeImage(nullptr, "n1"), makeImage(nullptr, "n2")});
          }},
         {"AddImages duplicate", [](Project& p) { return new AddImages(&p, makeImage(nullptr, "a")); }, false},
         {"RemoveImage", [](Project& p) { return new RemoveImage(&p, p.images()[0]); }},

@@ -34,16 +34,16 @@
 #include <QRandomGenerator>
 #include <QUndoStack>
 #include <algorithm>
-#include <cmath>
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <tuple>
-#include <sys/mount.h>
 #include <unistd.h>
 
 using namespace pxm;
@@ -92,7 +92,8 @@ QString describe(const QGraphicsItem* item) {
 /// Every property of a label, doubles to the last bit, comparable as text.
 QString labelText(const Label* l) {
     QString text = l->name() + " " + l->color().name(QColor::HexArgb);
-    for (double d : {l->opacity(), l->secondaryOpacity(), l->penWidth(), double(l->id()), double(l->maskId())})
+    for (double d :
+         {l->opacity(), l->secondaryOpacity(), l->penWidth(), double(l->id()), double(l->maskId())})
         text += " " + QString::number(d, 'g', 17);
     return text;
 }
@@ -165,8 +166,9 @@ struct SampleProject {
         hole.addRect(QRectF(20, 9, 4, 4));
         QPainterPath corner;
         corner.addRect(QRectF(2, 2, 5, 5));
-        scene->addLabelItem(new QGraphicsPathItem(stroke.subtracted(hole).simplified().subtracted(corner).simplified()),
-                            cell);
+        scene->addLabelItem(
+            new QGraphicsPathItem(stroke.subtracted(hole).simplified().subtracted(corner).simplified()),
+            cell);
         volume->scene(2)->addLabelItem(new QGraphicsRectItem(0, 0, 1, 1), road);
         project.setSetting("View.cameraMode", "perImage");
         project.setSetting("Autosave.interval", 5);
@@ -174,7 +176,8 @@ struct SampleProject {
     }
 };
 
-// One item of each kind; keys in reading order, so a replaced first occurrence breaks the check that reads it.
+// One item of each kind; keys in reading order, so a replaced first occurrence breaks the check that reads
+// it.
 const QByteArray kDocument = R"({"$type":"pxm::Project",
  "labels":[{"$type":"pxm::Label","name":"cell","color":{"$type":"QColor","red":1,"green":2,"blue":3,"alpha":255},
             "opacity":0.5,"id":7,"maskId":1}],
@@ -219,10 +222,15 @@ QByteArray document(const QList<Declared>& images) {
         QStringList scenes;
         for (int z = 0; z < d.depth; ++z)
             scenes << QString(R"({"$type":"pxm::Scene","zLayer":%1,"labelItems":[]})").arg(z);
-        entries << QString(R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
-                           R"("imagePath":"i%5.png","scenes":[%6]})")
+        entries << QString(
+                       R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
+                       R"("imagePath":"i%5.png","scenes":[%6]})")
                        .arg(d.width, 0, 'g', 17)
-                       .arg(d.height, 0, 'g', 17).arg(d.depth).arg(d.channels).arg(i).arg(scenes.join(','));
+                       .arg(d.height, 0, 'g', 17)
+                       .arg(d.depth)
+                       .arg(d.channels)
+                       .arg(i)
+                       .arg(scenes.join(','));
     }
     const QByteArray head = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
     return head + entries.join(',').toUtf8() + "]}";
@@ -274,7 +282,8 @@ protected:
     void SetUp() override {
         // A recovery folder of this process's own: tests run side by side.
         m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
+        QCoreApplication::setApplicationName(m_name + "-" +
+                                             QString::number(QCoreApplication::applicationPid()));
         QDir(RecoveryFolder::root()).removeRecursively();
     }
     void TearDown() override {
@@ -309,21 +318,25 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
         for (int i = 0; i < 2; ++i) {
             const LabeledImage* a = original.images()[i];
             const LabeledImage* b = read.images()[i];
-            // Relative paths were meant from the current directory, outside the project's folder: kept absolute.
+            // Relative paths were meant from the current directory, outside the project's folder: kept
+            // absolute.
             EXPECT_EQ(b->imagePath(), QFileInfo(a->imagePath()).absoluteFilePath());
             const auto geometry = [](const LabeledImage* m) {
-                return std::make_tuple(m->maskPath(), m->width(), m->height(), m->depth(), m->colorChannels());
+                return std::make_tuple(m->maskPath(), m->width(), m->height(), m->depth(),
+                                       m->colorChannels());
             };
             EXPECT_EQ(geometry(b), geometry(a));
             EXPECT_EQ(b->imageState(), LabeledImage::ImageState::NotLoaded);
             ASSERT_EQ(b->scenes().size(), a->scenes().size());
             for (int z = 0; z < a->scenes().size(); ++z)
-                EXPECT_EQ(describeScene(b->scene(z)), describeScene(a->scene(z))) << "image " << i << " layer " << z;
+                EXPECT_EQ(describeScene(b->scene(z)), describeScene(a->scene(z)))
+                    << "image " << i << " layer " << z;
             // Regions, pen widths and all: the main output is the same after a reopen.
             const std::unique_ptr<KYVO::CImage> before(a->createLabelMask());
             const std::unique_ptr<KYVO::CImage> after(b->createLabelMask());
             ASSERT_TRUE(before && after);
-            EXPECT_EQ(std::memcmp(before->data(), after->data(), before->byteCount()), 0) << "full mask of image " << i;
+            EXPECT_EQ(std::memcmp(before->data(), after->data(), before->byteCount()), 0)
+                << "full mask of image " << i;
         }
     }
 }
@@ -374,7 +387,8 @@ TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
     }
     EXPECT_EQ(pxmtest::readFile(original), originalBytes);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 3) << "mask, companion, project";
-    // A save with the mask unchanged leaves its file alone (a read-only folder must not fail a shapes-only save).
+    // A save with the mask unchanged leaves its file alone (a read-only folder must not fail a shapes-only
+    // save).
     ASSERT_TRUE(QFile::remove(companion));
     ProjectSerializer::write(&project, dir.path("p.json"), false);
     EXPECT_FALSE(QFile::exists(companion));
@@ -432,7 +446,8 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
         const LabeledImage* image = moved.images()[0];
         EXPECT_EQ(image->imagePath() + " " + image->maskPath(), a + "/img.pgm " + a + "/mask.pgm");
     }
-    // A file of an earlier version, whose relative paths were meant from the current directory, finds them there.
+    // A file of an earlier version, whose relative paths were meant from the current directory, finds them
+    // there.
     ASSERT_TRUE(QFile::copy(a + "/p.json", c + "/old.json"));
     const QString previous = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(a));
@@ -450,16 +465,21 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
     ASSERT_TRUE(pxmtest::writeFile(dir.path("old.json.gz"), old));
     ASSERT_TRUE(pxmtest::writeFile(dir.path("plain-file"), old));
     ASSERT_TRUE(QDir(dir.path()).mkdir("folder.json"));
-    const QStringList before = QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-    // A file size limit makes the write fail part way, even for root; a read-only folder refuses it (not root).
+    const QStringList before =
+        QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    // A file size limit makes the write fail part way, even for root; a read-only folder refuses it (not
+    // root).
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit small{256, limit.rlim_max};
     const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
     enum Obstacle { None, SizeLimit, ReadOnly };
-    for (const auto& [name, obstacle] : {std::pair{"folder.json", None}, {"plain-file/p.json", None},
-                                         {"missing/p.json.gz", None}, {"old.json", SizeLimit},
-                                         {"old.json.gz", SizeLimit}, {"old.json", ReadOnly}}) {
+    for (const auto& [name, obstacle] : {std::pair{"folder.json", None},
+                                         {"plain-file/p.json", None},
+                                         {"missing/p.json.gz", None},
+                                         {"old.json", SizeLimit},
+                                         {"old.json.gz", SizeLimit},
+                                         {"old.json", ReadOnly}}) {
         SCOPED_TRACE(name);
         const QString target = dir.path(name);
         if (obstacle == ReadOnly && geteuid() == 0)
@@ -476,7 +496,8 @@ TEST(ProjectFile, FailedWritesKeepTheOldFileAndLeaveNoTemporary) {
             EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
         }
         setrlimit(RLIMIT_FSIZE, &limit);
-        QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        QFile::setPermissions(dir.path(),
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
         EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before);
         EXPECT_EQ(pxmtest::readFile(dir.path("old.json")), old);
         EXPECT_EQ(pxmtest::readFile(dir.path("old.json.gz")), old);
@@ -546,7 +567,8 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"width\":40", "\"width\":\"40\"", number("Image", "width")},
         {"\"height\":30,", "", missing("Image", "height")},
         {"\"height\":30", "\"height\":{}", number("Image", "height")},
-        {"\"depth\":1,", "", missing("Image", "depth")}, {"\"depth\":1", "\"depth\":null", number("Image", "depth")},
+        {"\"depth\":1,", "", missing("Image", "depth")},
+        {"\"depth\":1", "\"depth\":null", number("Image", "depth")},
         {"\"colorChannels\":3,", "", missing("Image", "colorChannels")},
         {"\"colorChannels\":3", "\"colorChannels\":false", number("Image", "colorChannels")},
         {"\"imagePath\":\"i.png\",", "", missing("Image", "imagePath")},
@@ -558,9 +580,12 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         // Sizes no image can have: checked against the scenes before anything is created.
         {"\"depth\":1", "\"depth\":1e9", "Image: The size of 'scenes' does not match the image's' depth."},
         {"\"depth\":1", "\"depth\":-1", "Image: The size of 'scenes' does not match the image's' depth."},
-        {"\"width\":40", "\"width\":-40", "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
-        {"\"height\":30", "\"height\":1e10", "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
-        {"pxm::Scene", "Scene", typed("Scene", "Scene")}, {"\"zLayer\":0,", "", missing("Scene", "zLayer")},
+        {"\"width\":40", "\"width\":-40",
+         "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
+        {"\"height\":30", "\"height\":1e10",
+         "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
+        {"pxm::Scene", "Scene", typed("Scene", "Scene")},
+        {"\"zLayer\":0,", "", missing("Scene", "zLayer")},
         {"\"zLayer\":0", "\"zLayer\":\"0\"", number("Scene", "zLayer")},
         {"\"zLayer\":0", "\"zLayer\":1", "Scene: Expected another 'zLayer' at this point."},
         {"\"labelItems\"", "\"items\"", missing("Scene", "labelItems")},
@@ -568,18 +593,22 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"QGraphicsRectItem", "QGraphicsSquareItem",
          "QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type."},
         {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"", typed("QRectF", "QRectF")},
-        {"\"x0\":1", "\"x0\":\"1\"", number("QRectF", "x0")}, {"\"x1\":5", "\"x1\":null", number("QRectF", "x1")},
-        {"\"y0\":2", "\"y\":2", number("QRectF", "y0")}, {"\"y1\":6", "\"y1\":[]", number("QRectF", "y1")},
+        {"\"x0\":1", "\"x0\":\"1\"", number("QRectF", "x0")},
+        {"\"x1\":5", "\"x1\":null", number("QRectF", "x1")},
+        {"\"y0\":2", "\"y\":2", number("QRectF", "y0")},
+        {"\"y1\":6", "\"y1\":[]", number("QRectF", "y1")},
         {"\"$type\":\"QTransform\"", "\"$type\":\"QMatrix\"", typed("QTransform", "QTransform")},
         {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0]",
          "QTransform: Expected 'values' to be a JSON array with 9 numbers."},
-        {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]", "QTransform: Expected 'values' to contain only numbers."},
+        {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]",
+         "QTransform: Expected 'values' to contain only numbers."},
         {"\"labelId\":7", "\"labelId\":\"7\"", number("QGraphicsItem", "labelId")},
         {"\"labelId\":7", "\"labelId\":4294967296",
          "QGraphicsItem: Expected 'labelId' to be a whole number within 32 bits."},
         {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"", typed("QLineF", "QLineF")},
         {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11", typed("QPointF", "QPointF")},
-        {"\"x\":11", "\"x\":\"11\"", number("QPointF", "x")}, {"\"y\":12", "\"y\":null", number("QPointF", "y")},
+        {"\"x\":11", "\"x\":\"11\"", number("QPointF", "x")},
+        {"\"y\":12", "\"y\":null", number("QPointF", "y")},
         {"\"$type\":\"QPolygonF\"", "\"$type\":\"QPolygon\"", typed("QPolygonF", "QPolygonF")},
         {"\"points\":[", "\"points\":null,\"p\":[", "QPolygonF: Expected 'points' to be an array."},
         {"\"$type\":\"QPainterPath\"", "\"$type\":\"QPath\"", typed("QPainterPath", "QPainterPath")},
@@ -592,7 +621,8 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"", "[{\"$type\":\"pxm::Project\"}]", "Expected a JSON document at '%1'."},
         {"", "", "Expected a JSON document at '%1'."},
         {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}", "Expected a JSON document at '%1'."},
-        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}", "Expected a JSON document at '%1'."},
+        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}",
+         "Expected a JSON document at '%1'."},
     };
     pxmtest::TempDir dir;
     const QString fileName = dir.path("p.json");
@@ -604,7 +634,8 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         EXPECT_EQ(readOutcome(fileName), c.message.contains("%1") ? c.message.arg(fileName) : c.message);
     }
     // The file itself: missing, a directory, and damaged gzip data.
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("broken.json.gz"), QByteArray::fromHex("1f8b0800000000000003abcc")));
+    ASSERT_TRUE(
+        pxmtest::writeFile(dir.path("broken.json.gz"), QByteArray::fromHex("1f8b0800000000000003abcc")));
     const QList<QPair<QString, QString>> files = {{dir.path("none.json"), "Could not open '%1'."},
                                                   {dir.path("none.json.gz"), "Could not open '%1'."},
                                                   {dir.path(), "Could not open '%1'."},
@@ -625,7 +656,8 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
     ASSERT_EQ(project.labels().size(), 2);
     const Label* created = project.labels()[1];
     EXPECT_EQ(created->id(), 42);
-    // A label from before fill opacity and pen width were kept: the defaults from the settings at the file's end.
+    // A label from before fill opacity and pen width were kept: the defaults from the settings at the file's
+    // end.
     EXPECT_EQ(labelText(project.labels()[0]), "cell #ff010203 0.5 0.29999999999999999 0.25 7 1");
     EXPECT_EQ(project.currentImageIndex(), 0);
     EXPECT_EQ(project.setting("View.cameraMode").toInt(), 1);
@@ -649,7 +681,8 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
     EXPECT_EQ(static_cast<QGraphicsLineItem*>(items[2])->line(), QLineF(11, 12, 13, 14));
     EXPECT_EQ(items[2]->sceneTransform(), QTransform::fromTranslate(5, 5));
     EXPECT_EQ(static_cast<QGraphicsPolygonItem*>(items[3])->polygon(), QPolygonF({{0, 0}, {9, 0}, {0, 9}}));
-    // Two nested squares in an old file without a fill rule: a brush's union, the inner one painted, not a hole.
+    // Two nested squares in an old file without a fill rule: a brush's union, the inner one painted, not a
+    // hole.
     const QPainterPath path = static_cast<QGraphicsPathItem*>(items[4])->path();
     EXPECT_TRUE(path.contains(QPointF(4, 4)));
     EXPECT_EQ(path.boundingRect(), QRectF(0, 0, 8, 8));
@@ -674,7 +707,8 @@ TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
         {1 << 20, {{1, 1, 200}, {1, 1, 50}}, "read 2"},
         {1 << 20, {{1, 1, 300}}, tooBig.arg("1 x 1 x 300")},
         // Each image fits alone; their scenes together do not.
-        {1 << 20, {{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
+        {1 << 20,
+         {{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
          "Project: The images declare 257 z-layers or more, more than the memory of this machine can hold."},
     };
     for (const Case& c : cases) {
@@ -818,7 +852,8 @@ TEST_F(RecoveryTest, NewerSnapshotReplacesTheOlderAndKeepsUnchangedVolumes) {
     RecoveryFolder::Description description;
     ASSERT_TRUE(RecoveryFolder::readDescription(owner.path(), &description));
     ASSERT_EQ(description.volumes.size(), 1u);
-    EXPECT_EQ(description.projectFile + " " + description.volumes[0].file, "project-2.json.gz mask-1-1.okav.gz");
+    EXPECT_EQ(description.projectFile + " " + description.volumes[0].file,
+              "project-2.json.gz mask-1-1.okav.gz");
     // A snapshot that never got its description is not offered, nor one naming files elsewhere.
     QFile::remove(QDir(owner.path()).filePath("snapshot.json"));
     EXPECT_FALSE(RecoveryFolder::readDescription(owner.path(), &description));
@@ -835,14 +870,16 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
         "{\"utf8\": \"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\", \"raw\": \"tab\there\", \"del\": \"\x7f\"}",
         // The first and last code points that take four bytes.
         "[\"\xf0\x90\x80\x80\", \"\xf4\x8f\xbf\xbf\"]", "[\"\xf0\x8f\xbf\xbf\"]",
-        "{\"a\": 1, \"a\": 2, \"\\u0061\": 3}", "\xef\xbb\xbf{\"bom\": 1}", "[[[[[[[[[[[[[[[[[[[[1]]]]]]]]]]]]]]]]]]]",
+        "{\"a\": 1, \"a\": 2, \"\\u0061\": 3}", "\xef\xbb\xbf{\"bom\": 1}",
+        "[[[[[[[[[[[[[[[[[[[[1]]]]]]]]]]]]]]]]]]]",
         "{\"big\": 1e308, \"tiny\": 5e-324, \"long\": 12345678901234567890}",
         // Refused by both:
-        "", "   ", "{\"a\": [1, 2,]}", "{\"a\": 01}", "{\"a\": +1}", "{\"a\": -}", "{\"a\": 1e}", "{\"a\": .}",
-        "{\"a\": \"\\u12\"}", "{\"a\": \"\xff\"}", "{\"a\": \"\xc0\x80\"}", "{\"a\": \"\xed\xa0\x80\"}",
-        "{\"a\": \"\xf4\x90\x80\x80\"}", "{\"a\": \"\xe2\x82\"}", "{\"a\": tru}", "{\"a\": nul}", "{\"a\": 1} x",
-        "{\"a\": 1e999}", "{\"a\": 1e-400}", "{\"a\" 1}", "{1: 2}", "{,}", "[,]", "{\"a\": \"unterminated}",
-        "{\"a\": [1}", QByteArray(1025, '[') + QByteArray(1025, ']'), QByteArray(1000, '[') + QByteArray(1000, ']'),
+        "", "   ", "{\"a\": [1, 2,]}", "{\"a\": 01}", "{\"a\": +1}", "{\"a\": -}", "{\"a\": 1e}",
+        "{\"a\": .}", "{\"a\": \"\\u12\"}", "{\"a\": \"\xff\"}", "{\"a\": \"\xc0\x80\"}",
+        "{\"a\": \"\xed\xa0\x80\"}", "{\"a\": \"\xf4\x90\x80\x80\"}", "{\"a\": \"\xe2\x82\"}", "{\"a\": tru}",
+        "{\"a\": nul}", "{\"a\": 1} x", "{\"a\": 1e999}", "{\"a\": 1e-400}", "{\"a\" 1}", "{1: 2}", "{,}",
+        "[,]", "{\"a\": \"unterminated}", "{\"a\": [1}", QByteArray(1025, '[') + QByteArray(1025, ']'),
+        QByteArray(1000, '[') + QByteArray(1000, ']'),
         // White space that keeps tokens apart must survive compaction.
         "{\"a\": tr ue}", "{\"a\": [1 2]}", "{\"a\": - 1}", "{\"a\": 1 .5}", "{\"a\" \"b\": 1}",
         "{\"a\": \"in \\\" string  \\\\\", \"b\" :\n [ 1 , 2 ] }"};
@@ -864,7 +901,8 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
         if (!qtAccepts)
             continue;
         const QJsonValue value = tree.root().toQJsonValue();
-        const QJsonDocument again = value.isObject() ? QJsonDocument(value.toObject()) : QJsonDocument(value.toArray());
+        const QJsonDocument again =
+            value.isObject() ? QJsonDocument(value.toObject()) : QJsonDocument(value.toArray());
         EXPECT_EQ(again.toJson(), qt.toJson());
     }
 }
@@ -872,10 +910,31 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
 // Qt's JSON writer is the reference: every number must print as QJsonDocument prints it.
 TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
     using L = std::numeric_limits<double>;
-    QList<double> numbers = {0.0, -0.0, 1, -1, 0.5, 0.1, 0.0001, 0.00012345, 1e-5, -1.5e-7, 5e-324, 1e-300,
-                             123456789.5, 4294967295.0, 1e15, 1e17, 9007199254740993.0, -9223372036854775808.0,
-                             9223372036854775808.0, 1e20, -1.7976931348623157e308, 0.30000000000000004,
-                             L::denorm_min(), std::nextafter(1.0, 2.0), std::nextafter(0.0001, 0.0)};
+    QList<double> numbers = {0.0,
+                             -0.0,
+                             1,
+                             -1,
+                             0.5,
+                             0.1,
+                             0.0001,
+                             0.00012345,
+                             1e-5,
+                             -1.5e-7,
+                             5e-324,
+                             1e-300,
+                             123456789.5,
+                             4294967295.0,
+                             1e15,
+                             1e17,
+                             9007199254740993.0,
+                             -9223372036854775808.0,
+                             9223372036854775808.0,
+                             1e20,
+                             -1.7976931348623157e308,
+                             0.30000000000000004,
+                             L::denorm_min(),
+                             std::nextafter(1.0, 2.0),
+                             std::nextafter(0.0001, 0.0)};
     QRandomGenerator random(3);
     for (int i = 0; i < 5000; ++i) {
         // Mantissas of every length across the whole exponent range, and plain coordinates.
@@ -904,7 +963,8 @@ TEST(JsonTextWriter, ProjectTextIsQtsIndentedForm) {
     project.images()[0]->setImagePath("C:\\images\\1\u00e4.tif");
     project.images()[1]->setMaskPath("m\x01.pgm");
     Scene* scene = project.images()[1]->scene(0);
-    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})), label);
+    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})),
+                        label);
     scene->addLabelItem(new QGraphicsPathItem, label);
     project.setSetting("View.cameraMode", 3);
     project.setSetting("Tools.list", QVariantList{1, "two", QVariantMap{{"z", 0.5}, {"a", QVariantList{}}}});

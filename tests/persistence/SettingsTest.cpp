@@ -66,7 +66,8 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     EXPECT_EQ(script.pathEdit()->text(), "KAROcmd %1 Otsu.ndp");
     EXPECT_EQ(label.primaryOpacitySlider()->value(), 700);
     ASSERT_EQ(mode->count(), 3);
-    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(), mode->itemData(2).toString()};
+    const QStringList data = {mode->itemData(0).toString(), mode->itemData(1).toString(),
+                              mode->itemData(2).toString()};
     EXPECT_EQ(data, QStringList({"reset", "perImage", "perProject"}));
     EXPECT_DOUBLE_EQ(view.zoomFactorBox()->minimum(), 0.125) << "not rounded to two decimals";
     // The project's values.
@@ -81,7 +82,8 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     for (SettingsPage* page : pages)
         page->projectToUi();
     const auto three = [](auto a, auto b, auto c) { return QString("%1 %2 %3").arg(a).arg(b).arg(c); };
-    QStringList shown{three(mode->currentIndex(), view.zoomRadiusBox()->value(), view.zoomFactorBox()->value())};
+    QStringList shown{
+        three(mode->currentIndex(), view.zoomRadiusBox()->value(), view.zoomFactorBox()->value())};
     for (RectToolSettings* box : {&rect, &ellipse})
         shown << three(box->oneClickBox()->isChecked(), box->widthBox()->value(), box->heightBox()->value());
     shown << QString::number(eraser.brushWidthBox()->value());
@@ -107,14 +109,19 @@ TEST_F(SettingsTest, PagesShowTheProjectsValuesAndEditsBecomeProjectSettingsAndU
     QTest::keyClicks(script.pathEdit(), " --fast");
     EXPECT_FALSE(project.settings().contains("Script.path"));
     QTest::keyClick(script.pathEdit(), Qt::Key_Return);
-    const QList<QPair<QString, QVariant>> edited = {
-        {"View.cameraMode", "reset"},          {"ZoomView.radius", 120},
-        {"ZoomView.zoom", 4.5},                {"RectTool.defaultHeight", 12},
-        {"RectTool.oneClick", true},           {"EllipseTool.defaultHeight", 13},
-        {"EllipseTool.oneClick", true},        {"FreehandTool.brushWidth", 5},
-        {"EraserTool.brushWidth", 1},          {"SerializationSettings.lazyLoadImages", true},
-        {"StatusLine.format", "%w x %h"},      {"Label.secondary_opacity", 0.25},
-        {"Script.path", "KAROcmd %1 Otsu.ndp --fast"}};
+    const QList<QPair<QString, QVariant>> edited = {{"View.cameraMode", "reset"},
+                                                    {"ZoomView.radius", 120},
+                                                    {"ZoomView.zoom", 4.5},
+                                                    {"RectTool.defaultHeight", 12},
+                                                    {"RectTool.oneClick", true},
+                                                    {"EllipseTool.defaultHeight", 13},
+                                                    {"EllipseTool.oneClick", true},
+                                                    {"FreehandTool.brushWidth", 5},
+                                                    {"EraserTool.brushWidth", 1},
+                                                    {"SerializationSettings.lazyLoadImages", true},
+                                                    {"StatusLine.format", "%w x %h"},
+                                                    {"Label.secondary_opacity", 0.25},
+                                                    {"Script.path", "KAROcmd %1 Otsu.ndp --fast"}};
     for (const auto& [key, value] : edited)
         EXPECT_EQ(project.setting(key), value) << key.toStdString();
     // Only the changed values become the user's defaults, each with its type.
@@ -136,8 +143,8 @@ TEST_F(SettingsTest, DialogWidgetsTakeTheWheelOnlyWhenFocused) {
     QApplication::setActiveWindow(&dialog);
     const auto wheel = [](QWidget* w, int dy) {
         const QPointF centre = QRectF(w->rect()).center();
-        QWheelEvent event(centre, QPointF(w->mapToGlobal(centre.toPoint())), QPoint(), QPoint(0, dy), Qt::NoButton,
-                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QWheelEvent event(centre, QPointF(w->mapToGlobal(centre.toPoint())), QPoint(), QPoint(0, dy),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
         QApplication::sendEvent(w, &event);
     };
     const auto state = [](QWidget* w) -> QVariant {
@@ -202,8 +209,10 @@ TEST_F(SettingsTest, ReannotationRulesShowAsRowsAndEditsReachProjectAndUserSetti
     EXPECT_EQ(ReannotationRules::fromProject(&project).rules().size(), 2);
     page.table()->setCurrentCell(0, 0);
     page.removeButton()->click();
-    EXPECT_EQ(ReannotationRules::fromProject(&project).rules(), QList<ReannotationRule>({{"Shift+D", "", "dog"}}));
+    EXPECT_EQ(ReannotationRules::fromProject(&project).rules(),
+              QList<ReannotationRule>({{"Shift+D", "", "dog"}}));
     // A new project takes the user's rules from the registry.
     Project next;
-    EXPECT_EQ(ReannotationRules::fromProject(&next).rules(), ReannotationRules::fromProject(&project).rules());
+    EXPECT_EQ(ReannotationRules::fromProject(&next).rules(),
+              ReannotationRules::fromProject(&project).rules());
 }

@@ -39,7 +39,8 @@ CImage makePattern(EnImageType type, const CSize& size) {
                 else if (type == IMAGE_BOOL)
                     v[0] = (x / 3 + y + z) % 2;
                 else if (type == IMAGE_RGB_8I)
-                    v[0] = std::uint8_t(x * 6), v[1] = std::uint8_t(y * 9), v[2] = std::uint8_t(x + y + z * 30);
+                    v[0] = std::uint8_t(x * 6), v[1] = std::uint8_t(y * 9),
+                    v[2] = std::uint8_t(x + y + z * 30);
                 else
                     v[0] = std::uint8_t(x * 5 + y * 3 + z * 40);
             }
@@ -102,7 +103,8 @@ std::string contents(const std::string& path) {
     if (!image)
         return "no image";
     const CSize& size = image->size();
-    QString text = QString("%1 %2x%3x%4:").arg(ImageTypeName(image->type())).arg(size.x).arg(size.y).arg(size.z);
+    QString text =
+        QString("%1 %2x%3x%4:").arg(ImageTypeName(image->type())).arg(size.x).arg(size.y).arg(size.z);
     for (std::size_t z = 0; z < size.z; ++z)
         for (std::size_t y = 0; y < size.y; ++y)
             for (std::size_t x = 0; x < size.x; ++x)
@@ -151,7 +153,8 @@ void writeTiff(const std::string& path, const std::vector<Page>& pages) {
         for (std::uint32_t i = 0; i < page.strips.size(); ++i) {
             auto* data = const_cast<std::uint8_t*>(page.strips[i].data());
             const tmsize_t n = tmsize_t(page.strips[i].size());
-            ASSERT_GE(page.raw ? TIFFWriteRawStrip(tif, i, data, n) : TIFFWriteEncodedStrip(tif, i, data, n), 0);
+            ASSERT_GE(page.raw ? TIFFWriteRawStrip(tif, i, data, n) : TIFFWriteEncodedStrip(tif, i, data, n),
+                      0);
         }
         ASSERT_TRUE(TIFFWriteDirectory(tif));
     }
@@ -239,11 +242,16 @@ TEST(ImageIo, TruncatedAndCorruptFilesOfEveryCodecThrowNamingThePath) {
     };
     const QByteArray ff(8, '\xff');
     const Case cases[] = {
-        {".pgm", IMAGE_GREY_8, at(3, "x")},          {".pbm", IMAGE_BOOL, at(3, "-")},
-        {".ppm", IMAGE_RGB_8I, at(1, "9")},          {".pfm", IMAGE_GREY_F, after("\n-1", 1, "abc")},
-        {".pam", IMAGE_GREY_16, after("DEPTH", 6, "7")}, {".png", IMAGE_GREY_8, after("IDAT", 6, "\x55\xaa\x55")},
-        {".jpg", IMAGE_RGB_8I, at(2, QByteArray(40, '\x01'))}, {".bmp", IMAGE_RGB_8I, at(14, ff)},
-        {".ico", IMAGE_RGB_8I, at(4, ff)},           {".tif", IMAGE_GREY_16, at(4, ff.left(4))},
+        {".pgm", IMAGE_GREY_8, at(3, "x")},
+        {".pbm", IMAGE_BOOL, at(3, "-")},
+        {".ppm", IMAGE_RGB_8I, at(1, "9")},
+        {".pfm", IMAGE_GREY_F, after("\n-1", 1, "abc")},
+        {".pam", IMAGE_GREY_16, after("DEPTH", 6, "7")},
+        {".png", IMAGE_GREY_8, after("IDAT", 6, "\x55\xaa\x55")},
+        {".jpg", IMAGE_RGB_8I, at(2, QByteArray(40, '\x01'))},
+        {".bmp", IMAGE_RGB_8I, at(14, ff)},
+        {".ico", IMAGE_RGB_8I, at(4, ff)},
+        {".tif", IMAGE_GREY_16, at(4, ff.left(4))},
         {".jp2", IMAGE_GREY_8, after("\xff\x4f\xff\x51", 4, ff)},
         {".j2k", IMAGE_RGB_8I, after("\xff\x4f\xff\x51", 4, ff)},
         {".okav", IMAGE_GREY_F, at(12, "\x63")},
@@ -263,9 +271,12 @@ TEST(ImageIo, TruncatedAndCorruptFilesOfEveryCodecThrowNamingThePath) {
     const QByteArray gif = makeGif(8, 8, std::vector<std::uint8_t>(64, 1), palette);
     ASSERT_TRUE(QDir(dir.path()).mkdir("folder.tif"));
     // An unknown ending, an empty file, a missing one and a folder besides.
-    const QList<QPair<QString, QByteArray>> others = {
-        {"cut.gif", gif.left(gif.size() - 12)}, {"bad.gif", QByteArray(gif).replace(25, 1, "x")},
-        {"x.gz", "data"}, {"empty.tif", ""}, {"missing.png", {}}, {"folder.tif", {}}};
+    const QList<QPair<QString, QByteArray>> others = {{"cut.gif", gif.left(gif.size() - 12)},
+                                                      {"bad.gif", QByteArray(gif).replace(25, 1, "x")},
+                                                      {"x.gz", "data"},
+                                                      {"empty.tif", ""},
+                                                      {"missing.png", {}},
+                                                      {"folder.tif", {}}};
     for (const auto& [name, bytes] : others) {
         ASSERT_TRUE(bytes.isNull() || pxmtest::writeFile(dir.path(name), bytes));
         EXPECT_EQ(contents(dir.localPath(name)), "refused") << name.toStdString();
@@ -316,11 +327,13 @@ TEST(ImageIoNetpbm, PbmSetBitsAreOnesAndOtherFlavoursKeepStoredValues) {
     CImage mask(IMAGE_BOOL, CSize(10, 1, 1));
     mask.voxel(0, 0, 0)[0] = mask.voxel(9, 0, 0)[0] = 1;
     CImageIo2::Save(dir.localPath("m.pbm"), mask);
-    EXPECT_EQ(pxmtest::readFile(dir.path("m.pbm")), QByteArray("P4\n10 1\n\x80\x40", 10)) << "1 is a set (black) bit";
+    EXPECT_EQ(pxmtest::readFile(dir.path("m.pbm")), QByteArray("P4\n10 1\n\x80\x40", 10))
+        << "1 is a set (black) bit";
     CImage grey(IMAGE_GREY_8, CSize(3, 1, 1));
     grey.data()[1] = 7, grey.data()[2] = 255;
     CImageIo2::Save(dir.localPath("g.pbm"), grey);
-    EXPECT_EQ(contents(dir.localPath("g.pbm")), "IMAGE_BOOL 3x1x1: 0 1 1") << "grey voxels other than 0 set their bit";
+    EXPECT_EQ(contents(dir.localPath("g.pbm")), "IMAGE_BOOL 3x1x1: 0 1 1")
+        << "grey voxels other than 0 set their bit";
     const QByteArray pam = "P7\nWIDTH 2\nHEIGHT 1\nDEPTH 2\nMAXVAL 255\nTUPLTYPE GRAYSCALE_ALPHA\nENDHDR\n";
     const struct {
         const char* name;
@@ -334,7 +347,8 @@ TEST(ImageIoNetpbm, PbmSetBitsAreOnesAndOtherFlavoursKeepStoredValues) {
         {"s.pgm", "P5\n2 1\n255\n\x01\x02P5\n# second\n2 1 255\n\x03\x04\n", "IMAGE_GREY_8 2x1x2: 1 2 3 4"},
         {"a.pam", pam + QByteArray("\x0a\xff\x14\x00", 4), "IMAGE_GREY_8 2x1x1: 10 20"},
         // Positive scale: big-endian; rows run bottom to top.
-        {"f.pfm", QByteArray("Pf\n1 2\n1.0\n\x3f\xc0\x00\x00\xc0\x00\x00\x00", 19), "IMAGE_GREY_F 1x2x1: -2 1.5"},
+        {"f.pfm", QByteArray("Pf\n1 2\n1.0\n\x3f\xc0\x00\x00\xc0\x00\x00\x00", 19),
+         "IMAGE_GREY_F 1x2x1: -2 1.5"},
         {"mixed.pgm", "P5\n2 1\n255\n\x01\x02P5\n3 1\n255\n\x03\x04\x05", "refused"},
         {"c.pfm", "PF\n1 1\n-1.0\n123456789012", "refused"},
         {"huge.pgm", "P5\n2000000000 2000000000\n255\n\x01", "refused"},
@@ -427,11 +441,14 @@ TEST(ImageIoTiff, SampleCountsAndStripSizesAreBoundedBeforeAnythingIsDecoded) {
                            {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
                            {TIFFTAG_COMPRESSION, c.compression}};
         const bool raw = !c.raw.empty();
-        writeTiff(path, {{c.w, c.h, tags, {raw ? c.raw : std::vector<std::uint8_t>(std::size_t(c.w) * c.h)}, 0, raw}});
+        writeTiff(
+            path,
+            {{c.w, c.h, tags, {raw ? c.raw : std::vector<std::uint8_t>(std::size_t(c.w) * c.h)}, 0, raw}});
         const std::string error = loadError(path);
         EXPECT_EQ(error.empty(), c.reads) << error;
         if (!c.reads) {
-            EXPECT_NE(error.find("strip 0 holds 2 bytes, too little to decode to the 256 bytes"), std::string::npos)
+            EXPECT_NE(error.find("strip 0 holds 2 bytes, too little to decode to the 256 bytes"),
+                      std::string::npos)
                 << error;
         }
     }
@@ -464,7 +481,8 @@ TEST(ImageIoTiff, StacksAreNumberedPagesInAnyCompressionByteOrderAndTiling) {
         CImageIo2::Save(packed, stack, &options);
         std::unique_ptr<CImage> back(CImageIo2::Load(packed));
         EXPECT_EQ(std::memcmp(back->data(), stack.data(), stack.byteCount()), 0);
-        const std::size_t size = std::size_t(pxmtest::readFile(QString::fromLocal8Bit(packed.c_str())).size());
+        const std::size_t size =
+            std::size_t(pxmtest::readFile(QString::fromLocal8Bit(packed.c_str())).size());
         EXPECT_TRUE(std::string(compression) == "packbits" || size < plain) << size;
     }
     CValueMap bad;
@@ -553,7 +571,8 @@ TEST(ImageIoOkav, HeaderIsLittleEndianAndHostileSizesAreRefusedBeforeAllocating)
     };
     EXPECT_EQ(bytes.left(4), "OKAV");
     const std::uint64_t expected[] = {1, 0, 64, 1, 1, 2, 3, 2, 1, 12};
-    const int offsets[][2] = {{4, 2}, {6, 2}, {8, 4}, {12, 4}, {16, 4}, {20, 4}, {24, 8}, {32, 8}, {40, 8}, {48, 8}};
+    const int offsets[][2] = {{4, 2},  {6, 2},  {8, 4},  {12, 4}, {16, 4},
+                              {20, 4}, {24, 8}, {32, 8}, {40, 8}, {48, 8}};
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(field(offsets[i][0], offsets[i][1]), expected[i]) << "field at " << offsets[i][0];
     EXPECT_EQ(bytes.mid(64, 2), "\x34\x12");
@@ -585,7 +604,8 @@ TEST(ImageIo, EndingsAndDialogFiltersComeFromOneTable) {
     EXPECT_FALSE(CImageIo2::CanRead("x.gz") || CImageIo2::CanRead("png") || CImageIo2::CanWrite("x.txt"));
 }
 
-// Sizes beyond the memory budget are refused before anything is allocated, also where a library allocates first.
+// Sizes beyond the memory budget are refused before anything is allocated, also where a library allocates
+// first.
 
 TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
     const std::uint64_t machine = MemoryBudget::machineLimit();
@@ -646,22 +666,25 @@ TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) 
     // An icon whose directory says 1 x 1; the bitmap inside, whose header Qt follows, is 3000
     // wide and 6000 high (colour and transparency rows) at 32 bits: 68.7 MiB.
     const QByteArray ico = QByteArray("\0\0\1\0\1\0\1\1\0\0\1\0\x20\0\x2c\0\0\0\x16\0\0\0", 22) +
-                           QByteArray("\x28\0\0\0\xb8\x0b\0\0\x70\x17\0\0\1\0\x20\0", 16) + QByteArray(28, '\0');
+                           QByteArray("\x28\0\0\0\xb8\x0b\0\0\x70\x17\0\0\1\0\x20\0", 16) +
+                           QByteArray(28, '\0');
     // A GIF screen 0 wide and 65534 high with a frame at x = 256, 2049 wide: Qt widens the
     // screen to the frame's right edge and allocates 2305 x 65534 pixels of 4 bytes (576.2 MiB),
     // and a few scanlines of the reported 2305 x 700 size besides.
-    static const unsigned char gif[] = {'G', 'I', 'F', '8', '9', 'a', 0, 0, 0xfe, 0xff, 0x80, 0, 0, 0xff, 0xff, 0xff,
-                                        0, 0, 0, 0x2c, 0, 1, 0xbb, 0, 1, 8, 1, 2, 0x44, 1, 0, 0x3b};
+    static const unsigned char gif[] = {'G',  'I', 'F',  '8',  '9',  'a', 0,    0, 0xfe, 0xff, 0x80,
+                                        0,    0,   0xff, 0xff, 0xff, 0,   0,    0, 0x2c, 0,    1,
+                                        0xbb, 0,   1,    8,    1,    2,   0x44, 1, 0,    0x3b};
     struct Case {
         const char* name;
-        QByteArray bytes; // empty: an image of that size is made
+        QByteArray bytes;     // empty: an image of that size is made
         std::uint64_t budget; // 0: the machine's
         const char* message;
     };
     const Case cases[] = {
         // 16 TiB: the size arithmetic fits, the memory of no desktop does.
         {"image", {}, 0, "An image of 4194304x4194304x1 voxels needs 16.0 TiB of memory"},
-        {"tiles.j2k", tiles, std::uint64_t(4) << 20, "Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"},
+        {"tiles.j2k", tiles, std::uint64_t(4) << 20,
+         "Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"},
         {"a.ico", ico, std::uint64_t(8) << 20, "needs 68.7 MiB of memory, more than the 8.0 MiB"},
         {"a.gif", QByteArray(reinterpret_cast<const char*>(gif), sizeof gif), std::uint64_t(64) << 20,
          "needs 576.3 MiB of memory"},
@@ -671,8 +694,9 @@ TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) 
         const BudgetScope scope(c.budget);
         ASSERT_TRUE(c.bytes.isEmpty() || pxmtest::writeFile(dir.path(c.name), c.bytes));
         const std::string error =
-            c.bytes.isEmpty() ? pxmtest::thrownMessage([] { CImage(IMAGE_GREY_8, CSize(1u << 22, 1u << 22, 1)); })
-                              : loadError(dir.localPath(c.name));
+            c.bytes.isEmpty()
+                ? pxmtest::thrownMessage([] { CImage(IMAGE_GREY_8, CSize(1u << 22, 1u << 22, 1)); })
+                : loadError(dir.localPath(c.name));
         EXPECT_NE(error.find(c.message), std::string::npos) << error;
     }
 }
@@ -699,9 +723,10 @@ TEST(ImageIoTiff, SizeAndVoxelSizeFromTheHeader) {
         const char* description;
         std::vector<double> expected;
     };
-    for (const Case& c : {Case{RESUNIT_CENTIMETER, 2, nullptr, {5000, 5000, 5000}},
-                          Case{RESUNIT_NONE, 4, "ImageJ=1.53t\nunit=micron\nspacing=2.5\n", {0.25, 0.25, 2.5}},
-                          Case{RESUNIT_NONE, 4, "ImageJ=1.53t\n", {}}}) {
+    for (const Case& c :
+         {Case{RESUNIT_CENTIMETER, 2, nullptr, {5000, 5000, 5000}},
+          Case{RESUNIT_NONE, 4, "ImageJ=1.53t\nunit=micron\nspacing=2.5\n", {0.25, 0.25, 2.5}},
+          Case{RESUNIT_NONE, 4, "ImageJ=1.53t\n", {}}}) {
         const std::string path = dir.localPath("resolution.tif");
         TIFF* tif = TIFFOpen(path.c_str(), "w");
         ASSERT_TRUE(tif);

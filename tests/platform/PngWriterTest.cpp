@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include "platform/io/PngWriter.h"
+
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
-#include "platform/io/PngWriter.h"
 #include "support/TestSupport.h"
 
-#include <gtest/gtest.h>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <memory>
 #include <vector>
 
@@ -27,8 +28,8 @@ TEST(PngWriterTest, WrittenPixelsReadBackExactly) {
             std::vector<uint8_t> padded(23 * (row + 5));
             for (std::size_t y = 0; y < 23; ++y)
                 std::memcpy(&padded[y * (row + 5)], image.voxel(0, y, 0), row);
-            PngWriter::write(path, 37, 23, image.channels(), type == KYVO::IMAGE_GREY_16 ? 16 : 8, padded.data(),
-                             row + 5, content);
+            PngWriter::write(path, 37, 23, image.channels(), type == KYVO::IMAGE_GREY_16 ? 16 : 8,
+                             padded.data(), row + 5, content);
             const std::unique_ptr<KYVO::CImage> back(KYVO::CImageIo2::Load(path));
             ASSERT_EQ(back->type(), type);
             ASSERT_EQ(back->size(), image.size());
@@ -38,6 +39,7 @@ TEST(PngWriterTest, WrittenPixelsReadBackExactly) {
     const uint8_t pixel = 0;
     EXPECT_THROW(PngWriter::write(dir.localPath("x.png"), 1, 1, 2, 8, &pixel, 1, PngWriter::Content::Labels),
                  KYVO::CException);
-    EXPECT_THROW(PngWriter::write(dir.localPath("missing/x.png"), 1, 1, 1, 8, &pixel, 1, PngWriter::Content::Labels),
-                 KYVO::CException);
+    EXPECT_THROW(
+        PngWriter::write(dir.localPath("missing/x.png"), 1, 1, 1, 8, &pixel, 1, PngWriter::Content::Labels),
+        KYVO::CException);
 }

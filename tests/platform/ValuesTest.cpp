@@ -32,8 +32,10 @@ TEST(CImage, TypesSizesLayoutAndCopies) {
         const char* name;
         int channels, bytes;
     };
-    const Case cases[] = {{IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1}, {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
-                          {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4}, {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
+    const Case cases[] = {{IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1},
+                          {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
+                          {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4},
+                          {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
                           {IMAGE_RGB_8I, "IMAGE_RGB_8I", 3, 3}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -216,10 +218,11 @@ TEST(CValueMap, TypedGettersReportStatus) {
     };
     const E ok = CValue::ERR_OK, nf = CValue::ERR_NOT_FOUND, wt = CValue::ERR_WRONG_TYPE;
     const Case cases[] = {
-        {"s", ok, wt, wt, wt, wt, wt},       {"l", wt, ok, ok, wt, wt, wt},    {"d", wt, wt, ok, wt, wt, wt},
-        {"b", wt, wt, wt, ok, wt, wt},       {"v", wt, wt, wt, wt, ok, wt},    {"mixed", wt, wt, wt, wt, wt, wt},
-        {"m", wt, wt, wt, wt, wt, ok},       {"none", nf, nf, nf, nf, nf, nf}, {"s/x", nf, nf, nf, nf, nf, nf},
-        {"m/inner", wt, ok, ok, wt, wt, wt},
+        {"s", ok, wt, wt, wt, wt, wt},   {"l", wt, ok, ok, wt, wt, wt},
+        {"d", wt, wt, ok, wt, wt, wt},   {"b", wt, wt, wt, ok, wt, wt},
+        {"v", wt, wt, wt, wt, ok, wt},   {"mixed", wt, wt, wt, wt, wt, wt},
+        {"m", wt, wt, wt, wt, wt, ok},   {"none", nf, nf, nf, nf, nf, nf},
+        {"s/x", nf, nf, nf, nf, nf, nf}, {"m/inner", wt, ok, ok, wt, wt, wt},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path);
@@ -327,7 +330,8 @@ TEST(CValue, ClonesAreDeepAndIndependent) {
     EXPECT_NE(static_cast<CValueSmart*>(holdsCopy.get())->Value(), holdsVector.Value());
     EXPECT_TRUE(holdsCopy->Equals(holdsVector));
     CValueOwnedPointer<CImage> owned(new CImage(IMAGE_GREY_F, CSize(2, 2)));
-    std::unique_ptr<CValueOwnedPointer<CImage>> ownedCopy(static_cast<CValueOwnedPointer<CImage>*>(owned.Clone()));
+    std::unique_ptr<CValueOwnedPointer<CImage>> ownedCopy(
+        static_cast<CValueOwnedPointer<CImage>*>(owned.Clone()));
     ASSERT_NE(ownedCopy->Get(), nullptr);
     EXPECT_NE(ownedCopy->Get(), owned.Get());
     EXPECT_EQ(ownedCopy->Get()->type(), IMAGE_GREY_F);
@@ -357,8 +361,8 @@ TEST(CValueJson, RoundTripKeepsTypesAndValues) {
     map.SetLong("longs/max", L::max());
     map.SetLong("longs/min", L::min());
     map.SetLong("longs/zero", 0);
-    const double doubles[] = {2.0,      -0.0,          0.1,           1e300, D::max(), D::min(), D::denorm_min(),
-                              -123.456, D::infinity(), -D::infinity()};
+    const double doubles[] = {
+        2.0, -0.0, 0.1, 1e300, D::max(), D::min(), D::denorm_min(), -123.456, D::infinity(), -D::infinity()};
     for (std::size_t i = 0; i < std::size(doubles); ++i)
         map.SetDouble("doubles/" + std::to_string(i), doubles[i]);
     map.SetDouble("nan", std::nan(""));
@@ -401,8 +405,8 @@ TEST(CValueJson, RoundTripKeepsTypesAndValues) {
 }
 
 TEST(CValueJson, ReadsHandWrittenAndRefusesMalformedText) {
-    const std::unique_ptr<CValue> value =
-        CValueJson::Read(" {\"a\": [1, -2.5e1, \"\\u00e4\\ud83d\\ude00\\/\"], \"a2\": 99999999999999999999} ");
+    const std::unique_ptr<CValue> value = CValueJson::Read(
+        " {\"a\": [1, -2.5e1, \"\\u00e4\\ud83d\\ude00\\/\"], \"a2\": 99999999999999999999} ");
     ASSERT_NE(value, nullptr);
     const auto* map = static_cast<const CValueMap*>(value.get());
     const CValueVector* a = map->GetVector("a");
@@ -413,9 +417,31 @@ TEST(CValueJson, ReadsHandWrittenAndRefusesMalformedText) {
     EXPECT_EQ(static_cast<const CValueString*>(a->at(2))->Get(), "\xc3\xa4\xf0\x9f\x98\x80/");
     EXPECT_EQ(map->GetDouble("a2"), 1e20) << "an integer beyond 64 bits is kept as a double";
     const char* malformed[] = {
-        "",     "{",         "{\"a\" 1}",    "{\"a\": 1,}", "[1 2]",     "[1,]",          "01",       "1.",
-        "-",    "1e",        "\"open",       "\"\\x\"",     "\"\\u12\"", "\"\\ud800\"",   "\"a\nb\"", "nul",
-        "null", "{\"\": 1}", "{\"a/b\": 1}", "{} {}",       "1e999",     "[\"\\udc00\"]", "[\"\\udfff\"]", "tru",      "{\"a\": }",
+        "",
+        "{",
+        "{\"a\" 1}",
+        "{\"a\": 1,}",
+        "[1 2]",
+        "[1,]",
+        "01",
+        "1.",
+        "-",
+        "1e",
+        "\"open",
+        "\"\\x\"",
+        "\"\\u12\"",
+        "\"\\ud800\"",
+        "\"a\nb\"",
+        "nul",
+        "null",
+        "{\"\": 1}",
+        "{\"a/b\": 1}",
+        "{} {}",
+        "1e999",
+        "[\"\\udc00\"]",
+        "[\"\\udfff\"]",
+        "tru",
+        "{\"a\": }",
     };
     for (const char* text : malformed) {
         SCOPED_TRACE(text);
@@ -505,7 +531,8 @@ TEST_F(RegistryTest, RoundTripOfEveryType) {
 
 TEST_F(RegistryTest, CorruptStoreIsMovedAsideAndStartsEmpty) {
     CRegistry& registry = CRegistry::Obj();
-    const QByteArray damaged[] = {"{\"main\": {\"RecentProjects\": [\"/a.json\"", "[1, 2]", "\x00\x01garbage"};
+    const QByteArray damaged[] = {"{\"main\": {\"RecentProjects\": [\"/a.json\"", "[1, 2]",
+                                  "\x00\x01garbage"};
     for (const QByteArray& content : damaged) {
         SCOPED_TRACE(content.toStdString());
         QDir(dir.path("store")).removeRecursively();

@@ -27,15 +27,18 @@ TEST(Description, KeysValuesAttributesAndHelpTextForBothKeepWorkspaceSettings) {
         node.Init(&parameters);
         KYVO::CValueMap d;
         node.Describe(&d);
-        EXPECT_EQ(d.Keys(), (Keys{"pluginType", "subType", "name", "widget", "parameters", "inputs", "outputs",
-                                  "description", "__nodaraDocumentation"}));
-        EXPECT_EQ(d.GetString("pluginType") + d.GetString("subType") + d.GetString("name"), "GenericUtilityLumarka");
-        EXPECT_EQ(d.GetString("__nodaraDocumentation"), "%KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html");
+        EXPECT_EQ(d.Keys(), (Keys{"pluginType", "subType", "name", "widget", "parameters", "inputs",
+                                  "outputs", "description", "__nodaraDocumentation"}));
+        EXPECT_EQ(d.GetString("pluginType") + d.GetString("subType") + d.GetString("name"),
+                  "GenericUtilityLumarka");
+        EXPECT_EQ(d.GetString("__nodaraDocumentation"),
+                  "%KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html");
         KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
         EXPECT_TRUE(d.GetBool("widget", false, &err) && err == KYVO::CValue::ERR_OK);
         // The parameters show the node's current values, in the node's order.
         EXPECT_EQ(d.GetMap("parameters")->Keys(), parameters.Keys());
-        EXPECT_TRUE(d.GetBool("parameters/keep_workspace", !keep, &err) == keep && err == KYVO::CValue::ERR_OK);
+        EXPECT_TRUE(d.GetBool("parameters/keep_workspace", !keep, &err) == keep &&
+                    err == KYVO::CValue::ERR_OK);
         EXPECT_EQ(d.GetString("parameters/input_image_path") + d.GetString("parameters/label_mask_path"),
                   "%KYVODIR%/a.tif/m/a.pgm");
         EXPECT_EQ(d.Attributes("parameters/label_mask_path"), nullptr);
@@ -44,7 +47,8 @@ TEST(Description, KeysValuesAttributesAndHelpTextForBothKeepWorkspaceSettings) {
         // Inputs and outputs: an empty image (or map) each; a label, which the help text repeats under
         // its heading ("INPUT 0"); for inputs "optional" false.
         const QString text = QString::fromStdString(d.GetString("description"));
-        for (const std::string key : {"inputs/0", "inputs/1", "inputs/2", "inputs/3", "outputs/0", "outputs/1"}) {
+        for (const std::string key :
+             {"inputs/0", "inputs/1", "inputs/2", "inputs/3", "outputs/0", "outputs/1"}) {
             SCOPED_TRACE(key);
             const bool isMap = key == "inputs/2" || key == "outputs/1";
             const auto* image = dynamic_cast<const KYVO::CValueOwnedPointer<KYVO::CImage>*>(d.Get(key));

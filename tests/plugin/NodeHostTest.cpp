@@ -18,7 +18,8 @@ protected:
     NodeHostTest() : ChildProgram(PXM_NODE_HOST_BINARY) {}
     void SetUp() override {
         // An image, a mask with the value 4 in its last pixel, a float mask and a zone image of one row.
-        KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6)), mask(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
+        KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6)),
+            mask(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
         for (std::size_t i = 0; i < image.byteCount(); ++i)
             image.data()[i] = uint8_t(i * 5);
         *mask.voxel(7, 5, 0) = 4;
@@ -27,7 +28,8 @@ protected:
             *reinterpret_cast<float*>(zones.voxel(x, 0, 0)) = std::vector<float>{0, 0, 2, 3, 6}[x];
         KYVO::CImageIo2::Save(dir.localPath("image.pgm"), image);
         KYVO::CImageIo2::Save(dir.localPath("mask.pgm"), mask);
-        KYVO::CImageIo2::Save(dir.localPath("float.pfm"), KYVO::CImage(KYVO::IMAGE_GREY_F, KYVO::CSize(8, 6)));
+        KYVO::CImageIo2::Save(dir.localPath("float.pfm"),
+                              KYVO::CImage(KYVO::IMAGE_GREY_F, KYVO::CSize(8, 6)));
         KYVO::CImageIo2::Save(dir.localPath("zones.pfm"), zones);
         pxmtest::writeFile(dir.path("labels.json"), R"([{"name": "cell", "color": {"red": 0, "green": 0, )"
                                                     R"("blue": 255, "alpha": 255}, "opacity": 0.6}])");
@@ -49,7 +51,8 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
         ASSERT_EQ(run({"--image", dir.path("image.pgm"), "--mask", dir.path("mask.pgm"), "--labels",
                        dir.path("labels.json"), "--zones", dir.path(c.zones), "--close-after", "0",
                        "--output-mask", dir.path("out.pgm"), "--output-labels", dir.path("out.json")}),
-                  0) << err.toStdString();
+                  0)
+            << err.toStdString();
         EXPECT_TRUE(err.contains("Nodara standalone0")) << "a plug-in window: " << err.toStdString();
         EXPECT_TRUE(out.isEmpty()) << out.toStdString();
 
@@ -68,14 +71,19 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
         const auto map = [&](std::size_t i) { return static_cast<const KYVO::CValueMap*>(list->at(i)); };
         // A map's own "opacity" is not taken over; the opaque colour sets it to 1.
         const QString first = QString::fromStdString(map(0)->GetString("name"));
-        EXPECT_EQ(QString("%1 %2 %3").arg(first).arg(map(0)->GetLong("color/blue")).arg(map(0)->GetDouble("opacity")) +
+        EXPECT_EQ(QString("%1 %2 %3")
+                          .arg(first)
+                          .arg(map(0)->GetLong("color/blue"))
+                          .arg(map(0)->GetDouble("opacity")) +
                       QString(" %1 %2").arg(map(1)->GetLong("maskId")).arg(map(2)->GetLong("id")),
                   QString("cell 255 1 4 %1").arg(c.zoneId));
     }
 
     // Without an image there is no mask; the labels go to standard output.
-    ASSERT_EQ(run({"--labels", dir.path("labels.json"), "--output-mask", dir.path("none.pgm"), "--close-after", "0"}),
-              0) << err.toStdString();
+    ASSERT_EQ(run({"--labels", dir.path("labels.json"), "--output-mask", dir.path("none.pgm"),
+                   "--close-after", "0"}),
+              0)
+        << err.toStdString();
     EXPECT_FALSE(QFile::exists(dir.path("none.pgm")));
     EXPECT_TRUE(err.contains("no label mask")) << err.toStdString();
     const std::unique_ptr<KYVO::CValue> printed = KYVO::CValueJson::Read(out.toStdString());
@@ -107,12 +115,15 @@ TEST_F(NodeHostTest, BadInputEndsWithTheNodesMessage) {
         const char* message;
     } cases[] = {
         // The node's own messages (the plug-in tests check each) pass through with their place.
-        {{"--image", dir.path("image.pgm"), "--mask", dir.path("float.pfm")}, 1,
+        {{"--image", dir.path("image.pgm"), "--mask", dir.path("float.pfm")},
+         1,
          "ERROR: The mask (second input) must be of type IMAGE_GREY_8."},
-        {{"--image", dir.path("missing.pgm")}, 3, "missing.pgm"}, {{"--labels", dir.path("image.pgm")}, 3, "image.pgm"},
+        {{"--image", dir.path("missing.pgm")}, 3, "missing.pgm"},
+        {{"--labels", dir.path("image.pgm")}, 3, "image.pgm"},
         {{"--node", "pixmarker"}, 3, "no node named pixmarker"},
         {{"--library", dir.path("image.pgm")}, 3, "cannot load the plug-in library"},
-        {{"--close-after", "soon"}, 2, "--close-after"}, {{"--unknown"}, 2, "unknown"},
+        {{"--close-after", "soon"}, 2, "--close-after"},
+        {{"--unknown"}, 2, "unknown"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.arguments.join(' ').toStdString());

@@ -81,7 +81,12 @@ QStringList zonesOf(const pxm::PPixmarker& node) {
     for (const auto& [item, label] : node.project()->images().at(0)->scene(0)->labelledItems()) {
         auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(item);
         const QRectF r = rect ? rect->rect() : QRectF();
-        zones << QString("%1 %2 %3 %4 %5").arg(label->id()).arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
+        zones << QString("%1 %2 %3 %4 %5")
+                     .arg(label->id())
+                     .arg(r.x())
+                     .arg(r.y())
+                     .arg(r.width())
+                     .arg(r.height());
     }
     zones.sort();
     return zones;
@@ -100,15 +105,19 @@ QStringList outputLabels(const pxm::PPixmarker& node) {
     EXPECT_NE(labels, nullptr) << "output 1 is a vector";
     for (std::size_t i = 0; labels && i < labels->size(); ++i) {
         const auto* map = dynamic_cast<const CValueMap*>(labels->at(i));
-        lines << (map ? QString("%1 %2 %3").arg(QString::fromStdString(map->GetString("name")))
-                            .arg(map->GetLong("maskId")).arg(map->GetLong("color/red")) : "<not a map>");
+        lines << (map ? QString("%1 %2 %3")
+                            .arg(QString::fromStdString(map->GetString("name")))
+                            .arg(map->GetLong("maskId"))
+                            .arg(map->GetLong("color/red"))
+                      : "<not a map>");
     }
     return lines;
 }
 
 /// Two label maps and a number, which is no label and skipped.
 CValueSmart* twoLabels() {
-    return new CValueSmart(json(R"([{"name": "road", "color": {"red": 255, "green": 0, "blue": 0, "alpha": 255},
+    return new CValueSmart(
+        json(R"([{"name": "road", "color": {"red": 255, "green": 0, "blue": 0, "alpha": 255},
                                       "opacity": 0.5},
                                      {"name": "tree", "color": {"red": 0, "green": 255, "blue": 0, "alpha": 255},
                                       "opacity": 0.5}, 3])"));
@@ -144,7 +153,8 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
         {3, columns, zoneImage(3, {{0, 0, 1}})},
     };
     // The function that throws reads the input in the slot, or checks the zone image's columns.
-    const char* const readers[] = {"reloadImageInput", "reloadMaskInput", "reloadLabelInput", "reloadZoneInput"};
+    const char* const readers[] = {"reloadImageInput", "reloadMaskInput", "reloadLabelInput",
+                                   "reloadZoneInput"};
     // One kept workspace serves every case: building a window each time would be slow.
     pxm::PPixmarker node;
     CValueMap keep;
@@ -162,7 +172,8 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
             EXPECT_EQ(e.Message(), c.message);
             EXPECT_NE(e.Function().find(std::string("pxm::PPixmarker::") +
                                         (c.message == columns ? "addZoneListImage" : readers[c.slot])),
-                      std::string::npos) << e.Function();
+                      std::string::npos)
+                << e.Function();
         }
         EXPECT_TRUE(node.mainWindow() && !node.mainWindow()->isVisible() && node.OutputCount() == 0);
     }
@@ -228,8 +239,9 @@ TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
         ASSERT_EQ(node.project()->images().size(), 1);
         const pxm::LabeledImage* image = node.project()->images()[0];
         EXPECT_EQ(QStringList({image->imagePath(), image->maskPath(), node.project()->path()}),
-                  withPath ? QStringList({"/opt/k/data/a.b/img.tif", "%KYVODIR%/mask.pgm", "/opt/k/data/a.json"})
-                           : QStringList({"", "", ""}));
+                  withPath
+                      ? QStringList({"/opt/k/data/a.b/img.tif", "%KYVODIR%/mask.pgm", "/opt/k/data/a.json"})
+                      : QStringList({"", "", ""}));
         EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
                   withPath ? QVariant(true)
                            : pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged"));
@@ -252,14 +264,17 @@ TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
         {zoneImage(5, {{1, 2, 4, 6, 7.9f}, {0, 0, 5, 1, 9}, {0, 0, 5, 1, -2}}),
          {"-2 0 0 5 1", "7 1 2 3 4", "9 0 0 5 1"}},
         {new CValueSmart(vector), {"7 0 0 5 1", "7 1 2 3 4"}},
-        {zoneImage(5, {{nan, 0, 1, 1, 2}, {0, 0, 1, 1, inf}, {0, 0, 1, 1, 3e9f}, {0, 0, 1, 1, 0.5f}, {5, 1, 0, 0, 2}}),
+        {zoneImage(
+             5,
+             {{nan, 0, 1, 1, 2}, {0, 0, 1, 1, inf}, {0, 0, 1, 1, 3e9f}, {0, 0, 1, 1, 0.5f}, {5, 1, 0, 0, 2}}),
          {"2 0 0 5 1"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.expected.join(" | ").toStdString());
         pxm::PPixmarker node;
         node.SetInput(0, imageValue(IMAGE_GREY_8, 8, 8));
-        node.SetInput(2, new CValueSmart(json(R"([{"name": "given", "color": {"red": 255, "green": 0, "blue": 0,
+        node.SetInput(2,
+                      new CValueSmart(json(R"([{"name": "given", "color": {"red": 255, "green": 0, "blue": 0,
                                                                           "alpha": 255}}])")));
         node.SetInput(3, c.zones);
         runAndClose(node);

@@ -185,14 +185,17 @@ TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     EXPECT_DOUBLE_EQ(onScreen.width(), 17.0);
 }
 
-// A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor items of them.
+// A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor items of
+// them.
 TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     Project project;
     LabeledImage* image = pxmtest::addImage(project, 4, 3);
     image->setMask(pxmtest::volume(4, 3, 1, {1, 2, 3}), true, false);
     Scene* scene = image->scene(0);
     scene->incUsage();
-    const auto shown = [scene] { return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo()); };
+    const auto shown = [scene] {
+        return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo());
+    };
     ASSERT_EQ(shown(), std::tuple(true, true, true));
     QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
     QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
@@ -288,7 +291,8 @@ TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
                 image->eraseOverlayPath().contains("erased_mask_"));
     image->incUsage();
     ASSERT_NE(image->eraseOverlay(), nullptr);
-    EXPECT_EQ(std::pair(at(*image->eraseOverlay(), 1, 0), at(*image->eraseOverlay(), 4, 3, 1)), std::pair(2, 1));
+    EXPECT_EQ(std::pair(at(*image->eraseOverlay(), 1, 0), at(*image->eraseOverlay(), 4, 3, 1)),
+              std::pair(2, 1));
     std::unique_ptr<CImage> erased(image->createErasedMask());
     EXPECT_EQ(std::pair(at(*erased, 0, 0), at(*erased, 1, 0)), std::pair(1, 0));
     // An overlay file of the wrong size is replaced by a fresh one.
@@ -384,9 +388,10 @@ TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
         scene->addLabelItem(moved, b);
         std::unique_ptr<CImage> labels(image->createLabelMask());
         // Mask voxels beat shapes unless erased, the lowest shape wins, items are painted where they are.
-        const std::vector<int> got = {
-            at(*labels, 1, 1, z), at(*labels, 2, 2, z), at(*labels, 3, 2, z), at(*labels, 5, 5, z),
-            at(*labels, 7, 5, z), at(*labels, 9, 1, z), at(*labels, 8, 7, z), depth > 1 ? at(*labels, 1, 1, 0) : 0};
+        const std::vector<int> got = {at(*labels, 1, 1, z), at(*labels, 2, 2, z),
+                                      at(*labels, 3, 2, z), at(*labels, 5, 5, z),
+                                      at(*labels, 7, 5, z), at(*labels, 9, 1, z),
+                                      at(*labels, 8, 7, z), depth > 1 ? at(*labels, 1, 1, 0) : 0};
         EXPECT_EQ(got, (std::vector<int>{1, 7, 1, 1, 2, 0, 2, 0})) << "other layers stay untouched";
     }
 }
@@ -416,8 +421,9 @@ TEST(LabeledImage, MaskPaletteGreyValueIsTheIndex) {
     QImage grey(256, 1, QImage::Format_Grayscale8);
     QPainter painter(&grey);
     for (int i = 0; i < 256; ++i) {
-        EXPECT_EQ(std::pair(qAlpha(palette[i]), maskGrey(qRed(palette[i]), qGreen(palette[i]), qBlue(palette[i]))),
-                  std::pair(255, i));
+        EXPECT_EQ(
+            std::pair(qAlpha(palette[i]), maskGrey(qRed(palette[i]), qGreen(palette[i]), qBlue(palette[i]))),
+            std::pair(255, i));
         painter.fillRect(QRect(i, 0, 1, 1), QColor::fromRgb(palette[i]));
     }
     painter.end();
@@ -468,8 +474,8 @@ int maxChannelDifference(const QImage& a, const QImage& b) {
     for (int y = 0; y < a.height(); ++y)
         for (int x = 0; x < a.width(); ++x) {
             const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            worst = std::max(
-                {worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)), std::abs(qBlue(p) - qBlue(q))});
+            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
+                              std::abs(qBlue(p) - qBlue(q))});
         }
     return worst;
 }
@@ -498,7 +504,8 @@ TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
             QStyleOptionGraphicsItem option;
             option.exposedRect = item.boundingRect();
             const QImage ours = render([&](QPainter& p) { item.paint(&p, &option, nullptr); }, scale);
-            const QImage reference = render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
+            const QImage reference =
+                render([&](QPainter& p) { paintReference(p, *image, project, z); }, scale);
             EXPECT_LE(maxChannelDifference(ours, reference), 1);
         }
     }
@@ -628,7 +635,8 @@ TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
         std::vector<maskflood::Run> runs;
         const maskflood::Layer layer{ours.data(), erased ? overlay.data() : nullptr, w, h};
         maskflood::flood(layer, x, y, newValue, &runs);
-        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << " start " << x << "," << y;
+        ASSERT_EQ(ours, expected) << "round " << round << " size " << w << "x" << h << " start " << x << ","
+                                  << y;
         std::vector<uint8_t> back = ours;
         maskflood::fillRuns({back.data(), nullptr, w, h}, runs, old);
         ASSERT_EQ(back, mask) << "round " << round;

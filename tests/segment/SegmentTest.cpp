@@ -99,7 +99,9 @@ TEST(Wand, GrowsThroughLayersOfAVolume) {
     const std::vector<cv::Mat> region = session.grow(500);
     ASSERT_EQ(region.size(), std::size_t(depth));
     for (int z = 0; z < depth; ++z)
-        EXPECT_TRUE(cv::countNonZero(truth[z]) ? cv::countNonZero(region[z] != truth[z]) == 0 : region[z].empty()) << z;
+        EXPECT_TRUE(cv::countNonZero(truth[z]) ? cv::countNonZero(region[z] != truth[z]) == 0
+                                               : region[z].empty())
+            << z;
     // Without "3D" only the clicked layer.
     const std::vector<cv::Mat> flat = WandSession(volume, 5, 14, 20, WandSettings{}).grow(500);
     EXPECT_TRUE(cv::countNonZero(flat[5] != truth[5]) == 0 && flat[4].empty());

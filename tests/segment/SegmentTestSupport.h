@@ -19,15 +19,17 @@ inline double iou(const cv::Mat& a, const cv::Mat& b) {
     return either > 0 ? both / either : 1.0;
 }
 
-/// Objects (`truth`) textured around `inside` on noise around `outside`, times `scale` (16-bit 200, float 1/255).
+/// Objects (`truth`) textured around `inside` on noise around `outside`, times `scale` (16-bit 200, float
+/// 1/255).
 struct Picture {
     KYVO::CImage image;
     cv::Mat truth;
 };
 
-inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside = 160, double outside = 40,
-                               double scale = 1, unsigned seed = 7) {
-    Picture picture{KYVO::CImage(type, KYVO::CSize(std::size_t(truth.cols), std::size_t(truth.rows), 1)), truth};
+inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside = 160,
+                               double outside = 40, double scale = 1, unsigned seed = 7) {
+    Picture picture{KYVO::CImage(type, KYVO::CSize(std::size_t(truth.cols), std::size_t(truth.rows), 1)),
+                    truth};
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> noise(-8, 8);
     const int channels = KYVO::ImageTypeChannels(type);
@@ -35,8 +37,9 @@ inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, dou
     for (int y = 0; y < truth.rows; ++y)
         for (int x = 0; x < truth.cols; ++x)
             for (int c = 0; c < channels; ++c) {
-                const double base = truth.at<uint8_t>(y, x) ? inside + 10 * std::sin(x * 0.3 + c) * std::cos(y * 0.2)
-                                                            : outside + noise(random);
+                const double base = truth.at<uint8_t>(y, x)
+                                        ? inside + 10 * std::sin(x * 0.3 + c) * std::cos(y * 0.2)
+                                        : outside + noise(random);
                 values.ptr<double>(y)[x * channels + c] = (base + 20 * c) * scale;
             }
     cv::Mat layer = pxm::segment::layerMat(picture.image, 0);

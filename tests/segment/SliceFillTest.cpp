@@ -46,9 +46,12 @@ const Volume Volumes[] = {
          const double u = c * (x - 48) + s * (z - 20), w = -s * (x - 48) + c * (z - 20);
          return sq(u / 30) + sq((y - 48) / 14) + sq(w / 16) <= 1;
      }},
-    {"torus", [](double x, double y, double z) { return sq(std::hypot(x - 48, z - 20) - 22) + sq(y - 48) <= sq(9); }},
+    {"torus",
+     [](double x, double y, double z) { return sq(std::hypot(x - 48, z - 20) - 22) + sq(y - 48) <= sq(9); }},
     {"movingCylinder",
-     [](double x, double y, double z) { return z >= 2 && z <= 38 && sq(x - 18 - 1.5 * z) + sq(y - 48) <= sq(11); }},
+     [](double x, double y, double z) {
+         return z >= 2 && z <= 38 && sq(x - 18 - 1.5 * z) + sq(y - 48) <= sq(11);
+     }},
     {"splitting",
      [](double x, double y, double z) {
          if (z < 3 || z > 38)
@@ -94,7 +97,8 @@ TEST_P(SliceFillVolumes, FilledLayersMatchTheTruth) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Volumes, SliceFillVolumes,
-                         ::testing::Combine(::testing::Range(0, int(std::size(Volumes))), ::testing::Values(2, 5, 10)),
+                         ::testing::Combine(::testing::Range(0, int(std::size(Volumes))),
+                                            ::testing::Values(2, 5, 10)),
                          [](const auto& info) {
                              return std::string(Volumes[std::get<0>(info.param)].name) + "_every" +
                                     std::to_string(std::get<1>(info.param));

@@ -12,13 +12,15 @@ namespace pxmtest {
 
 namespace {
 
-void fillTile(const PyramidTiff& spec, int level, uint32_t column, uint32_t row, std::vector<uint8_t>& pixels) {
+void fillTile(const PyramidTiff& spec, int level, uint32_t column, uint32_t row,
+              std::vector<uint8_t>& pixels) {
     const int channels = spec.rgb ? 3 : 1;
     for (uint32_t j = 0; j < spec.tile; ++j) {
         for (uint32_t i = 0; i < spec.tile; ++i) {
             // Whole tiles carry a texture, so that they cost what real tiles cost to decode.
-            const uint8_t v = spec.tileValue ? uint8_t(spec.tileValue(level, column, row) + ((i * 7 ^ j * 3) & 31))
-                                             : spec.value(level, column * spec.tile + i, row * spec.tile + j);
+            const uint8_t v = spec.tileValue
+                                  ? uint8_t(spec.tileValue(level, column, row) + ((i * 7 ^ j * 3) & 31))
+                                  : spec.value(level, column * spec.tile + i, row * spec.tile + j);
             uint8_t* p = &pixels[(std::size_t(j) * spec.tile + i) * std::size_t(channels)];
             p[0] = v;
             if (spec.rgb) {
@@ -68,8 +70,10 @@ void writePyramidTiff(const std::string& path, const PyramidTiff& spec) {
             for (uint32_t j = 0; j < rows; ++j)
                 for (uint32_t i = 0; i < w; ++i)
                     for (int c = 0; c < channels; ++c)
-                        strip[(std::size_t(j) * w + i) * std::size_t(channels) + std::size_t(c)] = spec.value(0, i, y + j);
-            if (TIFFWriteEncodedStrip(tif, TIFFComputeStrip(tif, y, 0), strip.data(), tmsize_t(strip.size())) < 0)
+                        strip[(std::size_t(j) * w + i) * std::size_t(channels) + std::size_t(c)] =
+                            spec.value(0, i, y + j);
+            if (TIFFWriteEncodedStrip(tif, TIFFComputeStrip(tif, y, 0), strip.data(),
+                                      tmsize_t(strip.size())) < 0)
                 throw std::runtime_error("cannot write a strip of " + path);
         }
         for (uint32_t row = 0; !striped && row * spec.tile < h; ++row) {

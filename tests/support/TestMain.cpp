@@ -19,8 +19,13 @@ int main(int argc, char** argv) {
 }
 
 // Not ours: Qt's offscreen plugin keeps its screens until exit (full unwinding lets the suppression see its
-// frames, as Qt is built without frame pointers), and a line edit's clear-button fade is freed once it has run.
+// frames, as Qt is built without frame pointers), and a line edit's clear-button fade is freed once it has
+// run.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libqoffscreen.so\n" "leak:libfontconfig.so\n" "leak:QLineEdit::textChanged\n";
+    return "leak:libqoffscreen.so\n"
+           "leak:libfontconfig.so\n"
+           "leak:QLineEdit::textChanged\n";
 }
-extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0:detect_leaks=1"; }
+extern "C" const char* __asan_default_options() {
+    return "fast_unwind_on_malloc=0:detect_leaks=1";
+}

@@ -33,7 +33,9 @@ void PrintTo(const Kind& kind, std::ostream* os) {
 class RectToolTest : public ToolFixture, public ::testing::WithParamInterface<Kind> {
 protected:
     AbstractRectTool* rectTool() const { return tool<AbstractRectTool>(); }
-    void set(const char* key, const QVariant& value) { project.setSetting(QString(GetParam().prefix) + key, value); }
+    void set(const char* key, const QVariant& value) {
+        project.setSetting(QString(GetParam().prefix) + key, value);
+    }
     void useTool(bool oneClick, int w = 1, int h = 1) {
         set(".oneClick", oneClick);
         set(".defaultWidth", w);
@@ -77,7 +79,8 @@ TEST_P(RectToolTest, OneClickShapeIsCentredOnTheClick) {
     // A click on the shape just made starts no second one.
     typeKey(Qt::Key_Escape);
     click({50, 60});
-    EXPECT_EQ(std::pair(stack()->count(), rectTool()->state()), std::pair(1, AbstractRectTool::State::Transforming));
+    EXPECT_EQ(std::pair(stack()->count(), rectTool()->state()),
+              std::pair(1, AbstractRectTool::State::Transforming));
     // Unusable default sizes are 1 x 1: corners half a pixel off the click.
     set(".defaultWidth", 0);
     set(".defaultHeight", QString("x"));
@@ -111,7 +114,8 @@ TEST_P(RectToolTest, EscapeAbortsTheDragNoLabelDrawsNothingAndOtherKindsDoNotSto
 }
 
 TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
-    view->setTool(GetParam().type); // a project without the settings: the default the settings dialog shows, one click
+    view->setTool(
+        GetParam().type); // a project without the settings: the default the settings dialog shows, one click
     EXPECT_TRUE(rectTool()->oneClick());
     EXPECT_TRUE(rectTool()->settingsToolBar()->findChild<QCheckBox*>("oneClickModeCheckBox")->isChecked());
     view->setTool(ToolType::None);
@@ -133,7 +137,8 @@ TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
             .arg(height->value());
     };
     EXPECT_EQ(bars(), "0 00 5x6");
-    set(".oneClick", true); // from the settings dialog's side: the project changes, the tool bar follows at once
+    set(".oneClick",
+        true); // from the settings dialog's side: the project changes, the tool bar follows at once
     EXPECT_EQ(bars(), "1 11 5x6");
     // From the tool bar's side.
     width->setValue(12);
@@ -144,11 +149,11 @@ TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
               std::pair(12, false));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, RectToolTest,
-                         ::testing::Values(Kind{ToolType::Rectangle, "RectTool", "rect", QGraphicsRectItem::Type},
-                                           Kind{ToolType::Ellipse, "EllipseTool", "ellipse",
-                                                QGraphicsEllipseItem::Type}),
-                         [](const auto& info) { return std::string(info.param.prefix); });
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, RectToolTest,
+    ::testing::Values(Kind{ToolType::Rectangle, "RectTool", "rect", QGraphicsRectItem::Type},
+                      Kind{ToolType::Ellipse, "EllipseTool", "ellipse", QGraphicsEllipseItem::Type}),
+    [](const auto& info) { return std::string(info.param.prefix); });
 
 QString poly(std::initializer_list<QPointF> points, int id) {
     QStringList parts;
@@ -175,7 +180,9 @@ protected:
         doubleClick({50, 70});
         release({50, 70});
     }
-    QString triangle(QPointF second = {80, 20}) const { return poly({{20, 20}, second, {50, 70}}, label->id()); }
+    QString triangle(QPointF second = {80, 20}) const {
+        return poly({{20, 20}, second, {50, 70}}, label->id());
+    }
 };
 
 TEST_F(PolygonToolTest, ClicksAndADoubleClickCommitOnePolygonThatGoesIntoEditingEscapeDiscardsOne) {
@@ -183,7 +190,8 @@ TEST_F(PolygonToolTest, ClicksAndADoubleClickCommitOnePolygonThatGoesIntoEditing
     click({20, 20});
     move({80, 20});
     ASSERT_NE(tool<Polygon>()->newPolygonTool()->drawnItem(), nullptr);
-    EXPECT_EQ(tool<Polygon>()->newPolygonTool()->drawnItem()->polygon().size(), 2) << "fixed first and floating vertex";
+    EXPECT_EQ(tool<Polygon>()->newPolygonTool()->drawnItem()->polygon().size(), 2)
+        << "fixed first and floating vertex";
     EXPECT_TRUE(snapshot().isEmpty());
     for (int i = 1; i < 6; ++i)
         click({20.0 + 10 * i, 20.0 + 7 * (i % 2)});
@@ -207,10 +215,12 @@ TEST_F(PolygonToolTest, EachVertexDragIsOneStepAndEndingEditingRestoresTheLastCo
     expectUndoRedo({triangle()}, moved);
     // Undo while editing changes the shape (not the grips); ending the editing puts back the last commit.
     stack()->undo();
-    EXPECT_EQ(std::pair(snapshot(), editor()->grips()[1]->pos()), std::pair(QStringList{triangle()}, QPointF(90, 30)));
+    EXPECT_EQ(std::pair(snapshot(), editor()->grips()[1]->pos()),
+              std::pair(QStringList{triangle()}, QPointF(90, 30)));
     typeKey(Qt::Key_Escape);
     EXPECT_EQ(std::pair(snapshot(), stack()->index()), std::pair(moved, 1));
-    EXPECT_EQ(std::pair(editor()->state(), editor()->grips().size()), std::pair(EditPolygonTool::State::Idle, 0));
+    EXPECT_EQ(std::pair(editor()->state(), editor()->grips().size()),
+              std::pair(EditPolygonTool::State::Idle, 0));
 }
 
 TEST_F(PolygonToolTest, ShiftPressInsertsOnAnEdgeAndRemovesAtAGripNeverBelowThree) {
@@ -330,11 +340,14 @@ TEST_F(TransformationTest, EachScaleGripScalesAboutTheOppositeAnchor) {
         drag(from, target);
         ASSERT_EQ(stack()->count(), steps + 1);
         // In the order of the grips: the opposite corner, or the opposite edge at the press.
-        const QPointF anchors[] = {r.bottomRight(), {press.x(), r.bottom()}, r.bottomLeft(), {r.left(), press.y()},
-                                   r.topLeft(),     {press.x(), r.top()},    r.topRight(),   {r.right(), press.y()}};
+        const QPointF anchors[] = {
+            r.bottomRight(), {press.x(), r.bottom()}, r.bottomLeft(), {r.left(), press.y()},
+            r.topLeft(),     {press.x(), r.top()},    r.topRight(),   {r.right(), press.y()}};
         const QPointF anchor = anchors[g];
-        const double sx = std::abs(press.x() - anchor.x()) > 0.1 ? (p.x() - anchor.x()) / (press.x() - anchor.x()) : 1;
-        const double sy = std::abs(press.y() - anchor.y()) > 0.1 ? (p.y() - anchor.y()) / (press.y() - anchor.y()) : 1;
+        const double sx =
+            std::abs(press.x() - anchor.x()) > 0.1 ? (p.x() - anchor.x()) / (press.x() - anchor.x()) : 1;
+        const double sy =
+            std::abs(press.y() - anchor.y()) > 0.1 ? (p.y() - anchor.y()) / (press.y() - anchor.y()) : 1;
         const QTransform t = shape->transform();
         // Middle grips scale one axis only (sx or sy exactly 1); the anchor stays where it was.
         EXPECT_NEAR(QLineF(QPointF(t.m11(), t.m22()), QPointF(sx, sy)).length() + std::abs(t.m12()), 0, 1e-9);

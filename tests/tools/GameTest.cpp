@@ -144,17 +144,22 @@ TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
     EXPECT_EQ(std::pair(game.at(3, 0), game.moveCount()), std::pair(FourInARow::First, 2));
     typeKey(Qt::Key_1);
     clickViewport(QPoint(2, 2));
-    EXPECT_EQ(std::pair(gameTool()->game().at(0, 0), gameTool()->game().moveCount()), std::pair(FourInARow::First, 4));
+    EXPECT_EQ(std::pair(gameTool()->game().at(0, 0), gameTool()->game().moveCount()),
+              std::pair(FourInARow::First, 4));
     // Nothing is drawn into the scene.
-    EXPECT_EQ(std::tuple(stack()->count(), snapshot(), scene()->items().size()), std::tuple(0, items, sceneItems));
+    EXPECT_EQ(std::tuple(stack()->count(), snapshot(), scene()->items().size()),
+              std::tuple(0, items, sceneItems));
     typeKey(Qt::Key_N); // a new game lets the computer start
-    EXPECT_EQ(std::pair(gameTool()->humanPiece(), gameTool()->game().moveCount()), std::pair(FourInARow::Second, 1));
+    EXPECT_EQ(std::pair(gameTool()->humanPiece(), gameTool()->game().moveCount()),
+              std::pair(FourInARow::Second, 1));
     // Escape gives back the tool used before, and the board goes with the game.
     QPointer<GameBoard> board = gameTool()->board();
     typeKey(Qt::Key_Escape);
     QApplication::processEvents();
-    EXPECT_EQ(std::tuple(view->toolType(), board.isNull(), stack()->count()), std::tuple(ToolType::Rectangle, true, 0));
-    QShortcut* shortcut = installGameShortcut(window.get(), view); // the window's key sequence toggles it on and off
+    EXPECT_EQ(std::tuple(view->toolType(), board.isNull(), stack()->count()),
+              std::tuple(ToolType::Rectangle, true, 0));
+    QShortcut* shortcut =
+        installGameShortcut(window.get(), view); // the window's key sequence toggles it on and off
     ASSERT_NE(shortcut, nullptr);
     emit shortcut->activated();
     EXPECT_EQ(view->toolType(), ToolType::Reserved);

@@ -265,7 +265,8 @@ TEST_P(BrushStrokeTest, FastStrokeLeavesNoGapAndIsOneExactUndoStep) {
                              !erasing || nothingErased()),
                   std::tuple(pathBefore, erasing ? 1 : 0, maskBefore, true));
         stack()->redo();
-        EXPECT_EQ(std::tuple(region->path(), maskPixels(), snapshot()), std::tuple(pathAfter, maskAfter, after));
+        EXPECT_EQ(std::tuple(region->path(), maskPixels(), snapshot()),
+                  std::tuple(pathAfter, maskAfter, after));
     }
 }
 
@@ -296,8 +297,8 @@ TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << " at " << c.from.x() << "," << c.from.y());
-        const QVector<QRect> rects =
-            Brush::strokePixels(c.shape, c.width, c.from, c.to, QRectF(0, 0, 200, 200), Brush::Cover::Touched);
+        const QVector<QRect> rects = Brush::strokePixels(c.shape, c.width, c.from, c.to,
+                                                         QRectF(0, 0, 200, 200), Brush::Cover::Touched);
         QRegion covered;
         int area = 0;
         for (const QRect& r : rects) {
@@ -380,7 +381,8 @@ TEST_F(PixelToolTest, BrushCursorFollowsThePointerAndTheWidthAndShapeSettings) {
               std::tuple(QString("Square"), static_cast<QGraphicsEllipseItem*>(nullptr), Qt::SolidPattern));
     // Ctrl+plus zooms on the press and widens the brush of either tool on the release.
     for (const ToolType type : {ToolType::Freehand, ToolType::Eraser}) {
-        const QString setting = type == ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth";
+        const QString setting =
+            type == ToolType::Eraser ? "EraserTool.brushWidth" : "FreehandTool.brushWidth";
         project.setSetting(setting, 5);
         view->setTool(type);
         const double scale = view->transform().m11();
@@ -445,7 +447,8 @@ TEST_F(PixelToolTest, EraserCutsRegionsAndUndoRestoresTheirFullPath) {
     // Erasing every last pixel removes the region; undo brings it back whole.
     project.setSetting("EraserTool.brushWidth", 12);
     drag({96, 100}, {134, 100}, Qt::LeftButton, 8);
-    EXPECT_EQ(std::pair(regions().size(), region->scene()), std::pair(0, static_cast<QGraphicsScene*>(nullptr)));
+    EXPECT_EQ(std::pair(regions().size(), region->scene()),
+              std::pair(0, static_cast<QGraphicsScene*>(nullptr)));
     stack()->undo();
     EXPECT_EQ(std::tuple(regions(), region->path(), snapshot()),
               std::tuple(QList<QGraphicsPathItem*>{region}, painted, before));
@@ -464,7 +467,8 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsRelabelsShapesAndPicksLabels) {
     project.setCurrentLabel(label);
     click({15, 15});
     ASSERT_EQ(stack()->count(), 1);
-    EXPECT_EQ(std::pair(maskAt(29, 29), maskAt(9, 9)), std::pair(label->maskId(), 0)) << "masks hold mask ids";
+    EXPECT_EQ(std::pair(maskAt(29, 29), maskAt(9, 9)), std::pair(label->maskId(), 0))
+        << "masks hold mask ids";
     stack()->undo();
     EXPECT_EQ(maskAt(29, 29), other->maskId());
     stack()->redo();
@@ -503,7 +507,8 @@ TEST_F(PixelToolTest, ReassignFloodsMaskRegionsRelabelsShapesAndPicksLabels) {
         typeKey(key);
         picked << project.currentLabel();
     }
-    EXPECT_EQ(picked, (QList<Label*>{other, label, label, label, other, other, project.labels().at(9), third}));
+    EXPECT_EQ(picked,
+              (QList<Label*>{other, label, label, label, other, other, project.labels().at(9), third}));
     EXPECT_EQ(stack()->count(), 0);
 }
 
@@ -522,7 +527,8 @@ TEST_F(PixelToolTest, HandlersTolerateNoSceneAndAnImageThatFailedToLoad) {
             for (const Qt::MouseButton b : {Qt::LeftButton, Qt::RightButton}) {
                 QMouseEvent press(QEvent::MouseButtonPress, QPointF(10, 10), b, b, Qt::NoModifier);
                 QMouseEvent moved(QEvent::MouseMove, QPointF(20, 20), Qt::NoButton, b, Qt::NoModifier);
-                QMouseEvent release(QEvent::MouseButtonRelease, QPointF(20, 20), b, Qt::NoButton, Qt::NoModifier);
+                QMouseEvent release(QEvent::MouseButtonRelease, QPointF(20, 20), b, Qt::NoButton,
+                                    Qt::NoModifier);
                 tool->mousePressEvent(&press);
                 tool->mouseMoveEvent(&moved);
                 tool->mouseReleaseEvent(&release);

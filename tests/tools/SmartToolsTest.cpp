@@ -198,7 +198,8 @@ TEST_F(WandToolTest, NothingHappensWithoutAnImageOrLabel) {
     EXPECT_EQ(std::pair(stack()->count(), !!wand()->preview()), std::pair(0, false));
 }
 
-// Shapes merge into a region, regions trace into polygons (holed parts stay), a mask becomes items: one step each.
+// Shapes merge into a region, regions trace into polygons (holed parts stay), a mask becomes items: one step
+// each.
 TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     const auto coverage = [this](const pxm::Label* l) { return covered(scene(), l); };
     addRect(QRectF(10, 10, 40, 30), label);
@@ -207,7 +208,8 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     addRect(QRectF(120, 120, 20, 20), other);
     const cv::Mat shapes = coverage(label);
     const QStringList before = snapshot();
-    stack()->push(pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
+    stack()->push(
+        pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
     // The region and the line, which has no area to merge.
     const QList<QGraphicsItem*> mine = scene()->itemsOfLabel(label);
     EXPECT_EQ(std::pair(mine.size(), mine.contains(line)), std::pair(2, true));
@@ -224,13 +226,14 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     scene()->addLabelItem(holed, label);
     const cv::Mat regions = coverage(label);
     const QStringList traced = snapshot();
-    stack()->push(
-        pxm::conversions::regionToPolygons(scene(), project, pxm::conversions::targets(*scene(), label), 0.7));
+    stack()->push(pxm::conversions::regionToPolygons(scene(), project,
+                                                     pxm::conversions::targets(*scene(), label), 0.7));
     QList<int> types;
     for (QGraphicsItem* item : scene()->itemsOfLabel(label))
         types << item->type();
     std::sort(types.begin(), types.end());
-    EXPECT_EQ(types, (QList<int>{QGraphicsPathItem::Type, QGraphicsPolygonItem::Type, QGraphicsLineItem::Type}));
+    EXPECT_EQ(types,
+              (QList<int>{QGraphicsPathItem::Type, QGraphicsPolygonItem::Type, QGraphicsLineItem::Type}));
     EXPECT_GT(iou(coverage(label), regions), 0.98);
     expectUndoRedo(traced, snapshot());
     // Nothing of the kind: no command.
@@ -297,13 +300,16 @@ TEST(VolumeEditing, FillCopyAndStatistics) {
     project.undoStack()->redo();
 
     const auto stats = pxm::segment::labelStatistics(*image, {moving, other});
-    EXPECT_EQ(std::tuple(stats[0].components, stats[0].layers.size(), stats[1].voxels), std::tuple(1, 9u, 48));
-    EXPECT_EQ(std::vector<int>({stats[1].x0, stats[1].y0, stats[1].z0, stats[1].x1, stats[1].y1, stats[1].z1}),
-              std::vector<int>({20, 26, 2, 25, 33, 2}));
+    EXPECT_EQ(std::tuple(stats[0].components, stats[0].layers.size(), stats[1].voxels),
+              std::tuple(1, 9u, 48));
+    EXPECT_EQ(
+        std::vector<int>({stats[1].x0, stats[1].y0, stats[1].z0, stats[1].x1, stats[1].y1, stats[1].z1}),
+        std::vector<int>({20, 26, 2, 25, 33, 2}));
 
     // The label's shapes of layer 7 are copied to layer 8; there is no layer after the last.
-    QUndoCommand* copy = pxm::conversions::copyToLayer(image->scene(7), image->scene(8), project,
-                                                       image->scene(7)->itemsOfLabel(moving), "Copy to next layer");
+    QUndoCommand* copy =
+        pxm::conversions::copyToLayer(image->scene(7), image->scene(8), project,
+                                      image->scene(7)->itemsOfLabel(moving), "Copy to next layer");
     ASSERT_NE(copy, nullptr);
     project.undoStack()->push(copy);
     EXPECT_EQ(image->scene(8)->itemsOfLabel(moving).size(), 2);

@@ -38,7 +38,8 @@ inline QString geometryOf(const QGraphicsItem* item) {
     if (auto* path = qgraphicsitem_cast<const QGraphicsPathItem*>(item))
         return "path " + box(path->path().boundingRect());
     if (auto* line = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
-        return "line " + numbers({line->line().x1(), line->line().y1(), line->line().x2(), line->line().y2()});
+        return "line " +
+               numbers({line->line().x1(), line->line().y1(), line->line().x2(), line->line().y2()});
     QStringList points;
     if (auto* polygon = qgraphicsitem_cast<const QGraphicsPolygonItem*>(item))
         for (const QPointF& p : polygon->polygon())
@@ -103,7 +104,9 @@ public:
     void release(const QPointF& p, Button b = Qt::LeftButton, Mods m = {}) {
         mouseAt(QEvent::MouseButtonRelease, at(p), b, {}, m);
     }
-    void doubleClick(const QPointF& p) { mouseAt(QEvent::MouseButtonDblClick, at(p), Qt::LeftButton, Qt::LeftButton); }
+    void doubleClick(const QPointF& p) {
+        mouseAt(QEvent::MouseButtonDblClick, at(p), Qt::LeftButton, Qt::LeftButton);
+    }
     /// Press, moves in steps with the button held, release.
     void drag(const QPointF& from, const QPointF& to, Button b = Qt::LeftButton, int steps = 4, Mods m = {}) {
         press(from, b, m);

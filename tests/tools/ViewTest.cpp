@@ -46,8 +46,8 @@ protected:
     }
     void wheel(QPoint angle, Qt::KeyboardModifiers m) {
         const QPoint p = at({100, 100});
-        QWheelEvent event(p, view->viewport()->mapToGlobal(p), QPoint(), angle, Qt::NoButton, m, Qt::NoScrollPhase,
-                          false);
+        QWheelEvent event(p, view->viewport()->mapToGlobal(p), QPoint(), angle, Qt::NoButton, m,
+                          Qt::NoScrollPhase, false);
         QApplication::sendEvent(view->viewport(), &event);
     }
     /// Expects the tool to have seen just `events` since the last check.
@@ -156,8 +156,9 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
         // Back per image, the camera and scroll bars come back; reset fits the 200 x 200 image to the view.
         EXPECT_TRUE(mode != "perImage" ||
                     (view->transform() == first && view->horizontalScrollBar()->value() == scroll));
-        EXPECT_TRUE(mode != "reset" || (!view->transform().isRotating() &&
-                                        std::abs(view->zoomFactor() - view->viewport()->width() / 200.0) < 0.05));
+        EXPECT_TRUE(mode != "reset" ||
+                    (!view->transform().isRotating() &&
+                     std::abs(view->zoomFactor() - view->viewport()->width() / 200.0) < 0.05));
     }
     // An unknown mode is repaired to perProject in the settings.
     project.setSetting("View.cameraMode", QString("PerImage"));
@@ -201,7 +202,8 @@ TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport)
 TEST_F(ViewTest, ASceneChangeEndsEveryEditAndLeavesNothingOnTheShapes) {
     addSecondImage();
     QGraphicsItem* rect = addRect({20, 20, 40, 40}, label);
-    QGraphicsItem* polygon = addShape<QGraphicsPolygonItem>(label, QPolygonF({{100, 20}, {160, 20}, {130, 70}}));
+    QGraphicsItem* polygon =
+        addShape<QGraphicsPolygonItem>(label, QPolygonF({{100, 20}, {160, 20}, {130, 70}}));
     QGraphicsItem* line = addShape<QGraphicsLineItem>(label, 20, 150, 100, 150);
     const struct {
         ToolType tool;
@@ -238,13 +240,14 @@ TEST_F(ViewTest, StatusLineShowsTheNoLabelHintThePixelAndTheLabelsUnderThePointe
     project.setCurrentLabel(nullptr);
     QSignalSpy status(view, &View::statusTipChanged);
     const auto last = [&] { return status.last().at(0).toString(); };
-    for (ToolType type : {ToolType::Ruler, ToolType::Rectangle, ToolType::Ellipse, ToolType::Polygon, ToolType::Line,
-                          ToolType::Freehand}) {
+    for (ToolType type : {ToolType::Ruler, ToolType::Rectangle, ToolType::Ellipse, ToolType::Polygon,
+                          ToolType::Line, ToolType::Freehand}) {
         SCOPED_TRACE(int(type));
         view->setTool(type);
         move({50, 50});
         ASSERT_FALSE(status.isEmpty());
-        EXPECT_EQ(last().startsWith(View::noLabelHint()), type != ToolType::Ruler) << "in front of the pointer readout";
+        EXPECT_EQ(last().startsWith(View::noLabelHint()), type != ToolType::Ruler)
+            << "in front of the pointer readout";
     }
     project.setCurrentLabel(label);
     move({70, 70});
@@ -285,9 +288,9 @@ TEST_F(ViewTest, MagnifierRepairsItsSettings) {
         ZoomView* zoom = view->zoomView();
         ASSERT_NE(zoom, nullptr);
         EXPECT_NEAR(zoom->transform().m11(), view->transform().m11() * c.factor, 1e-9);
-        EXPECT_EQ(
-            std::pair(zoom->geometry(), project.setting("ZoomView.zoom")),
-            std::pair(QRect(at({100, 100}) - QPoint(c.side / 2, c.side / 2), QSize(c.side, c.side)), c.storedZoom));
+        EXPECT_EQ(std::pair(zoom->geometry(), project.setting("ZoomView.zoom")),
+                  std::pair(QRect(at({100, 100}) - QPoint(c.side / 2, c.side / 2), QSize(c.side, c.side)),
+                            c.storedZoom));
         release({100, 100});
     }
 }
@@ -315,11 +318,12 @@ TEST(ReannotationRulesTest, TextRoundTripsAndBadEntriesAreDropped) {
               (QList<ReannotationRule>{{"Shift+Q", "cat", "dog"}, {"1", "", "bird"}}));
     EXPECT_TRUE(ReannotationRules::fromText("not json").isEmpty());
     EXPECT_TRUE(ReannotationRules::fromText(R"({"key": "1"})").isEmpty());
-    EXPECT_EQ(ReannotationRules::fromText(R"([{"key": "", "to": "a"}, {"key": "2"}, {"key": "Ctrl+X, Y", "to": "b"},
+    EXPECT_EQ(
+        ReannotationRules::fromText(R"([{"key": "", "to": "a"}, {"key": "2"}, {"key": "Ctrl+X, Y", "to": "b"},
                                               {"key": "3", "to": "c"}])")
-                  .rules()
-                  .size(),
-              1)
+            .rules()
+            .size(),
+        1)
         << "entries without key or target, and chords, are dropped";
     EXPECT_EQ(std::pair(rules.rulesForKey("Shift+Q").size(), rules.rulesForKey("Q").size()), std::pair(1, 0));
 }

@@ -61,7 +61,8 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     uitest::ModalAnswerer modals;
     pxm::View* view = window.view();
     auto dialogAsked = [this](const QString& title) {
-        return [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
+        return
+            [this, title] { EXPECT_EQ(files.calls.empty() ? QString() : files.calls.back().title, title); };
     };
     auto modalShown = [&modals](const QString& className, const QString& title) {
         return [&modals, className, title] {
@@ -107,7 +108,8 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
              EXPECT_TRUE(QFileInfo::exists(done));
          }},
         // The reannotation dialog needs a mask on the canvas.
-        {A::Reannotation, [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
+        {A::Reannotation,
+         [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
     };
     project.setSetting("Script.path", "touch %1.done");
     find(A::Reannotation)->setEnabled(true);
@@ -202,8 +204,9 @@ TEST_F(ActionWiringTest, KeysStepThroughImagesAndSlices) {
     };
     for (const auto& [key, modifiers, after] : keys) {
         QTest::keyClick(&window, Qt::Key(key), modifiers);
-        EXPECT_EQ(QList<int>({project.currentImageIndex(), project.currentZLayer(), project.undoStack()->index()}),
-                  after)
+        EXPECT_EQ(
+            QList<int>({project.currentImageIndex(), project.currentZLayer(), project.undoStack()->index()}),
+            after)
             << QKeySequence(key | int(modifiers)).toString().toStdString();
     }
 }

@@ -17,7 +17,8 @@ protected:
         UiTest::SetUp();
         // A recovery folder of this process's own: tests run side by side.
         m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" + QString::number(QCoreApplication::applicationPid()));
+        QCoreApplication::setApplicationName(m_name + "-" +
+                                             QString::number(QCoreApplication::applicationPid()));
         QDir(RecoveryFolder::root()).removeRecursively();
     }
     void TearDown() override {
@@ -56,7 +57,8 @@ protected:
 
 TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     std::unique_ptr<MainWindow> window = editedWindow();
-    Autosave* autosave = Autosave::of(window.get()); // every window keeps its work safe, by default each minute
+    Autosave* autosave =
+        Autosave::of(window.get()); // every window keeps its work safe, by default each minute
     ASSERT_NE(autosave, nullptr);
     EXPECT_EQ(autosave->interval(), 60);
     Project* project = window->project();
@@ -98,7 +100,8 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
         EXPECT_TRUE(volume.file.endsWith("-1.okav.gz") || volume.file.endsWith("-2.okav.gz"))
             << volume.file.toStdString();
 
-    window->saveProject(); // a successful save deletes the snapshot; with nothing unsaved there is nothing to keep
+    window->saveProject(); // a successful save deletes the snapshot; with nothing unsaved there is nothing to
+                           // keep
     EXPECT_EQ(std::tuple(project->undoStack()->isClean(), QFileInfo::exists(folder), autosave->folder()),
               std::tuple(true, false, QString()));
     EXPECT_FALSE(autosave->snapshotNow());
@@ -181,7 +184,8 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
 
     const QByteArray before = pxmtest::readFile(projectPath);
     window.saveProject();
-    EXPECT_TRUE(pxmtest::readFile(projectPath) != before && !QFileInfo::exists(folder)) << "saved over the original";
+    EXPECT_TRUE(pxmtest::readFile(projectPath) != before && !QFileInfo::exists(folder))
+        << "saved over the original";
     Project reread;
     ProjectReader::read(projectPath, &reread);
     EXPECT_EQ(reread.labels()[0]->name(), "tumour");
@@ -208,9 +212,9 @@ TEST_F(AutosaveTest, DialogRecoversDiscardsAndKeeps) {
     RecoveryDialog dialog(offered);
     QTreeWidget* list = dialog.list();
     ASSERT_EQ(list->topLevelItemCount(), 3);
-    EXPECT_EQ(
-        std::tuple(list->topLevelItem(0)->text(0), list->topLevelItem(0)->text(1), list->topLevelItem(1)->text(0)),
-        std::tuple(QString("a.json"), dir.path(), QString("Unsaved project")));
+    EXPECT_EQ(std::tuple(list->topLevelItem(0)->text(0), list->topLevelItem(0)->text(1),
+                         list->topLevelItem(1)->text(0)),
+              std::tuple(QString("a.json"), dir.path(), QString("Unsaved project")));
     auto selectFirst = [list] {
         list->clearSelection();
         list->topLevelItem(0)->setSelected(true);
@@ -226,8 +230,9 @@ TEST_F(AutosaveTest, DialogRecoversDiscardsAndKeeps) {
     EXPECT_EQ(dialog.exec(), int(QDialog::Rejected));
     ASSERT_EQ(dialog.chosen().size(), 1);
     // Recovering is not deleting; closing the dialog keeps the rest.
-    EXPECT_EQ(std::tuple(dialog.chosen()[0].folder, QFileInfo::exists(folders[0]), QFileInfo::exists(folders[1])),
-              std::tuple(folders[0], true, false));
+    EXPECT_EQ(
+        std::tuple(dialog.chosen()[0].folder, QFileInfo::exists(folders[0]), QFileInfo::exists(folders[1])),
+        std::tuple(folders[0], true, false));
     const QList<RecoveryFolder::Entry> left = RecoveryFolder::orphaned();
     ASSERT_EQ(left.size(), 2);
     // Acting on the last rows closes the dialog by itself.

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A study with masks, a user's edits in it, and the comparison of two projects item by item and voxel by voxel.
+// A study with masks, a user's edits in it, and the comparison of two projects item by item and voxel by
+// voxel.
 
 #include "model/Label.h"
 #include "model/Project.h"
@@ -81,7 +82,8 @@ inline void addShape(pxm::Project* project, pxm::Scene* scene, QGraphicsItem* it
     push(project, new pxm::commands::AddItemToScene(scene, item));
 }
 
-/// Shapes, a renamed label, reassigned mask regions and an erasure through the undo stack, in the shown study.
+/// Shapes, a renamed label, reassigned mask regions and an erasure through the undo stack, in the shown
+/// study.
 inline void makeEdits(pxm::MainWindow* window) {
     pxm::Project* project = window->project();
     ASSERT_NE(project, nullptr);
@@ -89,7 +91,8 @@ inline void makeEdits(pxm::MainWindow* window) {
     pxm::Label* second = project->labels()[1];
     project->setCurrentImageIndex(0);
     pxm::Scene* flat = project->images()[0]->scene(0);
-    ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; })) << "the shown scene holds its mask";
+    ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; }))
+        << "the shown scene holds its mask";
     addShape(project, flat, new QGraphicsRectItem(5, 6, 20, 10), first);
     auto* polygon = new QGraphicsPolygonItem(QPolygonF({{30, 2}, {50, 4}, {40, 20}}));
     polygon->setTransform(QTransform::fromTranslate(1.5, 2));
@@ -141,7 +144,8 @@ inline void expectSameWork(pxm::Project& expected, pxm::Project& actual) {
     EXPECT_EQ(normalisedDocument(actual), normalisedDocument(expected));
     ASSERT_EQ(actual.images().size(), expected.images().size());
     for (int i = 0; i < expected.images().size(); ++i)
-        EXPECT_EQ(differingVoxels(erasedMask(expected.images()[i]).get(), erasedMask(actual.images()[i]).get()), 0)
+        EXPECT_EQ(
+            differingVoxels(erasedMask(expected.images()[i]).get(), erasedMask(actual.images()[i]).get()), 0)
             << "mask of image " << i;
 }
 

@@ -57,15 +57,16 @@ TEST_F(ContrastPanelTest, EachImageKeepsItsContrastThroughASaveAndReopen) {
     const DisplayContrast b = DisplayContrast::of(0, 59950, 2.0);
     EXPECT_EQ(shown(window), b);
     project.setCurrentImageIndex(0);
-    EXPECT_EQ(std::pair(shown(window), control<QDoubleSpinBox>("contrastMinimum")->value()), std::pair(a, 1000.0));
+    EXPECT_EQ(std::pair(shown(window), control<QDoubleSpinBox>("contrastMinimum")->value()),
+              std::pair(a, 1000.0));
 
     window.doSave(dir.path("p.json"));
     pxm::MainWindow reopened(nullptr, false);
     ASSERT_EQ(reopened.openProjectFile(dir.path("p.json")), &reopened);
     reopened.show();
     const pxm::Project* back = reopened.project();
-    EXPECT_EQ(std::tuple(ContrastSettings::of(back, back->images()[0]), ContrastSettings::of(back, back->images()[1]),
-                         shown(reopened)),
+    EXPECT_EQ(std::tuple(ContrastSettings::of(back, back->images()[0]),
+                         ContrastSettings::of(back, back->images()[1]), shown(reopened)),
               std::tuple(a, b, a));
 
     // One for all starts from the shown image's contrast; turned off, each has its own again.
@@ -104,7 +105,8 @@ TEST_F(ContrastPanelTest, PixelsAndMasksStayWhileTheSnapshotFollowsTheContrast) 
     ASSERT_EQ(before.keys(), after.keys());
     EXPECT_GE(before.size(), 5);
     for (const QString& name : before.keys()) // only the snapshot of the image whose contrast changed differs
-        EXPECT_EQ(before[name] != after[name], name.startsWith("a") && name.contains("snapshot")) << name.toStdString();
+        EXPECT_EQ(before[name] != after[name], name.startsWith("a") && name.contains("snapshot"))
+            << name.toStdString();
 }
 
 TEST_F(ContrastPanelTest, ColourChannelsAndTheViewedRegion) {

@@ -92,7 +92,8 @@ protected:
 
 } // namespace
 
-// Imports in turn: refusals, the question about values no label has with its answers, and a mask all labelled.
+// Imports in turn: refusals, the question about values no label has with its answers, and a mask all
+// labelled.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
     const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
     const QString wide = mask("wide.pgm", 1, 4), unknownBox = "Unknown mask values";
@@ -102,8 +103,20 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
         bool imported;
         int labels, undoSteps;
     } cases[] = {
-        {{m1, m1, m1}, "", "Invalid number of masks.", "does not match the number of laoded images", false, 1, 0},
-        {{wide}, "", "Mask import failed", "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3", false, 1, 0},
+        {{m1, m1, m1},
+         "",
+         "Invalid number of masks.",
+         "does not match the number of laoded images",
+         false,
+         1,
+         0},
+        {{wide},
+         "",
+         "Mask import failed",
+         "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3",
+         false,
+         1,
+         0},
         {{unknown}, "Cancel", unknownBox, "no label uses: 7.", false, 1, 0},
         {{unknown}, "Import without labels", unknownBox, "no label uses: 7.", true, 1, 1},
         {{mask("m2.pgm", 2), unknown}, "Create labels", unknownBox, "no label uses: 2, 7.", true, 3, 2},
@@ -117,15 +130,18 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
         EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
         EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
         EXPECT_TRUE(c.title.isEmpty() || answers.seen()[0].text.contains(c.text));
-        EXPECT_EQ(std::pair(project.labels().size(), project.undoStack()->count()), std::pair(c.labels, c.undoSteps));
-        EXPECT_TRUE(c.imported ? project.images()[0]->maskPath() == c.masks.first() : !project.images()[0]->mask());
+        EXPECT_EQ(std::pair(project.labels().size(), project.undoStack()->count()),
+                  std::pair(c.labels, c.undoSteps));
+        EXPECT_TRUE(c.imported ? project.images()[0]->maskPath() == c.masks.first()
+                               : !project.images()[0]->mask());
     }
 }
 
 TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     ModalAnswerer answers;
     EXPECT_FALSE(importLabels(&parent, &project, file("bad.csv", "name,color\nok,#00ff00\nbad,#12\n")));
-    EXPECT_EQ(std::pair(answers.titles(), project.labels().size()), std::pair(QStringList{"Label import failed"}, 1));
+    EXPECT_EQ(std::pair(answers.titles(), project.labels().size()),
+              std::pair(QStringList{"Label import failed"}, 1));
     EXPECT_TRUE(answers.seen()[0].text.contains("Line 3: the colour '#12'"));
     // A conflict asks first: cancelled, nothing changes; accepted, one undo step.
     const QString conflicting = file("conflict.csv", "name,id\nnew,11\nother,\n");
@@ -133,7 +149,8 @@ TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     answers.thenAs<LabelImportDialog>([](LabelImportDialog* dialog) {
         EXPECT_EQ(std::pair(dialog->plan().conflicts.size(), dialog->changesView()->topLevelItemCount()),
                   std::pair(1, 3));
-        EXPECT_TRUE(dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
+        EXPECT_TRUE(
+            dialog->summaryLabel()->text().startsWith("2 new labels, 0 labels to change, 1 conflicts"));
         dialog->reject();
     });
     const auto counts = [this] { return std::pair(project.labels().size(), project.undoStack()->count()); };
@@ -175,12 +192,14 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     auto at = [&dialog] { return std::make_pair(dialog.count(), dialog.currentItem()); };
     dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("cat"));
     ASSERT_EQ(at(), std::make_pair(3, cats[0]));
-    EXPECT_EQ(std::pair(dialog.position(), dialog.positionLabel()->text()), std::pair(0, QString("Shape 1 of 3")));
+    EXPECT_EQ(std::pair(dialog.position(), dialog.positionLabel()->text()),
+              std::pair(0, QString("Shape 1 of 3")));
     EXPECT_TRUE(dialog.rulesLabel()->text().contains("2: move to dog"));
     // The View shows the shape the dialog shows, and follows it to the other image.
     EXPECT_EQ(std::pair(shows(cats[0]), shows(cats[1])), std::pair(true, false));
     dialog.nextButton()->click();
-    EXPECT_EQ(std::tuple(dialog.currentItem(), shows(cats[1]), shows(cats[0])), std::tuple(cats[1], true, false));
+    EXPECT_EQ(std::tuple(dialog.currentItem(), shows(cats[1]), shows(cats[0])),
+              std::tuple(cats[1], true, false));
     dialog.showNext();
     EXPECT_EQ(project.currentImage(), images[1]);
     QApplication::processEvents();
@@ -206,8 +225,10 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     project.undoStack()->undo();
     project.undoStack()->undo();
     EXPECT_EQ(std::pair(labelIdOf(cats[1]), at()), std::pair(cat->id(), std::make_pair(3, cats[0])));
-    dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog")); // another label lists its own shapes
-    EXPECT_EQ(std::pair(dialog.count(), dialog.positionLabel()->text()), std::pair(1, QString("Shape 1 of 1")));
+    dialog.labelBox()->setCurrentIndex(
+        dialog.labelBox()->findText("dog")); // another label lists its own shapes
+    EXPECT_EQ(std::pair(dialog.count(), dialog.positionLabel()->text()),
+              std::pair(1, QString("Shape 1 of 1")));
     project.clear(); // clearing the project empties the list before the shapes are gone
     EXPECT_EQ(std::pair(at(), dialog.moveButton()->isEnabled()),
               std::pair(std::make_pair(0, static_cast<QGraphicsItem*>(nullptr)), false));

@@ -93,14 +93,16 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
     fresh.openProjectFile(path);
     ASSERT_NE(fresh.project(), nullptr);
     fresh.openProjectFile(path);
-    EXPECT_EQ(std::pair(RecentProjects::paths().first(), RecentProjects::paths().count(path)), std::pair(path, 1));
+    EXPECT_EQ(std::pair(RecentProjects::paths().first(), RecentProjects::paths().count(path)),
+              std::pair(path, 1));
     EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
     // An entry of the submenu opens its project in a window without one.
     storeRecent({path});
     MainWindow other(nullptr, false);
     ASSERT_EQ(other.recentProjectActions().size(), 1);
     other.recentProjectActions().first()->trigger();
-    EXPECT_EQ(std::pair(uitest::projectPathOf(&other), other.windowTitle()), std::pair(path, "Pixmarker - " + path));
+    EXPECT_EQ(std::pair(uitest::projectPathOf(&other), other.windowTitle()),
+              std::pair(path, "Pixmarker - " + path));
     EXPECT_EQ(other.project()->images().size(), 1);
 }
 
@@ -115,7 +117,8 @@ TEST_F(FileCommandsTest, OpenShowsUnreadableFilesAndUsesANewWindowWhenTheProject
         uitest::ModalAnswerer modals;
         window.openProject();
         EXPECT_EQ(modals.titles(), QStringList{"File not readable."});
-        EXPECT_EQ(modals.seen().at(0).text, "The file '" + dir.path("broken.json") + "' could not be parsed.");
+        EXPECT_EQ(modals.seen().at(0).text,
+                  "The file '" + dir.path("broken.json") + "' could not be parsed.");
     }
     EXPECT_EQ(window.project(), &project);
     EXPECT_FALSE(RecentProjects::paths().contains(dir.path("broken.json")));
@@ -148,7 +151,8 @@ TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom
     const std::size_t asked = files.calls.size();
     QFile::remove(dir.path("name.txt.json"));
     window.saveProject();
-    EXPECT_EQ(std::pair(files.calls.size(), QFile::exists(dir.path("name.txt.json"))), std::pair(asked, true));
+    EXPECT_EQ(std::pair(files.calls.size(), QFile::exists(dir.path("name.txt.json"))),
+              std::pair(asked, true));
     Project fresh;
     window.setProject(&fresh);
     window.saveProject();
@@ -208,9 +212,9 @@ TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
     // With the system's reason.
     EXPECT_EQ(modals.seen().at(0).text, "The project could not be saved in '" + unwritable + "'.\n\n" +
                                             QString::fromLocal8Bit(std::strerror(ENOENT)));
-    EXPECT_EQ(
-        std::tuple(project.path(), project.undoStack()->isClean(), window.windowTitle(), QFile::exists(unwritable)),
-        std::tuple(unwritable, true, "Pixmarker - " + unwritable, false));
+    EXPECT_EQ(std::tuple(project.path(), project.undoStack()->isClean(), window.windowTitle(),
+                         QFile::exists(unwritable)),
+              std::tuple(unwritable, true, "Pixmarker - " + unwritable, false));
 }
 
 TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
@@ -230,7 +234,8 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_EQ(project.images().size(), 3);
     window.loadImages(); // cancelling adds nothing
     EXPECT_EQ(project.undoStack()->count(), 1);
-    // Undecodable files are refused with the reader's reason; a missing one is added, to be asked about later.
+    // Undecodable files are refused with the reader's reason; a missing one is added, to be asked about
+    // later.
     const QString noise = dir.path("noise.png"), cut = dir.path("cut.pgm"), gone = dir.path("gone.pgm");
     ASSERT_TRUE(pxmtest::writeFile(noise, QByteArray("\x13\x77 not an image at all")));
     ASSERT_TRUE(pxmtest::writeFile(cut, pxmtest::readFile(writeImage("whole.pgm", 40, 40)).left(30)));
@@ -238,7 +243,8 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     uitest::ModalAnswerer modals;
     window.loadImages();
     EXPECT_EQ(modals.titles(), QStringList{"Image cannot be read"});
-    EXPECT_TRUE(modals.seen().at(0).text.contains(noise + ": ") && modals.seen().at(0).text.contains(cut + ": "));
+    EXPECT_TRUE(modals.seen().at(0).text.contains(noise + ": ") &&
+                modals.seen().at(0).text.contains(cut + ": "));
     EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b, gone}));
 }
 
@@ -321,10 +327,11 @@ TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
         });
         showAndAnswer(modals, 2);
         EXPECT_EQ(modals.titles(), (QStringList{"Image not found", "Image cannot be read"}));
-        EXPECT_TRUE(modals.seen().at(1).text.startsWith("The image " + dir.path("gone.pgm") + " cannot be read: "));
-        EXPECT_EQ(
-            std::tuple(!!missing->image(), missing->width(), project.undoStack()->count(), project.images().size()),
-            std::tuple(true, 6u, 0, 2));
+        EXPECT_TRUE(
+            modals.seen().at(1).text.startsWith("The image " + dir.path("gone.pgm") + " cannot be read: "));
+        EXPECT_EQ(std::tuple(!!missing->image(), missing->width(), project.undoStack()->count(),
+                             project.images().size()),
+                  std::tuple(true, 6u, 0, 2));
         window.close();
     }
     // Cancel changes nothing.
@@ -348,10 +355,11 @@ TEST_F(MissingFileTest, MissingMaskCanBeRemovedOrRelocated) {
         modals.thenClick("Select new path");
         showAndAnswer(modals, 1);
         EXPECT_EQ(modals.titles(), QStringList{"Mask not found"});
-        EXPECT_EQ(modals.seen().at(0).text, "The mask could not be loaded from " + dir.path("no_mask.pgm") + ".");
-        EXPECT_EQ(
-            std::tuple(files.calls.back().title, image->maskPath(), !!image->mask(), project.undoStack()->count()),
-            std::tuple(QString("Open Mask"), maskFile, true, 1));
+        EXPECT_EQ(modals.seen().at(0).text,
+                  "The mask could not be loaded from " + dir.path("no_mask.pgm") + ".");
+        EXPECT_EQ(std::tuple(files.calls.back().title, image->maskPath(), !!image->mask(),
+                             project.undoStack()->count()),
+                  std::tuple(QString("Open Mask"), maskFile, true, 1));
         project.undoStack()->setClean();
         window.close();
     }

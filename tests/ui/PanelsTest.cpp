@@ -101,7 +101,8 @@ QString look(const ImageChooser& c) {
 QString filterLook(const ImageChooser& c) {
     return QStringList({c.comboFrame()->styleSheet().isEmpty() ? "" : "marked",
                         c.filterLabel()->isHidden() ? "" : c.filterLabel()->text(),
-                        c.filterButton()->isChecked() ? "on" : "", c.clearFilterButton()->isHidden() ? "" : "clear"})
+                        c.filterButton()->isChecked() ? "on" : "",
+                        c.clearFilterButton()->isHidden() ? "" : "clear"})
         .filter(QRegularExpression("."))
         .join(", ");
 }
@@ -115,7 +116,8 @@ ImageFilter byName(const QString& pattern, S syntax = S::Wildcard) {
 
 ImageFilter bySize(int minWidth, int maxWidth, int minHeight, int maxHeight) {
     ImageFilter f;
-    std::tie(f.minWidth, f.maxWidth, f.minHeight, f.maxHeight) = std::tie(minWidth, maxWidth, minHeight, maxHeight);
+    std::tie(f.minWidth, f.maxWidth, f.minHeight, f.maxHeight) =
+        std::tie(minWidth, maxWidth, minHeight, maxHeight);
     return f;
 }
 
@@ -151,7 +153,9 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     auto panel = shownPanel<LabelListWidget>(&project);
     QListWidget* list = panel->listWidget();
     // The rows, and the selected one.
-    const auto rows = [list] { return rowTexts(list).join(' ') + " @" + QString::number(list->currentRow()); };
+    const auto rows = [list] {
+        return rowTexts(list).join(' ') + " @" + QString::number(list->currentRow());
+    };
     EXPECT_EQ(rows(), "alpha beta @0");
     Label* c = addNamed(project, "gamma");
     b->setName("bravo");
@@ -163,7 +167,8 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     EXPECT_EQ(project.currentLabel(), c);
     project.setCurrentLabel(a);
     EXPECT_EQ(list->currentRow(), 0);
-    delete project.takeLabel(a); // taking the current label out leaves the row the project makes current selected
+    delete project.takeLabel(
+        a); // taking the current label out leaves the row the project makes current selected
     EXPECT_EQ(project.currentLabel(), b);
     EXPECT_EQ(rows(), "bravo gamma @0");
     // Another project replaces every row; losing the project, even by its end, empties the panel.
@@ -190,7 +195,10 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     QListWidget* list = panel->listWidget();
     // The rows, the selected one and the undo index.
     const auto rows = [&] {
-        return QString("%1 @%2 #%3").arg(rowTexts(list).join(',')).arg(list->currentRow()).arg(stack->index());
+        return QString("%1 @%2 #%3")
+            .arg(rowTexts(list).join(','))
+            .arg(list->currentRow())
+            .arg(stack->index());
     };
     QTest::mouseClick(panel->newButton(), Qt::LeftButton);
     ASSERT_EQ(project.labels().size(), 2);
@@ -208,7 +216,8 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     EXPECT_EQ(std::tuple(project.labels(), rows(), panel->itemOf(first)),
               std::tuple(QList<Label*>{created}, created->name() + " @0 #2", nullptr));
     stack->undo();
-    EXPECT_EQ(std::pair(project.labels().first(), rowTexts(list).first()), std::pair(first, QString("first")));
+    EXPECT_EQ(std::pair(project.labels().first(), rowTexts(list).first()),
+              std::pair(first, QString("first")));
     // The Delete key on the list does the same as the button.
     project.setCurrentLabel(first);
     panel->listWidget()->setFocus();
@@ -265,7 +274,8 @@ TEST(LabelListWidget, CheckBoxHidesAndShowsWithoutUndo) {
         return QString("%1/%2 %3 %4")
             .arg(l->opacity())
             .arg(l->secondaryOpacity())
-            .arg(row->checkState() == Qt::Checked ? "checked" : "unchecked", row->foreground().color().name());
+            .arg(row->checkState() == Qt::Checked ? "checked" : "unchecked",
+                 row->foreground().color().name());
     };
     // Space on the current row toggles its check box, as a click on the box does.
     auto toggle = [&](Label* l) {
@@ -324,7 +334,9 @@ TEST_F(LabelSettingsWidgetTest, ShowsTheCurrentLabelAndFollowsItsChanges) {
 TEST_F(LabelSettingsWidgetTest, TypingPushesOneRenameForEveryCharacterButATrailingSpace) {
     QLineEdit* name = panel.nameLineEdit();
     // The undo index, the label's name and the field's text.
-    const auto state = [&] { return QString("%1 %2|%3").arg(stack->index()).arg(label->name(), name->text()); };
+    const auto state = [&] {
+        return QString("%1 %2|%3").arg(stack->index()).arg(label->name(), name->text());
+    };
     name->selectAll();
     QTest::keyClicks(name, "car ");
     EXPECT_EQ(state(), "3 car|car "); // the space the user typed stays in the field
@@ -343,15 +355,20 @@ TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
     EXPECT_EQ(std::pair(label->maskId(), stack->count()), std::pair(2, 1));
     stack->undo();
     // Following the undo pushes nothing new.
-    EXPECT_EQ(std::tuple(label->maskId(), panel.maskIdSpinBox()->value(), stack->count()), std::tuple(1, 1, 1));
+    EXPECT_EQ(std::tuple(label->maskId(), panel.maskIdSpinBox()->value(), stack->count()),
+              std::tuple(1, 1, 1));
 
     // Each slider sets its own value only; the pen width has a floor.
     auto values = [this] {
-        return QString("%1 %2 %3").arg(label->opacity()).arg(label->secondaryOpacity()).arg(label->penWidth());
+        return QString("%1 %2 %3")
+            .arg(label->opacity())
+            .arg(label->secondaryOpacity())
+            .arg(label->penWidth());
     };
     QStringList seen;
-    for (const auto& [slider, to] :
-         {std::pair(panel.opacitySlider(), 1000), {panel.secondaryOpacitySlider(), 450}, {panel.penWidthSlider(), 0}}) {
+    for (const auto& [slider, to] : {std::pair(panel.opacitySlider(), 1000),
+                                     {panel.secondaryOpacitySlider(), 450},
+                                     {panel.penWidthSlider(), 0}}) {
         drag(slider, {to});
         seen << values();
     }
@@ -394,7 +411,8 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
     pxmtest::TempDir dir;
     const QString guideDir = dir.path("kyvo/doc/nodara/html/lumarka/PPixmarker");
     ASSERT_TRUE(QDir().mkpath(guideDir));
-    ASSERT_TRUE(pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
+    ASSERT_TRUE(
+        pxmtest::writeFile(guideDir + "/index.html", "<html><body><h1>Platform guide</h1></body></html>"));
     const QByteArray oldValue = qgetenv("KYVODIR");
     const bool hadValue = qEnvironmentVariableIsSet("KYVODIR");
     // The guide under KYVODIR comes first; without it (unset, empty or no guide there) the built-in one.
@@ -405,10 +423,12 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
         HelpWidget help;
         const bool platform = value.endsWith("kyvo");
         const QString shown = platform ? QFileInfo(help.shownFile()).canonicalFilePath() : help.shownFile();
-        EXPECT_EQ(shown, platform ? QFileInfo(guideDir + "/index.html").canonicalFilePath() : ":/guide/index.html");
-        EXPECT_TRUE(help.textBrowser()->toPlainText().contains(platform ? "Platform guide" : "Pixmarker user guide"));
-        EXPECT_TRUE(!platform ||
-                    help.textBrowser()->searchPaths() == QStringList({QFileInfo(help.shownFile()).absolutePath()}));
+        EXPECT_EQ(shown,
+                  platform ? QFileInfo(guideDir + "/index.html").canonicalFilePath() : ":/guide/index.html");
+        EXPECT_TRUE(
+            help.textBrowser()->toPlainText().contains(platform ? "Platform guide" : "Pixmarker user guide"));
+        EXPECT_TRUE(!platform || help.textBrowser()->searchPaths() ==
+                                     QStringList({QFileInfo(help.shownFile()).absolutePath()}));
     }
     hadValue ? qputenv("KYVODIR", oldValue) : qunsetenv("KYVODIR");
     HelpWidget none(QStringList{dir.path("missing.html"), dir.path()});
@@ -421,8 +441,9 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     QFile file(":/guide/index.html");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString html = QString::fromUtf8(file.readAll());
-    for (const char* topic : {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation",
-                              "Eraser", "Ruler", "Import", "Export", "pixmarker-export", "Space", "Backspace"})
+    for (const char* topic :
+         {"Rectangle", "Ellipse", "Polygon", "Line", "Point", "Reassign", "Transformation", "Eraser", "Ruler",
+          "Import", "Export", "pixmarker-export", "Space", "Backspace"})
         EXPECT_TRUE(html.contains(topic)) << topic;
 
     QSet<QString> anchors;
@@ -445,9 +466,11 @@ TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
     emit help.textBrowser()->anchorClicked(QUrl("#tools"));
     const QUrl within = help.textBrowser()->source();
     emit help.textBrowser()->anchorClicked(QUrl("mask-import.html"));
-    EXPECT_EQ(std::pair(within, help.textBrowser()->source()), std::pair(QUrl("index.html"), QUrl("mask-import.html")));
+    EXPECT_EQ(std::pair(within, help.textBrowser()->source()),
+              std::pair(QUrl("index.html"), QUrl("mask-import.html")));
     EXPECT_TRUE(help.textBrowser()->toPlainText().contains("mask", Qt::CaseInsensitive));
-    // Escape closes it each time it is shown: the key goes to the focus widget, the text browser, which passes it on.
+    // Escape closes it each time it is shown: the key goes to the focus widget, the text browser, which
+    // passes it on.
     QMainWindow window;
     auto* shown = new HelpWidget(QStringList{":/guide/index.html"}, &window);
     for (int round = 0; round < 2; ++round) {
@@ -479,7 +502,8 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     EXPECT_EQ(project.currentImageIndex(), 1);
     chooser.comboBox()->activated(0); // picking from the combo box makes the image current
     EXPECT_EQ(project.currentImageIndex(), 0);
-    QTest::mouseClick(chooser.removeButton(), Qt::LeftButton); // remove is an undo step; the list follows the project
+    QTest::mouseClick(chooser.removeButton(),
+                      Qt::LeftButton); // remove is an undo step; the list follows the project
     ASSERT_EQ(project.undoStack()->count(), 1);
     EXPECT_TRUE(dynamic_cast<const pxm::commands::RemoveImage*>(project.undoStack()->command(0)));
     EXPECT_EQ(look(chooser), "1 of 2 [b.png c.png] >");
@@ -526,8 +550,9 @@ TEST(ImageChooser, FilterRestrictsSteppingAndMarksTheList) {
     // One click clears it; stepping visits every image again.
     QSignalSpy changed(chooser.get(), &ImageChooser::filterChanged);
     QTest::mouseClick(chooser->clearFilterButton(), Qt::LeftButton);
-    EXPECT_EQ(std::tuple(changed.count(), chooser->filter().isActive(), ImageFilter::load(&project).isActive(),
-                         filterLook(*chooser), isGreyed(chooser->comboBox(), 3)),
+    EXPECT_EQ(std::tuple(changed.count(), chooser->filter().isActive(),
+                         ImageFilter::load(&project).isActive(), filterLook(*chooser),
+                         isGreyed(chooser->comboBox(), 3)),
               std::tuple(1, false, false, QString(), false));
     chooser->showNextImage();
     EXPECT_EQ(project.currentImageIndex(), 3);
@@ -732,11 +757,12 @@ TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
     ImageFilter().store(&project); // a cleared filter is stored as an empty entry and reads back inactive
     EXPECT_FALSE(ImageFilter::load(&project).isActive());
     // Whatever a hand-edited file holds, reading it gives a usable filter.
-    const ImageFilter read = ImageFilter::fromVariant(QVariantMap{{"labels", QVariantList({"x", 1.5, 1e12, 42, 42})},
-                                                                  {"labelMode", "sometimes"},
-                                                                  {"pattern", QVariantList()},
-                                                                  {"minWidth", -5},
-                                                                  {"maxHeight", "12"}});
+    const ImageFilter read =
+        ImageFilter::fromVariant(QVariantMap{{"labels", QVariantList({"x", 1.5, 1e12, 42, 42})},
+                                             {"labelMode", "sometimes"},
+                                             {"pattern", QVariantList()},
+                                             {"minWidth", -5},
+                                             {"maxHeight", "12"}});
     EXPECT_EQ(std::tuple(read.labelIds, read.labelMode, read.namePattern, read.minWidth, read.maxHeight),
               std::tuple(QList<int>({42}), M::Any, QString(), 0, 12));
     EXPECT_FALSE(ImageFilter::fromVariant(QVariant("text")).isActive());

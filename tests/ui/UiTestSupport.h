@@ -131,7 +131,8 @@ struct FakeFileDialogs {
         pxm::FileDialogs dialogs;
         dialogs.openFileName = single("open");
         dialogs.saveFileName = single("save");
-        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&, const QString& filter) {
+        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&,
+                                       const QString& filter) {
             calls.push_back({"openMany", title, filter});
             return manyAnswers.isEmpty() ? QStringList() : manyAnswers.takeFirst();
         };
@@ -157,7 +158,8 @@ inline QStringList imagePaths(const pxm::Project& project) {
 }
 
 /// An in-memory 8-bit image of the given size with a path to show.
-inline pxm::LabeledImage* namedImage(pxm::Project& project, const QString& path, int w = 8, int h = 8, int d = 1) {
+inline pxm::LabeledImage* namedImage(pxm::Project& project, const QString& path, int w = 8, int h = 8,
+                                     int d = 1) {
     pxm::LabeledImage* image = pxmtest::addImage(project, w, h, d);
     image->setImagePath(path);
     return image;
@@ -183,8 +185,9 @@ protected:
     /// A grey image file of the given size (binary PGM).
     QString writeImage(const QString& name, int width = 3, int height = 2, char value = '\x20') {
         const QString path = dir.path(name);
-        pxmtest::writeFile(path, QByteArray("P5\n") + QByteArray::number(width) + " " + QByteArray::number(height) +
-                                     "\n255\n" + QByteArray(width * height, value));
+        pxmtest::writeFile(path, QByteArray("P5\n") + QByteArray::number(width) + " " +
+                                     QByteArray::number(height) + "\n255\n" +
+                                     QByteArray(width * height, value));
         return path;
     }
     static pxm::LabeledImage* addImage(pxm::Project& project, const QString& path) {
@@ -221,7 +224,8 @@ protected:
     }
 
     pxmtest::TempDir dir;
-    StreamCapture out{std::cout}; // window construction and closing talk on the consoles; tests read what they need
+    StreamCapture out{
+        std::cout}; // window construction and closing talk on the consoles; tests read what they need
 };
 
 /// A window, a project for it and file choosers answering from `files`; tests attach and show as they need.

@@ -51,7 +51,8 @@ void click(QWidget* view, const QPoint& at, bool release) {
     for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease})
         if (type == QEvent::MouseButtonPress || release) {
             QMouseEvent event(type, at, Qt::LeftButton,
-                              type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+                              type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton,
+                              Qt::NoModifier);
             QApplication::sendEvent(view, &event);
         }
 }
@@ -67,9 +68,9 @@ TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
         EXPECT_EQ(std::pair(out.take(), KYVO::CRegistry::Obj().Has("main/Marker")),
                   std::pair(std::string("Nodara standalone0\n"), false));
         MainWindow standalone(nullptr, true);
-        EXPECT_EQ(
-            std::pair(out.take(), KYVO::CRegistry::Obj().GetString("main/Marker")),
-            std::pair(std::string("Nodara standalone1\nConfiguration loading successful.\n"), std::string("kept")));
+        EXPECT_EQ(std::pair(out.take(), KYVO::CRegistry::Obj().GetString("main/Marker")),
+                  std::pair(std::string("Nodara standalone1\nConfiguration loading successful.\n"),
+                            std::string("kept")));
         // Every closing window saves, project windows too.
         KYVO::CRegistry::Obj().SetString("main/Marker", "changed");
         QSignalSpy closed(&plugin, &MainWindow::closed);
@@ -101,7 +102,8 @@ TEST_F(WindowTest, SetProjectRefusesNullAndReachesTheView) {
     EXPECT_EQ(std::pair(changed.count(), window.windowTitle()), std::pair(0, QString("Pixmarker")));
     window.setProject(&project);
     ASSERT_EQ(changed.count(), 1);
-    EXPECT_EQ(std::pair(changed[0][0].value<Project*>(), window.view()->project()), std::pair(&project, &project));
+    EXPECT_EQ(std::pair(changed[0][0].value<Project*>(), window.view()->project()),
+              std::pair(&project, &project));
 }
 
 TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
@@ -171,8 +173,8 @@ TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
 }
 
 TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
-    auto info = [](uint64_t w, uint64_t h, uint64_t d, const char* type, double min, double max, double mean, double m,
-                   uint64_t n) {
+    auto info = [](uint64_t w, uint64_t h, uint64_t d, const char* type, double min, double max, double mean,
+                   double m, uint64_t n) {
         Pictor::CImageInfo record{w, h, d, type, min, max, mean, m, n, {}};
         for (uint64_t z = 0; z < d; ++z)
             record.slices.push_back({double(z), double(10 + z), double(5 + z), 8.0, 5});
@@ -299,9 +301,9 @@ TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
         dialog->accept();
     });
     window.action(MainAction::Settings)->trigger();
-    EXPECT_EQ(
-        std::pair(window.action(MainAction::Save)->shortcuts(), window.action(MainAction::ZoomToFit)->shortcuts()),
-        std::pair(saveDefaults, QList<QKeySequence>()));
+    EXPECT_EQ(std::pair(window.action(MainAction::Save)->shortcuts(),
+                        window.action(MainAction::ZoomToFit)->shortcuts()),
+              std::pair(saveDefaults, QList<QKeySequence>()));
     const KYVO::CValueMap* stored = KYVO::CRegistry::Obj().GetMap("main/Shortcuts");
     EXPECT_TRUE(!stored || stored->empty()) << "defaults are not stored";
 }
@@ -332,10 +334,12 @@ TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     QApplication::processEvents();
     QAction* reannotation = window.action(MainAction::Reannotation);
     // Off, it says why.
-    EXPECT_EQ(std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs a loaded label mask")),
-              std::pair(false, true));
+    EXPECT_EQ(
+        std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs a loaded label mask")),
+        std::pair(false, true));
     image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true, false);
-    EXPECT_EQ(std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs")), std::pair(true, false));
+    EXPECT_EQ(std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs")),
+              std::pair(true, false));
     // The keys that step through images work from the start: the view has the focus.
     EXPECT_EQ(window.focusWidget(), window.view());
     // The ruler's drawing is gone while the export dialog is open, and the ruler comes back.
@@ -379,7 +383,8 @@ TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
     QApplication::processEvents();
     EXPECT_EQ(first->mask(), nullptr) << "the unchanged mask is let go while not shown";
     project.undoStack()->undo();
-    EXPECT_EQ(std::pair(project.undoStack()->isClean(), window.windowTitle().endsWith('*')), std::pair(true, false));
+    EXPECT_EQ(std::pair(project.undoStack()->isClean(), window.windowTitle().endsWith('*')),
+              std::pair(true, false));
     project.setCurrentImageIndex(0);
     QApplication::processEvents();
     ASSERT_NE(first->scene(0)->maskItem(), nullptr);
@@ -392,7 +397,8 @@ TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
     pxmtest::writeFile(notes, "not an image");
     EXPECT_FALSE(drop(window, {notes})) << "nothing to take";
     EXPECT_TRUE(drop(window, {b, notes, a}));
-    EXPECT_EQ(std::pair(uitest::imagePaths(project), project.undoStack()->count()), std::pair(QStringList({a, b}), 1));
+    EXPECT_EQ(std::pair(uitest::imagePaths(project), project.undoStack()->count()),
+              std::pair(QStringList({a, b}), 1));
     project.undoStack()->undo();
     EXPECT_TRUE(project.images().isEmpty());
     // A dropped project opens as "&Open" opens it: in a new window, since this one has one.
@@ -456,7 +462,8 @@ TEST(Icons, EveryIconIsVisibleAtSmallSizesAndTheIndicatorIsAnAnimation) {
             continue;
         ++icons;
         for (int size : {16, 24}) {
-            const QImage image = QIcon(name).pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
+            const QImage image =
+                QIcon(name).pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
             ASSERT_FALSE(image.isNull()) << name.toStdString();
             int ink = 0;
             for (int y = 0; y < image.height(); ++y)

@@ -87,7 +87,8 @@ int readPyramid(const char* file, const std::uint8_t* data, std::size_t size) {
         for (int i = 0; i < pyramid.levelCount(); ++i) {
             const auto& level = pyramid.level(i);
             pyramid.read(i, 0, 0, 64, 64);
-            pyramid.read(i, level.width > 64 ? level.width - 64 : 0, level.height > 64 ? level.height - 64 : 0, 64, 64);
+            pyramid.read(i, level.width > 64 ? level.width - 64 : 0,
+                         level.height > 64 ? level.height - 64 : 0, 64, 64);
         }
         return Read;
     } catch (const KYVO::CException&) {

@@ -49,5 +49,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 // Qt's offscreen platform and fontconfig keep objects until the process dies; not ours.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libqoffscreen.so\n" "leak:libfontconfig.so\n";
+    return "leak:libqoffscreen.so\n"
+           "leak:libfontconfig.so\n";
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// `pixmarker-fuzz-seeds DIR` writes tiny seeds for every target into DIR/<target>/ with the program's writers.
+// `pixmarker-fuzz-seeds DIR` writes tiny seeds for every target into DIR/<target>/ with the program's
+// writers.
 #include "exchange/KAROMarkWriter.h"
 #include "exchange/LabelMeWriter.h"
 #include "exchange/VOCWriter.h"
@@ -82,7 +83,8 @@ void writeProjects() {
     project.setSetting("Label.primary_opacity", 0.5);
     project.setSetting("RectTool.oneClick", true);
     pxm::Project empty;
-    for (const auto& [p, name] : {std::pair<pxm::Project*, QString>{&project, "two-images"}, {&empty, "empty"}}) {
+    for (const auto& [p, name] :
+         {std::pair<pxm::Project*, QString>{&project, "two-images"}, {&empty, "empty"}}) {
         pxm::ProjectSerializer::write(p, targetDir("project") + "/" + name + ".json", false);
         pxm::ProjectSerializer::write(p, targetDir("project_gz") + "/" + name + ".json.gz", false);
         g_written += 2;
@@ -182,12 +184,14 @@ void writeImages() {
         CValueMap options;
         if (s.compression)
             options.SetString("compression", s.compression);
-        CImageIo2::Save((targetDir(s.target) + "/" + s.name).toStdString(), pattern(s.type, s.w, s.h, s.d), &options);
+        CImageIo2::Save((targetDir(s.target) + "/" + s.name).toStdString(), pattern(s.type, s.w, s.h, s.d),
+                        &options);
         ++g_written;
     }
     // Nothing here writes GIF; the smallest well-formed one, a 1x1 two-colour image, stands in.
-    static const unsigned char gif[] = {'G', 'I',  'F', '8', '9', 'a', 1, 0, 1, 0, 0x80, 0, 0, 0xff, 0xff, 0xff, 0,   0,
-                                        0,   0x2c, 0,   0,   0,   0,   1, 0, 1, 0, 0,    2, 2, 0x44, 1,    0,    0x3b};
+    static const unsigned char gif[] = {'G', 'I',  'F',  '8',  '9', 'a', 1, 0,    1, 0, 0x80, 0,
+                                        0,   0xff, 0xff, 0xff, 0,   0,   0, 0x2c, 0, 0, 0,    0,
+                                        1,   0,    1,    0,    0,   2,   2, 0x44, 1, 0, 0x3b};
     saveBytes("gif", "pixel.gif", QByteArray(reinterpret_cast<const char*>(gif), int(sizeof gif)));
 }
 
@@ -222,5 +226,6 @@ int main(int argc, char** argv) {
 
 // Qt's offscreen platform and fontconfig keep objects until the process dies; not ours.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libqoffscreen.so\n" "leak:libfontconfig.so\n";
+    return "leak:libqoffscreen.so\n"
+           "leak:libfontconfig.so\n";
 }
