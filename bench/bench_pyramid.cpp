@@ -40,15 +40,15 @@ struct HugeFile {
     HugeFile() {
         QElapsedTimer timer;
         timer.start();
-        pxmtest::PyramidTiff spec;
-        spec.width = Side;
-        spec.height = Side;
-        spec.levels = 9;
-        spec.rgb = true;
-        spec.tileValue = [](int level, uint32_t column, uint32_t row) {
+        pxmtest::PyramidTiff tiff;
+        tiff.width = Side;
+        tiff.height = Side;
+        tiff.levels = 9;
+        tiff.rgb = true;
+        tiff.tileValue = [](int level, uint32_t column, uint32_t row) {
             return uint8_t(40 + level * 16 + ((column / 4 + row / 4) % 2) * 60 + (column * 5 + row * 3) % 8);
         };
-        pxmtest::writePyramidTiff(path().toStdString(), spec);
+        pxmtest::writePyramidTiff(path().toStdString(), tiff);
         writeSeconds = double(timer.elapsed()) / 1000.0;
     }
     QString path() const { return dir.filePath("huge.tif"); }

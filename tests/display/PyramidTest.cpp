@@ -26,15 +26,15 @@ uint8_t blockValue(uint32_t x, uint32_t y) {
 }
 
 pxmtest::PyramidTiff blocks(bool subIfds, bool rgb) {
-    pxmtest::PyramidTiff spec;
-    spec.width = 2000;
-    spec.height = 1500;
-    spec.levels = 4;
-    spec.tile = 128;
-    spec.rgb = rgb;
-    spec.subIfds = subIfds;
-    spec.value = [](int level, uint32_t x, uint32_t y) { return blockValue(x << level, y << level); };
-    return spec;
+    pxmtest::PyramidTiff tiff;
+    tiff.width = 2000;
+    tiff.height = 1500;
+    tiff.levels = 4;
+    tiff.tile = 128;
+    tiff.rgb = rgb;
+    tiff.subIfds = subIfds;
+    tiff.value = [](int level, uint32_t x, uint32_t y) { return blockValue(x << level, y << level); };
+    return tiff;
 }
 
 } // namespace
@@ -117,12 +117,12 @@ TEST(PyramidTest, ViewPicksTheLevelOfItsZoomAndKeepsTilesInBudget) {
 
 TEST(PyramidTest, OverviewsOfAFileWithoutLevelsAreBuiltOnceAndMatchIt) {
     pxmtest::TempDir dir;
-    pxmtest::PyramidTiff spec = blocks(true, false);
-    spec.width = 3000;
-    spec.levels = 1;
-    spec.rowsPerStrip = 7;
+    pxmtest::PyramidTiff tiff = blocks(true, false);
+    tiff.width = 3000;
+    tiff.levels = 1;
+    tiff.rowsPerStrip = 7;
     const std::string path = dir.localPath("flat.tif");
-    pxmtest::writePyramidTiff(path, spec);
+    pxmtest::writePyramidTiff(path, tiff);
     const std::string cache = dir.localPath("cache");
     EXPECT_TRUE(KYVO::io::TiffOverviews::needed(TiffPyramid(path)));
     EXPECT_TRUE(KYVO::io::TiffOverviews::find(path, cache).empty());

@@ -49,15 +49,15 @@ TEST(LargeImageTest, StripsEqualTheWholeMask) {
 
 TEST(LargeImageTest, HugeTiffIsShownOnDemandWithoutPixelsInMemory) {
     TempDir dir;
-    PyramidTiff spec;
-    spec.width = 16400;
-    spec.height = 16400;
-    spec.levels = 7;
-    spec.rgb = true;
-    spec.tileValue = [](int level, uint32_t column, uint32_t row) {
+    PyramidTiff tiff;
+    tiff.width = 16400;
+    tiff.height = 16400;
+    tiff.levels = 7;
+    tiff.rgb = true;
+    tiff.tileValue = [](int level, uint32_t column, uint32_t row) {
         return uint8_t(level * 40 + (column + row) % 2);
     };
-    writePyramidTiff(dir.localPath("huge.tif"), spec);
+    writePyramidTiff(dir.localPath("huge.tif"), tiff);
     pxm::Project project;
     pxm::LabeledImage* image = addUnloadedImage(project, dir.path("huge.tif"), 16400, 16400);
     image->scene(0)->incUsage();

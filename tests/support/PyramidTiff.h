@@ -28,7 +28,7 @@ struct PyramidTiff {
     std::function<uint8_t(int level, uint32_t column, uint32_t row)> tileValue;
 };
 
-/// Writes `spec` to `path` through libtiff; throws std::runtime_error on failure.
-void writePyramidTiff(const std::string& path, const PyramidTiff& spec);
+/// Writes `tiff` to `path` through libtiff; throws std::runtime_error on failure.
+void writePyramidTiff(const std::string& path, const PyramidTiff& tiff);
 
 } // namespace pxmtest
