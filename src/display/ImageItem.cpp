@@ -2,6 +2,7 @@
 #include "display/ImageItem.h"
 
 #include "display/ImageInfoCache.h"
+#include "display/PaintArea.h"
 #include "display/TileCache.h"
 #include "display/TileRenderer.h"
 #include "platform/CException.h"
@@ -118,22 +119,11 @@ void ImageItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* option,
     const QRectF bounds = boundingRect();
     if (bounds.isEmpty() || !painter)
         return;
-    QRectF area = bounds;
-    // A null exposed rectangle comes from callers that set none: they want everything.
-    if (option && !option->exposedRect.isNull())
-        area &= option->exposedRect;
-    if (painter->hasClipping())
-        area &= painter->clipBoundingRect();
-    const QTransform& world = painter->worldTransform();
-    QPaintDevice* device = painter->device();
-    if (device && device->width() > 0 && device->height() > 0 && world.isInvertible())
-        area &= world.inverted().mapRect(QRectF(0, 0, device->width(), device->height()));
+    const PaintArea paintArea = PaintArea::of(*painter, option, bounds);
+    const QRectF& area = paintArea.area;
     if (area.isEmpty())
         return;
-
-    double lod = QStyleOptionGraphicsItem::levelOfDetailFromTransform(world);
-    if (device)
-        lod *= device->devicePixelRatioF();
+    const double lod = paintArea.levelOfDetail;
     const int level = levelFor(lod);
     const double span = double(static_cast<long long>(m_tileSize) << level);
     const int columns = int(std::ceil(bounds.width() / span));

@@ -2,6 +2,7 @@
 #include "display/PyramidItem.h"
 
 #include "display/CImageInfo.h"
+#include "display/PaintArea.h"
 #include "display/TileCache.h"
 #include "display/TileRenderer.h"
 #include "platform/CImage.h"
@@ -42,8 +43,9 @@ int PyramidItem::levelFor(double levelOfDetail) const {
     const double full = double(m_pyramid->level(0).width);
     int level = 0;
     // A coarser level is taken while one of its pixels still fits in a device pixel.
-    while (level + 1 < m_pyramid->levelCount() &&
-           (!(levelOfDetail > 0.0) || levelOfDetail * full / double(m_pyramid->level(level + 1).width) <= 1.0))
+    while (
+        level + 1 < m_pyramid->levelCount() &&
+        (!(levelOfDetail > 0.0) || levelOfDetail * full / double(m_pyramid->level(level + 1).width) <= 1.0))
         ++level;
     return level;
 }
@@ -85,9 +87,9 @@ QImage PyramidItem::tile(int level, int column, int row) const {
     QImage image = cache.find(key);
     if (!image.isNull())
         return image;
-    const auto pixels = m_pyramid->read(level, uint32_t(column) * uint32_t(m_tileSize),
-                                        uint32_t(row) * uint32_t(m_tileSize), uint32_t(m_tileSize),
-                                        uint32_t(m_tileSize));
+    const auto pixels =
+        m_pyramid->read(level, uint32_t(column) * uint32_t(m_tileSize), uint32_t(row) * uint32_t(m_tileSize),
+                        uint32_t(m_tileSize), uint32_t(m_tileSize));
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         const bool needsInfo = TileRenderer::needsImageInfo(m_pyramid->type(), m_normalize, m_contrast);
@@ -108,21 +110,11 @@ void PyramidItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* optio
     const QRectF bounds = boundingRect();
     if (bounds.isEmpty() || !painter)
         return;
-    QRectF area = bounds;
-    if (option && !option->exposedRect.isNull())
-        area &= option->exposedRect;
-    if (painter->hasClipping())
-        area &= painter->clipBoundingRect();
-    const QTransform& world = painter->worldTransform();
-    QPaintDevice* device = painter->device();
-    if (device && device->width() > 0 && device->height() > 0 && world.isInvertible())
-        area &= world.inverted().mapRect(QRectF(0, 0, device->width(), device->height()));
+    const PaintArea paintArea = PaintArea::of(*painter, option, bounds);
+    const QRectF& area = paintArea.area;
     if (area.isEmpty())
         return;
-
-    double lod = QStyleOptionGraphicsItem::levelOfDetailFromTransform(world);
-    if (device)
-        lod *= device->devicePixelRatioF();
+    const double lod = paintArea.levelOfDetail;
     const int level = levelFor(lod);
     const auto& lv = m_pyramid->level(level);
     // First-level units per pixel of this level.
@@ -144,14 +136,15 @@ void PyramidItem::paint(QPainter* painter, const QStyleOptionGraphicsItem* optio
     try {
         for (int r = r0; r <= r1; ++r) {
             for (int c = c0; c <= c1; ++c) {
-                const QImage image =
-                    tooMany ? TileCache::shared().find(TileCache::Key{m_owner, level, c, r}) : tile(level, c, r);
+                const QImage image = tooMany ? TileCache::shared().find(TileCache::Key{m_owner, level, c, r})
+                                             : tile(level, c, r);
                 if (image.isNull()) {
-                    painter->fillRect(QRectF(c * span * fx, r * span * fy, span * fx, span * fy), Qt::darkGray);
+                    painter->fillRect(QRectF(c * span * fx, r * span * fy, span * fx, span * fy),
+                                      Qt::darkGray);
                     continue;
                 }
-                painter->drawImage(QRectF(c * span * fx, r * span * fy, image.width() * fx, image.height() * fy),
-                                   image);
+                painter->drawImage(
+                    QRectF(c * span * fx, r * span * fy, image.width() * fx, image.height() * fy), image);
             }
         }
     } catch (const std::exception& e) {

@@ -13,6 +13,7 @@
 #include "scene/Scene.h"
 
 #include <QDebug>
+#include <QFileInfo>
 #include <QGraphicsItem>
 #include <atomic>
 
@@ -37,6 +38,10 @@ KYVO::CImage* loadLogged(const QString& path, QString* error = nullptr) {
 /// The image at `path` read on demand, when it is a 2D TIFF too large to hold whole; null
 /// otherwise, or when it cannot be read that way (then the ordinary reader says why).
 std::shared_ptr<const KYVO::io::TiffPyramid> openOnDemand(const QString& path) {
+    // Only TIFFs are read on demand: other images are spared a second opening of their file.
+    static const QStringList endings{"tif", "tiff", "btf", "tf8"};
+    if (!endings.contains(QFileInfo(path).suffix(), Qt::CaseInsensitive))
+        return nullptr;
     try {
         const std::string local = path.toLocal8Bit().toStdString();
         const KYVO::CSize size = KYVO::CImageIo2::ReadSize(local);
