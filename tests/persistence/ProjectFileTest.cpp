@@ -297,9 +297,40 @@ protected:
 
 } // namespace
 
-TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItems) {
+TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItemsInQtsIndentedText) {
+    // The sample project with text to escape, odd numbers and an empty path besides.
     SampleProject sample;
-    const Project& original = sample.project;
+    Project& project = sample.project;
+    const Project& original = project;
+    Label* label = project.labels()[0];
+    label->setName("a \"quoted\" \\ name\twith tab, é and \u20ac");
+    label->setColor(QColor(1, 2, 3, 4));
+    project.images()[0]->setImagePath("/data/C:\\images\\1\u00e4.tif");
+    project.images()[1]->setMaskPath("/data/m\x01.pgm");
+    Scene* scene = project.images()[1]->scene(0);
+    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})),
+                        label);
+    scene->addLabelItem(new QGraphicsPathItem, label);
+    project.setSetting("Tools.list", QVariantList{1, "two", QVariantMap{{"z", 0.5}, {"a", QVariantList{}}}});
+    project.setSetting("Label.name", "\"x\"");
+    // Written in pieces of one byte or all at once, the text is what Qt makes of it.
+    for (std::size_t pieceSize : {std::size_t(1), std::size_t(1) << 20}) {
+        std::string text;
+        int pieces = 0;
+        JsonTextWriter out(
+            [&](std::string& piece) {
+                text += piece;
+                ++pieces;
+            },
+            pieceSize);
+        ProjectSerializer::write(out, project);
+        out.finish();
+        EXPECT_EQ(pieces > 1, pieceSize == 1);
+        QJsonParseError error{};
+        const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+        ASSERT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString();
+        EXPECT_EQ(document.toJson(QJsonDocument::Indented).toStdString(), text);
+    }
     pxmtest::TempDir dir;
     for (const QString name : {"p.json", "p.json.gz", "p.JSON.GZ"}) {
         SCOPED_TRACE(name.toStdString());
@@ -532,26 +563,32 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         QByteArray find, with;
         QString message;
     };
-    const auto number = [](const char* type, const char* key) {
-        return QString("%1: Expected '%2' to be a number.").arg(type, key);
+    // "Type: Expected 'key' to be what."
+    const auto to = [](const char* type, const char* key, const char* what) {
+        return QString("%1: Expected '%2' to be %3.").arg(type, key, what);
     };
+    const auto number = [&](const char* type, const char* key) { return to(type, key, "a number"); };
     const auto missing = [](const char* type, const char* key) {
         return QString("%1: No '%2' entry found.").arg(type, key);
     };
     const auto typed = [](const char* type, const char* name) {
         return QString("%1: Expected a JSON object with '$type' '%2'.").arg(type, name);
     };
+    const char *array = "an array", *whole32 = "a whole number within 32 bits",
+               *size = "a whole number from 0 to 4294967295";
+    const QString depth = "Image: The size of 'scenes' does not match the image's' depth.",
+                  notJson = "Expected a JSON document at '%1'.";
     const QList<Case> cases = {
         {"pxm::Project", "Project", typed("Project", "Project")},
         {"\"labels\"", "\"labelz\"", missing("Project", "labels")},
-        {"\"labels\":[", "\"labels\":7,\"l\":[", "Project: Expected 'labels' to be an array."},
+        {"\"labels\":[", "\"labels\":7,\"l\":[", to("Project", "labels", array)},
         {"\"images\"", "\"imagez\"", missing("Project", "images")},
-        {"\"images\":[", "\"images\":7,\"i\":[", "Project: Expected 'images' to be an array."},
+        {"\"images\":[", "\"images\":7,\"i\":[", to("Project", "images", array)},
         {"\"currentImageIndex\"", "\"x\"", missing("Project", "currentImageIndex")},
         {"\"currentImageIndex\":0", "\"currentImageIndex\":\"0\"", number("Project", "currentImageIndex")},
-        {"\"settings\":{", "\"settings\":[],\"s\":{", "Project: Expected 'settings' to be an object."},
+        {"\"settings\":{", "\"settings\":[],\"s\":{", to("Project", "settings", "an object")},
         {"pxm::Label", "Label", typed("Label", "Label")},
-        {"\"name\":\"cell\"", "\"name\":null", "Label: Expected 'name' to be a string."},
+        {"\"name\":\"cell\"", "\"name\":null", to("Label", "name", "a string")},
         {"\"$type\":\"QColor\"", "\"$type\":\"QColour\"", typed("QColor", "QColor")},
         {"\"red\":1", "\"red\":true", number("QColor", "red")},
         {"\"green\":2", "\"grun\":2", number("QColor", "green")},
@@ -560,8 +597,8 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"opacity\":0.5", "\"opacity\":\"half\"", number("Label", "opacity")},
         {"\"id\":7", "\"id\":\"7\"", number("Label", "id")},
         {"\"maskId\":1", "\"maskID\":1", number("Label", "maskId")},
-        {"\"id\":7", "\"id\":1e20", "Label: Expected 'id' to be a whole number within 32 bits."},
-        {"\"maskId\":1", "\"maskId\":1.5", "Label: Expected 'maskId' to be a whole number within 32 bits."},
+        {"\"id\":7", "\"id\":1e20", to("Label", "id", whole32)},
+        {"\"maskId\":1", "\"maskId\":1.5", to("Label", "maskId", whole32)},
         {"pxm::LabeledImage", "LabeledImage", typed("Image", "LabeledImage")},
         {"\"width\":40,", "", missing("Image", "width")},
         {"\"width\":40", "\"width\":\"40\"", number("Image", "width")},
@@ -572,24 +609,22 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"\"colorChannels\":3,", "", missing("Image", "colorChannels")},
         {"\"colorChannels\":3", "\"colorChannels\":false", number("Image", "colorChannels")},
         {"\"imagePath\":\"i.png\",", "", missing("Image", "imagePath")},
-        {"\"imagePath\":\"i.png\"", "\"imagePath\":1", "Image: Expected 'imagePath' to be a string."},
-        {"\"maskPath\":\"\"", "\"maskPath\":null", "Image: Expected 'maskPath' to be a string."},
+        {"\"imagePath\":\"i.png\"", "\"imagePath\":1", to("Image", "imagePath", "a string")},
+        {"\"maskPath\":\"\"", "\"maskPath\":null", to("Image", "maskPath", "a string")},
         {"\"scenes\":[", "\"scenez\":[", missing("Image", "scenes")},
-        {"\"scenes\":[", "\"scenes\":\"\",\"s\":[", "Image: Expected 'scenes' to be an array."},
-        {"\"depth\":1", "\"depth\":3", "Image: The size of 'scenes' does not match the image's' depth."},
+        {"\"scenes\":[", "\"scenes\":\"\",\"s\":[", to("Image", "scenes", array)},
+        {"\"depth\":1", "\"depth\":3", depth},
         // Sizes no image can have: checked against the scenes before anything is created.
-        {"\"depth\":1", "\"depth\":1e9", "Image: The size of 'scenes' does not match the image's' depth."},
-        {"\"depth\":1", "\"depth\":-1", "Image: The size of 'scenes' does not match the image's' depth."},
-        {"\"width\":40", "\"width\":-40",
-         "Image: Expected 'width' to be a whole number from 0 to 4294967295."},
-        {"\"height\":30", "\"height\":1e10",
-         "Image: Expected 'height' to be a whole number from 0 to 4294967295."},
+        {"\"depth\":1", "\"depth\":1e9", depth},
+        {"\"depth\":1", "\"depth\":-1", depth},
+        {"\"width\":40", "\"width\":-40", to("Image", "width", size)},
+        {"\"height\":30", "\"height\":1e10", to("Image", "height", size)},
         {"pxm::Scene", "Scene", typed("Scene", "Scene")},
         {"\"zLayer\":0,", "", missing("Scene", "zLayer")},
         {"\"zLayer\":0", "\"zLayer\":\"0\"", number("Scene", "zLayer")},
         {"\"zLayer\":0", "\"zLayer\":1", "Scene: Expected another 'zLayer' at this point."},
         {"\"labelItems\"", "\"items\"", missing("Scene", "labelItems")},
-        {"\"labelItems\":[", "\"labelItems\":0,\"a\":[", "Scene: Expected 'labelItems' to be an array."},
+        {"\"labelItems\":[", "\"labelItems\":0,\"a\":[", to("Scene", "labelItems", array)},
         {"QGraphicsRectItem", "QGraphicsSquareItem",
          "QGraphicsItem: Expected a JSON object with '$type' to be a known graphics item type."},
         {"\"$type\":\"QRectF\"", "\"$type\":\"QRect\"", typed("QRectF", "QRectF")},
@@ -603,26 +638,24 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         {"[1,0,0,0,1,0,0,0,1]", "[1,0,0,0,1,0,0,0,\"1\"]",
          "QTransform: Expected 'values' to contain only numbers."},
         {"\"labelId\":7", "\"labelId\":\"7\"", number("QGraphicsItem", "labelId")},
-        {"\"labelId\":7", "\"labelId\":4294967296",
-         "QGraphicsItem: Expected 'labelId' to be a whole number within 32 bits."},
+        {"\"labelId\":7", "\"labelId\":4294967296", to("QGraphicsItem", "labelId", whole32)},
         {"\"$type\":\"QLineF\"", "\"$type\":\"QLine\"", typed("QLineF", "QLineF")},
         {"{\"$type\":\"QPointF\",\"x\":11", "{\"x\":11", typed("QPointF", "QPointF")},
         {"\"x\":11", "\"x\":\"11\"", number("QPointF", "x")},
         {"\"y\":12", "\"y\":null", number("QPointF", "y")},
         {"\"$type\":\"QPolygonF\"", "\"$type\":\"QPolygon\"", typed("QPolygonF", "QPolygonF")},
-        {"\"points\":[", "\"points\":null,\"p\":[", "QPolygonF: Expected 'points' to be an array."},
+        {"\"points\":[", "\"points\":null,\"p\":[", to("QPolygonF", "points", array)},
         {"\"$type\":\"QPainterPath\"", "\"$type\":\"QPath\"", typed("QPainterPath", "QPainterPath")},
-        {"\"polygons\":[", "\"polygons\":{},\"p\":[", "QPainterPath: Expected 'polygons' to be an array."},
+        {"\"polygons\":[", "\"polygons\":{},\"p\":[", to("QPainterPath", "polygons", array)},
         {"\"polygons\":[", "\"fillRule\":\"Even\",\"polygons\":[",
-         "QPainterPath: Expected 'fillRule' to be 'WindingFill' or 'OddEvenFill'."},
+         to("QPainterPath", "fillRule", "'WindingFill' or 'OddEvenFill'")},
         {"\"maskId\":1", "\"maskId\":1,\"penWidth\":\"1\"", number("Label", "penWidth")},
         {"\"maskId\":1", "\"maskId\":1,\"secondaryOpacity\":null", number("Label", "secondaryOpacity")},
         // An empty find stands for a whole document of its own.
-        {"", "[{\"$type\":\"pxm::Project\"}]", "Expected a JSON document at '%1'."},
-        {"", "", "Expected a JSON document at '%1'."},
-        {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}", "Expected a JSON document at '%1'."},
-        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}",
-         "Expected a JSON document at '%1'."},
+        {"", "[{\"$type\":\"pxm::Project\"}]", notJson},
+        {"", "", notJson},
+        {"\"Label.pen_width\":0.25}}", "\"Label.pen_width\":0.25}", notJson},
+        {"", "{\"a\":" + QByteArray(3000, '[') + QByteArray(3000, ']') + "}", notJson},
     };
     pxmtest::TempDir dir;
     const QString fileName = dir.path("p.json");
@@ -716,21 +749,6 @@ TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
         const BudgetScope budget(c.budget);
         EXPECT_EQ(readBack(document(c.images)), c.outcome);
     }
-}
-
-TEST_F(RecoveryTest, SnapshotTextIsTheProjectFileText) {
-    SampleProject sample;
-    Project& project = sample.project;
-    RecoverySnapshot snapshot;
-    snapshot.capture(project);
-    EXPECT_EQ(snapshot.itemCount(), 8u);
-    const std::string expected = serializerText(project);
-    EXPECT_EQ(snapshotText(snapshot), expected);
-    // The copy is frozen: later edits of the project do not reach it.
-    project.labels()[0]->setName("changed");
-    delete project.images()[0]->scene(0)->items().first();
-    EXPECT_EQ(snapshotText(snapshot), expected);
-    EXPECT_NE(serializerText(project), expected);
 }
 
 TEST_F(RecoveryTest, ShadowCopiesOnlyStaleLayersAndCountsRealChanges) {
@@ -831,7 +849,7 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
     EXPECT_TRUE(!QFileInfo::exists(folder) && RecoveryFolder::orphaned().isEmpty());
 }
 
-TEST_F(RecoveryTest, NewerSnapshotReplacesTheOlderAndKeepsUnchangedVolumes) {
+TEST_F(RecoveryTest, SnapshotIsAFrozenProjectFileAndANewerOneReplacesTheOlder) {
     SampleProject sample;
     Project& project = sample.project;
     const auto volume = std::make_shared<const KYVO::CImage>(pattern(32, 32, 3, 4));
@@ -840,9 +858,16 @@ TEST_F(RecoveryTest, NewerSnapshotReplacesTheOlderAndKeepsUnchangedVolumes) {
     ASSERT_TRUE(owner.create(&error));
     RecoverySnapshot first;
     first.capture(project);
+    EXPECT_EQ(first.itemCount(), 8u);
+    const std::string expected = serializerText(project);
+    EXPECT_EQ(snapshotText(first), expected);
+    // The copy is frozen: later edits of the project do not reach it.
+    project.labels()[1]->setName("renamed");
+    delete project.images()[0]->scene(0)->items().first();
+    EXPECT_EQ(snapshotText(first), expected);
+    EXPECT_NE(serializerText(project), expected);
     first.addVolume({1, false, volume, "mask-1-1.okav.gz", false});
     first.writeTo(owner.path(), 1);
-    project.labels()[1]->setName("renamed");
     RecoverySnapshot second;
     second.capture(project);
     second.addVolume({1, false, volume, "mask-1-1.okav.gz", true});
@@ -910,30 +935,11 @@ TEST(JsonTree, AcceptsAndReadsWhatQtDoes) {
 // Qt's JSON writer is the reference: every number must print as QJsonDocument prints it.
 TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
     using L = std::numeric_limits<double>;
-    QList<double> numbers = {0.0,
-                             -0.0,
-                             1,
-                             -1,
-                             0.5,
-                             0.1,
-                             0.0001,
-                             0.00012345,
-                             1e-5,
-                             -1.5e-7,
-                             5e-324,
-                             1e-300,
-                             123456789.5,
-                             4294967295.0,
-                             1e15,
-                             1e17,
-                             9007199254740993.0,
-                             -9223372036854775808.0,
-                             9223372036854775808.0,
-                             1e20,
-                             -1.7976931348623157e308,
-                             0.30000000000000004,
-                             L::denorm_min(),
-                             std::nextafter(1.0, 2.0),
+    QList<double> numbers = {0.0, -0.0, 1, -1, 0.5, 0.1, 0.0001, 0.00012345, 1e-5, -1.5e-7, 123456789.5,
+                             4294967295.0, 1e15, 1e17, 9007199254740993.0, 1e20, 0.30000000000000004,
+                             // The ends of the range, and neighbours of numbers with short forms.
+                             5e-324, 1e-300, -9223372036854775808.0, 9223372036854775808.0,
+                             -1.7976931348623157e308, L::denorm_min(), std::nextafter(1.0, 2.0),
                              std::nextafter(0.0001, 0.0)};
     QRandomGenerator random(3);
     for (int i = 0; i < 5000; ++i) {
@@ -951,39 +957,4 @@ TEST(JsonTextWriter, PrintsNumbersAsQtDoes) {
     std::string text;
     JsonTextWriter::appendNumber(text, std::nan(""));
     EXPECT_EQ(text, "null");
-}
-
-TEST(JsonTextWriter, ProjectTextIsQtsIndentedForm) {
-    // The sample project with text to escape, odd numbers and an empty path.
-    SampleProject sample;
-    Project& project = sample.project;
-    Label* label = project.labels()[0];
-    label->setName("a \"quoted\" \\ name\twith tab, é and \u20ac");
-    label->setColor(QColor(1, 2, 3, 4));
-    project.images()[0]->setImagePath("C:\\images\\1\u00e4.tif");
-    project.images()[1]->setMaskPath("m\x01.pgm");
-    Scene* scene = project.images()[1]->scene(0);
-    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF(QVector<QPointF>{{0.1, 1e-7}, {3e9, -2.5}})),
-                        label);
-    scene->addLabelItem(new QGraphicsPathItem, label);
-    project.setSetting("View.cameraMode", 3);
-    project.setSetting("Tools.list", QVariantList{1, "two", QVariantMap{{"z", 0.5}, {"a", QVariantList{}}}});
-    project.setSetting("Label.name", "\"x\"");
-    for (std::size_t pieceSize : {std::size_t(1), std::size_t(1) << 20}) {
-        std::string text;
-        int pieces = 0;
-        JsonTextWriter out(
-            [&](std::string& piece) {
-                text += piece;
-                ++pieces;
-            },
-            pieceSize);
-        ProjectSerializer::write(out, project);
-        out.finish();
-        EXPECT_EQ(pieces > 1, pieceSize == 1);
-        QJsonParseError error{};
-        const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
-        ASSERT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString();
-        EXPECT_EQ(document.toJson(QJsonDocument::Indented).toStdString(), text);
-    }
 }

@@ -417,32 +417,10 @@ TEST(CValueJson, ReadsHandWrittenAndRefusesMalformedText) {
     EXPECT_EQ(static_cast<const CValueString*>(a->at(2))->Get(), "\xc3\xa4\xf0\x9f\x98\x80/");
     EXPECT_EQ(map->GetDouble("a2"), 1e20) << "an integer beyond 64 bits is kept as a double";
     const char* malformed[] = {
-        "",
-        "{",
-        "{\"a\" 1}",
-        "{\"a\": 1,}",
-        "[1 2]",
-        "[1,]",
-        "01",
-        "1.",
-        "-",
-        "1e",
-        "\"open",
-        "\"\\x\"",
-        "\"\\u12\"",
-        "\"\\ud800\"",
-        "\"a\nb\"",
-        "nul",
-        "null",
-        "{\"\": 1}",
-        "{\"a/b\": 1}",
-        "{} {}",
-        "1e999",
-        "[\"\\udc00\"]",
-        "[\"\\udfff\"]",
-        "tru",
-        "{\"a\": }",
-    };
+        "", "{", "{\"a\" 1}", "{\"a\": 1,}", "[1 2]", "[1,]", "01", "1.", "-", "1e", "\"open", "\"\\x\"",
+        "\"\\u12\"", "\"a\nb\"", "nul", "tru", "{\"a\": }", "{} {}",
+        // Well-formed, yet no value of ours: null, lone surrogates, keys that are no path, a number too big.
+        "null", "\"\\ud800\"", "[\"\\udc00\"]", "[\"\\udfff\"]", "{\"\": 1}", "{\"a/b\": 1}", "1e999"};
     for (const char* text : malformed) {
         SCOPED_TRACE(text);
         std::string error;
