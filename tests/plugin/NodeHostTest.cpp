@@ -92,7 +92,7 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
     EXPECT_EQ(printedList->size(), 1u);
 }
 
-TEST_F(NodeHostTest, DescribesTheNode) {
+TEST_F(NodeHostTest, DescribesTheNodeAndEndsBadInputWithTheNodesMessage) {
     ASSERT_EQ(run({"--describe"}), 0) << err.toStdString();
     const QStringList lines = out.split('\n');
     for (const QString line :
@@ -106,9 +106,7 @@ TEST_F(NodeHostTest, DescribesTheNode) {
     ASSERT_EQ(run({"--help"}), 0) << err.toStdString();
     for (const char* option : {"--describe", "--close-after <ms>", "--output-labels <file>"})
         EXPECT_TRUE(out.contains(option)) << option;
-}
 
-TEST_F(NodeHostTest, BadInputEndsWithTheNodesMessage) {
     const struct {
         QStringList arguments;
         int code;

@@ -221,32 +221,6 @@ TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
     }
     qputenv("KYVODIR", "");
     EXPECT_EQ(pxm::PPixmarker::resolveImagePath("%KYVODIR%/a.png"), "/a.png");
-    qputenv("KYVODIR", "/opt/k");
-
-    // Through a run: the image, its mask path (taken as it stands), the project path and the
-    // overwrite setting; an empty path leaves all of that alone.
-    for (const bool withPath : {true, false}) {
-        SCOPED_TRACE(withPath ? "with a path" : "without a path");
-        pxm::PPixmarker node;
-        CValueMap parameters;
-        if (withPath) {
-            parameters.SetString("input_image_path", "%KYVODIR%/data/a.b/img.tif");
-            parameters.SetString("label_mask_path", "%KYVODIR%/mask.pgm");
-        }
-        node.Init(&parameters);
-        node.SetInput(0, imageValue(IMAGE_GREY_8, 4, 3));
-        runAndClose(node);
-        ASSERT_EQ(node.project()->images().size(), 1);
-        const pxm::LabeledImage* image = node.project()->images()[0];
-        EXPECT_EQ(QStringList({image->imagePath(), image->maskPath(), node.project()->path()}),
-                  withPath
-                      ? QStringList({"/opt/k/data/a.b/img.tif", "%KYVODIR%/mask.pgm", "/opt/k/data/a.json"})
-                      : QStringList({"", "", ""}));
-        EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
-                  withPath ? QVariant(true)
-                           : pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged"));
-        EXPECT_NE(image->image(), nullptr) << "the image from the stack stays, though no file holds it";
-    }
     qunsetenv("KYVODIR");
 }
 
@@ -297,7 +271,13 @@ TEST(PluginInputs, ZoneListsBecomeRectanglesOfExistingOrNewLabels) {
 }
 
 TEST(PluginRun, ClosedWindowHandsBackLabelMaskAndLabels) {
+    // The image's path, its mask path (taken as it stands) and the project path come from the parameters.
+    qputenv("KYVODIR", "/opt/k");
     pxm::PPixmarker node;
+    CValueMap parameters;
+    parameters.SetString("input_image_path", "%KYVODIR%/data/a.b/img.tif");
+    parameters.SetString("label_mask_path", "%KYVODIR%/mask.pgm");
+    node.Init(&parameters);
     node.SetInput(0, imageValue(IMAGE_RGB_8I, 6, 5));
     CValueSmart* mask = imageValue(IMAGE_GREY_8, 6, 5);
     *mask->Image()->voxel(5, 4, 0) = 9;
@@ -332,6 +312,12 @@ TEST(PluginRun, ClosedWindowHandsBackLabelMaskAndLabels) {
     ASSERT_EQ(labels.size(), 4);
     EXPECT_EQ(labels.mid(0, 2), QStringList({"road 2 255", "tree 0 0"}));
     EXPECT_EQ(labels[2].section(' ', -2, -2) + labels[3].section(' ', -2, -2), "95");
+    const pxm::LabeledImage* image = node.project()->images()[0];
+    EXPECT_EQ(QStringList({image->imagePath(), image->maskPath(), node.project()->path()}),
+              QStringList({"/opt/k/data/a.b/img.tif", "%KYVODIR%/mask.pgm", "/opt/k/data/a.json"}));
+    EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask"), true);
+    EXPECT_NE(image->image(), nullptr) << "the image from the stack stays, though no file holds it";
+    qunsetenv("KYVODIR");
 }
 
 TEST(PluginRun, ReloadFromTheWindowReadsTheInputsAgain) {
@@ -360,6 +346,12 @@ TEST(PluginRun, ReloadFromTheWindowReadsTheInputsAgain) {
     EXPECT_EQ(labelsAfterReload, 2) << "the project was cleared first";
     EXPECT_EQ(dismissed, 1) << "one warning box for the bad mask";
     EXPECT_EQ(maskOutput(node)->size(), CSize(7, 3, 1));
+    // Without a path the image, its mask and the project have none, and the overwrite setting is left alone.
+    const pxm::LabeledImage* image = node.project()->images()[0];
+    EXPECT_EQ(QStringList({image->imagePath(), image->maskPath(), node.project()->path()}),
+              QStringList({"", "", ""}));
+    EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
+              pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged"));
 }
 
 TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
