@@ -67,7 +67,7 @@ QStringList masksIn(const QString& directory) {
 
 } // namespace
 
-TEST_F(ExportCommand, AnswersBadInputWithItsExitCodes) {
+TEST_F(ExportCommand, AnswersBadInputWithItsExitCodesAndExportsWithoutADisplay) {
     const QString project = writeProject(dir);
     const QString target = dir.path("out");
     pxmtest::writeFile(dir.path("corrupt.json"), "{\"$type\": \"pxm::Project\", \"labels\": [");
@@ -96,10 +96,6 @@ TEST_F(ExportCommand, AnswersBadInputWithItsExitCodes) {
             << err.toStdString();
     }
     EXPECT_FALSE(QFileInfo::exists(target)) << "nothing is created before the project is read";
-}
-
-TEST_F(ExportCommand, ExportsAProjectWithoutADisplay) {
-    const QString project = writeProject(dir);
 
     // Defaults: full masks only, unlabeled images skipped; the output directory is created.
     const QString masks = dir.path("out/masks");

@@ -8,10 +8,6 @@
 
 namespace {
 
-template <int N> QByteArray raw(const char (&text)[N]) {
-    return QByteArray(text, N - 1);
-}
-
 QString writeScene(pxm::Scene* scene) {
     QString text;
     QTextStream out(&text);
@@ -113,7 +109,7 @@ TEST(KAROMarkTest, HandWrittenFiles) {
          "#000000"},
         {"CRLF line ends", "# Image\r\na.png\r\n# Mark\r\n# Color: 1\r\n0 1 0 1\r\n",
          "a.png 0x0x1|  KARO Color 1: rect 0 0 1 1|label KARO Color 1 1 #000001"},
-        {"binary junk", raw("\xff\xfe\x00\x01# Mark\n\x80\x81\n"), ""},
+        {"binary junk", QByteArray("\xff\xfe\x00\x01# Mark\n\x80\x81\n", 14), ""},
     };
     pxmtest::TempDir dir;
     for (const Case& c : cases) {
