@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <tiffio.h>
+#include <variant>
 #include <vector>
 #include <zlib.h>
 
@@ -125,26 +126,27 @@ std::string readBytes(const pxmtest::TempDir& dir, const QString& name, const QB
     return contents(dir.localPath(name));
 }
 
-using Tags = std::vector<std::pair<ttag_t, int>>;
+using Tags = std::vector<std::pair<ttag_t, std::variant<int, double, const char*>>>;
 
 struct Page {
     int w, h;
     Tags tags;
-    std::vector<std::vector<std::uint8_t>> strips; // one per colour plane when planes are separate
+    std::vector<std::vector<std::uint8_t>> strips; // or tiles; one per colour plane when planes are separate
     int extraSamples = 0;
     bool raw = false; // strips stored as given, not encoded
 };
 
-/// Writes pages with exactly the given tags (plus size and rows per strip) through libtiff.
-void writeTiff(const std::string& path, const std::vector<Page>& pages) {
-    TIFF* tif = TIFFOpen(path.c_str(), "w");
+/// Writes pages with exactly the given tags (after the size and one strip a page) through libtiff; the mode
+/// chooses the byte order and BigTIFF.
+void writeTiff(const std::string& path, const std::vector<Page>& pages, const char* mode = "w") {
+    TIFF* tif = TIFFOpen(path.c_str(), mode);
     ASSERT_TRUE(tif);
     for (const Page& page : pages) {
         TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, page.w);
         TIFFSetField(tif, TIFFTAG_IMAGELENGTH, page.h);
         TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, page.h);
         for (const auto& [tag, value] : page.tags)
-            TIFFSetField(tif, tag, value);
+            std::visit([tif, tag = tag](auto v) { TIFFSetField(tif, tag, v); }, value);
         if (page.extraSamples) {
             std::vector<std::uint16_t> kinds(std::size_t(page.extraSamples), EXTRASAMPLE_UNSPECIFIED);
             kinds[0] = EXTRASAMPLE_UNASSALPHA;
@@ -153,7 +155,9 @@ void writeTiff(const std::string& path, const std::vector<Page>& pages) {
         for (std::uint32_t i = 0; i < page.strips.size(); ++i) {
             auto* data = const_cast<std::uint8_t*>(page.strips[i].data());
             const tmsize_t n = tmsize_t(page.strips[i].size());
-            ASSERT_GE(page.raw ? TIFFWriteRawStrip(tif, i, data, n) : TIFFWriteEncodedStrip(tif, i, data, n),
+            ASSERT_GE(page.raw           ? TIFFWriteRawStrip(tif, i, data, n)
+                      : TIFFIsTiled(tif) ? TIFFWriteEncodedTile(tif, i, data, n)
+                                         : TIFFWriteEncodedStrip(tif, i, data, n),
                       0);
         }
         ASSERT_TRUE(TIFFWriteDirectory(tif));
@@ -491,38 +495,28 @@ TEST(ImageIoTiff, StacksAreNumberedPagesInAnyCompressionByteOrderAndTiling) {
     // Big-endian strips, compressed tiles and BigTIFF take the other reading paths.
     for (const char* mode : {"wb", "wl", "w8"}) {
         SCOPED_TRACE(mode);
-        const std::string other = dir.localPath(QString("other-%1.tif").arg(mode));
-        tif = TIFFOpen(other.c_str(), mode);
-        for (std::size_t z = 0; z < stack.size().z; ++z) {
-            TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 40);
-            TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 20);
-            TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 16);
-            TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-            if (mode[1] != 'l') {
-                TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 7);
-                // libtiff swaps the bytes of the row it is given in place.
-                std::vector<std::uint8_t> row(80);
-                for (std::uint32_t y = 0; y < 20; ++y) {
-                    std::memcpy(row.data(), stack.voxel(0, y, z), 80);
-                    ASSERT_EQ(TIFFWriteScanline(tif, row.data(), y, 0), 1);
+        const bool tiled = mode[1] == 'l';
+        const std::uint32_t across = tiled ? 16 : 40, down = tiled ? 16 : 7; // a tile's or a strip's size
+        Tags tags = {{TIFFTAG_BITSPERSAMPLE, 16}, {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK}};
+        if (tiled)
+            tags.insert(tags.end(), {{TIFFTAG_TILEWIDTH, 16},
+                                     {TIFFTAG_TILELENGTH, 16},
+                                     {TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE}});
+        else
+            tags.push_back({TIFFTAG_ROWSPERSTRIP, 7});
+        std::vector<Page> pages(3, Page{40, 20, tags, {}});
+        for (std::uint32_t z = 0; z < 3; ++z)
+            for (std::uint32_t top = 0; top < 20; top += down)
+                for (std::uint32_t left = 0; left < 40; left += across) {
+                    // Tiles are padded to their full size; the last strip is shorter.
+                    std::vector<std::uint8_t> piece(2 * across * (tiled ? down : std::min(down, 20 - top)));
+                    for (std::uint32_t y = top; y < std::min(top + down, 20u); ++y)
+                        for (std::uint32_t x = left; x < std::min(left + across, 40u); ++x)
+                            std::memcpy(&piece[2 * ((y - top) * across + x - left)], stack.voxel(x, y, z), 2);
+                    pages[z].strips.push_back(piece);
                 }
-            } else {
-                TIFFSetField(tif, TIFFTAG_TILEWIDTH, 16);
-                TIFFSetField(tif, TIFFTAG_TILELENGTH, 16);
-                TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
-                std::vector<std::uint16_t> tile(16 * 16);
-                for (std::uint32_t ty = 0; ty < 20; ty += 16)
-                    for (std::uint32_t tx = 0; tx < 40; tx += 16) {
-                        std::fill(tile.begin(), tile.end(), 0);
-                        for (std::uint32_t y = ty; y < std::min(ty + 16, 20u); ++y)
-                            for (std::uint32_t x = tx; x < std::min(tx + 16, 40u); ++x)
-                                std::memcpy(&tile[(y - ty) * 16 + (x - tx)], stack.voxel(x, y, z), 2);
-                        ASSERT_GE(TIFFWriteTile(tif, tile.data(), tx, ty, 0, 0), 0);
-                    }
-            }
-            ASSERT_TRUE(TIFFWriteDirectory(tif));
-        }
-        TIFFClose(tif);
+        const std::string other = dir.localPath(QString("other-%1.tif").arg(mode));
+        writeTiff(other, pages, mode);
         std::unique_ptr<CImage> back(CImageIo2::Load(other));
         ASSERT_EQ(back->size(), stack.size());
         EXPECT_EQ(std::memcmp(back->data(), stack.data(), stack.byteCount()), 0);
@@ -728,19 +722,13 @@ TEST(ImageIoTiff, SizeAndVoxelSizeFromTheHeader) {
           Case{RESUNIT_NONE, 4, "ImageJ=1.53t\nunit=micron\nspacing=2.5\n", {0.25, 0.25, 2.5}},
           Case{RESUNIT_NONE, 4, "ImageJ=1.53t\n", {}}}) {
         const std::string path = dir.localPath("resolution.tif");
-        TIFF* tif = TIFFOpen(path.c_str(), "w");
-        ASSERT_TRUE(tif);
-        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 1);
-        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 1);
-        TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
-        TIFFSetField(tif, TIFFTAG_XRESOLUTION, double(c.resolution));
-        TIFFSetField(tif, TIFFTAG_YRESOLUTION, double(c.resolution));
-        TIFFSetField(tif, TIFFTAG_RESOLUTIONUNIT, c.unit);
+        Tags tags = {{TIFFTAG_BITSPERSAMPLE, 8},
+                     {TIFFTAG_XRESOLUTION, double(c.resolution)},
+                     {TIFFTAG_YRESOLUTION, double(c.resolution)},
+                     {TIFFTAG_RESOLUTIONUNIT, c.unit}};
         if (c.description)
-            TIFFSetField(tif, TIFFTAG_IMAGEDESCRIPTION, c.description);
-        std::uint8_t pixel = 0;
-        TIFFWriteEncodedStrip(tif, 0, &pixel, 1);
-        TIFFClose(tif);
+            tags.push_back({TIFFTAG_IMAGEDESCRIPTION, c.description});
+        writeTiff(path, {{1, 1, tags, {{0}}}});
         const bool known = io::TiffCodec::voxelSize(path, size);
         EXPECT_EQ(known ? std::vector<double>(size, size + 3) : std::vector<double>(), c.expected);
     }
