@@ -3,7 +3,6 @@
 #include "exchange/CriticalReadError.h"
 #include "model/Label.h"
 #include "scene/Scene.h"
-#include "scene/SceneTestSupport.h"
 #include "tools/View.h"
 #include "ui/HelpWidget.h"
 #include "ui/UiTestSupport.h"
@@ -126,17 +125,15 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     EXPECT_EQ(err.take(), "Running the script was not successful!\n");
     // Undo and redo follow the stack and act on it.
     auto undoState = [this] {
-        return QString("%1 %2 %3")
-            .arg(project.undoStack()->index())
-            .arg(find(A::Undo)->isEnabled())
-            .arg(find(A::Redo)->isEnabled());
+        return QList<int>{project.undoStack()->index(), find(A::Undo)->isEnabled(),
+                          find(A::Redo)->isEnabled()};
     };
     project.undoStack()->push(new QUndoCommand("edit"));
-    EXPECT_EQ(undoState(), "1 1 0");
+    EXPECT_EQ(undoState(), QList<int>({1, 1, 0}));
     find(A::Undo)->trigger();
-    EXPECT_EQ(undoState(), "0 0 1");
+    EXPECT_EQ(undoState(), QList<int>({0, 0, 1}));
     find(A::Redo)->trigger();
-    EXPECT_EQ(undoState(), "1 1 0");
+    EXPECT_EQ(undoState(), QList<int>({1, 1, 0}));
     // The plug-in's reload goes to the project's plug-in.
     auto* fakePlugin = reinterpret_cast<pxm::PPixmarker*>(&g_reloaded);
     pxm::setNodaraReloadHandler(&recordReload);
@@ -160,15 +157,12 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
 
 TEST_F(ActionWiringTest, ToolActionsSwitchTheViewAndFollowIt) {
     using T = pxm::ToolType;
-    const std::vector<std::pair<A, T>> tools = {{A::Rectangle, T::Rectangle},
-                                                {A::Ellipse, T::Ellipse},
-                                                {A::Polygon, T::Polygon},
-                                                {A::Line, T::Line},
-                                                {A::Point, T::Freehand},
-                                                {A::Reassign, T::Reassign},
-                                                {A::Transformation, T::Transformation},
-                                                {A::Eraser, T::Eraser},
-                                                {A::Ruler, T::Ruler}};
+    // The tool each tool action, from Rectangle to Ruler in the action table, switches the view to.
+    const QList<T> types = {T::Rectangle, T::Ellipse,        T::Polygon, T::Line, T::Freehand,
+                            T::Reassign,  T::Transformation, T::Eraser,  T::Ruler};
+    QList<std::pair<A, T>> tools;
+    for (int i = 0; i < types.size(); ++i)
+        tools << std::pair(A(int(A::Rectangle) + i), types[i]);
     ASSERT_TRUE(find(A::Rectangle)->isEnabled()) << "tools work once there is an image";
     QSignalSpy changed(window.view(), &pxm::View::toolChanged);
     for (const auto& [id, type] : tools) {

@@ -57,8 +57,7 @@ protected:
 
 TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     std::unique_ptr<MainWindow> window = editedWindow();
-    Autosave* autosave =
-        Autosave::of(window.get()); // every window keeps its work safe, by default each minute
+    Autosave* autosave = Autosave::of(window.get()); // every window keeps its work safe, each minute at first
     ASSERT_NE(autosave, nullptr);
     EXPECT_EQ(autosave->interval(), 60);
     Project* project = window->project();
@@ -86,7 +85,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     const QDateTime firstTime = entry.description.time;
     autosavetest::addShape(project, project->images()[0]->scene(0), new QGraphicsLineItem(1, 2, 30, 40),
                            project->labels()[1]);
-    autosavetest::push(project, new commands::SetLabelName(project->labels()[1], "stroma"));
+    project->undoStack()->push(new commands::SetLabelName(project->labels()[1], "stroma"));
     written.clear();
     ASSERT_TRUE(written.wait(5000));
     const RecoveryFolder::Entry second = entryOf(autosave->folder());
@@ -100,8 +99,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
         EXPECT_TRUE(volume.file.endsWith("-1.okav.gz") || volume.file.endsWith("-2.okav.gz"))
             << volume.file.toStdString();
 
-    window->saveProject(); // a successful save deletes the snapshot; with nothing unsaved there is nothing to
-                           // keep
+    window->saveProject(); // a successful save deletes the snapshot: with nothing unsaved, nothing to keep
     EXPECT_EQ(std::tuple(project->undoStack()->isClean(), QFileInfo::exists(folder), autosave->folder()),
               std::tuple(true, false, QString()));
     EXPECT_FALSE(autosave->snapshotNow());
@@ -145,9 +143,7 @@ TEST_F(AutosaveTest, ClosingWithoutSavingDeletesTheSnapshot) {
     const QString folder = autosave->folder();
     ASSERT_TRUE(QFileInfo::exists(folder));
 
-    uitest::ModalAnswerer answerer;
-    answerer.thenClick("Cancel");
-    answerer.thenClick("Discard");
+    uitest::ModalAnswerer answerer({"Cancel", "Discard"});
     window->close(); // a cancelled close keeps everything; a discarding one drops the work
     EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(true, true));
     window->close();

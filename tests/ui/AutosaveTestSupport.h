@@ -22,8 +22,6 @@
 #include "ui/MainWindow.h"
 
 #include <QtWidgets>
-#include <algorithm>
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace autosavetest {
@@ -73,13 +71,9 @@ inline QString writeStudy(const QString& folder) {
     return path;
 }
 
-inline void push(pxm::Project* project, QUndoCommand* command) {
-    project->undoStack()->push(command);
-}
-
 inline void addShape(pxm::Project* project, pxm::Scene* scene, QGraphicsItem* item, pxm::Label* label) {
     pxm::Scene::styleItem(item, label);
-    push(project, new pxm::commands::AddItemToScene(scene, item));
+    project->undoStack()->push(new pxm::commands::AddItemToScene(scene, item));
 }
 
 /// Shapes, a renamed label, reassigned mask regions and an erasure through the undo stack, in the shown
@@ -89,6 +83,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     ASSERT_NE(project, nullptr);
     pxm::Label* first = project->labels()[0];
     pxm::Label* second = project->labels()[1];
+    QUndoStack* stack = project->undoStack();
     project->setCurrentImageIndex(0);
     pxm::Scene* flat = project->images()[0]->scene(0);
     ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; }))
@@ -97,11 +92,11 @@ inline void makeEdits(pxm::MainWindow* window) {
     auto* polygon = new QGraphicsPolygonItem(QPolygonF({{30, 2}, {50, 4}, {40, 20}}));
     polygon->setTransform(QTransform::fromTranslate(1.5, 2));
     addShape(project, flat, polygon, second);
-    push(project, new pxm::commands::SetLabelName(first, "tumour"));
-    push(project, new pxm::commands::MaskItemFlood(flat->maskItem(), QPoint(3, 3), 2));
+    stack->push(new pxm::commands::SetLabelName(first, "tumour"));
+    stack->push(new pxm::commands::MaskItemFlood(flat->maskItem(), QPoint(3, 3), 2));
     auto* erase = new pxm::commands::Erase(flat);
     erase->apply(QRectF(44, 30, 6, 5));
-    push(project, erase);
+    stack->push(erase);
     QApplication::processEvents(); // the user's next step comes in a later turn of the event loop
 
     project->setCurrentImageIndex(1);
@@ -109,7 +104,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     pxm::Scene* layer = project->images()[1]->scene(2);
     ASSERT_TRUE(waitUntil([layer] { return layer->maskItem() != nullptr; }));
     addShape(project, layer, new QGraphicsEllipseItem(1, 1, 6, 4), second);
-    push(project, new pxm::commands::MaskItemFlood(layer->maskItem(), QPoint(2, 2), 1));
+    stack->push(new pxm::commands::MaskItemFlood(layer->maskItem(), QPoint(2, 2), 1));
 }
 
 /// The project document with each scene's items in a fixed order (a file read back stacks them reversed).

@@ -5,7 +5,6 @@
 #include "platform/CImageIo2.h"
 #include "scene/LabelItems.h"
 #include "scene/Scene.h"
-#include "scene/SceneTestSupport.h"
 #include "tools/View.h"
 #include "ui/LabelImportDialog.h"
 #include "ui/MaskImportDialog.h"
@@ -97,26 +96,16 @@ protected:
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
     const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
     const QString wide = mask("wide.pgm", 1, 4), unknownBox = "Unknown mask values";
+    const QString tooMany = "does not match the number of laoded images",
+                  tooWide = "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3";
     const struct {
         QStringList masks;
         QString answer, title, text; // the box's title and a part of what it says
         bool imported;
         int labels, undoSteps;
     } cases[] = {
-        {{m1, m1, m1},
-         "",
-         "Invalid number of masks.",
-         "does not match the number of laoded images",
-         false,
-         1,
-         0},
-        {{wide},
-         "",
-         "Mask import failed",
-         "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3",
-         false,
-         1,
-         0},
+        {{m1, m1, m1}, "", "Invalid number of masks.", tooMany, false, 1, 0},
+        {{wide}, "", "Mask import failed", tooWide, false, 1, 0},
         {{unknown}, "Cancel", unknownBox, "no label uses: 7.", false, 1, 0},
         {{unknown}, "Import without labels", unknownBox, "no label uses: 7.", true, 1, 1},
         {{mask("m2.pgm", 2), unknown}, "Create labels", unknownBox, "no label uses: 2, 7.", true, 3, 2},
@@ -124,9 +113,7 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title.toStdString() + " " + c.answer.toStdString());
-        ModalAnswerer answers;
-        if (!c.answer.isEmpty())
-            answers.thenClick(c.answer);
+        ModalAnswerer answers(c.answer.isEmpty() ? QStringList() : QStringList{c.answer});
         EXPECT_EQ(importMasks(&parent, &project, c.masks), c.imported);
         EXPECT_EQ(answers.titles(), c.title.isEmpty() ? QStringList() : QStringList{c.title});
         EXPECT_TRUE(c.title.isEmpty() || answers.seen()[0].text.contains(c.text));
@@ -168,7 +155,8 @@ TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
     EXPECT_EQ(counts(), std::pair(4, 2));
 }
 
-TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
+// Refused without a mask on the canvas; with one, it steps through the shapes of a label and moves them.
+TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     ModalAnswerer answers;
     EXPECT_EQ(ReannotationDialog::open(&window, view, &project), nullptr);
     EXPECT_EQ(answers.titles(), QStringList{"Reannotation Dialog"});
@@ -176,16 +164,12 @@ TEST_F(ReannotationDialogTest, RefusesWithoutAMaskOnTheCanvas) {
     EXPECT_FALSE(ReannotationDialog::hasMask(nullptr));
     giveMask(0);
     EXPECT_TRUE(ReannotationDialog::hasMask(&project));
-    QPointer<ReannotationDialog> dialog = ReannotationDialog::open(&window, view, &project);
-    ASSERT_FALSE(dialog.isNull());
-    EXPECT_EQ(std::pair(dialog->isVisible(), dialog->isModal()), std::pair(true, false));
-    dialog->close();
+    QPointer<ReannotationDialog> opened = ReannotationDialog::open(&window, view, &project);
+    ASSERT_FALSE(opened.isNull());
+    EXPECT_EQ(std::pair(opened->isVisible(), opened->isModal()), std::pair(true, false));
+    opened->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(dialog.isNull()) << "deleted when closed";
-}
-
-TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
-    giveMask(0);
+    EXPECT_TRUE(opened.isNull()) << "deleted when closed";
     ReannotationRules({{"2", "cat", "dog"}}).storeIn(&project);
     ReannotationDialog dialog(view, &project);
     // How many shapes the dialog lists and which one it shows.
@@ -225,8 +209,8 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     project.undoStack()->undo();
     project.undoStack()->undo();
     EXPECT_EQ(std::pair(labelIdOf(cats[1]), at()), std::pair(cat->id(), std::make_pair(3, cats[0])));
-    dialog.labelBox()->setCurrentIndex(
-        dialog.labelBox()->findText("dog")); // another label lists its own shapes
+    // Another label lists its own shapes.
+    dialog.labelBox()->setCurrentIndex(dialog.labelBox()->findText("dog"));
     EXPECT_EQ(std::pair(dialog.count(), dialog.positionLabel()->text()),
               std::pair(1, QString("Shape 1 of 1")));
     project.clear(); // clearing the project empties the list before the shapes are gone

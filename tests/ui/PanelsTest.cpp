@@ -13,14 +13,7 @@
 #include "ui/LabelSettingsWidget.h"
 #include "ui/UiTestSupport.h"
 
-using pxm::HelpWidget;
-using pxm::ImageChooser;
-using pxm::ImageFilter;
-using pxm::Label;
-using pxm::LabeledImage;
-using pxm::LabelListWidget;
-using pxm::LabelSettingsWidget;
-using pxm::Project;
+using namespace pxm;
 using uitest::namedImage;
 using uitest::rowTexts;
 using M = ImageFilter::LabelMode;
@@ -167,8 +160,7 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelBothWays) {
     EXPECT_EQ(project.currentLabel(), c);
     project.setCurrentLabel(a);
     EXPECT_EQ(list->currentRow(), 0);
-    delete project.takeLabel(
-        a); // taking the current label out leaves the row the project makes current selected
+    delete project.takeLabel(a); // the row of the label the project makes current instead is selected
     EXPECT_EQ(project.currentLabel(), b);
     EXPECT_EQ(rows(), "bravo gamma @0");
     // Another project replaces every row; losing the project, even by its end, empties the panel.
@@ -502,8 +494,8 @@ TEST(ImageChooser, StepsThroughTheImagesAndShowsThePosition) {
     EXPECT_EQ(project.currentImageIndex(), 1);
     chooser.comboBox()->activated(0); // picking from the combo box makes the image current
     EXPECT_EQ(project.currentImageIndex(), 0);
-    QTest::mouseClick(chooser.removeButton(),
-                      Qt::LeftButton); // remove is an undo step; the list follows the project
+    // Remove is an undo step; the list follows the project.
+    QTest::mouseClick(chooser.removeButton(), Qt::LeftButton);
     ASSERT_EQ(project.undoStack()->count(), 1);
     EXPECT_TRUE(dynamic_cast<const pxm::commands::RemoveImage*>(project.undoStack()->command(0)));
     EXPECT_EQ(look(chooser), "1 of 2 [b.png c.png] >");

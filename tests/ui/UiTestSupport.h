@@ -59,7 +59,10 @@ class ModalAnswerer : public QObject {
 public:
     using Handler = std::function<void(QWidget*)>;
 
-    ModalAnswerer() {
+    /// Starts with message box buttons to click, one per dialog.
+    explicit ModalAnswerer(const QStringList& clicks = {}) {
+        for (const QString& text : clicks)
+            thenClick(text);
         m_timer.setInterval(5);
         QObject::connect(&m_timer, &QTimer::timeout, this, [this] { poll(); });
         m_timer.start();
@@ -122,21 +125,16 @@ struct FakeFileDialogs {
     QList<QStringList> manyAnswers;
 
     pxm::FileDialogs seam() {
-        auto single = [this](const char* kind) {
-            return [this, kind](QWidget*, const QString& title, const QString&, const QString& filter) {
+        // Records the question, then gives the next queued answer or, with none left, a cancel.
+        auto answer = [this](const char* kind, auto& answers) {
+            return [this, kind, &answers](QWidget*, const QString& title, const QString&,
+                                          const QString& filter) {
                 calls.push_back({kind, title, filter});
-                return singleAnswers.isEmpty() ? QString() : singleAnswers.takeFirst();
+                return answers.isEmpty() ? answers.value(0) : answers.takeFirst(); // value(0): a default one
             };
         };
-        pxm::FileDialogs dialogs;
-        dialogs.openFileName = single("open");
-        dialogs.saveFileName = single("save");
-        dialogs.openFileNames = [this](QWidget*, const QString& title, const QString&,
-                                       const QString& filter) {
-            calls.push_back({"openMany", title, filter});
-            return manyAnswers.isEmpty() ? QStringList() : manyAnswers.takeFirst();
-        };
-        return dialogs;
+        return {answer("open", singleAnswers), answer("openMany", manyAnswers),
+                answer("save", singleAnswers)};
     }
 };
 

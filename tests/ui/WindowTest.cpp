@@ -13,10 +13,7 @@
 #include <cmath>
 #include <set>
 
-using pxm::LabeledImage;
-using pxm::MainAction;
-using pxm::MainWindow;
-using pxm::Project;
+using namespace pxm;
 using uitest::projectPathOf;
 using uitest::StreamCapture;
 
@@ -45,16 +42,6 @@ bool drop(MainWindow& window, const QStringList& paths) {
     QDropEvent dropped(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&window, &dropped);
     return dropped.isAccepted();
-}
-
-void click(QWidget* view, const QPoint& at, bool release) {
-    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease})
-        if (type == QEvent::MouseButtonPress || release) {
-            QMouseEvent event(type, at, Qt::LeftButton,
-                              type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton,
-                              Qt::NoModifier);
-            QApplication::sendEvent(view, &event);
-        }
 }
 
 } // namespace
@@ -140,15 +127,10 @@ TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
 TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
     using A = MainAction;
     using K = QKeySequence;
-    const std::map<A, K::StandardKey> standard = {{A::Save, K::Save},
-                                                  {A::SaveAs, K::SaveAs},
-                                                  {A::NewProject, K::New},
-                                                  {A::Open, K::Open},
-                                                  {A::Quit, K::Close},
-                                                  {A::Undo, K::Undo},
-                                                  {A::ReloadNodaraInput, K::Refresh},
-                                                  {A::Redo, K::Redo},
-                                                  {A::Help, K::HelpContents}};
+    const std::map<A, K::StandardKey> standard = {
+        {A::Save, K::Save}, {A::SaveAs, K::SaveAs},     {A::NewProject, K::New},
+        {A::Open, K::Open}, {A::Quit, K::Close},        {A::Undo, K::Undo},
+        {A::Redo, K::Redo}, {A::Help, K::HelpContents}, {A::ReloadNodaraInput, K::Refresh}};
     const std::map<A, const char*> own = {{A::RestoreView, "Ctrl+0"},      {A::PreviousImage, "Backspace"},
                                           {A::NextImage, "Space"},         {A::RunScript, "S"},
                                           {A::PreviousSlice, "Ctrl+Down"}, {A::NextSlice, "Ctrl+Up"}};
@@ -346,7 +328,7 @@ TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     pxm::View* view = window.view();
     view->setTool(pxm::ToolType::Ruler);
     const int plain = view->currentScene()->items().size();
-    click(view->viewport(), view->mapFromScene(QPointF(2, 2)), false);
+    QTest::mousePress(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(2, 2)));
     ASSERT_GT(view->currentScene()->items().size(), plain);
     int itemsDuringExport = -1;
     uitest::ModalAnswerer modals;
@@ -374,7 +356,7 @@ TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
     QApplication::processEvents();
     pxm::View* view = window.view();
     view->setTool(pxm::ToolType::Eraser);
-    click(view->viewport(), view->mapFromScene(QPointF(5.5, 5.5)), true);
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(5.5, 5.5)));
     ASSERT_NE(first->scene(0)->maskItem(), nullptr);
     ASSERT_EQ(first->scene(0)->maskItem()->value(QPoint(5, 5)), 0) << "erased";
     EXPECT_TRUE(window.windowTitle().endsWith('*'));
@@ -430,8 +412,7 @@ TEST_F(WindowTest, ClosingWithUnsavedChangesAsks) {
         project.undoStack()->push(new QUndoCommand("edit"));
         window.show();
         out.take();
-        uitest::ModalAnswerer modals;
-        modals.thenClick(answer);
+        uitest::ModalAnswerer modals({answer});
         EXPECT_EQ(window.close(), closes);
         EXPECT_EQ(modals.titles(), QStringList{"Unsaved changes"});
         EXPECT_EQ(std::tuple(window.isVisible(), QFile::exists(dir.path("work.json")),
