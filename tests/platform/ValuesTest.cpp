@@ -32,11 +32,11 @@ TEST(CImage, TypesSizesLayoutAndCopies) {
         const char* name;
         int channels, bytes;
     };
-    const Case cases[] = {{IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1},
-                          {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
-                          {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4},
-                          {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
-                          {IMAGE_RGB_8I, "IMAGE_RGB_8I", 3, 3}};
+    const Case cases[] = {
+        {IMAGE_GREY_8, "IMAGE_GREY_8", 1, 1}, {IMAGE_GREY_16, "IMAGE_GREY_16", 1, 2},
+        {IMAGE_GREY_F, "IMAGE_GREY_F", 1, 4}, {IMAGE_BOOL, "IMAGE_BOOL", 1, 1},
+        {IMAGE_RGB_8I, "IMAGE_RGB_8I", 3, 3},
+    };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_STREQ(ImageTypeName(c.type), c.name);
@@ -44,8 +44,7 @@ TEST(CImage, TypesSizesLayoutAndCopies) {
         ASSERT_TRUE(ImageTypeFromName(c.name, &parsed));
         EXPECT_EQ(parsed, c.type);
         CImage img(c.type, CSize(5, 3, 2));
-        EXPECT_EQ(img.channels(), c.channels);
-        EXPECT_EQ(img.size().Elements(), 30u);
+        EXPECT_TRUE(img.channels() == c.channels && img.size().Elements() == 30u);
         ASSERT_EQ(img.byteCount(), std::size_t(30 * c.bytes));
         for (std::size_t i = 0; i < img.byteCount(); ++i)
             ASSERT_EQ(img.data()[i], 0) << "new images are zero-filled";
@@ -54,15 +53,13 @@ TEST(CImage, TypesSizesLayoutAndCopies) {
         img.voxel(4, 2, 1)[0] = 7;
         CImage copy(img);
         img.voxel(4, 2, 1)[0] = 9;
-        EXPECT_EQ(copy.voxel(4, 2, 1)[0], 7) << "a copy does not share voxels";
-        EXPECT_EQ(copy.type(), c.type);
+        EXPECT_TRUE(copy.voxel(4, 2, 1)[0] == 7 && copy.type() == c.type) << "a copy does not share voxels";
     }
     EXPECT_FALSE(ImageTypeFromName("IMAGE_RGBA", nullptr));
     // Hostile sizes throw instead of overflowing.
     EXPECT_THROW(CImage(IMAGE_GREY_F, CSize(std::size_t(1) << 40, std::size_t(1) << 40, 16)), CException);
     CImage empty(IMAGE_GREY_8, CSize(0, 0, 0));
-    EXPECT_NE(empty.data(), nullptr);
-    EXPECT_EQ(empty.byteCount(), 0u);
+    EXPECT_TRUE(empty.data() && empty.byteCount() == 0u);
 }
 
 TEST(CException, LocationComesFromTheThrowSite) {
@@ -109,8 +106,7 @@ TEST(GzStream, RoundTripLargeAndSmallWritesAndDetectsTruncation) {
         EXPECT_EQ(in.corrupt(), cut);
     }
     gzifstream missing(dir.localPath("missing.gz").c_str());
-    EXPECT_FALSE(missing.is_open());
-    EXPECT_TRUE(missing.fail());
+    EXPECT_TRUE(!missing.is_open() && missing.fail());
 }
 
 namespace {
@@ -153,17 +149,15 @@ TEST(CValueMap, PathsOrderAndOwnership) {
     EXPECT_EQ(map.Keys(), (std::vector<std::string>{"z", "a", "m"}));
     ASSERT_NE(map.GetMap("a/b"), nullptr);
     EXPECT_EQ(map.GetMap("a/b")->Keys(), std::vector<std::string>{"c"});
-    EXPECT_EQ(map.GetString("a/b/c"), "deep");
-    EXPECT_TRUE(map.Has("a/b/c"));
+    EXPECT_TRUE(map.GetString("a/b/c") == "deep" && map.Has("a/b/c"));
     for (const char* missing : {"a/x", "a/b/c/d", "", "a//b", "/a", "a/"})
         EXPECT_FALSE(map.Has(missing)) << missing;
     // Replacing keeps the position; removing and re-adding moves a key to the end.
     map.SetString("z", "now a string");
     EXPECT_EQ(map.Keys(), (std::vector<std::string>{"z", "a", "m"}));
-    EXPECT_TRUE(map.Remove("z"));
-    EXPECT_FALSE(map.Remove("z"));
-    EXPECT_TRUE(map.Remove("a/b/c"));
-    EXPECT_TRUE(map.Has("a/b"));
+    // A second removal finds nothing; removing the last key of an inner map keeps that map.
+    EXPECT_EQ((std::vector<bool>{map.Remove("z"), map.Remove("z"), map.Remove("a/b/c"), map.Has("a/b")}),
+              (std::vector<bool>{true, false, true, true}));
     map.SetLong("z", 2);
     EXPECT_EQ(map.Keys(), (std::vector<std::string>{"a", "m", "z"}));
     // Every owned value is deleted exactly once, whatever happens to it.
@@ -174,18 +168,16 @@ TEST(CValueMap, PathsOrderAndOwnership) {
         CValue* same = owner.Get("t");
         owner.Set("t", same); // storing what is already there is a no-op
         owner.Set("n/t", new Tracked);
-        EXPECT_THROW(owner.Set("t/x", new Tracked), CException) << "a path cannot lead through a non-map";
-        EXPECT_THROW(owner.Set("a//b", new Tracked), CException);
-        EXPECT_THROW(owner.Set("", new Tracked), CException);
+        // A path cannot lead through a non-map; refused values are deleted.
+        for (const char* bad : {"t/x", "a//b", ""})
+            EXPECT_THROW(owner.Set(bad, new Tracked), CException) << bad;
         EXPECT_THROW(owner.Set("q", nullptr), CException);
-        EXPECT_FALSE(owner.Has("t/x"));
-        EXPECT_EQ(Tracked::live, 2);
+        EXPECT_TRUE(!owner.Has("t/x") && Tracked::live == 2);
         const CValueMap& alias = owner;
         owner = alias; // self-assignment keeps the content
         EXPECT_EQ(Tracked::live, 2);
         std::unique_ptr<CValue> taken(owner.Take("n/t"));
-        EXPECT_FALSE(owner.Has("n/t"));
-        EXPECT_EQ(Tracked::live, 2);
+        EXPECT_TRUE(!owner.Has("n/t") && Tracked::live == 2);
     }
     EXPECT_EQ(Tracked::live, 0);
     // A large map stays consistent through removals in the middle.
@@ -194,8 +186,7 @@ TEST(CValueMap, PathsOrderAndOwnership) {
         big.SetLong("k" + std::to_string(i), i);
     for (int i = 0; i < 1000; i += 2)
         ASSERT_TRUE(big.Remove("k" + std::to_string(i)));
-    ASSERT_EQ(big.size(), 500u);
-    EXPECT_EQ(big.Keys().front(), "k1");
+    ASSERT_TRUE(big.size() == 500u && big.Keys().front() == "k1");
     for (int i = 1; i < 1000; i += 2)
         ASSERT_EQ(big.GetLong("k" + std::to_string(i), -1), i);
 }
@@ -247,26 +238,26 @@ TEST(CValueMap, TypedGettersReportStatus) {
         EXPECT_EQ(map.GetMap(c.path, &err) != nullptr, c.map == ok);
         EXPECT_EQ(err, c.map);
     }
-    EXPECT_EQ(map.GetDouble("l"), -7.0) << "a long reads as a double";
-    EXPECT_EQ(map.GetDouble("d"), 2.5);
-    EXPECT_EQ(map.GetLong("l"), -7);
-    EXPECT_EQ(map.GetLong("m/inner"), 3);
+    // A long reads as a double too.
+    EXPECT_EQ((std::vector<double>{map.GetDouble("l"), map.GetDouble("d"), double(map.GetLong("l")),
+                                   double(map.GetLong("m/inner"))}),
+              (std::vector<double>{-7, 2.5, -7, 3}));
 }
 
 TEST(CValueMap, Attributes) {
     CValueMap map;
     map.SetBool("parameters/keep", false);
     map.Set("inputs/0", new CValueOwnedPointer<CImage>);
-    EXPECT_TRUE(map.SetAttribute("parameters/keep", "desc", new CValueString("first")));
-    EXPECT_TRUE(map.SetAttribute("parameters/keep", "desc", new CValueString("second")));
-    EXPECT_TRUE(map.SetAttribute("inputs/0", "optional", new CValueBool(false)));
-    EXPECT_TRUE(map.SetAttribute("inputs", "label", new CValueString("the inputs")));
-    {
-        ASSERT_EQ(Tracked::live, 0);
-        EXPECT_FALSE(map.SetAttribute("inputs/9", "label", new Tracked));
-        EXPECT_FALSE(map.SetAttribute("parameters/keep/x", "label", new Tracked));
-        EXPECT_EQ(Tracked::live, 0) << "a refused attribute is deleted";
-    }
+    ASSERT_EQ(Tracked::live, 0);
+    // Slots that do not exist refuse an attribute, and delete it.
+    EXPECT_EQ((std::vector<bool>{map.SetAttribute("parameters/keep", "desc", new CValueString("first")),
+                                 map.SetAttribute("parameters/keep", "desc", new CValueString("second")),
+                                 map.SetAttribute("inputs/0", "optional", new CValueBool(false)),
+                                 map.SetAttribute("inputs", "label", new CValueString("the inputs")),
+                                 map.SetAttribute("inputs/9", "label", new Tracked),
+                                 map.SetAttribute("parameters/keep/x", "label", new Tracked)}),
+              (std::vector<bool>{true, true, true, true, false, false}));
+    EXPECT_EQ(Tracked::live, 0);
     const auto* desc = dynamic_cast<const CValueString*>(map.GetAttribute("parameters/keep", "desc"));
     EXPECT_EQ(desc ? desc->Get() : "none", "second");
     EXPECT_TRUE(!map.GetAttribute("parameters/keep", "label") && !map.GetAttribute("inputs/9", "label") &&
@@ -278,8 +269,7 @@ TEST(CValueMap, Attributes) {
     EXPECT_TRUE(copy->Equals(map));
     map.Remove("parameters/keep");
     map.SetBool("parameters/keep", true);
-    EXPECT_EQ(map.GetAttribute("parameters/keep", "desc"), nullptr);
-    EXPECT_FALSE(copy->Equals(map));
+    EXPECT_TRUE(!map.GetAttribute("parameters/keep", "desc") && !copy->Equals(map));
     EXPECT_NE(static_cast<CValueMap*>(copy.get())->GetAttribute("parameters/keep", "desc"), nullptr);
 }
 
@@ -305,8 +295,7 @@ TEST(CValue, ClonesAreDeepAndIndependent) {
     EXPECT_EQ(vector.size(), 1u);
     const auto* copied = static_cast<const CValueVector*>(vectorCopy.get());
     ASSERT_EQ(copied->size(), 2u);
-    EXPECT_EQ(static_cast<const CValueMap*>(copied->at(1))->GetString("s"), "b");
-    EXPECT_EQ(copied->at(2), nullptr);
+    EXPECT_TRUE(static_cast<const CValueMap*>(copied->at(1))->GetString("s") == "b" && !copied->at(2));
     EXPECT_THROW(vector.Set(5, new CValueLong), CException);
     EXPECT_THROW(vector.Remove(1), CException);
     auto* image = new CImage(IMAGE_GREY_8, CSize(3, 2, 2));
@@ -314,18 +303,13 @@ TEST(CValue, ClonesAreDeepAndIndependent) {
     CValueSmart smart(image);
     std::unique_ptr<CValueSmart> smartCopy(static_cast<CValueSmart*>(smart.Clone()));
     ASSERT_TRUE(smartCopy->IsImage());
-    EXPECT_NE(smartCopy->Image(), image);
-    EXPECT_TRUE(smartCopy->Equals(smart));
+    EXPECT_TRUE(smartCopy->Image() != image && smartCopy->Equals(smart));
     image->voxel(2, 1, 1)[0] = 7;
-    EXPECT_EQ(smartCopy->Image()->voxel(2, 1, 1)[0], 42);
-    EXPECT_FALSE(smartCopy->Equals(smart));
-    EXPECT_EQ(smartCopy->As<CImage>(), smartCopy->Image());
-    EXPECT_EQ(smartCopy->As<CValueVector>(), nullptr);
+    EXPECT_TRUE(smartCopy->Image()->voxel(2, 1, 1)[0] == 42 && !smartCopy->Equals(smart));
+    EXPECT_TRUE(smartCopy->As<CImage>() == smartCopy->Image() && !smartCopy->As<CValueVector>());
     CValueSmart holdsVector(vector.Clone());
-    EXPECT_FALSE(holdsVector.IsImage());
-    EXPECT_EQ(holdsVector.Image(), nullptr);
+    EXPECT_TRUE(!holdsVector.IsImage() && !holdsVector.Image() && !holdsVector.As<CValueMap>());
     ASSERT_NE(holdsVector.As<CValueVector>(), nullptr);
-    EXPECT_EQ(holdsVector.As<CValueMap>(), nullptr);
     std::unique_ptr<CValue> holdsCopy(holdsVector.Clone());
     EXPECT_NE(static_cast<CValueSmart*>(holdsCopy.get())->Value(), holdsVector.Value());
     EXPECT_TRUE(holdsCopy->Equals(holdsVector));
@@ -334,11 +318,9 @@ TEST(CValue, ClonesAreDeepAndIndependent) {
         static_cast<CValueOwnedPointer<CImage>*>(owned.Clone()));
     ASSERT_NE(ownedCopy->Get(), nullptr);
     EXPECT_NE(ownedCopy->Get(), owned.Get());
-    EXPECT_EQ(ownedCopy->Get()->type(), IMAGE_GREY_F);
-    EXPECT_EQ(ownedCopy->Get()->size(), CSize(2, 2));
+    EXPECT_TRUE(ownedCopy->Get()->type() == IMAGE_GREY_F && ownedCopy->Get()->size() == CSize(2, 2));
     std::unique_ptr<CImage> released(owned.Release());
-    EXPECT_EQ(owned.Get(), nullptr);
-    EXPECT_NE(ownedCopy->Get(), nullptr);
+    EXPECT_TRUE(!owned.Get() && ownedCopy->Get());
     EXPECT_STREQ(owned.TypeName(), "CValueOwnedPointer<KYVO::CImage>");
 }
 
@@ -348,8 +330,9 @@ TEST(CValuePointer, UnwrapChecksTheTypeAndClonesShareThePointee) {
     const CValueString text("x");
     EXPECT_EQ(UnwrapPointer<Widget>(std::unique_ptr<CValue>(pointer.Clone()).get()), &widget);
     const std::string message = pxmtest::thrownMessage([&] { UnwrapPointer<Widget>(&text); });
-    EXPECT_NE(message.find("Widget"), std::string::npos) << message;
-    EXPECT_NE(message.find("CValueString"), std::string::npos) << message;
+    EXPECT_TRUE(message.find("Widget") != std::string::npos &&
+                message.find("CValueString") != std::string::npos)
+        << message;
     EXPECT_THROW(UnwrapPointer<Widget>(nullptr), CException);
     EXPECT_THROW(UnwrapPointer<CImage>(&pointer), CException);
 }
@@ -449,24 +432,17 @@ TEST(CPNode, StacksOwnTheirValues) {
         node.SetInput(0, new Tracked); // replaces
         node.SetInput(3, new Tracked);
         node.SetInput(3, const_cast<CValue*>(node.Input(3))); // the same value again is a no-op
-        EXPECT_EQ(Tracked::live, 2);
-        EXPECT_EQ(node.Input(1), nullptr);
-        EXPECT_EQ(node.Input(-1), nullptr);
-        EXPECT_EQ(node.InputCount(), 4);
+        EXPECT_TRUE(Tracked::live == 2 && !node.Input(1) && !node.Input(-1) && node.InputCount() == 4);
         EXPECT_THROW(node.SetInput(-1, new Tracked), CException);
         EXPECT_EQ(Tracked::live, 2);
         node.SetInput(3, nullptr);
-        EXPECT_EQ(node.Input(3), nullptr);
-        EXPECT_EQ(Tracked::live, 1);
+        EXPECT_TRUE(!node.Input(3) && Tracked::live == 1);
         node.SetOutput(1, new Tracked);
         std::unique_ptr<CValue> taken(node.TakeOutput(1));
-        EXPECT_NE(taken, nullptr);
-        EXPECT_EQ(node.Output(1), nullptr);
-        EXPECT_EQ(node.TakeOutput(1), nullptr);
+        EXPECT_TRUE(taken && !node.Output(1) && !node.TakeOutput(1));
         node.SetOutput(0, new Tracked);
         node.ClearInputs();
-        EXPECT_EQ(node.Input(0), nullptr);
-        EXPECT_EQ(Tracked::live, 2);
+        EXPECT_TRUE(!node.Input(0) && Tracked::live == 2);
     }
     EXPECT_EQ(Tracked::live, 0) << "the node deletes what it still holds";
     // Init merges a copy of the given parameters into the node's own.
@@ -479,16 +455,15 @@ TEST(CPNode, StacksOwnTheirValues) {
     node.Init(&parameters);
     node.Init(nullptr);
     parameters.SetLong("n", 3);
-    EXPECT_EQ(node.Parameters().GetString("kept"), "yes");
-    EXPECT_EQ(node.Parameters().GetLong("n"), 2) << "taken over, as a copy";
-    EXPECT_TRUE(node.Parameters().GetBool("flag"));
+    EXPECT_TRUE(node.Parameters().GetString("kept") == "yes" && node.Parameters().GetLong("n") == 2 &&
+                node.Parameters().GetBool("flag"))
+        << "taken over, as a copy";
 }
 
 TEST_F(RegistryTest, RoundTripOfEveryType) {
     CRegistry& registry = CRegistry::Obj();
     EXPECT_EQ(registry.StoragePath("Lumarka"), dir.path("store/Lumarka.json"));
-    EXPECT_TRUE(registry.FromStorage("Lumarka")) << "a first start has no file yet";
-    EXPECT_EQ(registry.size(), 0u);
+    EXPECT_TRUE(registry.FromStorage("Lumarka") && registry.size() == 0u) << "a first start has no file yet";
     const std::unique_ptr<CValue> content = CValueJson::Read(R"({
         "main": {"RecentProjects": ["/data/b.json", "/data/a b/ä.json.gz"], "Settings": {"View": {"CameraMode": "perImage",
                  "ViewRadius": 200, "ViewZoom": 2.0}, "Label": {"PenWidth": 0.1}, "RectTool": {"OneClick": false}}},
@@ -503,8 +478,7 @@ TEST_F(RegistryTest, RoundTripOfEveryType) {
     ASSERT_TRUE(registry.FromStorage("Lumarka"));
     EXPECT_FALSE(registry.Has("stale")) << "loading replaces the content";
     EXPECT_TRUE(registry.Equals(*saved)) << "values and their types, as the JSON tests check in detail";
-    EXPECT_FALSE(registry.ToStorage("../escape"));
-    EXPECT_FALSE(registry.FromStorage(""));
+    EXPECT_FALSE(registry.ToStorage("../escape") || registry.FromStorage(""));
 }
 
 TEST_F(RegistryTest, CorruptStoreIsMovedAsideAndStartsEmpty) {
@@ -517,8 +491,7 @@ TEST_F(RegistryTest, CorruptStoreIsMovedAsideAndStartsEmpty) {
         ASSERT_TRUE(QDir().mkpath(dir.path("store")));
         ASSERT_TRUE(pxmtest::writeFile(registry.StoragePath("Lumarka"), content));
         registry.SetLong("before", 1);
-        EXPECT_FALSE(registry.FromStorage("Lumarka"));
-        EXPECT_EQ(registry.size(), 0u);
+        EXPECT_TRUE(!registry.FromStorage("Lumarka") && registry.size() == 0u);
         const QStringList files = storedFiles();
         ASSERT_EQ(files.size(), 1);
         EXPECT_TRUE(files[0].startsWith("Lumarka.json.corrupt-")) << files[0].toStdString();
