@@ -9,9 +9,7 @@
 #include "support/PyramidTiff.h"
 #include "support/TestSupport.h"
 
-#include <QDir>
-#include <QImage>
-#include <QPainter>
+#include <QtGui>
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <memory>
@@ -49,8 +47,7 @@ TEST(PyramidTest, LevelsOfSubIfdAndPagePyramidsReadTheSamePixels) {
             const TiffPyramid pyramid(path);
             ASSERT_EQ(pyramid.levelCount(), 4);
             EXPECT_EQ(pyramid.type(), rgb ? KYVO::IMAGE_RGB_8I : KYVO::IMAGE_GREY_8);
-            EXPECT_EQ(pyramid.level(3).width, 250u);
-            EXPECT_EQ(pyramid.level(3).height, 187u);
+            EXPECT_EQ(std::pair(pyramid.level(3).width, pyramid.level(3).height), std::pair(250u, 187u));
             // A region across tile edges, clipped at the image's right edge.
             const auto region = pyramid.read(0, 1900, 100, 300, 200);
             ASSERT_EQ(region->size(), KYVO::CSize(100, 200, 1));
@@ -140,8 +137,7 @@ TEST(PyramidTest, OverviewsOfAFileWithoutLevelsAreBuiltOnceAndMatchIt) {
     EXPECT_NEAR(steps.back(), 1.0, 1e-9);
     const TiffPyramid pyramid(path, files);
     ASSERT_EQ(pyramid.levelCount(), 3);
-    EXPECT_EQ(pyramid.level(2).width, 750u);
-    EXPECT_EQ(pyramid.level(2).height, 375u);
+    EXPECT_EQ(std::pair(pyramid.level(2).width, pyramid.level(2).height), std::pair(750u, 375u));
     EXPECT_FALSE(KYVO::io::TiffOverviews::needed(pyramid));
     // Inside a 64-pixel block the averages are the block's value.
     for (int level = 0; level < 3; ++level)

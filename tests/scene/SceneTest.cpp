@@ -86,8 +86,7 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     EXPECT_EQ(std::tuple(labelIdOf(rect), rect->toolTip(), rect->pen()),
               std::tuple(label->id(), QString("street"), pen));
     label->setId(123456); // changing the id re-tags the items; labelsAt and itemsOfLabel follow
-    EXPECT_EQ(labelIdOf(rect), 123456);
-    EXPECT_EQ(scene->itemsOfLabel(label).size(), 5);
+    EXPECT_EQ(std::pair(labelIdOf(rect), scene->itemsOfLabel(label).size()), std::pair(123456, 5));
     const QList<Label*> at = scene->labelsAt(QRectF(1, 1, 0.5, 0.5));
     EXPECT_EQ(at.first(), other) << "topmost first";
     EXPECT_TRUE(at.contains(label));
@@ -118,9 +117,8 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     const std::unique_ptr<KYVO::CImage> before(first->createLabelMask());
     const QList<QGraphicsItem*> stacking = first->scene(1)->items();
     project.undoStack()->push(new commands::RemoveLabel(&project, label));
-    EXPECT_EQ(scenes(), std::vector<QGraphicsScene*>(3, nullptr));
-    EXPECT_FALSE(first->hasItemsOfLabel(label));
-    EXPECT_TRUE(first->hasLabelItems());
+    EXPECT_EQ(std::tuple(scenes(), first->hasItemsOfLabel(label), first->hasLabelItems()),
+              std::tuple(std::vector<QGraphicsScene*>(3, nullptr), false, true));
     project.undoStack()->undo();
     EXPECT_EQ(scenes(), (std::vector<QGraphicsScene*>{first->scene(0), first->scene(1), second->scene(0)}));
     EXPECT_EQ(first->scene(1)->itemsOfLabel(label), QList<QGraphicsItem*>({items[1]}));
@@ -173,8 +171,8 @@ TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     grab.setPos(3, 0);
     grab.setPos(3, 4);
     EXPECT_EQ(std::pair(colorSpy.count(), posSpy.count()), std::pair(1, 2));
-    EXPECT_TRUE(grab.contains(QPointF(7.9, -7.9)));
-    EXPECT_FALSE(grab.contains(QPointF(8.2, 0)));
+    EXPECT_EQ(std::pair(grab.contains(QPointF(7.9, -7.9)), grab.contains(QPointF(8.2, 0))),
+              std::pair(true, false));
     // The handle keeps 16 screen pixels at any zoom.
     QGraphicsScene scene;
     auto* handle = new GrabItem;
@@ -185,8 +183,7 @@ TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     EXPECT_DOUBLE_EQ(onScreen.width(), 17.0);
 }
 
-// A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor items of
-// them.
+// A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor their items.
 TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     Project project;
     LabeledImage* image = pxmtest::addImage(project, 4, 3);
@@ -201,9 +198,8 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
     // Refused for its size: the old image is deleted all the same.
     image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(5, 3, 1)), true);
-    EXPECT_EQ(image->image(), nullptr);
-    EXPECT_EQ(imageChanged.count(), 1);
-    EXPECT_EQ(shown(), std::tuple(false, false, false));
+    EXPECT_EQ(std::tuple(image->image(), imageChanged.count(), shown()),
+              std::tuple(nullptr, 1, std::tuple(false, false, false)));
     // A reload from a path that does not exist fails after dropping the image.
     image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1)), true);
     ASSERT_NE(scene->imageItem(), nullptr);
@@ -215,8 +211,7 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
     EXPECT_EQ(maskChanged.count(), 1);
     image->setMask(pxmtest::volume(4, 3, 1, {1}), true, false);
     image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(2, 2, 1)), true, false);
-    EXPECT_EQ(image->mask(), nullptr);
-    EXPECT_EQ(maskChanged.count(), 3);
+    EXPECT_EQ(std::tuple(image->mask(), maskChanged.count()), std::tuple(nullptr, 3));
     scene->decUsage();
 }
 
@@ -263,8 +258,7 @@ TEST(LabeledImage, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     scene->decUsage(); // an unpinned scene still releases one pin, which swaps again
     EXPECT_EQ(image->usageCount(), 0u);
     scene->incUsage();
-    EXPECT_EQ(image->imageState(), State::Ok);
-    EXPECT_EQ(state(), "1 IMim") << "reloaded on the next pin";
+    EXPECT_EQ(std::pair(image->imageState(), state()), std::pair(State::Ok, QString("1 IMim"))) << "reloaded";
     scene->decUsage();
     // An image handed in without a path is never swapped out.
     LabeledImage* framework = pxmtest::addImage(project, 3, 3);
@@ -332,8 +326,7 @@ TEST(LabeledImage, AnEditedMaskStaysInMemoryUntilSaved) {
     EXPECT_EQ(image->mask(), nullptr);
     image->incUsage();
     ASSERT_NE(image->mask(), nullptr);
-    EXPECT_EQ(at(*image->mask(), 0, 0), 5);
-    EXPECT_FALSE(image->maskModified());
+    EXPECT_EQ(std::pair(at(*image->mask(), 0, 0), image->maskModified()), std::pair(5, false));
     image->decUsage();
 }
 
@@ -342,8 +335,7 @@ TEST(LabeledImage, MasksAreCheckedForSizeTypeAndUnknownValues) {
     Label* existing = project.createLabel(); // mask id 1
     LabeledImage* image = pxmtest::addImage(project, 4, 2);
     image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(3, 2, 1)), true, true);
-    EXPECT_EQ(image->maskState(), MState::SizeMismatch);
-    EXPECT_EQ(image->mask(), nullptr);
+    EXPECT_EQ(std::tuple(image->maskState(), image->mask()), std::tuple(MState::SizeMismatch, nullptr));
     image->setMask(new CImage(KYVO::IMAGE_GREY_16, CSize(4, 2, 1)), true, true);
     EXPECT_EQ(image->maskState(), MState::WrongType);
     image->setMask(pxmtest::volume(4, 2, 1, {0, 1, 9, 9, 200, 9, 1, 0}), true, true);
@@ -580,13 +572,9 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     image->ensureEraseOverlay();
     image->eraseOverlay()->voxel(1, 1, 1)[0] = 1;
     const std::vector<uint8_t> before(m, m + 40);
-    for (const auto& [start, value] : {std::pair{QPoint(3, 0), 7},
-                                       {QPoint(5, 0), 7},
-                                       {QPoint(0, 4), 7},
-                                       {QPoint(-1, 0), 7},
-                                       {QPoint(2, 0), 6},
-                                       {QPoint(1, 1), 7}})
-        scene->maskItem()->flood(start, value);
+    for (const QPoint start : {QPoint(3, 0), QPoint(5, 0), QPoint(0, 4), QPoint(-1, 0), QPoint(1, 1)})
+        scene->maskItem()->flood(start, 7);
+    scene->maskItem()->flood(QPoint(2, 0), 6);
     EXPECT_EQ(std::vector<uint8_t>(m, m + 40), before);
     const MaskItem* item = scene->maskItem(); // x = width is outside; (1, 1) is erased
     EXPECT_EQ(std::tuple(item->value(QPoint(4, 3)), item->value(QPoint(5, 3)), item->value(QPoint(1, 1))),

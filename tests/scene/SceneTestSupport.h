@@ -5,9 +5,6 @@
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
 
-#include <cstring>
-#include <memory>
-
 namespace pxmtest {
 
 /// A labeled image in the project holding an 8-bit image of the given size (no path: never swapped out).

@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 #include <random>
 
@@ -19,7 +18,7 @@ inline double iou(const cv::Mat& a, const cv::Mat& b) {
     return either > 0 ? both / either : 1.0;
 }
 
-/// Objects (`truth`) textured around `inside` on noise around `outside`, times `scale` (16-bit 200, float
+/// Objects (`truth`) textured around `inside` on noise around `outside`, times `scale` (16 bits 200, float
 /// 1/255).
 struct Picture {
     KYVO::CImage image;

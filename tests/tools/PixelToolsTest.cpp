@@ -73,7 +73,6 @@ bool onlyPixelRectangles(const QPainterPath& path) {
 
 TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene) {
     auto* tool = useTool<FreehandTool>(ToolType::Freehand, 10);
-    const QStringList before = snapshot();
     press({185.3, 190.6}); // along the bottom right corner and beyond it
     EXPECT_TRUE(snapshot().isEmpty()) << "the stroke under way is not part of the annotation";
     ASSERT_NE(tool->region(), nullptr);
@@ -92,14 +91,10 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene
     EXPECT_EQ(std::tuple(path.fillRule(), regions().first()->pen().style(), labelIdOf(regions().first())),
               std::tuple(Qt::WindingFill, Qt::NoPen, label->id()));
     EXPECT_TRUE(onlyPixelRectangles(path));
-    // Never beyond the scene, but on the way back from beyond it.
+    // Never beyond the scene, but on the way back from beyond it. (Undo and redo: the stroke table.)
     EXPECT_TRUE(QRectF(0, 0, 200, 200).contains(path.boundingRect()));
     EXPECT_TRUE(path.contains(QPointF(199.5, 199.5)) && path.contains(QPointF(199.5, 160.5)));
     EXPECT_FALSE(path.contains(QPointF(150, 150)));
-    const QStringList after = snapshot();
-    EXPECT_NE(after, before);
-    expectUndoRedo(before, after);
-    EXPECT_EQ(regions().first()->path(), path);
 }
 
 /// The item painted on white at a zoom, clipped to the exposed rectangle as a view clips it.
@@ -323,9 +318,7 @@ TEST_F(PixelToolTest, FreehandEscapeDropsTheStrokeAndRightButtonPaintsNothing) {
     release({70, 70});
     EXPECT_EQ(std::pair(stack()->count(), regions().size()), std::pair(0, 0));
     EXPECT_NE(tool->brushCursor(), nullptr) << "the cursor comes back with the next move";
-    press({50, 50}, Qt::RightButton);
-    move({60, 60}, Qt::RightButton);
-    release({60, 60}, Qt::RightButton);
+    drag({50, 50}, {60, 60}, Qt::RightButton, 1);
     EXPECT_EQ(stack()->count(), 0);
     project.setCurrentLabel(nullptr);
     drag({50, 50}, {80, 80});
@@ -413,8 +406,7 @@ TEST_F(PixelToolTest, EraserRemovesShapesItTouchesWholeAsOneUndoStep) {
     // Touched at its edge, removed whole; one command per brush square.
     EXPECT_EQ(std::tuple(rect->scene(), far->scene(), stack()->count(), stack()->command(0)->childCount()),
               std::tuple(nullptr, scene(), 1, 10));
-    const QStringList after = snapshot();
-    expectUndoRedo(before, after);
+    expectUndoRedo(before, snapshot());
     stack()->undo();
     EXPECT_EQ(rect->scene(), scene()) << "the same item comes back";
     press({60, 48.7}); // a tool switch in the middle of a stroke closes its undo step

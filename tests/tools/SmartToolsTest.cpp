@@ -27,6 +27,13 @@ cv::Mat covered(const pxm::Scene* scene, const pxm::Label* l) {
     return all;
 }
 
+/// A free-hand region of the label over the pixels.
+void addRegion(pxm::Scene* scene, const cv::Mat& pixels, const pxm::Label* label) {
+    auto* region = new pxm::FreehandRegion;
+    region->addRects(pxm::segment::maskRects(pixels));
+    scene->addLabelItem(region, label);
+}
+
 /// The wand on a 200 x 200 picture of two textured discs (160 and 100) on a noisy background of 40.
 class WandToolTest : public ToolFixture {
 public:
@@ -42,8 +49,7 @@ public:
     }
     pxm::WandTool* wand() const { return tool<pxm::WandTool>(); }
     cv::Mat covered(const pxm::Label* l) const { return ::covered(scene(), l); }
-    cv::Mat bright;
-    cv::Mat dim;
+    cv::Mat bright, dim;
 };
 
 } // namespace
@@ -198,7 +204,7 @@ TEST_F(WandToolTest, NothingHappensWithoutAnImageOrLabel) {
     EXPECT_EQ(std::pair(stack()->count(), !!wand()->preview()), std::pair(0, false));
 }
 
-// Shapes merge into a region, regions trace into polygons (holed parts stay), a mask becomes items: one step
+// Shapes merge into a region, regions trace into polygons (holed parts stay), a mask becomes items: a step
 // each.
 TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     const auto coverage = [this](const pxm::Label* l) { return covered(scene(), l); };
@@ -221,9 +227,7 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     cv::Mat ring = cv::Mat::zeros(200, 200, CV_8UC1);
     cv::circle(ring, {150, 50}, 30, cv::Scalar(255), cv::FILLED);
     cv::circle(ring, {150, 50}, 10, cv::Scalar(0), cv::FILLED);
-    auto* holed = new pxm::FreehandRegion;
-    holed->addRects(pxm::segment::maskRects(ring));
-    scene()->addLabelItem(holed, label);
+    addRegion(scene(), ring, label);
     const cv::Mat regions = coverage(label);
     const QStringList traced = snapshot();
     stack()->push(pxm::conversions::regionToPolygons(scene(), project,
@@ -264,17 +268,12 @@ TEST(VolumeEditing, FillCopyAndStatistics) {
     pxm::Label* moving = project.createLabel();
     pxm::Label* other = project.createLabel();
     pxm::Label* once = project.createLabel();
-    auto addRegion = [&](int z, const cv::Mat& pixels, pxm::Label* label) {
-        auto* region = new pxm::FreehandRegion;
-        region->addRects(pxm::segment::maskRects(pixels));
-        image->scene(z)->addLabelItem(region, label);
-    };
     for (int z : {0, 4, 8})
-        addRegion(z, discs(64, 64, {14 + 4 * z, 30}, 8), moving);
+        addRegion(image->scene(z), discs(64, 64, {14 + 4 * z, 30}, 8), moving);
     cv::Mat box = cv::Mat::zeros(64, 64, CV_8UC1);
     box(cv::Rect(20, 26, 6, 8)).setTo(255);
-    addRegion(2, box, other);
-    addRegion(5, box, once);
+    addRegion(image->scene(2), box, other);
+    addRegion(image->scene(5), box, once);
     auto counts = [&] {
         std::vector<int> n;
         for (int z = 0; z < 9; ++z)

@@ -363,8 +363,7 @@ TEST_F(ReannotationShortcutsTest, AKeyMovesTheShapeUnderThePointerAsOneUndoStep)
         applied << shortcuts.applyKey(key, QPointF(x, y));
     EXPECT_EQ(applied, QList<bool>({false, false, false, true, false}));
     EXPECT_EQ(std::pair(labelIdOf(upper), stack()->count()), std::pair(bird->id(), 2));
-    stack()->undo();
-    stack()->undo();
+    stack()->setIndex(0);
     EXPECT_EQ(std::pair(snapshot(), lower->toolTip()), std::pair(before, QString("cat")));
     stack()->redo();
     EXPECT_EQ(labelIdOf(lower), bird->id());
