@@ -21,16 +21,13 @@
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
-#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QGraphicsItem>
-#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QPainter>
 #include <QRandomGenerator>
 #include <QUndoStack>
 #include <algorithm>
@@ -43,7 +40,6 @@
 #include <memory>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <tuple>
 #include <unistd.h>
 
 using namespace pxm;
@@ -62,33 +58,6 @@ Label* addLabel(Project& project, const QString& name, QColor color, double opac
     return project.addLabel(label);
 }
 
-/// The pixels a path fills, as the full mask draws it: comparable pixel for pixel.
-QByteArray pathPixels(const QPainterPath& path) {
-    QImage image(48, 48, QImage::Format_Grayscale8);
-    image.fill(0);
-    QPainter painter(&image);
-    painter.fillPath(path, Qt::white);
-    painter.end();
-    return QByteArray(reinterpret_cast<const char*>(image.constBits()), int(image.sizeInBytes())).toBase64();
-}
-
-/// Kind, label, scene transform and geometry of a label item, comparable as text.
-QString describe(const QGraphicsItem* item) {
-    QString geometry;
-    QDebug(&geometry) << item->type() << labelIdOf(item) << item->sceneTransform();
-    if (auto* rect = dynamic_cast<const QGraphicsRectItem*>(item))
-        QDebug(&geometry) << rect->rect();
-    else if (auto* ellipse = dynamic_cast<const QGraphicsEllipseItem*>(item))
-        QDebug(&geometry) << ellipse->rect();
-    else if (auto* line = dynamic_cast<const QGraphicsLineItem*>(item))
-        QDebug(&geometry) << line->line();
-    else if (auto* polygon = dynamic_cast<const QGraphicsPolygonItem*>(item))
-        QDebug(&geometry) << polygon->polygon();
-    else if (auto* path = dynamic_cast<const QGraphicsPathItem*>(item))
-        QDebug(&geometry) << "path pixels" << pathPixels(path->path());
-    return geometry;
-}
-
 /// Every property of a label, doubles to the last bit, comparable as text.
 QString labelText(const Label* l) {
     QString text = l->name() + " " + l->color().name(QColor::HexArgb);
@@ -96,13 +65,6 @@ QString labelText(const Label* l) {
          {l->opacity(), l->secondaryOpacity(), l->penWidth(), double(l->id()), double(l->maskId())})
         text += " " + QString::number(d, 'g', 17);
     return text;
-}
-
-QStringList labelTexts(const Project& project) {
-    QStringList texts;
-    for (const Label* label : project.labels())
-        texts << labelText(label);
-    return texts;
 }
 
 /// The reader's message for a file (its what() must say the same), or "read" with the number of images.
@@ -122,15 +84,6 @@ void erase(LabeledImage* image, const QRectF& region) {
     image->incUsage();
     MaskItem(image, 0).erase(region);
     image->decUsage();
-}
-
-QStringList describeScene(const Scene* scene) {
-    QStringList items;
-    for (const QGraphicsItem* item : scene->items())
-        if (isLabelItem(item))
-            items << describe(item);
-    items.sort();
-    return items;
 }
 
 /// Two labels, a 2D image with one item of each kind, a 3D image with items on its last layer.
@@ -342,26 +295,16 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItemsInQtsIndentedText) {
         EXPECT_EQ(gzip, name == "p.json.gz");
         Project read;
         ProjectReader::read(dir.path(name), &read);
-        EXPECT_EQ(labelTexts(read), labelTexts(original));
         ASSERT_EQ(read.images().size(), 2);
-        EXPECT_EQ(read.currentImageIndex(), 1);
-        EXPECT_EQ(read.settings(), original.settings());
+        // Relative paths were meant from the current directory, outside the project's folder: kept absolute.
+        EXPECT_EQ(read.images()[1]->imagePath(), QFileInfo("rel/volume.tif").absoluteFilePath());
+        read.images()[1]->setImagePath("rel/volume.tif");
+        // Labels to the last bit, images, items and settings: written again, the text is the same.
+        EXPECT_EQ(normalised(serializerText(read)), normalised(serializerText(original)));
         for (int i = 0; i < 2; ++i) {
             const LabeledImage* a = original.images()[i];
             const LabeledImage* b = read.images()[i];
-            // Relative paths were meant from the current directory, outside the project's folder: kept
-            // absolute.
-            EXPECT_EQ(b->imagePath(), QFileInfo(a->imagePath()).absoluteFilePath());
-            const auto geometry = [](const LabeledImage* m) {
-                return std::make_tuple(m->maskPath(), m->width(), m->height(), m->depth(),
-                                       m->colorChannels());
-            };
-            EXPECT_EQ(geometry(b), geometry(a));
             EXPECT_EQ(b->imageState(), LabeledImage::ImageState::NotLoaded);
-            ASSERT_EQ(b->scenes().size(), a->scenes().size());
-            for (int z = 0; z < a->scenes().size(); ++z)
-                EXPECT_EQ(describeScene(b->scene(z)), describeScene(a->scene(z)))
-                    << "image " << i << " layer " << z;
             // Regions, pen widths and all: the main output is the same after a reopen.
             const std::unique_ptr<KYVO::CImage> before(a->createLabelMask());
             const std::unique_ptr<KYVO::CImage> after(b->createLabelMask());
