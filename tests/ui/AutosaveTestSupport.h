@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A study with masks, a user's edits in it, and the comparison of two projects item by item and voxel by
-// voxel.
+// A study with masks, a user's edits in it, and the comparison of two projects item by item, voxel by voxel.
 
 #include "model/Label.h"
 #include "model/Project.h"

@@ -91,8 +91,7 @@ protected:
 
 } // namespace
 
-// Imports in turn: refusals, the question about values no label has with its answers, and a mask all
-// labelled.
+// Imports in turn: refusals, the question about values no label has with its answers, a mask all labelled.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
     const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
     const QString wide = mask("wide.pgm", 1, 4), unknownBox = "Unknown mask values";

@@ -79,20 +79,6 @@ TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
     EXPECT_EQ(err.take(), "Configuration saving failed.\n");
 }
 
-TEST_F(WindowTest, SetProjectRefusesNullAndReachesTheView) {
-    QSignalSpy changed(&window, &MainWindow::projectChanged);
-    g_warnings.clear();
-    const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
-    window.setProject(nullptr);
-    qInstallMessageHandler(previous);
-    EXPECT_EQ(g_warnings, QStringList{"Setting the project to NULL is currently not supported."});
-    EXPECT_EQ(std::pair(changed.count(), window.windowTitle()), std::pair(0, QString("Pixmarker")));
-    window.setProject(&project);
-    ASSERT_EQ(changed.count(), 1);
-    EXPECT_EQ(std::pair(changed[0][0].value<Project*>(), window.view()->project()),
-              std::pair(&project, &project));
-}
-
 TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
     LabeledImage* first = addImage(project, writeImage("a.pgm"));
     LabeledImage* second = addImage(project, writeImage("b.pgm"));
@@ -124,7 +110,8 @@ TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
 }
 
 // A fresh window: tools, undo, redo, mask import and reannotation wait for work; the reload is for plug-ins.
-TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
+// Setting no project is refused with a warning; a project reaches the view.
+TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndStateAndTakesAProject) {
     using A = MainAction;
     using K = QKeySequence;
     const std::map<A, K::StandardKey> standard = {
@@ -152,6 +139,17 @@ TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndState) {
     EXPECT_EQ(std::tuple(window.toolActionGroup()->isExclusive(), window.zoomToolBar()->isEnabled(),
                          window.windowIcon().isNull()),
               std::tuple(true, false, false));
+    QSignalSpy changed(&window, &MainWindow::projectChanged);
+    g_warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
+    window.setProject(nullptr);
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(g_warnings, QStringList{"Setting the project to NULL is currently not supported."});
+    EXPECT_EQ(std::pair(changed.count(), window.windowTitle()), std::pair(0, QString("Pixmarker")));
+    window.setProject(&project);
+    ASSERT_EQ(changed.count(), 1);
+    EXPECT_EQ(std::pair(changed[0][0].value<Project*>(), window.view()->project()),
+              std::pair(&project, &project));
 }
 
 TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
