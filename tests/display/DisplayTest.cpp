@@ -19,6 +19,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 using namespace Pictor;
@@ -43,49 +44,36 @@ KYVO::CImage imageOf(KYVO::EnImageType type, const KYVO::CSize& size, const std:
     return image;
 }
 
-struct Expected {
-    double min = 0, max = 0, mean = 0, m = 0;
-    uint64_t count = 0;
-    double sd = -1;
-};
-
-/// The figures of `values` by a plain two-pass sum, NaNs left out.
-Expected reference(std::vector<double> values) {
+/// Checks the figures against a plain two-pass sum over `values`, NaNs left out.
+void expectStats(const SliceStatistics& s, std::vector<double> values) {
     values.erase(std::remove_if(values.begin(), values.end(), [](double v) { return std::isnan(v); }),
                  values.end());
-    Expected e;
-    e.count = values.size();
-    if (values.empty())
-        return e;
-    e.min = *std::min_element(values.begin(), values.end());
-    e.max = *std::max_element(values.begin(), values.end());
+    const double n = double(values.size());
+    const double mean = values.empty() ? 0 : std::accumulate(values.begin(), values.end(), 0.0) / n;
+    double m = 0;
     for (double v : values)
-        e.mean += v;
-    e.mean /= double(e.count);
-    for (double v : values)
-        e.m += (v - e.mean) * (v - e.mean);
-    e.sd = e.count > 1 ? std::sqrt(e.m / double(e.count - 1)) : -1;
-    return e;
-}
-
-void expectStats(const SliceStatistics& s, const Expected& e) {
-    EXPECT_EQ(s.count, e.count);
-    EXPECT_DOUBLE_EQ(s.min, e.min);
-    EXPECT_DOUBLE_EQ(s.max, e.max);
-    EXPECT_DOUBLE_EQ(s.mean, e.mean);
-    EXPECT_NEAR(s.sumSquaredDeviations, e.m, 1e-9 * std::max(1.0, e.m));
-    EXPECT_NEAR(sampleStandardDeviation(s.sumSquaredDeviations, s.count), e.sd, 1e-9 * std::max(1.0, e.sd));
+        m += (v - mean) * (v - mean);
+    const auto [lo, hi] = std::minmax_element(values.begin(), values.end());
+    EXPECT_EQ(std::tuple(s.count, s.min, s.max),
+              std::tuple(uint64_t(values.size()), values.empty() ? 0 : *lo, values.empty() ? 0 : *hi));
+    EXPECT_DOUBLE_EQ(s.mean, mean);
+    EXPECT_NEAR(s.sumSquaredDeviations, m, 1e-9 * std::max(1.0, m));
+    const double sd = values.size() > 1 ? std::sqrt(m / (n - 1)) : -1;
+    EXPECT_NEAR(sampleStandardDeviation(s.sumSquaredDeviations, s.count), sd, 1e-9 * std::max(1.0, sd));
 }
 
 const QRgb kUntouched = qRgb(255, 0, 255);
 
-/// Paints `item` into a device of `deviceSize` through `transform`, exposing `exposed` (item coordinates).
+/// Paints `item` into a device of `deviceSize` through `transform`, exposing `exposed` (item coordinates),
+/// within the painter's `clip` if one is given.
 QImage paintItem(ImageItem& item, const QRectF& exposed, const QSize& deviceSize,
-                 const QTransform& transform = QTransform()) {
+                 const QTransform& transform = QTransform(), const QRect& clip = QRect()) {
     QImage device(deviceSize, QImage::Format_RGB32);
     device.fill(kUntouched);
     QPainter painter(&device);
     painter.setWorldTransform(transform);
+    if (!clip.isNull())
+        painter.setClipRect(clip);
     QStyleOptionGraphicsItem option;
     option.exposedRect = exposed;
     item.paint(&painter, &option);
@@ -139,9 +127,9 @@ TEST(ImageInfo, WholeAndPerSliceStatisticsMatchATwoPassSum) {
         for (std::size_t z = 0; z < c.size.z; ++z) {
             SCOPED_TRACE(z);
             const auto first = c.values.begin() + std::ptrdiff_t(z * perSlice);
-            expectStats(info.slices[z], reference({first, first + std::ptrdiff_t(perSlice)}));
+            expectStats(info.slices[z], {first, first + std::ptrdiff_t(perSlice)});
         }
-        expectStats(info.whole(), reference(c.values));
+        expectStats(info.whole(), c.values);
     }
 }
 
@@ -213,19 +201,12 @@ TEST(ImageItem, ConvertsOnlyTheTilesItNeedsAndCachesThem) {
     paintItem(item, QRectF(20, 20, 8, 8), QSize(100, 70)); // inside tile (1, 1)
     EXPECT_EQ(item.convertedTileCount(), 1u);
     paintItem(item, QRectF(30, 17, 4, 20), QSize(100, 70)); // tiles (1, 1), (2, 1), (1, 2), (2, 2)
-    EXPECT_EQ(item.convertedTileCount(), 4u);
-    EXPECT_EQ(item.cachedTileCount(), 4u);
+    EXPECT_EQ(std::tuple(item.convertedTileCount(), item.cachedTileCount()), std::tuple(4u, 4u));
     paintItem(item, QRectF(16, 16, 32, 32), QSize(100, 70)); // the same four again: all cached
     EXPECT_EQ(item.convertedTileCount(), 4u);
     // The painter's clip and the device bound the area as well as the exposed rectangle.
-    {
-        QImage device(100, 70, QImage::Format_RGB32);
-        QPainter painter(&device);
-        painter.setClipRect(QRect(90, 50, 5, 5)); // inside tile (5, 3)
-        QStyleOptionGraphicsItem option;
-        option.exposedRect = QRectF(0, 0, 100, 70);
-        item.paint(&painter, &option);
-    }
+    paintItem(item, QRectF(0, 0, 100, 70), QSize(100, 70), QTransform(),
+              QRect(90, 50, 5, 5)); // in tile (5, 3)
     EXPECT_EQ(item.convertedTileCount(), 5u);
     paintItem(item, QRectF(0, 0, 100, 70), QSize(10, 10)); // only tile (0, 0) reaches the device
     EXPECT_EQ(item.convertedTileCount(), 6u);

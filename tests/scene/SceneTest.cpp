@@ -427,17 +427,8 @@ namespace {
 
 /// A rectangle per visible voxel in its label's colour, or grey hatching at half opacity without a label.
 void paintReference(QPainter& painter, const LabeledImage& image, const Project& project, uint32_t z) {
-    QBrush brushes[256];
-    double opacity[256];
-    for (int v = 0; v < 256; ++v) {
-        brushes[v] = QBrush(Qt::gray, Qt::Dense3Pattern);
-        brushes[v].setTransform(painter.worldTransform().inverted());
-        opacity[v] = 0.5;
-    }
-    for (const Label* label : project.labels()) {
-        brushes[label->maskId()] = QBrush(label->color());
-        opacity[label->maskId()] = label->opacity();
-    }
+    QBrush hatch(Qt::gray, Qt::Dense3Pattern);
+    hatch.setTransform(painter.worldTransform().inverted());
     painter.setPen(Qt::NoPen);
     const std::size_t w = image.width(), h = image.height();
     for (std::size_t y = 0; y < h; ++y)
@@ -446,8 +437,9 @@ void paintReference(QPainter& painter, const LabeledImage& image, const Project&
             const uint8_t v = image.mask()->data()[i];
             if (v == 0 || image.eraseOverlay()->data()[i] != 0)
                 continue;
-            painter.setBrush(brushes[v]);
-            painter.setOpacity(opacity[v]);
+            const Label* label = project.labelsByMaskId(v).value(0);
+            painter.setBrush(label ? QBrush(label->color()) : hatch);
+            painter.setOpacity(label ? label->opacity() : 0.5);
             painter.drawRect(QRectF(x, y, 1, 1));
         }
 }
@@ -461,14 +453,11 @@ QImage render(const std::function<void(QPainter&)>& paint, int scale) {
     return out;
 }
 
+/// The largest difference of a colour channel between two opaque pictures of one format.
 int maxChannelDifference(const QImage& a, const QImage& b) {
     int worst = 0;
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            worst = std::max({worst, std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
-                              std::abs(qBlue(p) - qBlue(q))});
-        }
+    for (qsizetype i = 0; i < a.sizeInBytes(); ++i)
+        worst = std::max(worst, std::abs(a.constBits()[i] - b.constBits()[i]));
     return worst;
 }
 

@@ -38,7 +38,6 @@ protected:
     /// Gives the image a mask of zeros with `value` in the rectangle.
     void setMask(const QRect& r, int value) {
         auto* mask = new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(200, 200, 1));
-        std::fill(mask->data(), mask->data() + mask->byteCount(), uint8_t(0));
         for (int y = r.top(); y <= r.bottom(); ++y)
             for (int x = r.left(); x <= r.right(); ++x)
                 mask->data()[x + 200 * y] = uint8_t(value);

@@ -262,9 +262,7 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
 // A disc moving through 9 layers, drawn on 0, 4 and 8: filled between around another label, counted, copied.
 TEST(VolumeEditing, FillCopyAndStatistics) {
     pxm::Project project;
-    auto* image = new pxm::LabeledImage(&project);
-    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(64, 64, 9)), true);
-    project.addImage(image);
+    pxm::LabeledImage* image = addImage(project, 64, 64, 9);
     pxm::Label* moving = project.createLabel();
     pxm::Label* other = project.createLabel();
     pxm::Label* once = project.createLabel();

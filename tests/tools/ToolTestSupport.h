@@ -2,11 +2,9 @@
 #pragma once
 
 #include "model/Label.h"
-#include "model/Project.h"
-#include "platform/CImage.h"
 #include "scene/LabelItems.h"
-#include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 #include "tools/Tool.h"
 #include "tools/View.h"
 
@@ -52,9 +50,7 @@ class ToolFixture : public ::testing::Test {
 public:
     void SetUp() override {
         window = std::make_unique<QMainWindow>();
-        image = new pxm::LabeledImage(&project);
-        image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(200, 200, 1)), true);
-        project.addImage(image);
+        image = addImage(project, 200, 200);
         label = project.createLabel();
         other = project.createLabel();
         project.setCurrentLabel(label);
@@ -79,13 +75,6 @@ public:
         view->scale(factor, factor);
         view->centerOn(100, 100);
         QApplication::processEvents();
-    }
-    /// A second image, 300 x 100 with two z-layers.
-    pxm::LabeledImage* addSecondImage() {
-        auto* second = new pxm::LabeledImage(&project);
-        second->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(300, 100, 2)), true);
-        project.addImage(second);
-        return second;
     }
 
     using Button = Qt::MouseButton;

@@ -61,7 +61,7 @@ protected:
     }
 };
 
-TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSee) {
+TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSeeAndSceneChangesReachTheTool) {
     RecordingTool* tool = recorder();
     const double zoom = view->zoomFactor();
     // Ctrl+plus zooms on the press, which the tool does not see; the release reaches it.
@@ -106,6 +106,20 @@ TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSee) {
     EXPECT_EQ(std::pair(view->horizontalScrollBar()->value(), view->verticalScrollBar()->value()),
               std::pair(h + 30, v + 20));
     expectLog(tool, {"press 0", "move", "release"});
+
+    // Scene changes reach the tool and move the view's pin on the scene.
+    Scene* first = scene();
+    EXPECT_EQ(first->usageCount(), 1u);
+    LabeledImage* second = pxmtest::addImage(project, 300, 100, 2);
+    project.setCurrentImageIndex(1);
+    EXPECT_EQ(tool->log, (QStringList{"no scene", "scene"}));
+    EXPECT_EQ(std::pair(first->usageCount(), second->scene(0)->usageCount()), std::pair(0u, 1u));
+    view->setProject(nullptr);
+    EXPECT_EQ(std::tuple(view->isEnabled(), !!view->currentScene(), second->scene(0)->usageCount()),
+              std::tuple(false, false, 0u));
+    view->setProject(&project);
+    EXPECT_EQ(std::pair(view->isEnabled(), view->tool()), std::pair(true, static_cast<Tool*>(tool)))
+        << "the tool survives project changes";
 }
 
 TEST_F(ViewTest, SetToolSwitchesOnlyOnANewTypeAndKnowsNoGaps) {
@@ -126,7 +140,7 @@ TEST_F(ViewTest, SetToolSwitchesOnlyOnANewTypeAndKnowsNoGaps) {
 }
 
 TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
-    LabeledImage* second = addSecondImage();
+    LabeledImage* second = pxmtest::addImage(project, 300, 100, 2);
     for (const QString mode : {"perImage", "perProject", "reset"}) {
         SCOPED_TRACE(mode.toStdString());
         project.setSetting("View.cameraMode", mode);
@@ -167,7 +181,7 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
 }
 
 TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport) {
-    addSecondImage();
+    pxmtest::addImage(project, 300, 100, 2);
     // Zoomed in on the first image, none on the second: the scroll bars come and go each trip.
     project.setSetting("View.cameraMode", QString("perImage"));
     view->scale(3, 3);
@@ -200,7 +214,7 @@ TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport)
 }
 
 TEST_F(ViewTest, ASceneChangeEndsEveryEditAndLeavesNothingOnTheShapes) {
-    addSecondImage();
+    pxmtest::addImage(project, 300, 100, 2);
     QGraphicsItem* rect = addRect({20, 20, 40, 40}, label);
     QGraphicsItem* polygon =
         addShape<QGraphicsPolygonItem>(label, QPolygonF({{100, 20}, {160, 20}, {130, 70}}));
@@ -293,22 +307,6 @@ TEST_F(ViewTest, MagnifierRepairsItsSettings) {
                             c.storedZoom));
         release({100, 100});
     }
-}
-
-TEST_F(ViewTest, ProjectAndSceneChangesReachTheToolAndThePin) {
-    RecordingTool* tool = recorder();
-    Scene* first = scene();
-    EXPECT_EQ(first->usageCount(), 1u);
-    LabeledImage* second = addSecondImage();
-    project.setCurrentImageIndex(1);
-    EXPECT_EQ(tool->log, (QStringList{"no scene", "scene"}));
-    EXPECT_EQ(std::pair(first->usageCount(), second->scene(0)->usageCount()), std::pair(0u, 1u));
-    view->setProject(nullptr);
-    EXPECT_EQ(std::tuple(view->isEnabled(), !!view->currentScene(), second->scene(0)->usageCount()),
-              std::tuple(false, false, 0u));
-    view->setProject(&project);
-    EXPECT_EQ(std::pair(view->isEnabled(), view->tool()), std::pair(true, static_cast<Tool*>(tool)))
-        << "the tool survives project changes";
 }
 
 TEST(ReannotationRulesTest, TextRoundTripsAndBadEntriesAreDropped) {
