@@ -164,9 +164,9 @@ TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {
     };
     for (const Probe& p : probes) {
         SCOPED_TRACE(testing::Message() << "at " << p.x << "," << p.y);
-        EXPECT_EQ(full->value(p.x, p.y, 0), p.full);
-        EXPECT_EQ(lowerMask->value(p.x, p.y, 0), p.lower);
-        EXPECT_EQ(upperMask->value(p.x, p.y, 0), p.upper);
+        EXPECT_EQ(QList<double>({full->value(p.x, p.y, 0), lowerMask->value(p.x, p.y, 0),
+                                 upperMask->value(p.x, p.y, 0)}),
+                  QList<double>({p.full, p.lower, p.upper}));
     }
 }
 
@@ -256,12 +256,10 @@ TEST_F(ExportMaskWorkerTest, RunsOnItsThreadWithOneImagePinnedAndStopsWhenAsked)
         Qt::DirectConnection);
     worker.start();
     ASSERT_TRUE(worker.wait(60000));
-    EXPECT_EQ(worker.progress(), 8);
+    EXPECT_TRUE(worker.progress() == 8 && filesIn(out.path()).size() == 8);
     EXPECT_EQ(mostLoaded, 0) << "masks need the image's size only, never its pixels";
     ASSERT_EQ(current.size(), 8);
-    EXPECT_EQ(current[0], project.images()[0]);
-    EXPECT_EQ(current[7], project.images()[3]);
-    EXPECT_EQ(filesIn(out.path()).size(), 8);
+    EXPECT_TRUE(current[0] == project.images()[0] && current[7] == project.images()[3]);
 
     // A stop asked for during the third step ends the export after it.
     pxmtest::TempDir stopped;

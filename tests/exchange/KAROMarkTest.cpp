@@ -126,7 +126,7 @@ TEST(KAROMarkTest, HandWrittenFiles) {
     }
 }
 
-TEST(KAROMarkTest, ThreeDimensionalImageEndsTheFileAndKeepsEarlierLabels) {
+TEST(KAROMarkTest, UnopenableFilesAndThreeDimensionalImagesEndTheirFileAndKeepEarlierLabels) {
     pxmtest::TempDir dir;
     KYVO::CImageIo2::Save(dir.localPath("flat.pgm"), KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)));
     KYVO::CImageIo2::Save(dir.localPath("volume.pgm"),
@@ -134,15 +134,19 @@ TEST(KAROMarkTest, ThreeDimensionalImageEndsTheFileAndKeepsEarlierLabels) {
     const QString text = QString("# Image\n%1\n# Mark\n# Color: 9\n0 4 0 4\n# Image\nskip\n# Image\n%2\n"
                                  "# Mark\n# Color: 10\n0 1 0 1\n")
                              .arg(dir.path("flat.pgm"), dir.path("volume.pgm"));
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("two.mark"), text.toUtf8()));
+    // A file that cannot be opened is one error, and the next file is read all the same.
     pxm::Project project;
-    EXPECT_EQ(pxmtest::readText<pxm::KAROMarkReader>(project, dir, "two.mark", text.toUtf8()),
-              QStringList({"E 8 KARO mark references a 3D image."}));
+    pxm::KAROMarkReader reader;
+    pxmtest::runReader(reader, project, {dir.path("missing.mark"), dir.path("two.mark")});
+    EXPECT_EQ(pxmtest::messageTexts(reader),
+              QStringList({"E -1 Could not open the file.", "E 8 KARO mark references a 3D image."}));
     EXPECT_EQ(pxmtest::describeImages(project),
               QStringList({dir.path("flat.pgm") + " 8x8x1", "  KARO Color 9: rect 0 0 4 4"}));
     EXPECT_EQ(pxmtest::describeLabels(project), QStringList({"KARO Color 9 9 #000009"}));
+    EXPECT_EQ(project.undoStack()->count(), 2);
     project.undoStack()->undo();
-    EXPECT_TRUE(project.images().isEmpty());
-    EXPECT_TRUE(project.labels().isEmpty());
+    EXPECT_TRUE(project.images().isEmpty() && project.labels().isEmpty());
 }
 
 } // namespace

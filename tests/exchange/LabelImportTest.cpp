@@ -136,11 +136,9 @@ TEST_F(LabelImportTest, MalformedFilesNameTheLineAndChangeNothing) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const LabelImport::Plan plan = planText(c.text, c.name);
-        EXPECT_FALSE(plan.ok());
-        EXPECT_TRUE(plan.error.startsWith(c.message)) << plan.error.toStdString();
+        EXPECT_TRUE(!plan.ok() && plan.error.startsWith(c.message)) << plan.error.toStdString();
         EXPECT_FALSE(LabelImport::apply(&project, plan));
-        EXPECT_EQ(fullState(project), before);
-        EXPECT_EQ(project.undoStack()->count(), 0);
+        EXPECT_TRUE(fullState(project) == before && project.undoStack()->count() == 0);
     }
     EXPECT_TRUE(
         LabelImport::planFile(&project, dir.path("absent.csv")).error.contains("could not be opened"));
@@ -164,10 +162,9 @@ TEST_F(LabelImportTest, ConflictsAreListedAndResolvedWithoutBreakingIdentities) 
     const Label* debris = project.labelByName("debris");
     const Label* dust = project.labelByName("dust");
     ASSERT_TRUE(debris && dust);
-    EXPECT_NE(debris->id(), 11);
-    EXPECT_NE(dust->id(), 12);
-    EXPECT_EQ(debris->maskId(), 2) << "a shared mask id is allowed";
-    EXPECT_EQ(dust->maskId(), 3) << "the lowest mask id no label uses";
+    EXPECT_TRUE(debris->id() != 11 && dust->id() != 12);
+    EXPECT_EQ(QList<int>({debris->maskId(), dust->maskId()}), QList<int>({2, 3}))
+        << "a shared mask id is allowed; else the lowest mask id no label uses";
     project.undoStack()->undo();
     EXPECT_EQ(fullState(project), before);
 }
@@ -190,7 +187,6 @@ TEST_F(LabelImportTest, UpdatesAreOneStepAndUndoRestoresEveryProperty) {
 
     // The same file again changes nothing and pushes nothing.
     const LabelImport::Plan again = LabelImport::planFile(&project, dir.path("u.csv"));
-    EXPECT_FALSE(again.changesAnything());
-    EXPECT_FALSE(LabelImport::apply(&project, again));
+    EXPECT_FALSE(again.changesAnything() || LabelImport::apply(&project, again));
     EXPECT_EQ(project.undoStack()->count(), 1);
 }

@@ -41,9 +41,8 @@ TEST(LargeImageTest, StripsEqualTheWholeMask) {
         // Byte for byte the file the mask built whole makes.
         KYVO::CImageIo2::Save(dir.localPath("whole.pgm"), *whole);
         const QByteArray strips = readFile(dir.path("strips.pgm"));
-        EXPECT_FALSE(strips.isEmpty());
-        EXPECT_TRUE(strips == readFile(dir.path("whole.pgm")));
-        EXPECT_EQ(worker.failureCount(), 0);
+        EXPECT_TRUE(!strips.isEmpty() && strips == readFile(dir.path("whole.pgm")) &&
+                    worker.failureCount() == 0);
     }
 }
 
@@ -62,12 +61,9 @@ TEST(LargeImageTest, HugeTiffIsShownOnDemandWithoutPixelsInMemory) {
     pxm::LabeledImage* image = addUnloadedImage(project, dir.path("huge.tif"), 16400, 16400);
     image->scene(0)->incUsage();
     ASSERT_EQ(image->imageState(), pxm::LabeledImage::ImageState::Ok);
-    EXPECT_EQ(image->image(), nullptr);
     ASSERT_TRUE(image->pyramid());
-    EXPECT_EQ(image->pyramid()->levelCount(), 7);
-    EXPECT_EQ(image->colorChannels(), 3u);
-    EXPECT_TRUE(image->tooLargeForPixels());
-    EXPECT_EQ(image->eraseOverlay(), nullptr);
+    EXPECT_TRUE(image->pyramid()->levelCount() == 7 && image->colorChannels() == 3u);
+    EXPECT_TRUE(!image->image() && image->tooLargeForPixels() && !image->eraseOverlay()) << "no pixels held";
     ASSERT_NE(image->scene(0)->imageItem(), nullptr);
     EXPECT_EQ(image->scene(0)->imageItem()->boundingRect(), QRectF(0, 0, 16400, 16400));
     // A file that does not match the size the project knows is refused, as any image is.

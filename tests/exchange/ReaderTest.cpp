@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/CriticalReadError.h"
 #include "exchange/ExchangeTestSupport.h"
-#include "exchange/KAROMarkReader.h"
 #include "model/commands/LabelCommands.h"
 #include "platform/CException.h"
 
@@ -56,8 +55,7 @@ TEST(ReaderTest, EachFailureBecomesOneErrorAndTheImportGoesOn) {
 
         EXPECT_EQ(reader.seenPaths, QStringList({path, "next"}));
         EXPECT_EQ(reader.seenProjects, QList<pxm::Project*>({&project, &project}));
-        EXPECT_EQ(reader.project(), nullptr);
-        EXPECT_TRUE(reader.currentPath().isEmpty());
+        EXPECT_TRUE(!reader.project() && reader.currentPath().isEmpty()) << "nothing is held after the run";
         ASSERT_EQ(paths.count(), 2);
         EXPECT_EQ(paths[0][0].toString(), path);
         EXPECT_EQ(pxmtest::messageTexts(reader), message.isEmpty() ? QStringList() : QStringList{message});
@@ -66,8 +64,8 @@ TEST(ReaderTest, EachFailureBecomesOneErrorAndTheImportGoesOn) {
         // What was pushed before the failure stays, one undo step per file.
         QUndoStack* stack = project.undoStack();
         ASSERT_EQ(stack->count(), 2);
-        EXPECT_EQ(stack->text(0), "Import " + path);
-        EXPECT_EQ(stack->text(1), "Import next");
+        EXPECT_EQ(QStringList({stack->text(0), stack->text(1)}),
+                  QStringList({"Import " + path, "Import next"}));
         stack->undo();
         EXPECT_EQ(project.labels().size(), 1);
         stack->undo();
@@ -75,18 +73,6 @@ TEST(ReaderTest, EachFailureBecomesOneErrorAndTheImportGoesOn) {
     }
     // A critical error's what() is its text in the local encoding.
     EXPECT_EQ(QString::fromLocal8Bit(pxm::CriticalReadError("Fehler äöü").what()), "Fehler äöü");
-}
-
-TEST(ReaderTest, UnopenableFileIsOneErrorAndTheNextFileIsRead) {
-    pxmtest::TempDir dir;
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("ok.mark"), "# Image\nnowhere.png\n"));
-    pxm::Project project;
-    pxm::KAROMarkReader reader;
-    pxmtest::runReader(reader, project, {dir.path("missing.mark"), dir.path("ok.mark")});
-    EXPECT_EQ(pxmtest::messageTexts(reader), QStringList({"E -1 Could not open the file."}));
-    ASSERT_EQ(project.images().size(), 1);
-    EXPECT_EQ(project.images()[0]->imagePath(), "nowhere.png");
-    EXPECT_EQ(project.undoStack()->count(), 2);
 }
 
 } // namespace
