@@ -222,8 +222,7 @@ protected:
     }
 
     pxmtest::TempDir dir;
-    StreamCapture out{
-        std::cout}; // window construction and closing talk on the consoles; tests read what they need
+    StreamCapture out{std::cout}; // windows talk on the console as they open and close; tests read it
 };
 
 /// A window, a project for it and file choosers answering from `files`; tests attach and show as they need.
