@@ -194,8 +194,7 @@ TEST(PluginInputs, ParentWidgetEntryMustHoldAWidgetPointer) {
     host.show();
     node.SetInput(2, twoLabels());
     runAndClose(node);
-    EXPECT_EQ(node.mainWindow()->parentWidget(), &host);
-    ASSERT_EQ(node.OutputCount(), 2);
+    ASSERT_TRUE(node.mainWindow()->parentWidget() == &host && node.OutputCount() == 2);
     EXPECT_EQ(maskOutput(node), nullptr);
     EXPECT_EQ(outputLabels(node), QStringList({"road 0 255", "tree 0 0"}));
 }
@@ -301,8 +300,7 @@ TEST(PluginRun, ClosedWindowHandsBackLabelMaskAndLabels) {
 
     const CImage* result = maskOutput(node);
     ASSERT_NE(result, nullptr);
-    EXPECT_EQ(result->type(), IMAGE_GREY_8);
-    ASSERT_EQ(result->size(), CSize(6, 5, 1));
+    ASSERT_TRUE(result->type() == IMAGE_GREY_8 && result->size() == CSize(6, 5, 1));
     const char* const rows[] = {"000022", "095000", "055000", "000000", "000009"};
     for (std::size_t y = 0; y < 5; ++y)
         for (std::size_t x = 0; x < 6; ++x)
@@ -379,8 +377,7 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         EXPECT_EQ(node.mainWindow() == firstWindow.data() && node.project() == firstProject.data(), keep);
         EXPECT_EQ(firstWindow.isNull() && firstProject.isNull(), !keep);
         EXPECT_EQ(node.project()->setting("Script.path").toString() == "marker", keep);
-        EXPECT_EQ(node.mainWindow()->project(), node.project());
-        EXPECT_EQ(node.project()->plugin(), &node);
+        EXPECT_TRUE(node.mainWindow()->project() == node.project() && node.project()->plugin() == &node);
 
         // A third run that fails on its input leaves no outputs of the second behind.
         node.SetInput(0, new CValueString("not an image"));
