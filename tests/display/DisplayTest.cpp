@@ -186,8 +186,7 @@ TEST(ImageItem, PaintsExposedAreaWithTheRightColours) {
                     ADD_FAILURE() << "pixel " << x << "," << y << ": " << std::hex << out.pixel(x, y)
                                   << " not " << want;
             }
-        EXPECT_EQ(wrong, 0);
-        EXPECT_EQ(item.convertedTileCount(), 6u);
+        EXPECT_EQ(std::tuple(wrong, item.convertedTileCount()), std::tuple(0, 6u));
     }
 }
 
@@ -519,8 +518,7 @@ TEST(Contrast, AutoWindowClipsMoreOnEachPress) {
     // A constant layer still gets a window of some width.
     const KYVO::CImage constant = imageOf(IMAGE_GREY_8, {3, 1, 1}, {7, 7, 7});
     const ChannelWindow flat = computeLayerHistogram(constant, 0).clipped(0.02);
-    EXPECT_EQ(flat.min, 7.0);
-    EXPECT_EQ(flat.max, 8.0);
+    EXPECT_EQ(std::pair(flat.min, flat.max), std::pair(7.0, 8.0));
 }
 
 // An item given a new contrast paints with it at once: no tile of the old mapping survives.

@@ -75,13 +75,10 @@ QStringList recordSignals(Label& label, const std::function<void()>& action) {
 
 /// Every property of a label as one text: "name #aarrggbb opacity secondary pen id maskId".
 QString labelText(const Label* l) {
-    return QString("%1 %2 %3 %4 %5 %6 %7")
-        .arg(l->name(), l->color().name(QColor::HexArgb))
-        .arg(l->opacity())
-        .arg(l->secondaryOpacity())
-        .arg(l->penWidth())
-        .arg(l->id())
-        .arg(l->maskId());
+    QStringList parts{l->name(), l->color().name(QColor::HexArgb)};
+    for (const double v : {l->opacity(), l->secondaryOpacity(), l->penWidth()})
+        parts << QString::number(v);
+    return (parts << QString::number(l->id()) << QString::number(l->maskId())).join(' ');
 }
 
 /// What a call writes to standard error (or, with `out`, standard output).

@@ -126,20 +126,16 @@ TEST_P(RectToolTest, SettingsToolBarFollowsTheProjectBothWays) {
     ASSERT_TRUE(check && width && height);
     // Checked, the sizes' boxes enabled, and their values.
     const auto bars = [&] {
-        return QString("%1 %2%3 %4x%5")
-            .arg(check->isChecked())
-            .arg(width->isEnabled())
-            .arg(height->isEnabled())
-            .arg(width->value())
-            .arg(height->value());
+        return std::tuple(check->isChecked(), width->isEnabled(), height->isEnabled(), width->value(),
+                          height->value());
     };
-    EXPECT_EQ(bars(), "0 00 5x6");
+    EXPECT_EQ(bars(), std::tuple(false, false, false, 5, 6));
     set(".oneClick", true); // from the settings dialog's side: the tool bar follows the project at once
-    EXPECT_EQ(bars(), "1 11 5x6");
+    EXPECT_EQ(bars(), std::tuple(true, true, true, 5, 6));
     // From the tool bar's side.
     width->setValue(12);
     check->setChecked(false);
-    EXPECT_EQ(bars(), "0 00 12x6");
+    EXPECT_EQ(bars(), std::tuple(false, false, false, 12, 6));
     EXPECT_EQ(std::pair(project.setting(QString(GetParam().prefix) + ".defaultWidth").toInt(),
                         project.setting(QString(GetParam().prefix) + ".oneClick").toBool()),
               std::pair(12, false));
@@ -236,8 +232,7 @@ TEST_F(PolygonToolTest, ShiftPressInsertsOnAnEdgeAndRemovesAtAGripNeverBelowThre
 TEST_F(PolygonToolTest, DeleteRemovesTheEditedShapeAndAPressElsewhereEndsEditing) {
     drawTriangle();
     typeKey(Qt::Key_Delete);
-    EXPECT_EQ(made(), Made({}, 2));
-    EXPECT_EQ(tool()->activeChild(), nullptr);
+    EXPECT_EQ(std::pair(made(), tool()->activeChild()), std::pair(Made({}, 2), static_cast<Tool*>(nullptr)));
     stack()->undo();
     EXPECT_EQ(snapshot().size(), 1);
     click({50, 30}); // pressing the shape edits it; pressing empty space ends the editing and draws nothing
@@ -267,8 +262,7 @@ TEST_F(LineToolTest, DrawnRightToLeftKeepsItsDirectionAndEachEndDragIsOneStep) {
     // The quirk: undo during editing, then ending the editing, brings the last commit back.
     stack()->undo();
     typeKey(Qt::Key_Escape);
-    EXPECT_EQ(made(), last);
-    EXPECT_EQ(editor->state(), EditLineTool::State::Idle);
+    EXPECT_EQ(std::pair(made(), editor->state()), std::pair(last, EditLineTool::State::Idle));
 }
 
 TEST_F(LineToolTest, RightPressOnALineStartsANewOneAndDeleteRemovesTheEdited) {

@@ -300,9 +300,8 @@ TEST(Brush, StampsCoverTheirShapeInFewDisjointRectangles) {
             covered += r;
             area += r.width() * r.height();
         }
-        EXPECT_EQ(area, c.pixels);
-        EXPECT_EQ(covered.boundingRect(), c.bounds);
-        EXPECT_EQ(rects.size(), c.rectangles);
+        EXPECT_EQ(std::tuple(area, covered.boundingRect(), rects.size()),
+                  std::tuple(c.pixels, c.bounds, c.rectangles));
     }
 }
 

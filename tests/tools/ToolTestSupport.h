@@ -133,10 +133,9 @@ public:
                 continue;
             const QTransform t = item->transform();
             result << QString("%1 id=%2 pos=%3 t=%4")
-                          .arg(geometryOf(item))
-                          .arg(pxm::labelIdOf(item))
-                          .arg(numbers({item->pos().x(), item->pos().y()}))
-                          .arg(numbers({t.m11(), t.m12(), t.m21(), t.m22(), t.dx(), t.dy()}));
+                          .arg(geometryOf(item), QString::number(pxm::labelIdOf(item)),
+                               numbers({item->pos().x(), item->pos().y()}),
+                               numbers({t.m11(), t.m12(), t.m21(), t.m22(), t.dx(), t.dy()}));
         }
         result.sort();
         return result;

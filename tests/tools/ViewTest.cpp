@@ -59,6 +59,11 @@ protected:
         for (int i = 0; i < 3; ++i)
             QApplication::processEvents();
     }
+    /// Makes an image current and lets the view settle.
+    void show(int index) {
+        project.setCurrentImageIndex(index);
+        settle();
+    }
 };
 
 TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSeeAndSceneChangesReachTheTool) {
@@ -144,8 +149,7 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
     for (const QString mode : {"perImage", "perProject", "reset"}) {
         SCOPED_TRACE(mode.toStdString());
         project.setSetting("View.cameraMode", mode);
-        project.setCurrentImageIndex(0);
-        QApplication::processEvents();
+        show(0);
         view->resetTransform();
         view->scale(3, 3);
         view->rotateRight();
@@ -153,8 +157,7 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
         view->horizontalScrollBar()->setValue(view->horizontalScrollBar()->minimum() + 17);
         const QTransform first = view->transform();
         const int scroll = view->horizontalScrollBar()->value();
-        project.setCurrentImageIndex(1);
-        QApplication::processEvents();
+        show(1);
         ASSERT_EQ(view->currentScene(), second->scene(0));
         // A new image is not fitted per image; per project it takes the camera as it was.
         EXPECT_TRUE(mode == "perImage" ? view->transform().isIdentity()
@@ -165,8 +168,7 @@ TEST_F(ViewTest, CameraIsRememberedPerImagePerProjectOrReset) {
         project.setCurrentZLayer(1);
         QApplication::processEvents();
         EXPECT_TRUE(mode == "reset" || view->transform() == secondCamera);
-        project.setCurrentImageIndex(0);
-        QApplication::processEvents();
+        show(0);
         // Back per image, the camera and scroll bars come back; reset fits the 200 x 200 image to the view.
         EXPECT_TRUE(mode != "perImage" ||
                     (view->transform() == first && view->horizontalScrollBar()->value() == scroll));
@@ -191,22 +193,18 @@ TEST_F(ViewTest, CameraDoesNotDriftOverRoundTripsAndResetFitsTheSettledViewport)
     ViewCameraInfo start, end;
     view->saveCameraInfo(&start);
     for (int trip = 0; trip < 10; ++trip) {
-        project.setCurrentImageIndex(1);
-        settle();
-        project.setCurrentImageIndex(0);
-        settle();
+        show(1);
+        show(0);
     }
     view->saveCameraInfo(&end);
     EXPECT_EQ(std::tuple(end.transform, end.horizontalScrollValue, end.verticalScrollValue),
               std::tuple(start.transform, start.horizontalScrollValue, start.verticalScrollValue));
 
     project.setSetting("View.cameraMode", QString("reset"));
-    project.setCurrentImageIndex(1);
-    settle();
+    show(1);
     view->scale(4, 4);
     settle();
-    project.setCurrentImageIndex(0);
-    settle();
+    show(0);
     const double fitted = view->transform().m11();
     view->zoomToFit();
     settle();
@@ -275,11 +273,8 @@ TEST_F(ViewTest, StatusLineShowsTheNoLabelHintThePixelAndTheLabelsUnderThePointe
     addRect({0, 0, 20, 20}, label);
     addRect({0, 0, 10, 10}, other);
     move({5, 7});
-    EXPECT_EQ(last(), QString("[5, 7, 0] = 42 | %1 (%2), %3 (%4)")
-                          .arg(other->name())
-                          .arg(other->id())
-                          .arg(label->name())
-                          .arg(label->id()));
+    const auto named = [](const Label* l) { return QString("%1 (%2)").arg(l->name()).arg(l->id()); };
+    EXPECT_EQ(last(), "[5, 7, 0] = 42 | " + named(other) + ", " + named(label));
     move({-20, 250}); // outside the image the nearest border pixel is read
     EXPECT_EQ(last(), "[0, 199, 0] = 0");
 }
