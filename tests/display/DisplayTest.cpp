@@ -241,8 +241,8 @@ TEST(ImageItem, RejectsBadLayersAndKeepsTheSharedCacheBounded) {
     EXPECT_EQ(cache.byteSize(), 3u * 1024);
     cache.insert({8, 0, 0, 0}, tile());
     cache.removeOwner(7);
-    EXPECT_EQ(QString("%1 %2 %3").arg(cache.tileCount(7)).arg(cache.tileCount(8)).arg(cache.byteSize()),
-              "0 1 1024");
+    EXPECT_EQ(std::tuple(cache.tileCount(7), cache.tileCount(8), cache.byteSize()),
+              std::tuple(0u, 1u, 1024u));
     // Destroying an item frees its tiles in the shared cache.
     const std::size_t before = TileCache::shared().byteSize();
     {

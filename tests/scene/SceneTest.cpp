@@ -592,11 +592,9 @@ TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
         std::vector<uint8_t> expected = mask;
         const uint8_t old = overlay[std::size_t(x + w * y)] ? 0 : mask[std::size_t(x + w * y)];
         if (old != 0 && old != newValue) {
-            std::deque<QPoint> queue{QPoint(x, y)};
             expected[std::size_t(x + w * y)] = newValue;
-            while (!queue.empty()) {
+            for (std::deque<QPoint> queue{QPoint(x, y)}; !queue.empty(); queue.pop_front()) {
                 const QPoint p = queue.front();
-                queue.pop_front();
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dx = -1; dx <= 1; ++dx) {
                         const int qx = p.x() + dx, qy = p.y() + dy;
