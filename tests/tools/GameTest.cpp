@@ -110,16 +110,12 @@ TEST(FourInARowTest, TheComputerTakesAWinBlocksOneAndNeverMovesIllegally) {
         FourInARow game;
         const FourInARow::Piece computerSide = g % 2 ? FourInARow::Second : FourInARow::First;
         while (!game.isOver()) {
-            int column;
-            if (game.toMove() == computerSide) {
-                column = computer.chooseMove(game);
-                const std::vector<int> legal = game.legalMoves();
-                ASSERT_NE(std::find(legal.begin(), legal.end(), column), legal.end()) << "illegal " << column;
-            } else {
-                const std::vector<int> legal = game.legalMoves();
-                column = legal[std::uniform_int_distribution<std::size_t>(0, legal.size() - 1)(random)];
-            }
-            ASSERT_TRUE(game.play(column));
+            const std::vector<int> legal = game.legalMoves();
+            const int column =
+                game.toMove() == computerSide
+                    ? computer.chooseMove(game)
+                    : legal[std::uniform_int_distribution<std::size_t>(0, legal.size() - 1)(random)];
+            ASSERT_TRUE(game.play(column)) << "illegal " << column; // play() refuses illegal moves
         }
         wins += game.winner() == computerSide ? 1 : 0;
         losses += game.winner() != computerSide && game.winner() != FourInARow::Empty ? 1 : 0;
