@@ -187,10 +187,7 @@ TEST(LabelListWidget, NewAndDeleteGoThroughTheUndoStack) {
     QListWidget* list = panel->listWidget();
     // The rows, the selected one and the undo index.
     const auto rows = [&] {
-        return QString("%1 @%2 #%3")
-            .arg(rowTexts(list).join(','))
-            .arg(list->currentRow())
-            .arg(stack->index());
+        return rowTexts(list).join(',') + QString(" @%1 #%2").arg(list->currentRow()).arg(stack->index());
     };
     QTest::mouseClick(panel->newButton(), Qt::LeftButton);
     ASSERT_EQ(project.labels().size(), 2);
