@@ -88,6 +88,29 @@ std::string printed(const std::function<void()>& action, bool out = false) {
     return out ? testing::internal::GetCapturedStdout() : testing::internal::GetCapturedStderr();
 }
 
+LabeledImage* makeImage(Project* project, const QString& path, uint32_t depth = 0) {
+    auto* image = new LabeledImage(project);
+    image->setImagePath(path);
+    if (depth) {
+        image->setWidth(4);
+        image->setHeight(3);
+        image->setDepth(depth);
+        image->createScenes();
+    }
+    return image;
+}
+
+/// Everything a command may change, sorted (undo appends a re-added object at the end of its list).
+QString snapshot(const Project& project) {
+    QStringList parts;
+    for (LabeledImage* image : project.images())
+        parts << "image:" + image->imagePath();
+    for (Label* label : project.labels())
+        parts << "label:" + labelText(label);
+    parts.sort();
+    return parts.join('\n');
+}
+
 } // namespace
 
 TEST(Label, SettersClampIgnoreAndSignalOnlyRealChanges) {
@@ -166,20 +189,6 @@ TEST(Label, ValueMapsRoundTripWithTheInvertedReadRule) {
     untouched.fromValueMap(broken);
     EXPECT_EQ(labelText(&untouched), "keep #ff000000 0 1 1 0 0");
 }
-
-namespace {
-LabeledImage* makeImage(Project* project, const QString& path, uint32_t depth = 0) {
-    auto* image = new LabeledImage(project);
-    image->setImagePath(path);
-    if (depth) {
-        image->setWidth(4);
-        image->setHeight(3);
-        image->setDepth(depth);
-        image->createScenes();
-    }
-    return image;
-}
-} // namespace
 
 TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
     Project project;
@@ -389,21 +398,6 @@ TEST(Project, SettingsComeFromTheRegistryWithTheirTypesAndLabelsFromValueVectors
         std::tuple(QString("car"), QColor(Qt::blue), 0));
     EXPECT_NE(target.labels()[0]->id(), project.labels()[0]->id());
 }
-
-namespace {
-
-/// Everything a command may change, sorted (undo appends a re-added object at the end of its list).
-QString snapshot(const Project& project) {
-    QStringList parts;
-    for (LabeledImage* image : project.images())
-        parts << "image:" + image->imagePath();
-    for (Label* label : project.labels())
-        parts << "label:" + labelText(label);
-    parts.sort();
-    return parts.join('\n');
-}
-
-} // namespace
 
 TEST(Commands, RedoUndoRedoRestoresTheModel) {
     struct Case {

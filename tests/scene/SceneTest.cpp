@@ -36,6 +36,51 @@ public:
     ~Tracked() override { ++destroyed; }
     static inline int destroyed = 0;
 };
+
+std::string local(const QString& path) {
+    return path.toLocal8Bit().toStdString();
+}
+
+int at(const CImage& v, std::size_t x, std::size_t y, std::size_t z = 0) {
+    return *v.voxel(x, y, z);
+}
+
+/// A rectangle per visible voxel in its label's colour, or grey hatching at half opacity without a label.
+void paintReference(QPainter& painter, const LabeledImage& image, const Project& project, uint32_t z) {
+    QBrush hatch(Qt::gray, Qt::Dense3Pattern);
+    hatch.setTransform(painter.worldTransform().inverted());
+    painter.setPen(Qt::NoPen);
+    const std::size_t w = image.width(), h = image.height();
+    for (std::size_t y = 0; y < h; ++y)
+        for (std::size_t x = 0; x < w; ++x) {
+            const std::size_t i = x + w * (y + h * z);
+            const uint8_t v = image.mask()->data()[i];
+            if (v == 0 || image.eraseOverlay()->data()[i] != 0)
+                continue;
+            const Label* label = project.labelsByMaskId(v).value(0);
+            painter.setBrush(label ? QBrush(label->color()) : hatch);
+            painter.setOpacity(label ? label->opacity() : 0.5);
+            painter.drawRect(QRectF(x, y, 1, 1));
+        }
+}
+
+QImage render(const std::function<void(QPainter&)>& paint, int scale) {
+    QImage out(40 * scale, 30 * scale, QImage::Format_ARGB32_Premultiplied);
+    out.fill(Qt::white);
+    QPainter painter(&out);
+    painter.scale(scale, scale);
+    paint(painter);
+    return out;
+}
+
+/// The largest difference of a colour channel between two opaque pictures of one format.
+int maxChannelDifference(const QImage& a, const QImage& b) {
+    int worst = 0;
+    for (qsizetype i = 0; i < a.sizeInBytes(); ++i)
+        worst = std::max(worst, std::abs(a.constBits()[i] - b.constBits()[i]));
+    return worst;
+}
+
 } // namespace
 
 TEST(Scene, StylesEachItemKindFromItsLabel) {
@@ -217,16 +262,6 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
 
 using State = LabeledImage::ImageState;
 using MState = LabeledImage::MaskState;
-
-namespace {
-std::string local(const QString& path) {
-    return path.toLocal8Bit().toStdString();
-}
-
-int at(const CImage& v, std::size_t x, std::size_t y, std::size_t z = 0) {
-    return *v.voxel(x, y, z);
-}
-} // namespace
 
 TEST(LabeledImage, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     pxmtest::TempDir dir;
@@ -422,46 +457,6 @@ TEST(LabeledImage, MaskPaletteGreyValueIsTheIndex) {
     for (int i = 0; i < 256; ++i)
         EXPECT_EQ(grey.constScanLine(0)[i], i) << "Qt paints entry i as grey i";
 }
-
-namespace {
-
-/// A rectangle per visible voxel in its label's colour, or grey hatching at half opacity without a label.
-void paintReference(QPainter& painter, const LabeledImage& image, const Project& project, uint32_t z) {
-    QBrush hatch(Qt::gray, Qt::Dense3Pattern);
-    hatch.setTransform(painter.worldTransform().inverted());
-    painter.setPen(Qt::NoPen);
-    const std::size_t w = image.width(), h = image.height();
-    for (std::size_t y = 0; y < h; ++y)
-        for (std::size_t x = 0; x < w; ++x) {
-            const std::size_t i = x + w * (y + h * z);
-            const uint8_t v = image.mask()->data()[i];
-            if (v == 0 || image.eraseOverlay()->data()[i] != 0)
-                continue;
-            const Label* label = project.labelsByMaskId(v).value(0);
-            painter.setBrush(label ? QBrush(label->color()) : hatch);
-            painter.setOpacity(label ? label->opacity() : 0.5);
-            painter.drawRect(QRectF(x, y, 1, 1));
-        }
-}
-
-QImage render(const std::function<void(QPainter&)>& paint, int scale) {
-    QImage out(40 * scale, 30 * scale, QImage::Format_ARGB32_Premultiplied);
-    out.fill(Qt::white);
-    QPainter painter(&out);
-    painter.scale(scale, scale);
-    paint(painter);
-    return out;
-}
-
-/// The largest difference of a colour channel between two opaque pictures of one format.
-int maxChannelDifference(const QImage& a, const QImage& b) {
-    int worst = 0;
-    for (qsizetype i = 0; i < a.sizeInBytes(); ++i)
-        worst = std::max(worst, std::abs(a.constBits()[i] - b.constBits()[i]));
-    return worst;
-}
-
-} // namespace
 
 TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
     Project project;
