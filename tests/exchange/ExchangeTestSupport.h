@@ -9,6 +9,7 @@
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
@@ -25,24 +26,8 @@ namespace pxmtest {
 /// A 2D or 3D labeled image in the project that needs no file; the path is only a name.
 inline pxm::LabeledImage* addMemoryImage(pxm::Project& project, std::size_t w, std::size_t h,
                                          std::size_t d = 1, const QString& path = {}) {
-    auto* image = new pxm::LabeledImage(&project);
-    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(w, h, d)), true);
+    pxm::LabeledImage* image = addImage(project, w, h, d);
     image->setImagePath(path);
-    project.addImage(image);
-    return image;
-}
-
-/// A labeled image that knows its path and size but has loaded nothing, as a project read from a file has.
-inline pxm::LabeledImage* addUnloadedImage(pxm::Project& project, const QString& path, std::size_t w,
-                                           std::size_t h, std::size_t d = 1) {
-    auto* image = new pxm::LabeledImage(&project);
-    image->setImagePath(path);
-    image->setWidth(uint32_t(w));
-    image->setHeight(uint32_t(h));
-    image->setDepth(uint32_t(d));
-    image->setColorChannels(1);
-    image->createScenes();
-    project.addImage(image);
     return image;
 }
 
@@ -53,7 +38,7 @@ inline pxm::LabeledImage* addImageFile(pxm::Project& project, const TempDir& dir
     for (std::size_t i = 0; i < pixels.byteCount(); ++i)
         pixels.data()[i] = uint8_t((i % w) * 30);
     KYVO::CImageIo2::Save(dir.localPath(name), pixels);
-    return addUnloadedImage(project, dir.path(name), w, h, d);
+    return addImageByPath(project, dir.path(name), uint32_t(w), uint32_t(h), uint32_t(d));
 }
 
 /// A rectangle item of the label on top of the scene's earlier items.

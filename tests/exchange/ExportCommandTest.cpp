@@ -54,7 +54,7 @@ QString writeLargeProject(const TempDir& dir) {
     const Label* label = addLabel(project, "cell", 4, 9);
     for (int i = 0; i < kImages; ++i) {
         const QString path = dir.path(QString("gone%1.png").arg(i, 3, 10, QChar('0')));
-        addRect(addUnloadedImage(project, path, kSide, kSide)->scene(0), QRectF(10, 20, 100, 50), label);
+        addRect(addImageByPath(project, path, kSide, kSide, 1)->scene(0), QRectF(10, 20, 100, 50), label);
     }
     const QString path = dir.path("large.json");
     ProjectSerializer::write(&project, path, false);

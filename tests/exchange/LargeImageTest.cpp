@@ -58,7 +58,7 @@ TEST(LargeImageTest, HugeTiffIsShownOnDemandWithoutPixelsInMemory) {
     };
     writePyramidTiff(dir.localPath("huge.tif"), tiff);
     pxm::Project project;
-    pxm::LabeledImage* image = addUnloadedImage(project, dir.path("huge.tif"), 16400, 16400);
+    pxm::LabeledImage* image = addImageByPath(project, dir.path("huge.tif"), 16400, 16400, 1);
     image->scene(0)->incUsage();
     ASSERT_EQ(image->imageState(), pxm::LabeledImage::ImageState::Ok);
     ASSERT_TRUE(image->pyramid());
@@ -68,7 +68,7 @@ TEST(LargeImageTest, HugeTiffIsShownOnDemandWithoutPixelsInMemory) {
     EXPECT_EQ(image->scene(0)->imageItem()->boundingRect(), QRectF(0, 0, 16400, 16400));
     // A file that does not match the size the project knows is refused, as any image is.
     ASSERT_TRUE(QFile::link(dir.path("huge.tif"), dir.path("other.tif")));
-    pxm::LabeledImage* other = addUnloadedImage(project, dir.path("other.tif"), 16400, 100);
+    pxm::LabeledImage* other = addImageByPath(project, dir.path("other.tif"), 16400, 100, 1);
     other->incUsage();
     EXPECT_EQ(other->imageState(), pxm::LabeledImage::ImageState::SizeMismatch);
     other->decUsage();
