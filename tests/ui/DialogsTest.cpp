@@ -24,7 +24,6 @@ protected:
         Label* cell = project.createLabel();
         cell->setName("cell");
         cell->setId(11);
-        project.undoStack()->clear();
     }
     QString mask(const QString& name, uint8_t value, std::size_t width = 3) {
         KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(width, 3, 1));
@@ -56,7 +55,6 @@ protected:
         cats << addRect(0, QRectF(20, 20, 40, 40), cat) << addRect(0, QRectF(700, 700, 40, 40), cat);
         addRect(0, QRectF(400, 20, 40, 40), dog);
         cats << addRect(1, QRectF(300, 500, 40, 40), cat);
-        project.undoStack()->clear();
         project.setCurrentImageIndex(0);
 
         view = new View(&window);
@@ -68,7 +66,6 @@ protected:
     }
     QGraphicsRectItem* addRect(int image, const QRectF& rect, Label* label) {
         auto* item = new QGraphicsRectItem(rect);
-        item->setData(LabelIdDataKey, label->id());
         images[image]->scene(0)->addLabelItem(item, label);
         return item;
     }

@@ -2,7 +2,6 @@
 // The main window: registry, shown scene, actions, status line, layout, shortcuts, closing, drops, icons.
 #include "display/CImageInfo.h"
 #include "display/ZoomToolBar.h"
-#include "platform/CImageIo2.h"
 #include "scene/MaskItem.h"
 #include "scene/Scene.h"
 #include "tools/View.h"
@@ -340,10 +339,8 @@ TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
 
 // Undo reaches an image that is not shown, through its swapped-out files; the window is clean with the stack.
 TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
-    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 16, 1));
-    std::fill(pixels.data(), pixels.data() + 256, uint8_t(1));
     for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
-        KYVO::CImageIo2::Save(dir.path(name).toStdString(), pixels);
+        writeImage(name, 16, 16, '\x01');
     project.createLabel();
     LabeledImage* first = addImage(project, dir.path("a.pgm"));
     addImage(project, dir.path("b.pgm"));
