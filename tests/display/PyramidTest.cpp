@@ -66,18 +66,6 @@ TEST(PyramidTest, LevelsOfSubIfdAndPagePyramidsReadTheSamePixels) {
     }
 }
 
-TEST(PyramidTest, StacksAndBrokenFilesAreRefused) {
-    pxmtest::TempDir dir;
-    // Pages of one size are z-layers, not levels.
-    pxmtest::PyramidTiff stack = blocks(false, false);
-    stack.halve = false;
-    pxmtest::writePyramidTiff(dir.localPath("stack.tif"), stack);
-    EXPECT_THROW(TiffPyramid(dir.localPath("stack.tif")), KYVO::CException);
-    EXPECT_THROW(TiffPyramid(dir.localPath("missing.tif")), KYVO::CException);
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("broken.tif"), QByteArray("II*\0\x08\0\0\0\xff\xff", 10)));
-    EXPECT_THROW(TiffPyramid(dir.localPath("broken.tif")), KYVO::CException);
-}
-
 TEST(PyramidTest, ViewPicksTheLevelOfItsZoomAndKeepsTilesInBudget) {
     pxmtest::TempDir dir;
     const std::string path = dir.localPath("pyramid.tif");
@@ -112,7 +100,7 @@ TEST(PyramidTest, ViewPicksTheLevelOfItsZoomAndKeepsTilesInBudget) {
     cache.setCapacity(capacity);
 }
 
-TEST(PyramidTest, OverviewsOfAFileWithoutLevelsAreBuiltOnceAndMatchIt) {
+TEST(PyramidTest, OverviewsAreBuiltOnceAndMatchTheFileAndStacksAndBrokenFilesAreRefused) {
     pxmtest::TempDir dir;
     pxmtest::PyramidTiff tiff = blocks(true, false);
     tiff.width = 3000;
@@ -145,4 +133,12 @@ TEST(PyramidTest, OverviewsOfAFileWithoutLevelsAreBuiltOnceAndMatchIt) {
                   blockValue(1000, 700));
     // An overview that does not fit the image is refused.
     EXPECT_THROW(TiffPyramid(path, {files[1], files[0]}), KYVO::CException);
+    // Pages of one size are z-layers, not levels.
+    pxmtest::PyramidTiff stack = blocks(false, false);
+    stack.halve = false;
+    pxmtest::writePyramidTiff(dir.localPath("stack.tif"), stack);
+    EXPECT_THROW(TiffPyramid(dir.localPath("stack.tif")), KYVO::CException);
+    EXPECT_THROW(TiffPyramid(dir.localPath("missing.tif")), KYVO::CException);
+    ASSERT_TRUE(pxmtest::writeFile(dir.path("broken.tif"), QByteArray("II*\0\x08\0\0\0\xff\xff", 10)));
+    EXPECT_THROW(TiffPyramid(dir.localPath("broken.tif")), KYVO::CException);
 }

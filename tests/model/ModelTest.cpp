@@ -190,7 +190,7 @@ TEST(Label, ValueMapsRoundTripWithTheInvertedReadRule) {
     EXPECT_EQ(labelText(&untouched), "keep #ff000000 0 1 1 0 0");
 }
 
-TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
+TEST(Project, CurrentImageAndZLayerFollowAddsTakesAndLayerChangesWithSignalsInOrder) {
     Project project;
     SignalLog log(&project);
     LabeledImage* a = makeImage(&project, "a");
@@ -234,13 +234,9 @@ TEST(Project, CurrentImageFollowsAddsAndTakesWithSignalsInOrder) {
               "Cannot set the current z layer if there is no current image.\n");
     EXPECT_TRUE(log.take().isEmpty());
     qDeleteAll(QList<LabeledImage*>{a, b, c});
-}
-
-TEST(Project, ZLayersSelectScenesOfTheCurrentImage) {
-    Project project;
+    // Z-layers select scenes of the current image.
     LabeledImage* volume = makeImage(&project, "vol.tif", 3);
     ASSERT_EQ(volume->scenes().size(), 3);
-    SignalLog log(&project);
     project.addImage(volume);
     EXPECT_EQ(log.take(), QStringList({"imageAdded(vol.tif)", "currentImageChanged(vol.tif)",
                                        "currentSceneChanged(scene)"}));
