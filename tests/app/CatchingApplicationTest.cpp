@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/CCatchingApplication.h"
 #include "platform/CException.h"
+#include "ui/UiTestSupport.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -8,7 +9,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <sstream>
 #include <stdexcept>
 
 using pxm::CCatchingApplication;
@@ -49,11 +49,9 @@ TEST(CCatchingApplication, ExceptionFromSlotIsReportedAndDeliveryGoesOn) {
         SCOPED_TRACE(c.name);
         boxes.clear();
         slotBody = c.body;
-        std::ostringstream err;
-        std::streambuf* previous = std::cerr.rdbuf(err.rdbuf());
+        uitest::StreamCapture err(std::cerr);
         EXPECT_FALSE(deliver());
-        std::cerr.rdbuf(previous);
-        EXPECT_EQ(err.str(), "exception in QT signal handler thrown: " + c.line + "\n");
+        EXPECT_EQ(err.take(), "exception in QT signal handler thrown: " + c.line + "\n");
         EXPECT_EQ(boxes, QStringList{"Error in QT signal handler: " + c.box});
     }
 
