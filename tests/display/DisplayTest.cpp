@@ -477,9 +477,8 @@ TEST(Contrast, ValuesMapThroughTheWindowAndGamma) {
     EXPECT_EQ(DisplayContrast::fromVariant(colour.toVariant()), colour);
     EXPECT_EQ(DisplayContrast::fromVariant(DisplayContrast::of(0, 1, 3).toVariant()).gamma, 3.0);
     EXPECT_FALSE(DisplayContrast::fromVariant(DisplayContrast::of(5, 5).toVariant()).isSet());
-    EXPECT_FALSE(DisplayContrast::fromVariant(
-                     QVariantMap{{"min", QVariantList{1, 2, 3}}, {"max", QVariantList{4, 5, 3}}})
-                     .isSet());
+    const QVariantMap flatBlue{{"min", QVariantList{1, 2, 3}}, {"max", QVariantList{4, 5, 3}}};
+    EXPECT_FALSE(DisplayContrast::fromVariant(flatBlue).isSet());
 }
 
 // Values 1..1000, then zeros (floats: NaN, infinities). Auto clips 0.1, 0.35, 1, 2 % a side, then again.

@@ -311,12 +311,9 @@ TEST(ReannotationRulesTest, TextRoundTripsAndBadEntriesAreDropped) {
               (QList<ReannotationRule>{{"Shift+Q", "cat", "dog"}, {"1", "", "bird"}}));
     EXPECT_TRUE(ReannotationRules::fromText("not json").isEmpty());
     EXPECT_TRUE(ReannotationRules::fromText(R"({"key": "1"})").isEmpty());
-    EXPECT_EQ(
-        ReannotationRules::fromText(R"([{"key": "", "to": "a"}, {"key": "2"}, {"key": "Ctrl+X, Y", "to": "b"},
-                                              {"key": "3", "to": "c"}])")
-            .rules()
-            .size(),
-        1)
+    const char* entries = R"([{"key": "", "to": "a"}, {"key": "2"}, {"key": "Ctrl+X, Y", "to": "b"},)"
+                          R"( {"key": "3", "to": "c"}])";
+    EXPECT_EQ(ReannotationRules::fromText(entries).rules().size(), 1)
         << "entries without key or target, and chords, are dropped";
     EXPECT_EQ(std::pair(rules.rulesForKey("Shift+Q").size(), rules.rulesForKey("Q").size()), std::pair(1, 0));
 }
