@@ -82,8 +82,7 @@ TEST_F(LabelImportTest, FilesWrittenByOtherToolsGiveTheSameLabels) {
         EXPECT_TRUE(plan.conflicts.isEmpty()) << plan.conflicts.join('\n').toStdString();
         EXPECT_EQ(QString("%1 new, %2 updated").arg(plan.newLabels()).arg(plan.updatedLabels()),
                   "2 new, 1 updated");
-        ASSERT_TRUE(LabelImport::apply(&target, plan));
-        EXPECT_EQ(target.undoStack()->count(), 1);
+        ASSERT_TRUE(LabelImport::apply(&target, plan) && target.undoStack()->count() == 1);
         QStringList state = fullState(target);
         // The label without an id in the file gets a random one.
         ASSERT_EQ(state.size(), 3);
@@ -172,8 +171,7 @@ TEST_F(LabelImportTest, ConflictsAreListedAndResolvedWithoutBreakingIdentities) 
 TEST_F(LabelImportTest, UpdatesAreOneStepAndUndoRestoresEveryProperty) {
     const LabelImport::Plan plan = planText(
         "name,color,opacity,secondary opacity,pen width,mask id\ncell,#ff00ff,0.9,0.1,0.2,4\n", "u.csv");
-    ASSERT_TRUE(plan.ok());
-    ASSERT_EQ(plan.changes.size(), 1);
+    ASSERT_TRUE(plan.ok() && plan.changes.size() == 1);
     EXPECT_EQ(plan.changes[0].properties,
               QStringList({"colour", "opacity", "secondary opacity", "pen width", "mask id"}));
     const QStringList before = fullState(project);
