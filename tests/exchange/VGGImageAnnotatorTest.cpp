@@ -7,12 +7,6 @@
 
 namespace {
 
-QByteArray writeProject(pxm::Project& project, const pxmtest::TempDir& dir) {
-    const QString path = dir.path("out.vgg.json");
-    pxm::VGGImageAnnotatorWriter writer(&project, path);
-    return pxmtest::readFile(path);
-}
-
 TEST(VGGImageAnnotatorTest, WriterGoldenOutputKeyedByFileName) {
     pxm::Project project;
     pxm::Label* cat = pxmtest::addLabel(project, "cat", 11, 1);
@@ -44,7 +38,9 @@ TEST(VGGImageAnnotatorTest, WriterGoldenOutputKeyedByFileName) {
     const QJsonDocument golden = QJsonDocument::fromJson(expected);
     ASSERT_FALSE(golden.isNull());
     pxmtest::TempDir dir;
-    EXPECT_EQ(QString(writeProject(project, dir)), QString(golden.toJson(QJsonDocument::Indented)));
+    pxm::VGGImageAnnotatorWriter writer(&project, dir.path("out.vgg.json"));
+    EXPECT_EQ(QString(pxmtest::readFile(dir.path("out.vgg.json"))),
+              QString(golden.toJson(QJsonDocument::Indented)));
 }
 
 } // namespace

@@ -9,18 +9,6 @@
 
 namespace {
 
-QByteArray writeScene(pxm::Scene* scene) {
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    QXmlStreamWriter out(&buffer);
-    out.setAutoFormatting(true);
-    out.writeStartDocument();
-    pxm::writeVOC(out, scene);
-    out.writeEndDocument();
-    return data;
-}
-
 TEST(VOCTest, WriterGoldenOutputAndItsReadBack) {
     // A 200×100 image and two rectangles, one of a label without a name.
     pxm::Project project;
@@ -38,7 +26,14 @@ TEST(VOCTest, WriterGoldenOutputAndItsReadBack) {
         "<object><name>12</name><bndbox><xmin>99.25</xmin><xmax>104.75</xmax><ymin>49</ymin><ymax>54.5</ymax>"
         "</bndbox></object><object><name>A</name><bndbox><xmin>8.75</xmin><xmax>41.25</xmax>"
         "<ymin>18.75</ymin><ymax>61.25</ymax></bndbox></object></annotation>";
-    const QByteArray written = writeScene(image->scene(0));
+    QByteArray written;
+    QBuffer buffer(&written);
+    buffer.open(QIODevice::WriteOnly);
+    QXmlStreamWriter out(&buffer);
+    out.setAutoFormatting(true);
+    out.writeStartDocument();
+    pxm::writeVOC(out, image->scene(0));
+    out.writeEndDocument();
     EXPECT_EQ(QString(written).replace(QRegularExpression(">\\s+<"), "><").trimmed(), expected);
 
     // Read back, the boxes have grown by the stroke.
