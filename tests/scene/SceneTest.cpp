@@ -81,11 +81,19 @@ int maxChannelDifference(const QImage& a, const QImage& b) {
     return worst;
 }
 
-} // namespace
-
-TEST(Scene, StylesEachItemKindFromItsLabel) {
+/// A project with one label, mask id 1, which the tests here start from.
+class ProjectTest : public ::testing::Test {
+protected:
     Project project;
     Label* label = project.createLabel();
+};
+using SceneTest = ProjectTest;
+using LabeledImageTest = ProjectTest;
+using MaskItemTest = ProjectTest;
+
+} // namespace
+
+TEST_F(SceneTest, StylesEachItemKindFromItsLabel) {
     label->setColor(QColor(10, 20, 30));
     label->setPrimaryOpacity(0.8);
     label->setSecondaryOpacity(0.4);
@@ -143,9 +151,7 @@ TEST(Scene, StylesEachItemKindFromItsLabel) {
     EXPECT_EQ(orphan->toolTip(), project.labelById(777)->name());
 }
 
-TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
-    Project project;
-    Label* label = project.createLabel();
+TEST_F(SceneTest, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     Label* keep = project.createLabel();
     LabeledImage* first = pxmtest::addImage(project, 10, 10, 2);
     LabeledImage* second = pxmtest::addImage(project, 10, 10);
@@ -182,11 +188,9 @@ TEST(Scene, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
     EXPECT_EQ(Tracked<QGraphicsEllipseItem>::destroyed, 2);
 }
 
-TEST(Scene, ItemCommandsOwnTheirItemExactlyWhileItIsOut) {
+TEST_F(SceneTest, ItemCommandsOwnTheirItemExactlyWhileItIsOut) {
     for (const bool undone : {false, true}) {
         SCOPED_TRACE(undone ? "stack cleared undone" : "stack cleared done");
-        Project project;
-        Label* label = project.createLabel();
         Scene* scene = pxmtest::addImage(project, 10, 10)->scene(0);
         Tracked<QGraphicsRectItem>::destroyed = 0;
         auto* added = new Tracked<QGraphicsRectItem>(0, 0, 2, 2);
@@ -207,7 +211,7 @@ TEST(Scene, ItemCommandsOwnTheirItemExactlyWhileItIsOut) {
     } // the scene deletes the other one; AddressSanitizer would see a second deletion
 }
 
-TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
+TEST_F(SceneTest, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     GrabItem grab;
     QSignalSpy colorSpy(&grab, &GrabItem::colorChanged);
     QSignalSpy posSpy(&grab, &GrabItem::posChanged);
@@ -229,8 +233,7 @@ TEST(Scene, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
 }
 
 // A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor their items.
-TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
-    Project project;
+TEST_F(SceneTest, DroppedImageAndMaskLeaveNothingBehind) {
     LabeledImage* image = pxmtest::addImage(project, 4, 3);
     image->setMask(pxmtest::volume(4, 3, 1, {1, 2, 3}), true, false);
     Scene* scene = image->scene(0);
@@ -263,13 +266,11 @@ TEST(Scene, DroppedImageAndMaskLeaveNothingBehind) {
 using State = LabeledImage::ImageState;
 using MState = LabeledImage::MaskState;
 
-TEST(LabeledImage, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
+TEST_F(LabeledImageTest, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     pxmtest::TempDir dir;
     const QString imagePath = dir.path("img.pgm"), maskPath = dir.path("mask.pgm");
     KYVO::CImageIo2::Save(local(imagePath), CImage(KYVO::IMAGE_GREY_8, CSize(6, 4, 1)));
     KYVO::CImageIo2::Save(local(maskPath), *std::unique_ptr<CImage>(pxmtest::volume(6, 4, 1, {0, 1, 1})));
-    Project project;
-    project.createLabel();
     LabeledImage* image = pxmtest::addImageByPath(project, imagePath, 6, 4, 1);
     image->setMaskPath(maskPath);
     Scene* scene = image->scene(0);
@@ -304,9 +305,7 @@ TEST(LabeledImage, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     EXPECT_EQ(framework->image(), pixels);
 }
 
-TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
-    Project project;
-    project.createLabel();
+TEST_F(LabeledImageTest, EraseOverlaySurvivesSwapOutAndReload) {
     LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
     image->setMask(pxmtest::volume(5, 4, 2, {1, 1, 1, 1, 1}), true, false);
     ASSERT_NE(image->eraseOverlay(), nullptr);
@@ -334,10 +333,8 @@ TEST(LabeledImage, EraseOverlaySurvivesSwapOutAndReload) {
 }
 
 // A reassigned mask is edited in memory only; stepping to another image must not read the file back.
-TEST(LabeledImage, AnEditedMaskStaysInMemoryUntilSaved) {
+TEST_F(LabeledImageTest, AnEditedMaskStaysInMemoryUntilSaved) {
     pxmtest::TempDir dir;
-    Project project;
-    project.createLabel();
     const QString maskPath = dir.path("mask.pgm");
     KYVO::CImageIo2::Save(local(maskPath), *std::unique_ptr<CImage>(pxmtest::volume(3, 3, 1, {1, 1, 0, 1})));
     LabeledImage* image = pxmtest::addImage(project, 3, 3);
@@ -365,9 +362,7 @@ TEST(LabeledImage, AnEditedMaskStaysInMemoryUntilSaved) {
     image->decUsage();
 }
 
-TEST(LabeledImage, MasksAreCheckedForSizeTypeAndUnknownValues) {
-    Project project;
-    Label* existing = project.createLabel(); // mask id 1
+TEST_F(LabeledImageTest, MasksAreCheckedForSizeTypeAndUnknownValues) {
     LabeledImage* image = pxmtest::addImage(project, 4, 2);
     image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(3, 2, 1)), true, true);
     EXPECT_EQ(std::tuple(image->maskState(), image->mask()), std::tuple(MState::SizeMismatch, nullptr));
@@ -377,7 +372,7 @@ TEST(LabeledImage, MasksAreCheckedForSizeTypeAndUnknownValues) {
     EXPECT_EQ(image->maskState(), MState::Ok);
     ASSERT_EQ(project.labels().size(), 3) << "one new label per missing value";
     EXPECT_EQ(std::tuple(project.labels()[0], project.labels()[1]->maskId(), project.labels()[2]->maskId()),
-              std::tuple(existing, 9, 200));
+              std::tuple(label, 9, 200));
     image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(5, 2, 1)), true);
     EXPECT_EQ(image->imageState(), State::SizeMismatch);
     image->setMaskPath("/nonexistent/mask.png");
@@ -389,14 +384,12 @@ TEST(LabeledImage, MasksAreCheckedForSizeTypeAndUnknownValues) {
     EXPECT_EQ(missing.imageState(), State::LoadFailed);
 }
 
-TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
+TEST_F(LabeledImageTest, LabelMasksFollowThePrecedenceRules) {
+    Label* b = project.createLabel(); // mask id 2, `label` having 1
+    Label* wide = project.createLabel();
+    wide->setMaskId(300);
     for (const std::size_t depth : {std::size_t(1), std::size_t(3)}) {
         SCOPED_TRACE(depth);
-        Project project;
-        Label* a = project.createLabel(); // mask id 1
-        Label* b = project.createLabel(); // mask id 2
-        Label* wide = project.createLabel();
-        wide->setMaskId(300);
         LabeledImage* image = pxmtest::addImage(project, 10, 8, depth);
         const std::size_t z = depth - 1;
         Scene* scene = image->scene(int(z));
@@ -407,7 +400,7 @@ TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
         mask->voxel(3, 2, z)[0] = 7;
         image->setMask(mask, true, false);
         image->eraseOverlay()->voxel(3, 2, z)[0] = 1;
-        scene->addLabelItem(new QGraphicsRectItem(0, 0, 6, 6), a); // lower in the stack: wins
+        scene->addLabelItem(new QGraphicsRectItem(0, 0, 6, 6), label); // lower in the stack: wins
         scene->addLabelItem(new QGraphicsRectItem(4, 4, 4, 3), b);
         scene->addLabelItem(new QGraphicsRectItem(8, 0, 2, 2), wide); // mask id >= 256: nothing
         auto* moved = new QGraphicsEllipseItem(0, 0, 2, 2);
@@ -423,26 +416,24 @@ TEST(LabeledImage, LabelMasksFollowThePrecedenceRules) {
     }
 }
 
-TEST(LabeledImage, SingleLabelMasksAndTheLineAsymmetry) {
-    Project project;
-    Label* a = project.createLabel();
+TEST_F(LabeledImageTest, SingleLabelMasksAndTheLineAsymmetry) {
     Label* b = project.createLabel();
     LabeledImage* image = pxmtest::addImage(project, 8, 8, 2);
-    image->scene(1)->addLabelItem(new QGraphicsRectItem(1, 1, 3, 3), a);
+    image->scene(1)->addLabelItem(new QGraphicsRectItem(1, 1, 3, 3), label);
     image->scene(1)->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{5, 5}, {8, 5}, {8, 8}, {5, 8}})), b);
     auto* line = new QGraphicsLineItem(0, 7, 7, 7);
-    image->scene(0)->addLabelItem(line, a);
+    image->scene(0)->addLabelItem(line, label);
     line->setPen(QPen(Qt::red, 3));
     // Other labels are not drawn, nor are the label's lines; the full mask does draw lines.
-    std::unique_ptr<CImage> single(image->createSingleLabelMask(a->id()));
+    std::unique_ptr<CImage> single(image->createSingleLabelMask(label->id()));
     EXPECT_EQ(std::tuple(single->type(), at(*single, 2, 2, 1), at(*single, 6, 6, 1),
                          std::count(single->layer(0), single->layer(0) + 64, 1)),
               std::tuple(KYVO::IMAGE_BOOL, 1, 0, 0L));
     std::unique_ptr<CImage> full(image->createLabelMask());
-    EXPECT_EQ(std::pair(at(*full, 3, 7, 0), at(*full, 6, 6, 1)), std::pair(a->maskId(), b->maskId()));
+    EXPECT_EQ(std::pair(at(*full, 3, 7, 0), at(*full, 6, 6, 1)), std::pair(label->maskId(), b->maskId()));
 }
 
-TEST(LabeledImage, MaskPaletteGreyValueIsTheIndex) {
+TEST_F(LabeledImageTest, MaskPaletteGreyValueIsTheIndex) {
     const QVector<QRgb>& palette = maskPalette();
     ASSERT_EQ(palette.size(), 256);
     QImage grey(256, 1, QImage::Format_Grayscale8);
@@ -458,11 +449,9 @@ TEST(LabeledImage, MaskPaletteGreyValueIsTheIndex) {
         EXPECT_EQ(grey.constScanLine(0)[i], i) << "Qt paints entry i as grey i";
 }
 
-TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
-    Project project;
-    Label* red = project.createLabel();
-    red->setColor(QColor(200, 30, 30));
-    red->setPrimaryOpacity(0.6);
+TEST_F(MaskItemTest, PaintsWhatOneRectanglePerVoxelWouldPaint) {
+    label->setColor(QColor(200, 30, 30));
+    label->setPrimaryOpacity(0.6);
     project.createLabel(); // mask id 2, green
     LabeledImage* image = pxmtest::addImage(project, 40, 30, 2);
     auto* mask = new CImage(KYVO::IMAGE_GREY_8, CSize(40, 30, 2));
@@ -494,9 +483,7 @@ TEST(MaskItem, PaintsWhatOneRectanglePerVoxelWouldPaint) {
               std::pair(QColor(Qt::white).rgb(), QColor(Qt::white).rgb()));
 }
 
-TEST(MaskItem, EraseCountsPassesAndUneraseIsItsInverse) {
-    Project project;
-    project.createLabel();
+TEST_F(MaskItemTest, EraseCountsPassesAndUneraseIsItsInverse) {
     LabeledImage* image = pxmtest::addImage(project, 6, 5, 2);
     image->setMask(pxmtest::volume(6, 5, 2, {}), true, false);
     std::fill(image->mask()->data(), image->mask()->data() + image->mask()->byteCount(), 1);
@@ -516,9 +503,7 @@ TEST(MaskItem, EraseCountsPassesAndUneraseIsItsInverse) {
     EXPECT_EQ(std::count(overlay.layer(1), overlay.layer(1) + 30, 1), 30);
 }
 
-TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
-    Project project;
-    project.createLabel();
+TEST_F(MaskItemTest, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
     // Layer 1: a region of 2 (joined at a corner) next to 6s, the new value, and a separate region of 2.
     std::vector<uint8_t> voxels(40, 2);
@@ -566,7 +551,7 @@ TEST(MaskItem, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothing) {
     scene->decUsage();
 }
 
-TEST(MaskItem, FloodMatchesAPlainBreadthFirstFill) {
+TEST_F(MaskItemTest, FloodMatchesAPlainBreadthFirstFill) {
     // Random layers with erased pixels against the textbook fill; the reported runs are the changed pixels.
     QRandomGenerator random(11);
     int reachedEdges = 0;
