@@ -157,11 +157,6 @@ const QByteArray kDocument = R"({"$type":"pxm::Project",
  "currentImageIndex":0,
  "settings":{"View.cameraMode":1,"Label.pen_width":0.25}})";
 
-QByteArray replaced(const QByteArray& find, const QByteArray& with) {
-    const int at = kDocument.indexOf(find);
-    return at < 0 ? QByteArray() : QByteArray(kDocument).replace(at, find.size(), with);
-}
-
 struct Declared {
     double width, height;
     int depth;
@@ -176,26 +171,13 @@ QByteArray document(const QList<Declared>& images) {
         QStringList scenes;
         for (int z = 0; z < d.depth; ++z)
             scenes << QString(R"({"$type":"pxm::Scene","zLayer":%1,"labelItems":[]})").arg(z);
-        entries << QString(
-                       R"({"$type":"pxm::LabeledImage","width":%1,"height":%2,"depth":%3,"colorChannels":%4,)"
-                       R"("imagePath":"i%5.png","scenes":[%6]})")
-                       .arg(d.width, 0, 'g', 17)
-                       .arg(d.height, 0, 'g', 17)
-                       .arg(d.depth)
-                       .arg(d.channels)
-                       .arg(i)
-                       .arg(scenes.join(','));
+        entries << QString::asprintf(
+            R"({"$type":"pxm::LabeledImage","width":%.17g,"height":%.17g,"depth":%d,"colorChannels":%d,)"
+            R"("imagePath":"i%d.png","scenes":[%s]})",
+            d.width, d.height, d.depth, d.channels, i, qPrintable(scenes.join(',')));
     }
     const QByteArray head = R"({"$type":"pxm::Project","labels":[],"currentImageIndex":0,"images":[)";
     return head + entries.join(',').toUtf8() + "]}";
-}
-
-/// The reader's message, or "read" with the number of images.
-QString readBack(const QByteArray& text) {
-    pxmtest::TempDir dir;
-    const QString path = dir.path("p.json");
-    pxmtest::writeFile(path, text);
-    return readOutcome(path);
 }
 
 struct BudgetScope {
@@ -586,8 +568,10 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
     const QString fileName = dir.path("p.json");
     for (const Case& c : cases) {
         SCOPED_TRACE(c.message.toStdString() + " <- " + c.with.toStdString());
-        const QByteArray text = c.find.isEmpty() ? c.with : replaced(c.find, c.with);
-        ASSERT_TRUE(c.find.isEmpty() || !text.isEmpty()) << "no text to replace";
+        const int at = kDocument.indexOf(c.find);
+        ASSERT_TRUE(c.find.isEmpty() || at >= 0) << "no text to replace";
+        const QByteArray text =
+            c.find.isEmpty() ? c.with : QByteArray(kDocument).replace(at, c.find.size(), c.with);
         ASSERT_TRUE(pxmtest::writeFile(fileName, text));
         EXPECT_EQ(readOutcome(fileName), c.message.contains("%1") ? c.message.arg(fileName) : c.message);
     }
@@ -664,10 +648,12 @@ TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
          {{1, 1, 200}, {1, 1, 56}, {1, 1, 1}},
          "Project: The images declare 257 z-layers or more, more than the memory of this machine can hold."},
     };
+    pxmtest::TempDir dir;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.outcome.toStdString());
         const BudgetScope budget(c.budget);
-        EXPECT_EQ(readBack(document(c.images)), c.outcome);
+        ASSERT_TRUE(pxmtest::writeFile(dir.path("p.json"), document(c.images)));
+        EXPECT_EQ(readOutcome(dir.path("p.json")), c.outcome);
     }
 }
 
