@@ -95,8 +95,7 @@ TEST(Wand, GrowsThroughLayersOfAVolume) {
     }
     WandSettings settings;
     settings.volume = true;
-    WandSession session(volume, 5, 14, 20, settings);
-    const std::vector<cv::Mat> region = session.grow(500);
+    const std::vector<cv::Mat> region = WandSession(volume, 5, 14, 20, settings).grow(500);
     ASSERT_EQ(region.size(), std::size_t(depth));
     for (int z = 0; z < depth; ++z)
         EXPECT_TRUE(cv::countNonZero(truth[z]) ? cv::countNonZero(region[z] != truth[z]) == 0
