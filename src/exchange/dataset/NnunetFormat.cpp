@@ -14,11 +14,13 @@
 #include <QJsonObject>
 #include <QSaveFile>
 #include <QSet>
+#include <algorithm>
 #include <cstring>
 #include <deque>
 #include <future>
 #include <memory>
 #include <nifti1_io.h>
+#include <opencv2/core.hpp>
 #include <vector>
 
 namespace pxm {
@@ -214,19 +216,36 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
         const std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
         std::memcpy(labels.data(), mask->data(), std::min(voxels, mask->byteCount()));
     }
-    uint8_t map[256] = {};
-    for (const auto& [id, value] : m_valueOf)
-        map[id] = uint8_t(value);
-    bool seen[256] = {};
-    for (uint8_t& value : labels)
-        seen[value = map[value]] = true;
-    for (int v = int(m_names.size()) + 1; v < 256; ++v) {
-        if (seen[v]) {
-            *warnings << QStringLiteral("%1: the label value %2 names no label; its case is not written.")
-                             .arg(name)
-                             .arg(v);
-            return;
+    cv::Mat map(1, 256, CV_8UC1, cv::Scalar(0));
+    bool same = true; // mask ids already numbered 1, 2, ...
+    for (const auto& [id, value] : m_valueOf) {
+        map.at<uint8_t>(id) = uint8_t(value);
+        same &= id == value;
+    }
+    // In slices of whole rows, so that a matrix header holds any volume.
+    const std::size_t row = std::max<std::size_t>(1, pixels->size().x);
+    const std::size_t slice = std::max<std::size_t>(1, (std::size_t(1) << 30) / row) * row;
+    double highest = 0;
+    for (std::size_t start = 0; start < voxels; start += slice) {
+        const std::size_t count = std::min(slice, voxels - start);
+        cv::Mat values(int(count / row), int(row), CV_8UC1, labels.data() + start);
+        // Where the ids are already the values, only a value that no label owns needs the
+        // table, which then sets it to the background.
+        if (!same)
+            cv::LUT(values, map, values);
+        double most = 0;
+        cv::minMaxLoc(values, nullptr, &most);
+        if (most > m_names.size()) {
+            cv::LUT(values, map, values);
+            cv::minMaxLoc(values, nullptr, &most);
         }
+        highest = std::max(highest, most);
+    }
+    if (highest > m_names.size()) {
+        *warnings << QStringLiteral("%1: the label value %2 names no label; its case is not written.")
+                         .arg(name)
+                         .arg(int(highest));
+        return;
     }
     // The files are encoded on other cores while the next case is prepared, from copies, since
     // the image may be let go as soon as this returns. NIfTI's library keeps global state: its
