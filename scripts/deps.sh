@@ -4,7 +4,7 @@
 # still missing.
 set -euo pipefail
 packages=(cmake ninja-build g++ pkg-config qtbase5-dev libqt5svg5-dev libtiff-dev libopenjp2-7-dev
-          zlib1g-dev libpng-dev libopencv-imgproc-dev libnifti2-dev libgtest-dev libbenchmark-dev "$@")
+          zlib1g-dev libpng-dev libdeflate-dev libopencv-imgproc-dev libnifti2-dev libgtest-dev libbenchmark-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

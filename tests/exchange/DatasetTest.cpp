@@ -4,6 +4,7 @@
 #include "exchange/LabelMeWriter.h"
 #include "exchange/dataset/CocoFormat.h"
 #include "exchange/dataset/DatasetExport.h"
+#include "exchange/dataset/DatasetInstances.h"
 #include "exchange/dataset/YoloFormat.h"
 #include "segment/LayerMat.h"
 #include "segment/RegionShapes.h"
@@ -182,6 +183,37 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     EXPECT_GE(iou(pxm::segment::layerMat(*reread, 0) > 0, pxm::segment::layerMat(*withoutLine, 0) > 0), 0.99);
     EXPECT_EQ(again.labelByName("Nucleus")->maskId(), 3);
     EXPECT_EQ(again.undoStack()->count(), 1);
+}
+
+// Outlines for formats that take any polygon: ellipses follow their curve, and shapes crossing the border
+// are cut to it, so that each outline fills the instance's pixels.
+TEST_F(DatasetExportTest, OutlinesFillTheirInstances) {
+    pxm::Scene* scene = image->scene(0);
+    scene->addLabelItem(new QGraphicsEllipseItem(QRectF(-12.5, 18.25, 30.5, 26)), cell);
+    scene->addLabelItem(new QGraphicsEllipseItem(QRectF(20.5, 22.5, 43.25, 30.5)), cell);
+    addRect(scene, QRectF(0, 0, 30, 10), nucleus)->setTransform(QTransform().translate(70, 40).rotate(35));
+    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{70, -6}, {90, 10}, {74, 30}, {60, 8}})), nucleus);
+    pxm::DatasetInstances collector;
+    collector.setOutlines(true);
+    int outlines = 0;
+    for (const pxm::DatasetInstance& instance : collector.collect(project, *scene, "plate")) {
+        if (instance.outline.isEmpty())
+            continue;
+        ++outlines;
+        for (const QPointF& p : instance.outline)
+            EXPECT_TRUE(p.x() >= 0 && p.y() >= 0 && p.x() <= 80 && p.y() <= 60) << instance.what.toStdString();
+        cv::Mat pixels = cv::Mat::zeros(60, 80, CV_8UC1);
+        instance.pixels.copyTo(pixels(instance.box));
+        EXPECT_GE(iou(pxm::segment::polygonMask(instance.outline, 80, 60), pixels), 0.99)
+            << instance.what.toStdString();
+    }
+    // Every rectangle, polygon and ellipse inside the image; not the region, nor the ellipse on whole pixels.
+    EXPECT_EQ(outlines, 7);
+    pxm::DatasetOptions outlinesOnly;
+    outlinesOnly.yoloSegments = true;
+    pxm::DatasetExport exporter(&project, out.path(""), outlinesOnly);
+    ASSERT_TRUE(exporter.run());
+    EXPECT_EQ(exporter.warnings().filter("left out of segmentation").size(), 1); // the line alone
 }
 
 // Each trap a training loader falls into is caught by the checks.

@@ -19,16 +19,16 @@ TEST(PngWriterTest, WrittenPixelsReadBackExactly) {
     pxmtest::TempDir dir;
     for (const auto type : {KYVO::IMAGE_GREY_8, KYVO::IMAGE_GREY_16, KYVO::IMAGE_RGB_8I}) {
         SCOPED_TRACE(KYVO::ImageTypeName(type));
-        KYVO::CImage image(type, KYVO::CSize(37, 23, 1));
+        KYVO::CImage image(type, KYVO::CSize(211, 173, 1));
         for (std::size_t i = 0; i < image.byteCount(); ++i)
             image.data()[i] = uint8_t(i * 7 / 3);
-        const std::size_t row = 37 * std::size_t(image.bytesPerVoxel());
+        const std::size_t row = 211 * std::size_t(image.bytesPerVoxel());
         for (const auto content : {PngWriter::Content::Picture, PngWriter::Content::Labels}) {
             const std::string path = dir.localPath("out.png");
-            std::vector<uint8_t> padded(23 * (row + 5));
-            for (std::size_t y = 0; y < 23; ++y)
+            std::vector<uint8_t> padded(173 * (row + 5));
+            for (std::size_t y = 0; y < 173; ++y)
                 std::memcpy(&padded[y * (row + 5)], image.voxel(0, y, 0), row);
-            PngWriter::write(path, 37, 23, image.channels(), type == KYVO::IMAGE_GREY_16 ? 16 : 8,
+            PngWriter::write(path, 211, 173, image.channels(), type == KYVO::IMAGE_GREY_16 ? 16 : 8,
                              padded.data(), row + 5, content);
             const std::unique_ptr<KYVO::CImage> back(KYVO::CImageIo2::Load(path));
             ASSERT_EQ(back->type(), type);

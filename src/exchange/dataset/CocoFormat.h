@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "exchange/dataset/CocoDocument.h"
 #include "exchange/dataset/DatasetInstances.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QStringList>
 #include <QVector>
-
-#include <opencv2/core.hpp>
-
 #include <cstdint>
+#include <opencv2/core.hpp>
 
 namespace pxm::coco {
 
@@ -29,18 +28,15 @@ QVector<int64_t> decodeString(const QByteArray& text, bool* ok);
 /// A run length read from JSON: a whole number from 0 to 2^50; false for anything else.
 bool countFrom(const QJsonValue& value, int64_t* count);
 
-/// One annotation object for an instance (not a line): id, image_id, category_id, iscrowd 0,
-/// area, bbox [x, y, w, h] and segmentation (the exact polygons, or RLE).
-QJsonObject annotation(const DatasetInstance& instance, int id, int imageId, int width, int height);
+/// One annotation for an instance (not a line): id, image_id, category_id, iscrowd 0, area,
+/// bbox [x, y, w, h] and segmentation (the exact polygons, or RLE).
+Annotation annotation(const DatasetInstance& instance, int id, int imageId, int width, int height);
 
 /// Parses a JSON object with our own parser (QJsonDocument leaks on some broken documents);
 /// false with the reason in `error` when the text is no JSON object.
 bool parseObject(const QByteArray& text, QJsonObject* object, QString* error);
 
-/// What is wrong with a COCO document: every rule a training loader relies on (ids, references,
-/// category 0, boxes inside the image, polygons of at least 3 points and never 4 numbers, RLE
-/// sizes and sums, area and iscrowd present, one box enclosing all of an annotation's polygons).
-/// Each problem names the image and the annotation. Empty when it is fine.
+/// The checks of `check(const Document&)` on a JSON object read from anywhere.
 QStringList check(const QJsonObject& document);
 
 } // namespace pxm::coco

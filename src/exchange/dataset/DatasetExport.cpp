@@ -14,9 +14,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <QSaveFile>
-
 #include <map>
 #include <memory>
 #include <tuple>
@@ -67,11 +65,11 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
         classOf[id] = names.size();
         names << name;
     }
-    QJsonArray cocoImages;
-    QJsonArray cocoAnnotations;
+    coco::Document cocoDocument;
     int annotationId = 0;
     int imageId = 0;
     DatasetInstances collector(m_options.connectivity);
+    collector.setOutlines(m_options.yoloSegments);
     bool volumes = false;
     for (const LabeledImage* image : m_project->images())
         volumes |= image->depth() > 1;
@@ -89,7 +87,8 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
         const int height = int(image->height());
         const QList<Scene*>& scenes = image->scenes();
         if (width <= 0 || height <= 0 || scenes.isEmpty()) {
-            m_warnings << QStringLiteral("%1 has no known size: left out of the datasets.").arg(source.fileName());
+            m_warnings
+                << QStringLiteral("%1 has no known size: left out of the datasets.").arg(source.fileName());
             continue;
         }
         if (!m_options.nnunet.isEmpty())
@@ -113,8 +112,10 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
                     const QString target = QDir(root).filePath("images/" + fileName);
                     QDir().mkpath(QFileInfo(target).absolutePath());
                     QFile::remove(target);
-                    const bool copied = volume ? image->image() && nnunetLayerPng(*image->image(), std::size_t(z)).save(target)
-                                               : QFile::copy(source.absoluteFilePath(), target);
+                    const bool copied =
+                        volume
+                            ? image->image() && nnunetLayerPng(*image->image(), std::size_t(z)).save(target)
+                            : QFile::copy(source.absoluteFilePath(), target);
                     if (!copied)
                         m_warnings << QStringLiteral("%1 could not be written.").arg(target);
                 }
@@ -124,18 +125,22 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
             }
             const QVector<DatasetInstance> instances = collector.collect(*m_project, *scenes[z], stem);
             ++imageId;
-            cocoImages.append(QJsonObject{{"id", imageId}, {"file_name", fileName}, {"width", width}, {"height", height}});
-            QStringList boxLines;
-            QStringList outlineLines;
+            if (m_options.coco)
+                cocoDocument.images.append({double(imageId), fileName, double(width), double(height)});
+            QList<QByteArray> boxLines;
+            QList<QByteArray> outlineLines;
             for (const DatasetInstance& instance : instances) {
                 if (!instance.line && m_options.coco)
-                    cocoAnnotations.append(coco::annotation(instance, ++annotationId, imageId, width, height));
-                else if (m_options.coco || m_options.yoloSegments)
-                    m_warnings << QStringLiteral("The line %1 has no area: left out of segmentation.").arg(instance.what);
+                    cocoDocument.annotations.append(
+                        coco::annotation(instance, ++annotationId, imageId, width, height));
+                else if (instance.line && (m_options.coco || m_options.yoloSegments))
+                    m_warnings << QStringLiteral("The line %1 has no area: left out of segmentation.")
+                                      .arg(instance.what);
                 const int cls = classOf[instance.category];
-                boxLines << yolo::boxLine(cls, instance, width, height);
-                const QString outline = m_options.yoloSegments ? yolo::outlineLine(cls, instance, width, height)
-                                                               : QString();
+                if (m_options.yolo)
+                    boxLines << yolo::boxLine(cls, instance, width, height);
+                const QByteArray outline =
+                    m_options.yoloSegments ? yolo::outlineLine(cls, instance, width, height) : QByteArray();
                 if (!outline.isEmpty())
                     outlineLines << outline;
             }
@@ -144,7 +149,7 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
                   std::tuple{m_options.yoloSegments, outlineLines, QStringLiteral("yolo-seg")}}) {
                 if (!wanted)
                     continue;
-                const QString text = lines.isEmpty() ? QString() : lines.join('\n') + '\n';
+                const QByteArray text = lines.isEmpty() ? QByteArray() : lines.join('\n') + '\n';
                 const QString name = "labels/" + stem + ".txt";
                 const QStringList problems = yolo::checkLines(text, names.size(), name);
                 if (!problems.isEmpty()) {
@@ -152,7 +157,7 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
                     ok = false;
                     continue;
                 }
-                ok &= writeFile(out.filePath(folder + "/" + name), text.toUtf8());
+                ok &= writeFile(out.filePath(folder + "/" + name), text);
             }
         }
     }
@@ -160,25 +165,18 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
                                          std::pair{m_options.yoloSegments, QStringLiteral("yolo-seg")}}) {
         if (!wanted)
             continue;
-        ok &= writeFile(out.filePath(folder + "/data.yaml"), yolo::dataYaml(out.filePath(folder), names).toUtf8());
+        ok &= writeFile(out.filePath(folder + "/data.yaml"),
+                        yolo::dataYaml(out.filePath(folder), names).toUtf8());
     }
     if (m_options.coco) {
-        QJsonArray cocoCategories;
         for (const auto& [id, name] : categories)
-            cocoCategories.append(QJsonObject{{"id", id}, {"name", name}, {"supercategory", ""}});
-        const QJsonObject document{
-            {"info", QJsonObject{{"description", "Exported by Pixmarker"}, {"version", "1.0"}}},
-            {"licenses", QJsonArray()},
-            {"images", cocoImages},
-            {"annotations", cocoAnnotations},
-            {"categories", cocoCategories},
-        };
-        const QStringList problems = coco::check(document);
+            cocoDocument.categories.append({double(id), name});
+        const QStringList problems = coco::check(cocoDocument);
         if (!problems.isEmpty()) {
             m_errors << problems;
             ok = false;
         } else {
-            ok &= writeFile(out.filePath(m_options.cocoName + ".json"), QJsonDocument(document).toJson(QJsonDocument::Compact));
+            ok &= writeFile(out.filePath(m_options.cocoName + ".json"), coco::toJson(cocoDocument));
         }
     }
     if (!m_options.nnunet.isEmpty()) {

@@ -16,11 +16,10 @@
 #include <QGraphicsRectItem>
 #include <QImage>
 #include <QPainter>
-
-#include <opencv2/imgproc.hpp>
-
+#include <algorithm>
 #include <cmath>
 #include <memory>
+#include <opencv2/imgproc.hpp>
 
 namespace pxm {
 
@@ -68,7 +67,8 @@ private:
     void begin(cv::Mat canvas) {
         m_painter.reset();
         m_canvas = canvas;
-        m_target = QImage(m_canvas.data, m_canvas.cols, m_canvas.rows, int(m_canvas.step), QImage::Format_Grayscale8);
+        m_target = QImage(m_canvas.data, m_canvas.cols, m_canvas.rows, int(m_canvas.step),
+                          QImage::Format_Grayscale8);
         m_painter = std::make_unique<QPainter>(&m_target);
         m_painter->setRenderHint(QPainter::Antialiasing, false);
         m_painter->setPen(Qt::NoPen);
@@ -103,21 +103,88 @@ private:
     bool m_shared = false;
 };
 
-/// The shape's exact outline in scene coordinates, when it is a polygon lying in the layer.
-QVector<QPolygonF> exactOutline(QGraphicsItem* item, const QRectF& layer) {
-    QPolygonF outline;
-    if (auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(item))
-        outline = item->sceneTransform().map(QPolygonF(rect->rect()));
-    else if (auto* polygon = qgraphicsitem_cast<QGraphicsPolygonItem*>(item))
-        outline = item->sceneTransform().map(polygon->polygon());
-    if (outline.size() >= 2 && outline.first() == outline.last())
-        outline.removeLast();
-    if (outline.size() < 3)
-        return {};
-    for (const QPointF& p : outline)
-        if (p.x() < layer.left() || p.y() < layer.top() || p.x() > layer.right() || p.y() > layer.bottom())
+/// The shape as a polygon in scene coordinates, without a closing repeat of its first corner:
+/// rectangles and polygons exactly (`exact` set), full ellipses with corners that stray from the
+/// curve by no more than a twentieth of a pixel either way. Empty for any other shape, and for
+/// ellipses that the raster engine does not draw as curves.
+QPolygonF shapePolygon(QGraphicsItem* item, bool* exact) {
+    QPolygonF polygon;
+    *exact = true;
+    if (auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(item)) {
+        polygon = item->sceneTransform().map(QPolygonF(rect->rect()));
+    } else if (auto* shape = qgraphicsitem_cast<QGraphicsPolygonItem*>(item)) {
+        polygon = item->sceneTransform().map(shape->polygon());
+    } else if (auto* ellipse = qgraphicsitem_cast<QGraphicsEllipseItem*>(item);
+               ellipse && ellipse->spanAngle() == 360 * 16) {
+        *exact = false;
+        const QRectF r = ellipse->rect();
+        const QTransform transform = item->sceneTransform();
+        // The raster engine draws an unturned ellipse on whole pixels with its own integer
+        // algorithm, whose pixels no true ellipse outlines well: those are traced instead.
+        const QRectF onScene = transform.mapRect(r);
+        auto whole = [](double v) { return std::floor(v) == v; };
+        if (transform.type() <= QTransform::TxScale && whole(onScene.x()) && whole(onScene.y()) &&
+            whole(onScene.width()) && whole(onScene.height()))
             return {};
-    return {outline};
+        const double radius = std::max(1.0, std::max(onScene.width(), onScene.height()) / 2);
+        // A chord of angle a falls short of the curve by radius (1 - cos(a/2)); corners pushed
+        // out by half of that make it stray as much outside as inside, so the areas agree.
+        const double step = std::sqrt(0.8 / radius);
+        const int corners = std::clamp(int(std::ceil(2 * M_PI / step)), 12, 1024);
+        const double half = M_PI / corners;
+        const double scale = 2 / (1 + std::cos(half));
+        polygon.reserve(corners);
+        for (int k = 0; k < corners; ++k) {
+            const double a = 2 * M_PI * k / corners;
+            polygon << transform.map(QPointF(r.center().x() + scale * r.width() / 2 * std::cos(a),
+                                             r.center().y() + scale * r.height() / 2 * std::sin(a)));
+        }
+    }
+    if (polygon.size() >= 2 && polygon.first() == polygon.last())
+        polygon.removeLast();
+    return polygon.size() >= 3 ? polygon : QPolygonF();
+}
+
+bool inside(const QPolygonF& polygon, const QRectF& layer) {
+    for (const QPointF& p : polygon)
+        if (p.x() < layer.left() || p.y() < layer.top() || p.x() > layer.right() || p.y() > layer.bottom())
+            return false;
+    return true;
+}
+
+/// The polygon cut to the layer, edge by edge (Sutherland-Hodgman): exact for any polygon, as
+/// the layer is convex; where the polygon leaves the layer more than once, the pieces are
+/// joined along the border, which adds no area.
+QPolygonF clipped(QPolygonF polygon, const QRectF& layer) {
+    if (inside(polygon, layer))
+        return polygon;
+    const double bounds[4] = {layer.left(), layer.right(), layer.top(), layer.bottom()};
+    for (int edge = 0; edge < 4 && !polygon.isEmpty(); ++edge) {
+        const bool vertical = edge < 2;
+        const double bound = bounds[edge];
+        auto keeps = [&](const QPointF& p) {
+            const double v = vertical ? p.x() : p.y();
+            return edge % 2 == 0 ? v >= bound : v <= bound;
+        };
+        auto cut = [&](const QPointF& a, const QPointF& b) {
+            const double t = vertical ? (bound - a.x()) / (b.x() - a.x()) : (bound - a.y()) / (b.y() - a.y());
+            return a + t * (b - a);
+        };
+        QPolygonF kept;
+        for (int i = 0; i < polygon.size(); ++i) {
+            const QPointF& previous = polygon[(i + polygon.size() - 1) % polygon.size()];
+            const QPointF& current = polygon[i];
+            if (keeps(current)) {
+                if (!keeps(previous))
+                    kept << cut(previous, current);
+                kept << current;
+            } else if (keeps(previous)) {
+                kept << cut(previous, current);
+            }
+        }
+        polygon = kept;
+    }
+    return polygon.size() >= 3 ? polygon : QPolygonF();
 }
 
 } // namespace
@@ -136,7 +203,8 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
         const QString name = label ? label->name() : QStringLiteral("?");
         if (!m_warnedLabels.contains(name)) {
             m_warnedLabels << name;
-            m_warnings << QStringLiteral("Label %1 has mask id %2, which names no category: its shapes are left out.")
+            m_warnings << QStringLiteral(
+                              "Label %1 has mask id %2, which names no category: its shapes are left out.")
                               .arg(name)
                               .arg(label ? label->maskId() : 0);
         }
@@ -168,7 +236,8 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
                                     std::max(1, int(std::ceil(bottom)) - y0)) &
                            clip;
             if (left > right || top > bottom || instance.box.empty()) {
-                m_warnings << QStringLiteral("The line %1 lies outside the image: left out.").arg(instance.what);
+                m_warnings
+                    << QStringLiteral("The line %1 lies outside the image: left out.").arg(instance.what);
                 continue;
             }
             instance.area = instance.box.area();
@@ -180,7 +249,12 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
             continue;
         }
         instance.area = cv::countNonZero(instance.pixels);
-        instance.polygons = exactOutline(item, layer);
+        bool exact = false;
+        const QPolygonF polygon = shapePolygon(item, &exact);
+        if (exact && !polygon.isEmpty() && inside(polygon, layer))
+            instance.polygons = {polygon};
+        if (m_outlines && !polygon.isEmpty())
+            instance.outline = clipped(polygon, layer);
         instances.append(instance);
     }
     // Regions of the loaded mask, erased pixels left out.
@@ -197,13 +271,16 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
         if (!cv::countNonZero(pixels))
             continue;
         if (owners.isEmpty()) {
-            m_warnings << QStringLiteral("Mask value %1 in %2 belongs to no label: left out.").arg(id).arg(imageName);
+            m_warnings << QStringLiteral("Mask value %1 in %2 belongs to no label: left out.")
+                              .arg(id)
+                              .arg(imageName);
             continue;
         }
         cv::Mat regions;
         cv::Mat stats;
         cv::Mat centroids;
-        const int count = cv::connectedComponentsWithStats(pixels, regions, stats, centroids, m_connectivity, CV_32S);
+        const int count =
+            cv::connectedComponentsWithStats(pixels, regions, stats, centroids, m_connectivity, CV_32S);
         for (int r = 1; r < count; ++r) {
             DatasetInstance instance;
             instance.category = id;
@@ -211,8 +288,9 @@ QVector<DatasetInstance> DatasetInstances::collect(const Project& project, const
                                 .arg(r)
                                 .arg(id)
                                 .arg(owners.first()->name(), imageName);
-            instance.box = cv::Rect(stats.at<int>(r, cv::CC_STAT_LEFT), stats.at<int>(r, cv::CC_STAT_TOP),
-                                    stats.at<int>(r, cv::CC_STAT_WIDTH), stats.at<int>(r, cv::CC_STAT_HEIGHT));
+            instance.box =
+                cv::Rect(stats.at<int>(r, cv::CC_STAT_LEFT), stats.at<int>(r, cv::CC_STAT_TOP),
+                         stats.at<int>(r, cv::CC_STAT_WIDTH), stats.at<int>(r, cv::CC_STAT_HEIGHT));
             instance.pixels = regions(instance.box) == r;
             instance.area = stats.at<int>(r, cv::CC_STAT_AREA);
             instances.append(instance);

@@ -2,7 +2,6 @@
 #include "exchange/dataset/NnunetFormat.h"
 
 #include "exchange/dataset/CocoFormat.h"
-
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/io/PngWriter.h"
@@ -15,14 +14,14 @@
 #include <QJsonObject>
 #include <QSaveFile>
 #include <QSet>
-
+#include <algorithm>
 #include <cstring>
-#include <future>
-#include <vector>
-
-#include <nifti1_io.h>
-#include <memory>
 #include <deque>
+#include <future>
+#include <memory>
+#include <nifti1_io.h>
+#include <opencv2/core.hpp>
+#include <vector>
 
 namespace pxm {
 
@@ -108,8 +107,8 @@ NiftiVolume readNifti(const QString& path, bool values) {
 bool writePng(const QString& path, int width, int height, int channels, int bits, const uint8_t* data,
               std::size_t rowBytes, KYVO::io::PngWriter::Content content) {
     try {
-        KYVO::io::PngWriter::write(QFile::encodeName(path).toStdString(), uint32_t(width), uint32_t(height), channels,
-                                   bits, data, rowBytes, content);
+        KYVO::io::PngWriter::write(QFile::encodeName(path).toStdString(), uint32_t(width), uint32_t(height),
+                                   channels, bits, data, rowBytes, content);
         return true;
     } catch (const KYVO::CException&) {
         return false;
@@ -142,10 +141,11 @@ QStringList writeCase(const QString& folder, const QString& name, bool nifti, co
             dir.filePath(QStringLiteral("imagesTr/%1_%2%3").arg(name).arg(c, 4, 10, QChar('0')).arg(ending));
         bool written = false;
         if (channels == 1 && nifti) {
-            written = writeNifti(file, width, height, depth, niftiType(pixels.type()), pixels.data(), pixels.byteCount());
+            written = writeNifti(file, width, height, depth, niftiType(pixels.type()), pixels.data(),
+                                 pixels.byteCount());
         } else if (channels == 1 && pixels.type() != KYVO::IMAGE_BOOL) {
-            written = writePng(file, width, height, 1, pixels.type() == KYVO::IMAGE_GREY_16 ? 16 : 8, pixels.data(),
-                               std::size_t(width) * std::size_t(pixels.bytesPerVoxel()),
+            written = writePng(file, width, height, 1, pixels.type() == KYVO::IMAGE_GREY_16 ? 16 : 8,
+                               pixels.data(), std::size_t(width) * std::size_t(pixels.bytesPerVoxel()),
                                KYVO::io::PngWriter::Content::Picture);
         } else if (channels == 1) {
             written = nnunetLayerPng(pixels, 0).save(file, "PNG", PngQuality);
@@ -161,9 +161,10 @@ QStringList writeCase(const QString& folder, const QString& name, bool nifti, co
             failed << QStringLiteral("%1 could not be written.").arg(file);
     }
     const QString labelFile = dir.filePath(QStringLiteral("labelsTr/%1%2").arg(name, ending));
-    const bool written = nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
-                               : writePng(labelFile, width, height, 1, 8, labels.data(), std::size_t(width),
-                                          KYVO::io::PngWriter::Content::Labels);
+    const bool written =
+        nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
+              : writePng(labelFile, width, height, 1, 8, labels.data(), std::size_t(width),
+                         KYVO::io::PngWriter::Content::Labels);
     if (!written)
         failed << QStringLiteral("%1 could not be written.").arg(labelFile);
     return failed;
@@ -189,7 +190,8 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
         return;
     }
     if (!m_nifti && pixels->type() == KYVO::IMAGE_GREY_F) {
-        *warnings << QStringLiteral("%1 is floating point, which PNG cannot hold: left out of nnU-Net.").arg(name);
+        *warnings
+            << QStringLiteral("%1 is floating point, which PNG cannot hold: left out of nnU-Net.").arg(name);
         return;
     }
     const int channels = pixels->channels();
@@ -214,22 +216,42 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
         const std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
         std::memcpy(labels.data(), mask->data(), std::min(voxels, mask->byteCount()));
     }
-    uint8_t map[256] = {};
-    for (const auto& [id, value] : m_valueOf)
-        map[id] = uint8_t(value);
-    bool seen[256] = {};
-    for (uint8_t& value : labels)
-        seen[value = map[value]] = true;
-    for (int v = int(m_names.size()) + 1; v < 256; ++v) {
-        if (seen[v]) {
-            *warnings << QStringLiteral("%1: the label value %2 names no label; its case is not written.").arg(name).arg(v);
-            return;
+    cv::Mat map(1, 256, CV_8UC1, cv::Scalar(0));
+    bool same = true; // mask ids already numbered 1, 2, ...
+    for (const auto& [id, value] : m_valueOf) {
+        map.at<uint8_t>(id) = uint8_t(value);
+        same &= id == value;
+    }
+    // In slices of whole rows, so that a matrix header holds any volume.
+    const std::size_t row = std::max<std::size_t>(1, pixels->size().x);
+    const std::size_t slice = std::max<std::size_t>(1, (std::size_t(1) << 30) / row) * row;
+    double highest = 0;
+    for (std::size_t start = 0; start < voxels; start += slice) {
+        const std::size_t count = std::min(slice, voxels - start);
+        cv::Mat values(int(count / row), int(row), CV_8UC1, labels.data() + start);
+        // Where the ids are already the values, only a value that no label owns needs the
+        // table, which then sets it to the background.
+        if (!same)
+            cv::LUT(values, map, values);
+        double most = 0;
+        cv::minMaxLoc(values, nullptr, &most);
+        if (most > m_names.size()) {
+            cv::LUT(values, map, values);
+            cv::minMaxLoc(values, nullptr, &most);
         }
+        highest = std::max(highest, most);
+    }
+    if (highest > m_names.size()) {
+        *warnings << QStringLiteral("%1: the label value %2 names no label; its case is not written.")
+                         .arg(name)
+                         .arg(int(highest));
+        return;
     }
     // The files are encoded on other cores while the next case is prepared, from copies, since
     // the image may be let go as soon as this returns. NIfTI's library keeps global state: its
     // cases are written here, one after the other.
-    auto task = [folder = m_folder, name, nifti = m_nifti, copy = std::make_shared<const KYVO::CImage>(*pixels),
+    auto task = [folder = m_folder, name, nifti = m_nifti,
+                 copy = std::make_shared<const KYVO::CImage>(*pixels),
                  labels = std::move(labels)]() { return writeCase(folder, name, nifti, *copy, labels); };
     ++m_cases;
     if (m_nifti) {
@@ -267,7 +289,8 @@ bool NnunetWriter::finish(QStringList* errors, QStringList* warnings) {
                                {"file_ending", m_nifti ? ".nii.gz" : ".png"}};
     QDir().mkpath(m_folder);
     QSaveFile file(QDir(m_folder).filePath("dataset.json"));
-    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(document).toJson()) < 0 || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(document).toJson()) < 0 ||
+        !file.commit()) {
         *errors << QStringLiteral("%1/dataset.json could not be written.").arg(m_folder);
         return false;
     }
@@ -343,12 +366,16 @@ QStringList checkNnunetDataset(const QString& folder, bool labelValues) {
         }
         for (int v : seen)
             if (!allowed.contains(v)) {
-                problems << QStringLiteral("labelsTr/%1 holds the value %2, which names no label.").arg(name).arg(v);
+                problems << QStringLiteral("labelsTr/%1 holds the value %2, which names no label.")
+                                .arg(name)
+                                .arg(v);
                 break;
             }
         for (int c = 0; c < channels; ++c) {
-            const QString image = QStringLiteral("imagesTr/%1_%2%3").arg(stem).arg(c, 4, 10, QChar('0')).arg(ending);
-            const QSize size = nifti ? readNifti(dir.filePath(image), false).size : QImageReader(dir.filePath(image)).size();
+            const QString image =
+                QStringLiteral("imagesTr/%1_%2%3").arg(stem).arg(c, 4, 10, QChar('0')).arg(ending);
+            const QSize size =
+                nifti ? readNifti(dir.filePath(image), false).size : QImageReader(dir.filePath(image)).size();
             if (!size.isValid() || size.isEmpty())
                 problems << QStringLiteral("%1 is missing for case %2.").arg(image, stem);
             else if (size != labelSize)

@@ -5,7 +5,6 @@
 #include <QImage>
 #include <QString>
 #include <QStringList>
-
 #include <cstddef>
 #include <deque>
 #include <future>

@@ -10,8 +10,9 @@ namespace KYVO {
 namespace io {
 
 /// Writes PNG files through libpng for data that is written once and read many times, as
-/// training sets are: no row filters and the fastest zlib level, with run-length matching for
-/// label images (long runs of one value), which keeps them small at almost no cost.
+/// training sets are: no row filters and the fastest zlib level with run-length matching, which
+/// keeps label images (long runs of one value) small at almost no cost. Both kinds of content
+/// are written alike for now; the kind is the caller's to say.
 class PngWriter {
 public:
     enum class Content { Picture, Labels };

@@ -20,10 +20,8 @@
 #include <QSignalBlocker>
 #include <QToolBar>
 #include <QUndoCommand>
-
-#include <opencv2/core.hpp>
-
 #include <cmath>
+#include <opencv2/core.hpp>
 
 namespace pxm {
 
@@ -80,6 +78,11 @@ void WandTool::buildToolBar() {
     m_toleranceBox->setObjectName("toleranceSpinBox");
     m_toleranceBox->setRange(0, 1e9);
     m_toleranceBox->setDecimals(2);
+    // The range reaches float images' values; the box need only be as wide as 16-bit ones, so
+    // that the settings fit beside the tools on a laptop's screen.
+    const QFontMetrics metrics = m_toleranceBox->fontMetrics();
+    m_toleranceBox->setMaximumWidth(metrics.horizontalAdvance(QStringLiteral("65535.00")) +
+                                    2 * metrics.height());
     m_toleranceBox->setToolTip(tr("How far a value may lie from the clicked one. Drag left or right while "
                                   "pressing to change it."));
     addLabelled(tr("Tolerance"), m_toleranceBox);
@@ -167,8 +170,9 @@ std::vector<cv::Mat> WandTool::regionAt(std::size_t z, const QPoint& pixel) {
     if (m_options->keepOtherLabels()) {
         const std::size_t depth = image->image()->size().z;
         for (std::size_t layer = 0; layer < depth; ++layer)
-            m_keepOut.push_back(settings().volume || layer == z ? SmartResult::otherLabels(*image, layer, currentLabel())
-                                                                : cv::Mat());
+            m_keepOut.push_back(settings().volume || layer == z
+                                    ? SmartResult::otherLabels(*image, layer, currentLabel())
+                                    : cv::Mat());
     }
     grow(tolerance());
     return m_result;
@@ -183,7 +187,8 @@ void WandTool::grow(double tolerance) {
     if (auto* preview = static_cast<MaskPreviewItem*>(m_preview.get())) {
         const std::size_t z = m_session ? m_session->layer() : 0;
         const Label* label = currentLabel();
-        preview->setMask(z < m_result.size() ? m_result[z] : cv::Mat(), label ? label->color() : QColor(Qt::red));
+        preview->setMask(z < m_result.size() ? m_result[z] : cv::Mat(),
+                         label ? label->color() : QColor(Qt::red));
     }
 }
 
@@ -248,7 +253,8 @@ void WandTool::mouseReleaseEvent(QMouseEvent* event) {
         drop();
         if (s && label) {
             const SmartResult::Shape shape = SmartOptions::shapeFor(project());
-            if (QUndoCommand* command = SmartResult::apply(s->image(), label, result, m_mode, m_at, shape, tr("Wand")))
+            if (QUndoCommand* command =
+                    SmartResult::apply(s->image(), label, result, m_mode, m_at, shape, tr("Wand")))
                 push(command);
         }
     }
