@@ -9,7 +9,10 @@
 #include <QRegularExpression>
 #include <QTextStream>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <string_view>
+#include <vector>
 
 namespace pxm::yolo {
 
@@ -74,32 +77,56 @@ QString dataYaml(const QString& path, const QStringList& names) {
 }
 
 QStringList checkLines(const QByteArray& text, int classes, const QString& file) {
+    // Read in place: a dataset's label files are millions of numbers, and splitting them into
+    // strings cost more than writing them.
     QStringList problems;
-    const QList<QByteArray> lines = text.split('\n');
-    for (int i = 0; i < lines.size(); ++i) {
-        const QByteArray line = lines[i].simplified();
-        if (line.isEmpty())
+    std::vector<std::string_view> fields;
+    const char* const end = text.constData() + text.size();
+    const char* p = text.constData();
+    for (int number = 1; p < end; ++number) {
+        const char* const eol = std::find(p, end, '\n');
+        fields.clear();
+        auto blank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+        for (const char* q = p; q < eol;) {
+            while (q < eol && blank(*q))
+                ++q;
+            const char* const start = q;
+            while (q < eol && !blank(*q))
+                ++q;
+            if (q > start)
+                fields.emplace_back(start, std::size_t(q - start));
+        }
+        p = eol + 1;
+        if (fields.empty())
             continue;
-        const QString where = QStringLiteral("%1, line %2").arg(file).arg(i + 1);
-        const QList<QByteArray> fields = line.split(' ');
-        bool ok = false;
-        const int cls = fields[0].toInt(&ok);
-        if (!ok || cls < 0 || cls >= classes)
+        const QString where = QStringLiteral("%1, line %2").arg(file).arg(number);
+        int cls = -1;
+        const auto [classEnd, classError] =
+            std::from_chars(fields[0].data(), fields[0].data() + fields[0].size(), cls);
+        if (classError != std::errc() || classEnd != fields[0].data() + fields[0].size() || cls < 0 ||
+            cls >= classes)
             problems << where + QStringLiteral(": the class must be an index from 0 to %1.").arg(classes - 1);
-        if (fields.size() != 5 && (fields.size() < 7 || fields.size() % 2 == 0)) {
+        const int count = int(fields.size());
+        if (count != 5 && (count < 7 || count % 2 == 0)) {
             problems << where + QStringLiteral(
                                     ": %1 values; a box has 4 and an outline an even number of at least 6.")
-                                    .arg(fields.size() - 1);
+                                    .arg(count - 1);
             continue;
         }
-        for (int f = 1; f < fields.size(); ++f) {
-            const double v = fields[f].toDouble(&ok);
-            if (!ok || v < 0 || v > 1) {
+        double values[2] = {};
+        for (int f = 1; f < count; ++f) {
+            double v = -1;
+            const auto [valueEnd, error] =
+                std::from_chars(fields[f].data(), fields[f].data() + fields[f].size(), v);
+            if (error != std::errc() || valueEnd != fields[f].data() + fields[f].size() ||
+                !(v >= 0 && v <= 1)) {
                 problems << where + QStringLiteral(": the values must be normalised to [0, 1].");
                 break;
             }
+            if (f >= 3)
+                values[(f - 3) % 2] = v;
         }
-        if (fields.size() == 5 && (fields[3].toDouble() <= 0 || fields[4].toDouble() <= 0))
+        if (count == 5 && (values[0] <= 0 || values[1] <= 0))
             problems << where + QStringLiteral(": the box is empty.");
     }
     return problems;
