@@ -87,6 +87,7 @@ public:
 // Every COCO, YOLO and nnU-Net instance agrees with the full label mask; the files pass their checks; COCO
 // reads back.
 TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
+    cell->setName("Cell \"\u00e9\"\t\\"); // every file format must escape it
     pxm::DatasetExport exporter(&project, out.path(""), options());
     ASSERT_TRUE(exporter.run()) << exporter.errors().join('\n').toStdString();
     EXPECT_TRUE(exporter.warnings().join('\n').contains("no pixel inside the image"));
@@ -99,7 +100,7 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     const cv::Mat truth = pxm::segment::layerMat(*full, 0);
     const QJsonObject coco = readJson(out.path("instances_default.json"));
     EXPECT_EQ(coco["categories"].toArray().size(), 2);
-    EXPECT_EQ(coco["categories"].toArray()[0].toObject()["name"].toString(), "Cell");
+    EXPECT_EQ(coco["categories"].toArray()[0].toObject()["name"].toString(), cell->name());
     QStringList names;
     for (const QJsonValue& v : coco["images"].toArray())
         names << v.toObject()["file_name"].toString();
@@ -192,7 +193,8 @@ TEST_F(DatasetExportTest, OutlinesFillTheirInstances) {
     scene->addLabelItem(new QGraphicsEllipseItem(QRectF(-12.5, 18.25, 30.5, 26)), cell);
     scene->addLabelItem(new QGraphicsEllipseItem(QRectF(20.5, 22.5, 43.25, 30.5)), cell);
     addRect(scene, QRectF(0, 0, 30, 10), nucleus)->setTransform(QTransform().translate(70, 40).rotate(35));
-    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{70, -6}, {90, 10}, {74, 30}, {60, 8}})), nucleus);
+    scene->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{70, -6}, {90, 10}, {74, 30}, {60, 8}})),
+                        nucleus);
     pxm::DatasetInstances collector;
     collector.setOutlines(true);
     int outlines = 0;
@@ -201,7 +203,8 @@ TEST_F(DatasetExportTest, OutlinesFillTheirInstances) {
             continue;
         ++outlines;
         for (const QPointF& p : instance.outline)
-            EXPECT_TRUE(p.x() >= 0 && p.y() >= 0 && p.x() <= 80 && p.y() <= 60) << instance.what.toStdString();
+            EXPECT_TRUE(p.x() >= 0 && p.y() >= 0 && p.x() <= 80 && p.y() <= 60)
+                << instance.what.toStdString();
         cv::Mat pixels = cv::Mat::zeros(60, 80, CV_8UC1);
         instance.pixels.copyTo(pixels(instance.box));
         EXPECT_GE(iou(pxm::segment::polygonMask(instance.outline, 80, 60), pixels), 0.99)

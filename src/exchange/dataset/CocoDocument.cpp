@@ -86,6 +86,29 @@ void appendString(QByteArray& out, const QString& value) {
     out += '"';
 }
 
+/// Writes one JSON object, member by member, braces included; after a first object of a list it
+/// begins with the comma.
+class ObjectWriter {
+public:
+    ObjectWriter(QByteArray& out, bool comma) : m_out(out) { m_out += comma ? ",{" : "{"; }
+    ~ObjectWriter() { m_out += '}'; }
+    ObjectWriter(const ObjectWriter&) = delete;
+    ObjectWriter& operator=(const ObjectWriter&) = delete;
+
+    /// Starts the member `name`; its value is to be appended to what this returns.
+    QByteArray& key(const char* name) {
+        m_out += m_first ? "\"" : ",\"";
+        m_first = false;
+        m_out += name;
+        m_out += "\":";
+        return m_out;
+    }
+
+private:
+    QByteArray& m_out;
+    bool m_first = true;
+};
+
 } // namespace
 
 Document fromJson(const QJsonObject& object) {
@@ -141,34 +164,24 @@ QByteArray toJson(const Document& document) {
     out += R"({"info":{"description":"Exported by Pixmarker","version":"1.0"},"licenses":[],"images":[)";
     for (int i = 0; i < document.images.size(); ++i) {
         const Image& image = document.images[i];
-        out += i ? ",{\"id\":" : "{\"id\":";
-        appendNumber(out, image.id);
-        out += ",\"file_name\":";
-        appendString(out, image.fileName);
-        out += ",\"width\":";
-        appendNumber(out, image.width);
-        out += ",\"height\":";
-        appendNumber(out, image.height);
-        out += '}';
+        ObjectWriter o(out, i > 0);
+        appendNumber(o.key("id"), image.id);
+        appendString(o.key("file_name"), image.fileName);
+        appendNumber(o.key("width"), image.width);
+        appendNumber(o.key("height"), image.height);
     }
     out += "],\"annotations\":[";
     for (int i = 0; i < document.annotations.size(); ++i) {
         const Annotation& a = document.annotations[i];
-        out += i ? ",{\"id\":" : "{\"id\":";
-        appendNumber(out, a.id);
-        out += ",\"image_id\":";
-        appendNumber(out, a.imageId);
-        out += ",\"category_id\":";
-        appendNumber(out, a.categoryId);
-        out += ",\"iscrowd\":";
-        appendNumber(out, a.iscrowd);
-        out += ",\"area\":";
-        appendNumber(out, a.area);
-        out += ",\"bbox\":";
-        appendNumbers(out, a.bbox);
-        out += ",\"segmentation\":";
+        ObjectWriter o(out, i > 0);
+        appendNumber(o.key("id"), a.id);
+        appendNumber(o.key("image_id"), a.imageId);
+        appendNumber(o.key("category_id"), a.categoryId);
+        appendNumber(o.key("iscrowd"), a.iscrowd);
+        appendNumber(o.key("area"), a.area);
+        appendNumbers(o.key("bbox"), a.bbox);
         if (a.segmentation == Annotation::Segmentation::Polygons) {
-            out += '[';
+            o.key("segmentation") += '[';
             for (int p = 0; p < a.polygons.size(); ++p) {
                 if (p)
                     out += ',';
@@ -176,21 +189,17 @@ QByteArray toJson(const Document& document) {
             }
             out += ']';
         } else {
-            out += "{\"counts\":";
-            appendNumbers(out, a.counts);
-            out += ",\"size\":";
-            appendNumbers(out, a.size);
-            out += '}';
+            ObjectWriter rle(o.key("segmentation"), false);
+            appendNumbers(rle.key("counts"), a.counts);
+            appendNumbers(rle.key("size"), a.size);
         }
-        out += '}';
     }
     out += "],\"categories\":[";
     for (int i = 0; i < document.categories.size(); ++i) {
-        out += i ? ",{\"id\":" : "{\"id\":";
-        appendNumber(out, document.categories[i].id);
-        out += ",\"name\":";
-        appendString(out, document.categories[i].name);
-        out += ",\"supercategory\":\"\"}";
+        ObjectWriter o(out, i > 0);
+        appendNumber(o.key("id"), document.categories[i].id);
+        appendString(o.key("name"), document.categories[i].name);
+        o.key("supercategory") += "\"\"";
     }
     out += "]}";
     return out;
