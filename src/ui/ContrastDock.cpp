@@ -3,7 +3,9 @@
 
 #include "display/ImageInfoCache.h"
 #include "model/Project.h"
+#include "platform/CException.h"
 #include "platform/CImage.h"
+#include "platform/io/TiffPyramid.h"
 #include "scene/ContrastSettings.h"
 #include "scene/LabeledImage.h"
 #include "tools/View.h"
@@ -150,9 +152,12 @@ void ContrastDock::connectControls() {
     connect(m_deletePreset, &QPushButton::clicked, this, &ContrastDock::deletePreset);
 }
 
+ContrastDock::~ContrastDock() = default;
+
 void ContrastDock::setProject(Project* project) {
     disconnect(m_sceneConnection);
     disconnect(m_imageConnection);
+    disconnect(m_overviewConnection);
     disconnect(m_settingsConnection);
     m_project = project;
     if (project) {
@@ -160,8 +165,16 @@ void ContrastDock::setProject(Project* project) {
             m_autoSource = -1;
             disconnect(m_imageConnection);
             // An image that is loaded later brings its histogram with it.
-            if (LabeledImage* shown = image())
+            disconnect(m_overviewConnection);
+            if (LabeledImage* shown = image()) {
                 m_imageConnection = connect(shown, &LabeledImage::imageChanged, this, &ContrastDock::refresh);
+                // Finished overview levels give an image read as needed a histogram.
+                m_overviewConnection =
+                    connect(shown, &LabeledImage::overviewProgressChanged, this, [this](int percent) {
+                        if (percent < 0)
+                            refresh();
+                    });
+            }
             refresh();
         };
         m_sceneConnection = connect(project, &Project::currentSceneChanged, this, shownChanged);
@@ -182,9 +195,46 @@ LabeledImage* ContrastDock::image() const {
 const KYVO::CImage* ContrastDock::pixels() const {
     const LabeledImage* shown = image();
     const KYVO::CImage* data = shown ? shown->image() : nullptr;
+    if (!data && shown)
+        data = overview(*shown);
     if (!data || m_project->currentZLayer() < 0 || std::size_t(m_project->currentZLayer()) >= data->size().z)
         return nullptr;
     return data;
+}
+
+/// An image read from its file as needed has no pixels in memory: the panel works from its
+/// coarsest level, read once, as long as that is small enough to hold (until overview levels
+/// are built, a file may have none).
+const KYVO::CImage* ContrastDock::overview(const LabeledImage& shown) const {
+    constexpr uint64_t MaxOverviewPixels = uint64_t(4096) * 4096;
+    const std::shared_ptr<const KYVO::io::TiffPyramid> pyramid = shown.pyramid();
+    if (!pyramid) {
+        m_overview.reset();
+        return nullptr;
+    }
+    const bool same = !m_overviewSource.owner_before(pyramid) && !pyramid.owner_before(m_overviewSource);
+    if (!same) {
+        m_overview.reset();
+        m_overviewSource = pyramid;
+        const int coarsest = pyramid->levelCount() - 1;
+        const auto& level = pyramid->level(coarsest);
+        if (uint64_t(level.width) * level.height <= MaxOverviewPixels) {
+            try {
+                m_overview = pyramid->read(coarsest, 0, 0, level.width, level.height);
+            } catch (const KYVO::CException&) {
+                // A broken file shows no histogram; its tiles show the damage.
+            }
+        }
+    }
+    return m_overview.get();
+}
+
+double ContrastDock::pixelScale() const {
+    const LabeledImage* shown = image();
+    const KYVO::CImage* data = pixels();
+    if (!shown || !data || shown->image() || shown->width() == 0)
+        return 1.0;
+    return double(data->size().x) / double(shown->width());
 }
 
 int ContrastDock::channel() const {
@@ -291,7 +341,12 @@ void ContrastDock::automatic(const QRect& region, int source) {
         m_autoPresses = 0;
     Pictor::HistogramOptions options;
     options.channel = channel();
-    options.region = region;
+    // A region of the view is in image pixels; an overview has fewer.
+    const double scale = pixelScale();
+    options.region = scale == 1.0 ? region
+                                  : QRectF(region.x() * scale, region.y() * scale, region.width() * scale,
+                                           region.height() * scale)
+                                        .toAlignedRect();
     options.ignoreZerosAndNonFinite = m_ignoreZeros->isChecked();
     const Pictor::LayerHistogram h =
         Pictor::computeLayerHistogram(*data, std::size_t(m_project->currentZLayer()), options);

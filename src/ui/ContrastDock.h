@@ -6,6 +6,7 @@
 
 #include <QDockWidget>
 #include <QPointer>
+#include <memory>
 
 class QCheckBox;
 class QComboBox;
@@ -15,7 +16,10 @@ class QPushButton;
 
 namespace KYVO {
 class CImage;
+namespace io {
+class TiffPyramid;
 }
+} // namespace KYVO
 
 namespace pxm {
 
@@ -36,6 +40,7 @@ class ContrastDock : public QDockWidget {
 public:
     /// `view` supplies the visible area for "Auto from view".
     ContrastDock(View* view, QWidget* parent = nullptr);
+    ~ContrastDock() override;
 
     Project* project() const { return m_project.data(); }
     /// The histogram drawn for the shown layer and channel.
@@ -66,6 +71,10 @@ private:
     void connectControls();
     LabeledImage* image() const;
     const KYVO::CImage* pixels() const;
+    const KYVO::CImage* overview(const LabeledImage& shown) const;
+    /// How much smaller the pixels the panel works from are than the image (1, or less for an
+    /// overview).
+    double pixelScale() const;
     void store(const Pictor::DisplayContrast& contrast);
     void showContrast();
     void automatic(const QRect& region, int source);
@@ -78,6 +87,10 @@ private:
     QPointer<Project> m_project;
     QMetaObject::Connection m_sceneConnection;
     QMetaObject::Connection m_imageConnection;
+    QMetaObject::Connection m_overviewConnection;
+    // The coarsest level of an image read from its file as needed, and the pyramid it came from.
+    mutable std::unique_ptr<KYVO::CImage> m_overview;
+    mutable std::weak_ptr<const KYVO::io::TiffPyramid> m_overviewSource;
     QMetaObject::Connection m_settingsConnection;
     Pictor::LayerHistogram m_histogram;
     Pictor::ChannelWindow m_defaultWindow; // what the image shows without a contrast
