@@ -239,12 +239,19 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     const QString noise = dir.path("noise.png"), cut = dir.path("cut.pgm"), gone = dir.path("gone.pgm");
     ASSERT_TRUE(pxmtest::writeFile(noise, QByteArray("\x13\x77 not an image at all")));
     ASSERT_TRUE(pxmtest::writeFile(cut, pxmtest::readFile(writeImage("whole.pgm", 40, 40)).left(30)));
-    files.manyAnswers.push_back({noise, cut, gone});
+    // A whole header over broken data: only decoding it finds out.
+    const QString bad = dir.path("bad.png");
+    QImage picture(40, 40, QImage::Format_Grayscale8);
+    picture.fill(90);
+    ASSERT_TRUE(picture.save(bad));
+    ASSERT_TRUE(pxmtest::writeFile(
+        bad, pxmtest::readFile(bad).replace(pxmtest::readFile(bad).size() - 20, 4, "\xff\xff\xff\xff")));
+    files.manyAnswers.push_back({noise, cut, bad, gone});
     uitest::ModalAnswerer modals;
     window.loadImages();
     EXPECT_EQ(modals.titles(), QStringList{"Image cannot be read"});
-    EXPECT_TRUE(modals.seen().at(0).text.contains(noise + ": ") &&
-                modals.seen().at(0).text.contains(cut + ": "));
+    for (const QString& refused : {noise, cut, bad})
+        EXPECT_TRUE(modals.seen().at(0).text.contains(refused + ": ")) << refused.toStdString();
     EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b, gone}));
 }
 
