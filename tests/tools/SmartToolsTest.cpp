@@ -115,10 +115,18 @@ TEST_F(WandToolTest, ShiftAddsAltSubtractsAndOtherLabelsAreKept) {
     ASSERT_EQ(scene()->itemsOfLabel(label).size(), 1);
     EXPECT_GT(iou(covered(label), ~bright), 0.97);
     expectUndoRedo(all, snapshot());
-    // Alt where the label has no region does nothing.
+    // Alt where the label has no region does nothing, not even to another label's region there.
     stack()->setIndex(0);
+    QPainterPath square;
+    square.addRect(40, 40, 40, 40);
+    auto* others = new QGraphicsPathItem(square);
+    scene()->addLabelItem(others, other);
+    project.setSetting("SmartTools.keepOtherLabels", false);
     click({60, 60}, Qt::LeftButton, Qt::AltModifier);
-    EXPECT_EQ(std::pair(stack()->index(), scene()->itemsOfLabel(label).size()), std::pair(0, 0));
+    EXPECT_EQ(std::tuple(stack()->index(), scene()->itemsOfLabel(label).size(), others->path()),
+              std::tuple(0, 0, square));
+    delete others;
+    project.setSetting("SmartTools.keepOtherLabels", true);
 
     // "Keep other labels": the other label's rectangle over the disc's right half stays its own.
     addRect(QRectF(60, 20, 60, 80), other);
