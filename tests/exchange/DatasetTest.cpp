@@ -184,6 +184,25 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     EXPECT_GE(iou(pxm::segment::layerMat(*reread, 0) > 0, pxm::segment::layerMat(*withoutLine, 0) > 0), 0.99);
     EXPECT_EQ(again.labelByName("Nucleus")->maskId(), 3);
     EXPECT_EQ(again.undoStack()->count(), 1);
+
+    // Without the volume the dataset is PNG: the labels (the line gone) voxel for voxel, the picture as it
+    // was.
+    const std::unique_ptr<pxm::LabeledImage> taken(project.takeImage(volume));
+    pxm::DatasetOptions flat;
+    flat.nnunet = "Flat";
+    ASSERT_TRUE(pxm::DatasetExport(&project, out.path("png"), flat).run());
+    using KYVO::CImageIo2;
+    const std::unique_ptr<KYVO::CImage> pngLabels(
+        CImageIo2::Load(out.localPath("png/Dataset500_Flat/labelsTr/plate.png")));
+    const cv::Mat pngValues = pxm::segment::layerMat(*pngLabels, 0);
+    const cv::Mat now = pxm::segment::layerMat(*withoutLine, 0);
+    EXPECT_EQ(cv::countNonZero((pngValues == 1) != (now == 1)) +
+                  cv::countNonZero((pngValues == 2) != (now == 3)),
+              0);
+    const std::unique_ptr<KYVO::CImage> picture(
+        CImageIo2::Load(out.localPath("png/Dataset500_Flat/imagesTr/plate_0000.png")));
+    const std::unique_ptr<KYVO::CImage> source(CImageIo2::Load(dir.localPath("plate.png")));
+    EXPECT_EQ(cv::countNonZero(pxm::segment::layerMat(*picture, 0) != pxm::segment::layerMat(*source, 0)), 0);
 }
 
 // Outlines for formats that take any polygon: ellipses follow their curve, and shapes crossing the border
