@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "../segment/SegmentTestSupport.h"
 #include "ExchangeTestSupport.h"
 #include "exchange/CocoReader.h"
 #include "exchange/LabelMeWriter.h"
@@ -23,14 +24,7 @@ using namespace pxmtest;
 namespace {
 
 QJsonObject readJson(const QString& path) {
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    return QJsonDocument::fromJson(file.readAll()).object();
-}
-
-double iou(const cv::Mat& a, const cv::Mat& b) {
-    const double either = cv::countNonZero(a | b);
-    return either > 0 ? cv::countNonZero(a & b) / either : 1;
+    return QJsonDocument::fromJson(readFile(path)).object();
 }
 
 /// A 2D image (80 x 60) with a rectangle, a rotated polygon, an ellipse and a painted region of
@@ -185,24 +179,22 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     EXPECT_EQ(again.labelByName("Nucleus")->maskId(), 3);
     EXPECT_EQ(again.undoStack()->count(), 1);
 
-    // Without the volume the dataset is PNG: the labels (the line gone) voxel for voxel, the picture as it
-    // was.
+    // Without the volume the dataset is PNG: labels (the line gone) and picture agree pixel for pixel.
     const std::unique_ptr<pxm::LabeledImage> taken(project.takeImage(volume));
     pxm::DatasetOptions flat;
     flat.nnunet = "Flat";
     ASSERT_TRUE(pxm::DatasetExport(&project, out.path("png"), flat).run());
-    using KYVO::CImageIo2;
-    const std::unique_ptr<KYVO::CImage> pngLabels(
-        CImageIo2::Load(out.localPath("png/Dataset500_Flat/labelsTr/plate.png")));
-    const cv::Mat pngValues = pxm::segment::layerMat(*pngLabels, 0);
+    auto png = [](const std::string& path) {
+        const std::unique_ptr<KYVO::CImage> file(KYVO::CImageIo2::Load(path));
+        return pxm::segment::layerMat(*file, 0).clone();
+    };
+    const cv::Mat flatLabels = png(out.localPath("png/Dataset500_Flat/labelsTr/plate.png"));
     const cv::Mat now = pxm::segment::layerMat(*withoutLine, 0);
-    EXPECT_EQ(cv::countNonZero((pngValues == 1) != (now == 1)) +
-                  cv::countNonZero((pngValues == 2) != (now == 3)),
+    EXPECT_EQ(cv::countNonZero((flatLabels == 1) != (now == 1)) +
+                  cv::countNonZero((flatLabels == 2) != (now == 3)),
               0);
-    const std::unique_ptr<KYVO::CImage> picture(
-        CImageIo2::Load(out.localPath("png/Dataset500_Flat/imagesTr/plate_0000.png")));
-    const std::unique_ptr<KYVO::CImage> source(CImageIo2::Load(dir.localPath("plate.png")));
-    EXPECT_EQ(cv::countNonZero(pxm::segment::layerMat(*picture, 0) != pxm::segment::layerMat(*source, 0)), 0);
+    const cv::Mat picture = png(out.localPath("png/Dataset500_Flat/imagesTr/plate_0000.png"));
+    EXPECT_EQ(cv::countNonZero(picture != png(dir.localPath("plate.png"))), 0);
 }
 
 // Outlines for formats that take any polygon: ellipses follow their curve, and shapes crossing the border

@@ -8,6 +8,7 @@
 #include "platform/CValueVector.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "scene/SceneTestSupport.h"
 #include "support/TestSupport.h"
 
 #include <QtWidgets>
@@ -18,6 +19,8 @@
 
 using namespace pxm;
 using namespace pxm::commands;
+
+using pxmtest::labelText;
 
 namespace {
 
@@ -71,14 +74,6 @@ QStringList recordSignals(Label& label, const std::function<void()>& action) {
     QObject::connect(&label, &Label::maskIdChanged, &context, value("mask"));
     action();
     return log;
-}
-
-/// Every property of a label as one text: "name #aarrggbb opacity secondary pen id maskId".
-QString labelText(const Label* l) {
-    QStringList parts{l->name(), l->color().name(QColor::HexArgb)};
-    for (const double v : {l->opacity(), l->secondaryOpacity(), l->penWidth()})
-        parts << QString::number(v);
-    return (parts << QString::number(l->id()) << QString::number(l->maskId())).join(' ');
 }
 
 /// What a call writes to standard error (or, with `out`, standard output).

@@ -45,6 +45,8 @@
 
 using namespace pxm;
 
+using pxmtest::labelText;
+
 namespace {
 
 Label* addLabel(Project& project, const QString& name, QColor color, double opacity, int id, int maskId) {
@@ -57,15 +59,6 @@ Label* addLabel(Project& project, const QString& name, QColor color, double opac
     label->setId(id);
     label->setMaskId(maskId);
     return project.addLabel(label);
-}
-
-/// Every property of a label, doubles to the last bit, comparable as text.
-QString labelText(const Label* l) {
-    QString text = l->name() + " " + l->color().name(QColor::HexArgb);
-    for (double d :
-         {l->opacity(), l->secondaryOpacity(), l->penWidth(), double(l->id()), double(l->maskId())})
-        text += " " + QString::number(d, 'g', 17);
-    return text;
 }
 
 /// The reader's message for a file (its what() must say the same), or "read" with the number of images.
@@ -599,7 +592,7 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
     const Label* created = project.labels()[1];
     // A label from before fill opacity and pen width were kept: the defaults from the settings at the file's
     // end.
-    EXPECT_EQ(labelText(project.labels()[0]), "cell #ff010203 0.5 0.29999999999999999 0.25 7 1");
+    EXPECT_EQ(labelText(project.labels()[0]), "cell #ff010203 0.5 0.3 0.25 7 1");
     const LabeledImage* image = project.images()[0];
     EXPECT_EQ(std::tuple(created->id(), project.currentImageIndex(),
                          project.setting("View.cameraMode").toInt(), image->width(), image->colorChannels()),

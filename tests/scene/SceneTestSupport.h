@@ -1,11 +1,24 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "model/Label.h"
 #include "model/Project.h"
 #include "platform/CImage.h"
 #include "scene/LabeledImage.h"
 
+#include <QLocale>
+
 namespace pxmtest {
+
+/// Every property of a label as one text, "name #aarrggbb opacity secondary pen id maskId", each
+/// number in the shortest form that reads back to the same double.
+inline QString labelText(const pxm::Label* l) {
+    QStringList parts{l->name(), l->color().name(QColor::HexArgb)};
+    for (const double v :
+         {l->opacity(), l->secondaryOpacity(), l->penWidth(), double(l->id()), double(l->maskId())})
+        parts << QString::number(v, 'g', QLocale::FloatingPointShortest);
+    return parts.join(' ');
+}
 
 /// A labeled image in the project holding an 8-bit image of the given size (no path: never swapped out).
 inline pxm::LabeledImage* addImage(pxm::Project& project, std::size_t w, std::size_t h, std::size_t d = 1) {

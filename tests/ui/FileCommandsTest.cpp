@@ -241,9 +241,7 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     ASSERT_TRUE(pxmtest::writeFile(cut, pxmtest::readFile(writeImage("whole.pgm", 40, 40)).left(30)));
     // A whole header over broken data: only decoding it finds out.
     const QString bad = dir.path("bad.png");
-    QImage picture(40, 40, QImage::Format_Grayscale8);
-    picture.fill(90);
-    ASSERT_TRUE(picture.save(bad));
+    ASSERT_TRUE(QImage(writeImage("grey.pgm", 40, 40)).save(bad));
     ASSERT_TRUE(pxmtest::writeFile(
         bad, pxmtest::readFile(bad).replace(pxmtest::readFile(bad).size() - 20, 4, "\xff\xff\xff\xff")));
     files.manyAnswers.push_back({noise, cut, bad, gone});
