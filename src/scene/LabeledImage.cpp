@@ -6,13 +6,15 @@
 #include "platform/CException.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
+#include "platform/io/TiffCodec.h"
 #include "platform/io/TiffOverviews.h"
 #include "platform/io/TiffPyramid.h"
-#include "scene/OverviewBuilder.h"
 #include "scene/LabelItems.h"
+#include "scene/OverviewBuilder.h"
 #include "scene/Scene.h"
 
 #include <QDebug>
+#include <QFile>
 #include <QFileInfo>
 #include <QGraphicsItem>
 #include <atomic>
@@ -121,7 +123,8 @@ void LabeledImage::openOverviews() {
         return;
     const std::string source = m_pyramid->path();
     try {
-        const auto files = KYVO::io::TiffOverviews::find(source, OverviewBuilder::cacheFolder().toLocal8Bit().toStdString());
+        const auto files =
+            KYVO::io::TiffOverviews::find(source, OverviewBuilder::cacheFolder().toLocal8Bit().toStdString());
         if (!files.empty()) {
             m_pyramid = std::make_shared<const KYVO::io::TiffPyramid>(source, files);
             return;
@@ -134,7 +137,8 @@ void LabeledImage::openOverviews() {
     // Without levels a zoomed-out view would read the whole image: they are built in the
     // background, and the image is shown from them once they are there.
     m_overviews = std::make_unique<OverviewBuilder>(QString::fromLocal8Bit(source.c_str()));
-    connect(m_overviews.get(), &OverviewBuilder::progressChanged, this, &LabeledImage::overviewProgressChanged);
+    connect(m_overviews.get(), &OverviewBuilder::progressChanged, this,
+            &LabeledImage::overviewProgressChanged);
     connect(m_overviews.get(), &OverviewBuilder::finished, this,
             [this, source](const QStringList& files, const QString& error) {
                 if (!m_overviews)
@@ -401,6 +405,17 @@ bool LabeledImage::hasVisibleLabelItems() const {
             if (isLabelItem(item) && item->opacity() > 0)
                 return true;
     return false;
+}
+
+bool LabeledImage::voxelSize(double size[3]) const {
+    const QString suffix = QFileInfo(m_imagePath).suffix().toLower();
+    if (suffix != "tif" && suffix != "tiff")
+        return false;
+    try {
+        return KYVO::io::TiffCodec::voxelSize(QFile::encodeName(m_imagePath).toStdString(), size);
+    } catch (const std::exception&) {
+        return false; // an unreadable file states nothing
+    }
 }
 
 } // namespace pxm

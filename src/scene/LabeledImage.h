@@ -3,11 +3,11 @@
 
 #include <QColor>
 #include <QList>
+#include <QObject>
 #include <QPair>
 #include <QRectF>
-#include <QVector>
-#include <QObject>
 #include <QString>
+#include <QVector>
 #include <cstdint>
 #include <memory>
 
@@ -18,7 +18,7 @@ class CImage;
 namespace io {
 class TiffPyramid;
 }
-}
+} // namespace KYVO
 
 namespace pxm {
 
@@ -58,6 +58,9 @@ public:
     void setColorChannels(uint32_t channels);
 
     QString imagePath() const { return m_imagePath; }
+    /// The physical size of one voxel in micrometres, where the image's file states one (a TIFF's
+    /// resolution tags or ImageJ description); false otherwise.
+    bool voxelSize(double size[3]) const;
     void setImagePath(const QString& path);
     QString maskPath() const { return m_maskPath; }
     void setMaskPath(const QString& path);

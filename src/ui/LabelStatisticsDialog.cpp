@@ -4,11 +4,9 @@
 #include "model/Label.h"
 #include "model/Project.h"
 #include "scene/LabeledImage.h"
-#include "platform/io/TiffCodec.h"
 #include "segment/LabelStatistics.h"
 
 #include <QDialogButtonBox>
-#include <QFileInfo>
 #include <QHeaderView>
 #include <QPushButton>
 #include <QTableWidget>
@@ -41,8 +39,8 @@ LabelStatisticsDialog::LabelStatisticsDialog(Project* project, QWidget* parent)
     m_table->setColumnCount(6);
     m_table->setHorizontalHeaderLabels(
         {tr("Label"), tr("Voxels"), tr("Volume"), tr("Box (x, y, z)"), tr("3D parts"), tr("Layers")});
-    m_table->horizontalHeaderItem(2)->setToolTip(
-        tr("In cubic micrometres when the image file gives a voxel size (TIFF resolution), otherwise empty."));
+    m_table->horizontalHeaderItem(2)->setToolTip(tr(
+        "In cubic micrometres when the image file gives a voxel size (TIFF resolution), otherwise empty."));
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -74,15 +72,8 @@ void LabelStatisticsDialog::refresh() {
     const std::vector<segment::VolumeStatistics> all = segment::labelStatistics(*image, labels);
     // The voxel size, where the file states one.
     double voxel[3] = {0, 0, 0};
-    const QString suffix = QFileInfo(image->imagePath()).suffix().toLower();
-    if (suffix == "tif" || suffix == "tiff") {
-        try {
-            if (!KYVO::io::TiffCodec::voxelSize(image->imagePath().toLocal8Bit().toStdString(), voxel))
-                voxel[0] = 0;
-        } catch (const std::exception&) {
-            voxel[0] = 0;
-        }
-    }
+    if (!image->voxelSize(voxel))
+        voxel[0] = 0;
     const double voxelVolume = voxel[0] * voxel[1] * voxel[2];
     m_table->setRowCount(labels.size());
     for (int row = 0; row < labels.size(); ++row) {
@@ -91,7 +82,13 @@ void LabelStatisticsDialog::refresh() {
             labels[row]->name(),
             QString::number(s.voxels),
             voxelVolume > 0 ? tr("%1 µm³").arg(double(s.voxels) * voxelVolume, 0, 'g', 4) : QString(),
-            s.voxels ? QStringLiteral("%1-%2, %3-%4, %5-%6").arg(s.x0).arg(s.x1).arg(s.y0).arg(s.y1).arg(s.z0).arg(s.z1)
+            s.voxels ? QStringLiteral("%1-%2, %3-%4, %5-%6")
+                           .arg(s.x0)
+                           .arg(s.x1)
+                           .arg(s.y0)
+                           .arg(s.y1)
+                           .arg(s.z0)
+                           .arg(s.z1)
                      : QString(),
             QString::number(s.components),
             layerRuns(s.layers),

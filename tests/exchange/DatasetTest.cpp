@@ -18,6 +18,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <nifti1_io.h>
+#include <tiffio.h>
 
 using namespace pxmtest;
 
@@ -56,6 +57,13 @@ public:
         values(cv::Rect(40, 30, 4, 6)).setTo(3);
         image->setMask(mask, true, false);
         volume = addImageFile(project, dir, "stack.tif", 30, 20, 2);
+        // 10,000 and 5,000 pixels a centimetre: voxels of 1 x 2 x 1 micrometres.
+        TIFF* tiff = TIFFOpen(dir.localPath("stack.tif").c_str(), "r+");
+        TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 10000.0f);
+        TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 5000.0f);
+        TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
+        TIFFRewriteDirectory(tiff);
+        TIFFClose(tiff);
         addRect(volume->scene(1), QRectF(4, 4, 6, 5), cell);
     }
 
@@ -144,8 +152,9 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     nifti_image* stack =
         nifti_image_read(QFile::encodeName(out.path("Dataset500_Plates/imagesTr/stack_0000.nii.gz")), 0);
     ASSERT_NE(stack, nullptr);
-    EXPECT_EQ(std::vector<int>({int(stack->nx), int(stack->ny), int(stack->nz)}),
-              std::vector<int>({30, 20, 2}));
+    EXPECT_EQ(std::vector<double>({double(stack->nx), double(stack->ny), double(stack->nz), stack->dx,
+                                   stack->dy, stack->dz, double(stack->xyz_units)}),
+              std::vector<double>({30, 20, 2, 1, 2, 1, NIFTI_UNITS_MICRON}));
     nifti_image_free(stack);
 
     // YOLO outlines of the polygon, rasterised back.

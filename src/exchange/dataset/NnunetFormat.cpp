@@ -15,6 +15,7 @@
 #include <QSaveFile>
 #include <QSet>
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <deque>
 #include <future>
@@ -60,9 +61,10 @@ namespace {
 /// strongest levels cost ten times the time for a few percent of size.
 constexpr int PngQuality = 90;
 
-/// Writes a volume of one value per voxel as NIfTI-1 (gzip-compressed for .nii.gz), voxel size 1.
+/// Writes a volume of one value per voxel as NIfTI-1 (gzip-compressed for .nii.gz), with the voxel
+/// size in micrometres.
 bool writeNifti(const QString& path, int width, int height, int depth, int datatype, const void* data,
-                std::size_t bytes) {
+                std::size_t bytes, const std::array<double, 3>& voxel) {
     const int dims[8] = {3, width, height, depth, 1, 1, 1, 1};
     nifti_image* nim = nifti_make_new_nim(dims, datatype, 1);
     if (!nim)
@@ -72,6 +74,10 @@ bool writeNifti(const QString& path, int width, int height, int depth, int datat
         return false;
     }
     std::memcpy(nim->data, data, bytes);
+    nim->dx = nim->pixdim[1] = float(voxel[0]);
+    nim->dy = nim->pixdim[2] = float(voxel[1]);
+    nim->dz = nim->pixdim[3] = float(voxel[2]);
+    nim->xyz_units = NIFTI_UNITS_MICRON;
     const QByteArray name = QFile::encodeName(path);
     nifti_set_filenames(nim, name.constData(), 0, 1);
     nifti_image_write(nim);
@@ -128,7 +134,7 @@ int niftiType(KYVO::EnImageType type) {
 
 /// Writes one case: a grey file per channel of `pixels` and the label file; what failed.
 QStringList writeCase(const QString& folder, const QString& name, bool nifti, const KYVO::CImage& pixels,
-                      const std::vector<uint8_t>& labels) {
+                      const std::vector<uint8_t>& labels, const std::array<double, 3>& voxel) {
     QStringList failed;
     const QDir dir(folder);
     const int width = int(pixels.size().x);
@@ -142,7 +148,7 @@ QStringList writeCase(const QString& folder, const QString& name, bool nifti, co
         bool written = false;
         if (channels == 1 && nifti) {
             written = writeNifti(file, width, height, depth, niftiType(pixels.type()), pixels.data(),
-                                 pixels.byteCount());
+                                 pixels.byteCount(), voxel);
         } else if (channels == 1 && pixels.type() != KYVO::IMAGE_BOOL) {
             written = writePng(file, width, height, 1, pixels.type() == KYVO::IMAGE_GREY_16 ? 16 : 8,
                                pixels.data(), std::size_t(width) * std::size_t(pixels.bytesPerVoxel()),
@@ -153,16 +159,17 @@ QStringList writeCase(const QString& folder, const QString& name, bool nifti, co
             std::vector<uint8_t> plane(labels.size());
             for (std::size_t i = 0; i < plane.size(); ++i)
                 plane[i] = pixels.data()[3 * i + std::size_t(c)];
-            written = nifti ? writeNifti(file, width, height, depth, DT_UINT8, plane.data(), plane.size())
-                            : writePng(file, width, height, 1, 8, plane.data(), std::size_t(width),
-                                       KYVO::io::PngWriter::Content::Picture);
+            written =
+                nifti ? writeNifti(file, width, height, depth, DT_UINT8, plane.data(), plane.size(), voxel)
+                      : writePng(file, width, height, 1, 8, plane.data(), std::size_t(width),
+                                 KYVO::io::PngWriter::Content::Picture);
         }
         if (!written)
             failed << QStringLiteral("%1 could not be written.").arg(file);
     }
     const QString labelFile = dir.filePath(QStringLiteral("labelsTr/%1%2").arg(name, ending));
     const bool written =
-        nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size())
+        nifti ? writeNifti(labelFile, width, height, depth, DT_UINT8, labels.data(), labels.size(), voxel)
               : writePng(labelFile, width, height, 1, 8, labels.data(), std::size_t(width),
                          KYVO::io::PngWriter::Content::Labels);
     if (!written)
@@ -250,9 +257,12 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
     // The files are encoded on other cores while the next case is prepared, from copies, since
     // the image may be let go as soon as this returns. NIfTI's library keeps global state: its
     // cases are written here, one after the other.
+    std::array<double, 3> voxel = {1, 1, 1};
+    if (!image.voxelSize(voxel.data()))
+        voxel = {1, 1, 1};
     auto task = [folder = m_folder, name, nifti = m_nifti,
-                 copy = std::make_shared<const KYVO::CImage>(*pixels),
-                 labels = std::move(labels)]() { return writeCase(folder, name, nifti, *copy, labels); };
+                 copy = std::make_shared<const KYVO::CImage>(*pixels), labels = std::move(labels),
+                 voxel]() { return writeCase(folder, name, nifti, *copy, labels, voxel); };
     ++m_cases;
     if (m_nifti) {
         *warnings << task();

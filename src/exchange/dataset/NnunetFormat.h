@@ -25,8 +25,8 @@ QImage nnunetLayerPng(const KYVO::CImage& image, std::size_t z);
 /// Writes an nnU-Net v2 dataset, Dataset500_<name>/ with imagesTr/, labelsTr/ and dataset.json:
 /// each image a case of one file per channel (_0000 to _0002) and its label file, whose values
 /// number the categories consecutively from 1 in mask-id order (0 the background). The files are
-/// PNG when every image is 2D and NIfTI (.nii.gz, voxel size 1) as soon as one is a volume, since
-/// a dataset has one file ending.
+/// PNG when every image is 2D and NIfTI (.nii.gz, with the voxel size the TIFF states in
+/// micrometres, else 1) as soon as one is a volume, since a dataset has one file ending.
 class NnunetWriter {
 public:
     NnunetWriter(const QDir& out, const QString& name, const std::map<int, QString>& categories, bool nifti);
