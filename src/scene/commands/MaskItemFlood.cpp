@@ -8,7 +8,7 @@
 namespace pxm::commands {
 
 MaskItemFlood::MaskItemFlood(MaskItem* item, const QPoint& point, uint8_t newValue, QUndoCommand* parent)
-    : QUndoCommand(parent), m_item(item), m_image(item->image()), m_zLayer(item->zLayer()), m_start(point),
+    : QUndoCommand(parent), m_image(item->image()), m_zLayer(item->zLayer()), m_start(point),
       m_oldValue(item->value(point)), m_newValue(newValue) {}
 
 template <typename Act> void MaskItemFlood::withItem(Act act) const {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "scene/MaskFlood.h"
+
 #include <QPoint>
 #include <QPointer>
 #include <QUndoCommand>
-#include "scene/MaskFlood.h"
-
 #include <cstdint>
 #include <vector>
 
@@ -31,7 +31,6 @@ private:
     /// Runs `act` on a mask item of the command's layer: the scene's, or a detached one.
     template <typename Act> void withItem(Act act) const;
 
-    MaskItem* m_item; ///< as made; never used after construction, it may be gone
     QPointer<LabeledImage> m_image;
     uint32_t m_zLayer;
     QPoint m_start;

@@ -6,6 +6,7 @@
 #include "exchange/LabelMeReader.h"
 #include "exchange/VOCReader.h"
 #include "exchange/dataset/DatasetExport.h"
+#include "exchange/dataset/YoloFormat.h"
 #include "fuzz/harness/FuzzTarget.h"
 #include "model/Project.h"
 #include "persistence/DeserializationError.h"
@@ -128,6 +129,12 @@ int checkDataset(const char* file, const std::uint8_t* data, std::size_t size) {
     return pxm::checkDataset(path).isEmpty() ? Read : Refused;
 }
 
+/// One YOLO label file, as the checks read each file of a folder anyone wrote.
+int checkYoloLines(const char*, const std::uint8_t* data, std::size_t size) {
+    const QByteArray text(reinterpret_cast<const char*>(data), int(size));
+    return pxm::yolo::checkLines(text, 80, "labels/input.txt").isEmpty() ? Read : Refused;
+}
+
 int readRegistry(const char* file, const std::uint8_t* data, std::size_t size) {
     const QString dir = QString::fromStdString(scratch()) + "/registry";
     QDir().mkpath(dir);
@@ -152,7 +159,7 @@ const std::vector<FuzzTarget>& fuzzTargets() {
         {"project", "input.json", readProject}, {"project_gz", "input.json.gz", readProject},
         {"karo", "input.mark", import<pxm::KAROMarkReader>}, {"voc", "input.voc", import<pxm::VOCReader>},
         {"labelme", "input.json", import<pxm::LabelMeReader>}, {"coco", "input.json", import<pxm::CocoReader>},
-        {"coco_check", "input.json", checkDataset},
+        {"coco_check", "input.json", checkDataset}, {"yolo_lines", "input.txt", checkYoloLines},
         {"registry", "registry/Fuzz.json", readRegistry},
         {"netpbm", "input.pgm", loadImage}, {"tiff", "input.tif", loadImage},
         {"tiff_pyramid", "input.tif", readPyramid}, {"png", "input.png", loadImage},
