@@ -12,12 +12,12 @@
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
 #include "platform/CRegistry.h"
-#include "platform/MemoryBudget.h"
 #include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/MaskItem.h"
 #include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
+#include "support/StoreBudget.h"
 #include "support/TestSupport.h"
 
 #include <QCoreApplication>
@@ -173,11 +173,6 @@ QByteArray document(const QList<Declared>& images) {
     return head + entries.join(',').toUtf8() + "]}";
 }
 
-struct BudgetScope {
-    explicit BudgetScope(std::uint64_t bytes) { KYVO::MemoryBudget::setLimit(bytes); }
-    ~BudgetScope() { KYVO::MemoryBudget::setLimit(0); }
-};
-
 template <class Write> std::string jsonText(const Write& write) {
     std::string text;
     JsonTextWriter out([&text](std::string& piece) { text += piece; });
@@ -304,12 +299,6 @@ TEST(ProjectFile, WritesTheExpectedTextAndReadsItBack) {
     const QString golden = QFileInfo(__FILE__).absolutePath() + "/data/tiny_project.json";
     const QByteArray expected = pxmtest::readFile(golden);
     EXPECT_EQ(QString::fromUtf8(pxmtest::readFile(dir.path("tiny.json"))), QString::fromUtf8(expected));
-    // Reading the file and writing it again gives the same text.
-    Project read;
-    ProjectReader::read(dir.path("tiny.json"), &read);
-    EXPECT_EQ(read.images()[0]->imagePath(), dir.path("img.png")) << "taken from the project's folder";
-    ProjectSerializer::write(&read, dir.path("again.json"), false);
-    EXPECT_EQ(QString::fromUtf8(pxmtest::readFile(dir.path("again.json"))), QString::fromUtf8(expected));
 }
 
 TEST(ProjectFile, ModifiedMaskGoesToTheCompanionOnceThenInPlace) {
@@ -569,14 +558,11 @@ TEST(ProjectReader, ReportsTheFirstFailingCheck) {
         EXPECT_EQ(readOutcome(fileName), c.message.contains("%1") ? c.message.arg(fileName) : c.message);
     }
     // The file itself: missing, a directory, and damaged gzip data.
-    ASSERT_TRUE(
-        pxmtest::writeFile(dir.path("broken.json.gz"), QByteArray::fromHex("1f8b0800000000000003abcc")));
-    const QList<QPair<QString, QString>> files = {{dir.path("none.json"), "Could not open '%1'."},
-                                                  {dir.path("none.json.gz"), "Could not open '%1'."},
-                                                  {dir.path(), "Could not open '%1'."},
-                                                  {dir.path("broken.json.gz"), "Could not read '%1'."}};
-    for (const auto& file : files)
-        EXPECT_EQ(readOutcome(file.first), file.second.arg(file.first));
+    for (const QString& missing : {dir.path("none.json"), dir.path("none.json.gz"), dir.path()})
+        EXPECT_EQ(readOutcome(missing), QString("Could not open '%1'.").arg(missing));
+    const QString broken = dir.path("broken.json.gz");
+    ASSERT_TRUE(pxmtest::writeFile(broken, QByteArray::fromHex("1f8b0800000000000003abcc")));
+    EXPECT_EQ(readOutcome(broken), QString("Could not read '%1'.").arg(broken));
 }
 
 TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
@@ -598,14 +584,13 @@ TEST(ProjectReader, BuildsItemsAndCreatesLabelsForUnknownIds) {
                          project.setting("View.cameraMode").toInt(), image->width(), image->colorChannels()),
               std::tuple(42, 0, 1, 40u, 3u));
     const QList<QGraphicsItem*> items = image->scene(0)->items(Qt::DescendingOrder);
-    ASSERT_EQ(items.size(), 5);
     QList<int> types;
     for (const QGraphicsItem* item : items) {
         types << item->type();
         EXPECT_TRUE(labelIdOf(item) == 42 && item->toolTip() == created->name() && item->pos() == QPointF());
     }
     // The file lists items topmost first, and they stack that way again.
-    EXPECT_EQ(types, (QList<int>{QGraphicsRectItem::Type, QGraphicsEllipseItem::Type, QGraphicsLineItem::Type,
+    ASSERT_EQ(types, (QList<int>{QGraphicsRectItem::Type, QGraphicsEllipseItem::Type, QGraphicsLineItem::Type,
                                  QGraphicsPolygonItem::Type, QGraphicsPathItem::Type}));
     EXPECT_EQ(static_cast<QGraphicsRectItem*>(items[0])->rect(), QRectF(QPointF(-1e300, 2), QPointF(5, 6)));
     EXPECT_EQ(items[1]->transform(), QTransform::fromScale(2, 2));
@@ -644,7 +629,7 @@ TEST(ProjectLimits, AbsurdSizesAndSizesOverTheBudgetAreRefused) {
     pxmtest::TempDir dir;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.outcome.toStdString());
-        const BudgetScope budget(c.budget);
+        const pxmtest::BudgetScope budget(c.budget);
         ASSERT_TRUE(pxmtest::writeFile(dir.path("p.json"), document(c.images)));
         EXPECT_EQ(readOutcome(dir.path("p.json")), c.outcome);
     }
@@ -688,7 +673,7 @@ TEST_F(RecoveryTest, ShadowCopiesOnlyStaleLayersAndCountsRealChanges) {
     EXPECT_TRUE(shadow.file().isEmpty());
 }
 
-TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresExactly) {
+TEST_F(RecoveryTest, FrozenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndTheNewestRestoresExactly) {
     SampleProject sample;
     Project& project = sample.project;
     LabeledImage* volume = project.images()[1];
@@ -709,16 +694,32 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
     const QString started = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(dir.path()));
     project.setPath("study.json.gz");
-    RecoverySnapshot snapshot;
-    snapshot.capture(project);
+    RecoverySnapshot first;
+    first.capture(project);
     QDir::setCurrent(started);
     project.setPath(dir.path("study.json.gz"));
-    snapshot.addVolume({1, false, maskShadow.copy(), "mask-1.okav.gz", false});
-    snapshot.addVolume({1, true, overlayShadow.copy(), "overlay-1.okav.gz", false});
+    EXPECT_EQ(first.itemCount(), 8u);
+    // The copy is frozen: later edits of the project do not reach it.
+    const std::string captured = serializerText(project);
+    project.labels()[1]->setName("renamed");
+    delete project.images()[0]->scene(0)->items().first();
+    EXPECT_EQ(snapshotText(first), captured);
+    EXPECT_NE(serializerText(project), captured);
     auto owner = std::make_unique<RecoveryFolder>();
     QString error;
     ASSERT_TRUE(owner->create(&error)) << error.toStdString();
-    snapshot.writeTo(owner->path(), 1);
+    first.addVolume({1, false, maskShadow.copy(), "mask-1.okav.gz", false});
+    first.addVolume({1, true, overlayShadow.copy(), "overlay-1.okav.gz", false});
+    first.writeTo(owner->path(), 1);
+    // A newer snapshot replaces the older one and keeps the volumes it did not change.
+    RecoverySnapshot second;
+    second.capture(project);
+    second.addVolume({1, false, maskShadow.copy(), "mask-1.okav.gz", true});
+    second.addVolume({1, true, overlayShadow.copy(), "overlay-1.okav.gz", true});
+    second.writeTo(owner->path(), 2);
+    EXPECT_EQ(
+        QDir(owner->path()).entryList(QDir::Files, QDir::Name),
+        QStringList({"lock", "mask-1.okav.gz", "overlay-1.okav.gz", "project-2.json.gz", "snapshot.json"}));
     EXPECT_EQ(pxmtest::readFile(QDir(owner->path()).filePath("lock")).trimmed(),
               QByteArray::number(QCoreApplication::applicationPid()));
     EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty()) << "a running writer's snapshot is not offered";
@@ -729,7 +730,7 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
     ASSERT_EQ(offered.size(), 1);
     EXPECT_EQ(QStringList({offered[0].folder, offered[0].description.projectPath}),
               QStringList({folder, dir.path("study.json.gz")}));
-    EXPECT_EQ(offered[0].description.time, snapshot.time());
+    EXPECT_EQ(offered[0].description.time, second.time());
     Project recovered;
     EXPECT_EQ(RecoveryFolder::restore(offered[0], &recovered), QList<int>{1});
     EXPECT_EQ(QStringList({recovered.path(), recovered.images()[1]->maskPath()}),
@@ -744,45 +745,11 @@ TEST_F(RecoveryTest, WrittenSnapshotIsOfferedOnlyWhenItsWriterIsGoneAndRestoresE
     ASSERT_TRUE(back->mask() && back->eraseOverlay());
     EXPECT_TRUE(std::memcmp(back->mask()->data(), mask.data(), mask.byteCount()) == 0 &&
                 std::memcmp(back->eraseOverlay()->data(), overlay.data(), overlay.byteCount()) == 0);
-    EXPECT_TRUE(RecoveryFolder::discard(folder));
-    EXPECT_TRUE(!QFileInfo::exists(folder) && RecoveryFolder::orphaned().isEmpty());
-}
-
-TEST_F(RecoveryTest, SnapshotIsAFrozenProjectFileAndANewerOneReplacesTheOlder) {
-    SampleProject sample;
-    Project& project = sample.project;
-    const auto volume = std::make_shared<const KYVO::CImage>(pattern(32, 32, 3, 4));
-    RecoveryFolder owner;
-    QString error;
-    ASSERT_TRUE(owner.create(&error));
-    RecoverySnapshot first;
-    first.capture(project);
-    EXPECT_EQ(first.itemCount(), 8u);
-    const std::string expected = serializerText(project);
-    EXPECT_EQ(snapshotText(first), expected);
-    // The copy is frozen: later edits of the project do not reach it.
-    project.labels()[1]->setName("renamed");
-    delete project.images()[0]->scene(0)->items().first();
-    EXPECT_EQ(snapshotText(first), expected);
-    EXPECT_NE(serializerText(project), expected);
-    first.addVolume({1, false, volume, "mask-1-1.okav.gz", false});
-    first.writeTo(owner.path(), 1);
-    RecoverySnapshot second;
-    second.capture(project);
-    second.addVolume({1, false, volume, "mask-1-1.okav.gz", true});
-    second.writeTo(owner.path(), 2);
-    EXPECT_EQ(QDir(owner.path()).entryList(QDir::Files, QDir::Name),
-              QStringList({"lock", "mask-1-1.okav.gz", "project-2.json.gz", "snapshot.json"}));
-    RecoveryFolder::Description description;
-    ASSERT_TRUE(RecoveryFolder::readDescription(owner.path(), &description));
-    ASSERT_EQ(description.volumes.size(), 1u);
-    EXPECT_EQ(description.projectFile + " " + description.volumes[0].file,
-              "project-2.json.gz mask-1-1.okav.gz");
-    // A snapshot that never got its description is not offered, nor one naming files elsewhere.
-    QFile::remove(QDir(owner.path()).filePath("snapshot.json"));
-    EXPECT_FALSE(RecoveryFolder::readDescription(owner.path(), &description));
-    owner.remove();
+    // A snapshot that never got its description is not offered.
+    QFile::remove(QDir(folder).filePath("snapshot.json"));
     EXPECT_TRUE(RecoveryFolder::orphaned().isEmpty());
+    EXPECT_TRUE(RecoveryFolder::discard(folder));
+    EXPECT_FALSE(QFileInfo::exists(folder));
 }
 
 // QJsonDocument is the reference: the same texts must pass and give the same values.
