@@ -37,10 +37,6 @@ public:
     static inline int destroyed = 0;
 };
 
-std::string local(const QString& path) {
-    return path.toLocal8Bit().toStdString();
-}
-
 int at(const CImage& v, std::size_t x, std::size_t y, std::size_t z = 0) {
     return *v.voxel(x, y, z);
 }
@@ -232,45 +228,15 @@ TEST_F(SceneTest, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
     EXPECT_DOUBLE_EQ(onScreen.width(), 17.0);
 }
 
-// A shown scene never keeps pixels its image dropped (refused, cleared or failed to reload), nor their items.
-TEST_F(SceneTest, DroppedImageAndMaskLeaveNothingBehind) {
-    LabeledImage* image = pxmtest::addImage(project, 4, 3);
-    image->setMask(pxmtest::volume(4, 3, 1, {1, 2, 3}), true, false);
-    Scene* scene = image->scene(0);
-    scene->incUsage();
-    const auto shown = [scene] {
-        return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo());
-    };
-    ASSERT_EQ(shown(), std::tuple(true, true, true));
-    QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
-    QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
-    // Refused for its size: the old image is deleted all the same.
-    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(5, 3, 1)), true);
-    EXPECT_EQ(std::tuple(image->image(), imageChanged.count(), shown()),
-              std::tuple(nullptr, 1, std::tuple(false, false, false)));
-    // A reload from a path that does not exist fails after dropping the image.
-    image->setImage(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1)), true);
-    ASSERT_NE(scene->imageItem(), nullptr);
-    image->setImagePath("/nonexistent/pixmarker/image.png");
-    image->loadImage(true);
-    EXPECT_EQ(image->imageState(), LabeledImage::ImageState::LoadFailed);
-    EXPECT_EQ(std::pair(!!scene->imageItem(), !!scene->CImage()), std::pair(false, false));
-    image->setMask(nullptr, false, false); // a mask cleared or refused is a mask change the mask item follows
-    EXPECT_EQ(maskChanged.count(), 1);
-    image->setMask(pxmtest::volume(4, 3, 1, {1}), true, false);
-    image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(2, 2, 1)), true, false);
-    EXPECT_EQ(std::tuple(image->mask(), maskChanged.count()), std::tuple(nullptr, 3));
-    scene->decUsage();
-}
-
 using State = LabeledImage::ImageState;
 using MState = LabeledImage::MaskState;
 
 TEST_F(LabeledImageTest, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     pxmtest::TempDir dir;
     const QString imagePath = dir.path("img.pgm"), maskPath = dir.path("mask.pgm");
-    KYVO::CImageIo2::Save(local(imagePath), CImage(KYVO::IMAGE_GREY_8, CSize(6, 4, 1)));
-    KYVO::CImageIo2::Save(local(maskPath), *std::unique_ptr<CImage>(pxmtest::volume(6, 4, 1, {0, 1, 1})));
+    KYVO::CImageIo2::Save(dir.localPath("img.pgm"), CImage(KYVO::IMAGE_GREY_8, CSize(6, 4, 1)));
+    KYVO::CImageIo2::Save(dir.localPath("mask.pgm"),
+                          *std::unique_ptr<CImage>(pxmtest::volume(6, 4, 1, {0, 1, 1})));
     LabeledImage* image = pxmtest::addImageByPath(project, imagePath, 6, 4, 1);
     image->setMaskPath(maskPath);
     Scene* scene = image->scene(0);
@@ -296,6 +262,25 @@ TEST_F(LabeledImageTest, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     scene->incUsage();
     EXPECT_EQ(std::pair(image->imageState(), state()), std::pair(State::Ok, QString("1 IMim"))) << "reloaded";
     scene->decUsage();
+    // An edited mask stays in memory: stepping to another image and back must not read the file again.
+    scene->incUsage();
+    scene->maskItem()->flood(QPoint(1, 0), 5);
+    EXPECT_TRUE(image->maskModified());
+    scene->decUsage();
+    ASSERT_NE(image->mask(), nullptr) << "the edited mask was dropped";
+    scene->incUsage();
+    EXPECT_EQ(at(*image->mask(), 2, 0), 5);
+    scene->decUsage();
+    // Once the file holds the edits (as a save leaves it), the mask may go and come back.
+    KYVO::CImageIo2::Save(dir.localPath("mask.pgm"), *image->mask());
+    image->setMaskModified(false);
+    image->incUsage();
+    image->decUsage();
+    EXPECT_EQ(image->mask(), nullptr);
+    image->incUsage();
+    ASSERT_NE(image->mask(), nullptr);
+    EXPECT_EQ(std::pair(at(*image->mask(), 1, 0), image->maskModified()), std::pair(5, false));
+    image->decUsage();
     // An image handed in without a path is never swapped out.
     LabeledImage* framework = pxmtest::addImage(project, 3, 3);
     CImage* pixels = framework->image();
@@ -326,62 +311,51 @@ TEST_F(LabeledImageTest, EraseOverlaySurvivesSwapOutAndReload) {
     // An overlay file of the wrong size is replaced by a fresh one.
     const QString path = image->eraseOverlayPath();
     image->decUsage();
-    KYVO::CImageIo2::Save(local(path), CImage(KYVO::IMAGE_GREY_8, CSize(2, 2, 1)));
+    KYVO::CImageIo2::Save(path.toLocal8Bit().toStdString(), CImage(KYVO::IMAGE_GREY_8, CSize(2, 2, 1)));
     image->incUsage();
     ASSERT_NE(image->eraseOverlay(), nullptr);
     EXPECT_EQ(at(*image->eraseOverlay(), 1, 0), 0);
 }
 
-// A reassigned mask is edited in memory only; stepping to another image must not read the file back.
-TEST_F(LabeledImageTest, AnEditedMaskStaysInMemoryUntilSaved) {
-    pxmtest::TempDir dir;
-    const QString maskPath = dir.path("mask.pgm");
-    KYVO::CImageIo2::Save(local(maskPath), *std::unique_ptr<CImage>(pxmtest::volume(3, 3, 1, {1, 1, 0, 1})));
-    LabeledImage* image = pxmtest::addImage(project, 3, 3);
-    image->setMaskPath(maskPath);
+// A shown scene never keeps pixels its image dropped (refused or failed to reload), nor a refused mask.
+TEST_F(LabeledImageTest, RefusedAndFailedImagesAndMasksLeaveNothingBehind) {
+    LabeledImage* image = pxmtest::addImage(project, 4, 2);
     Scene* scene = image->scene(0);
     scene->incUsage();
-    ASSERT_NE(scene->maskItem(), nullptr);
-    scene->maskItem()->flood(QPoint(0, 0), 5);
-    EXPECT_TRUE(image->maskModified());
-    scene->decUsage();
-    ASSERT_NE(image->mask(), nullptr) << "the edited mask was dropped";
-    EXPECT_EQ(at(*image->mask(), 0, 0), 5);
-    scene->incUsage();
-    EXPECT_EQ(at(*image->mask(), 1, 0), 5);
-    scene->decUsage();
-    // Once the file holds the edits (as a save leaves it), the mask may go and come back.
-    KYVO::CImageIo2::Save(local(maskPath), *image->mask());
-    image->setMaskModified(false);
-    image->incUsage();
-    image->decUsage();
-    EXPECT_EQ(image->mask(), nullptr);
-    image->incUsage();
-    ASSERT_NE(image->mask(), nullptr);
-    EXPECT_EQ(std::pair(at(*image->mask(), 0, 0), image->maskModified()), std::pair(5, false));
-    image->decUsage();
-}
-
-TEST_F(LabeledImageTest, MasksAreCheckedForSizeTypeAndUnknownValues) {
-    LabeledImage* image = pxmtest::addImage(project, 4, 2);
-    image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(3, 2, 1)), true, true);
-    EXPECT_EQ(std::tuple(image->maskState(), image->mask()), std::tuple(MState::SizeMismatch, nullptr));
-    image->setMask(new CImage(KYVO::IMAGE_GREY_16, CSize(4, 2, 1)), true, true);
-    EXPECT_EQ(image->maskState(), MState::WrongType);
+    const auto shown = [scene] {
+        return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo());
+    };
+    ASSERT_EQ(shown(), std::tuple(true, true, true));
+    QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
+    QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
     image->setMask(pxmtest::volume(4, 2, 1, {0, 1, 9, 9, 200, 9, 1, 0}), true, true);
     EXPECT_EQ(image->maskState(), MState::Ok);
     ASSERT_EQ(project.labels().size(), 3) << "one new label per missing value";
     EXPECT_EQ(std::tuple(project.labels()[0], project.labels()[1]->maskId(), project.labels()[2]->maskId()),
               std::tuple(label, 9, 200));
+    // A mask refused or cleared drops the old one, and is a mask change the mask item follows.
+    image->setMask(new CImage(KYVO::IMAGE_GREY_8, CSize(3, 2, 1)), true, true);
+    EXPECT_EQ(std::tuple(image->maskState(), image->mask()), std::tuple(MState::SizeMismatch, nullptr));
+    image->setMask(new CImage(KYVO::IMAGE_GREY_16, CSize(4, 2, 1)), true, true);
+    EXPECT_EQ(image->maskState(), MState::WrongType);
+    image->setMask(pxmtest::volume(4, 2, 1, {1}), true, false);
+    image->setMask(nullptr, false, false);
+    EXPECT_EQ(std::tuple(image->mask(), maskChanged.count()), std::tuple(nullptr, 4));
+    // Refused for its size: the old image is deleted all the same.
     image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(5, 2, 1)), true);
-    EXPECT_EQ(image->imageState(), State::SizeMismatch);
+    EXPECT_EQ(std::tuple(image->imageState(), image->image(), imageChanged.count(), shown()),
+              std::tuple(State::SizeMismatch, nullptr, 1, std::tuple(false, false, false)));
+    // A reload from a path that does not exist fails after dropping the image.
+    image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(4, 2, 1)), true);
+    ASSERT_NE(scene->imageItem(), nullptr);
+    image->setImagePath("/nonexistent/pixmarker/image.png");
+    image->loadImage(true);
+    EXPECT_EQ(std::tuple(image->imageState(), !!scene->imageItem(), !!scene->CImage()),
+              std::tuple(State::LoadFailed, false, false));
     image->setMaskPath("/nonexistent/mask.png");
     image->loadMask(true, true);
     EXPECT_EQ(image->maskState(), MState::LoadFailed);
-    LabeledImage missing(&project);
-    missing.setImagePath("/nonexistent/image.png");
-    missing.loadImage();
-    EXPECT_EQ(missing.imageState(), State::LoadFailed);
+    scene->decUsage();
 }
 
 TEST_F(LabeledImageTest, LabelMasksFollowThePrecedenceRules) {
