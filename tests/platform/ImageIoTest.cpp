@@ -4,8 +4,8 @@
 #include "platform/CImageIo2.h"
 #include "platform/CValueMap.h"
 #include "platform/GzStream.h"
-#include "platform/MemoryBudget.h"
 #include "platform/io/TiffCodec.h"
+#include "support/StoreBudget.h"
 #include "support/TestSupport.h"
 
 #include <QDir>
@@ -22,6 +22,7 @@
 #include <zlib.h>
 
 using namespace KYVO;
+using pxmtest::BudgetScope;
 
 namespace {
 
@@ -86,12 +87,6 @@ std::string contents(const std::string& path) {
                     text += ' ' + QString::number(image->value(x, y, z, c));
     return text.toStdString();
 }
-
-/// Restores the machine's budget however the test ends.
-struct BudgetScope {
-    explicit BudgetScope(std::uint64_t bytes) { MemoryBudget::setLimit(bytes); }
-    ~BudgetScope() { MemoryBudget::setLimit(0); }
-};
 
 /// contents() of a file of these bytes.
 std::string readBytes(const pxmtest::TempDir& dir, const QString& name, const QByteArray& bytes) {
@@ -546,7 +541,6 @@ TEST(ImageIo, EndingsAndDialogFiltersComeFromOneTable) {
     EXPECT_EQ(read.first(), "Images (" + all + ")");
     EXPECT_EQ(write.first(), "Images (" + QString(all).remove("*.gif ") + ")");
     EXPECT_TRUE(read.contains("TIFF images (*.tif *.tiff)") && read.size() == write.size() + 1);
-    EXPECT_TRUE(CImageIo2::CanRead("a/B.OKAV.GZ") && CImageIo2::CanWrite("x.Jpeg"));
     EXPECT_TRUE(CImageIo2::CanRead("x.gif") && !CImageIo2::CanWrite("x.gif"));
     EXPECT_FALSE(CImageIo2::CanRead("x.gz") || CImageIo2::CanRead("png") || CImageIo2::CanWrite("x.txt"));
 }
@@ -557,7 +551,6 @@ TEST(ImageIo, EndingsAndDialogFiltersComeFromOneTable) {
 TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
     const std::uint64_t machine = MemoryBudget::machineLimit();
     EXPECT_GT(machine, std::uint64_t(64) << 20) << "any machine that runs us can give 64 MiB";
-    EXPECT_EQ(MemoryBudget::limit(), machine);
     {
         const BudgetScope scope(1000);
         EXPECT_TRUE(MemoryBudget::limit() == 1000u && MemoryBudget::fits(1000) && !MemoryBudget::fits(1001));
@@ -572,36 +565,7 @@ TEST(MemoryBudget, FollowsTheMachineAndCanBeLowered) {
         EXPECT_EQ(MemoryBudget::describe(c.bytes), c.text);
 }
 
-TEST(MemoryBudget, EveryCodecRefusesAnImageOverTheBudget) {
-    pxmtest::TempDir dir;
-    struct Case {
-        const char* name;
-        EnImageType type;
-        const char* refusal; // how the message begins after the path
-    };
-    const char *own = "An image of", *qt = "Decoding an image", *j2k = "Decoding a JPEG 2000 image";
-    const Case cases[] = {
-        {"a.pbm", IMAGE_BOOL, own},    {"a.pgm", IMAGE_GREY_16, own},     {"a.ppm", IMAGE_RGB_8I, own},
-        {"a.pfm", IMAGE_GREY_F, own},  {"a.pam", IMAGE_GREY_8, own},      {"a.tif", IMAGE_RGB_8I, own},
-        {"a.okav", IMAGE_GREY_8, own}, {"a.okav.gz", IMAGE_GREY_16, own}, {"a.png", IMAGE_GREY_8, qt},
-        {"b.png", IMAGE_RGB_8I, qt},   {"a.jpg", IMAGE_RGB_8I, qt},       {"a.bmp", IMAGE_GREY_8, qt},
-        {"a.ico", IMAGE_RGB_8I, qt},   {"a.jp2", IMAGE_GREY_8, j2k},      {"a.j2k", IMAGE_RGB_8I, j2k}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const std::string path = dir.localPath(c.name);
-        CImageIo2::Save(path, CImage(c.type, CSize(64, 48, 1)));
-        {
-            // Below a single layer of the smallest type, above the file's header.
-            const BudgetScope scope(2048);
-            const std::string error = loadError(path);
-            EXPECT_NE(error.find(c.refusal), std::string::npos) << error;
-            EXPECT_NE(error.find("one image may use on this machine"), std::string::npos) << error;
-        }
-        EXPECT_EQ(loadError(path), "") << "the same file loads within the machine's budget";
-    }
-}
-
-TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) {
+TEST(MemoryBudget, EveryCodecRefusesAnImageOverTheBudgetAlsoWhereTheHeaderHidesTheCost) {
     pxmtest::TempDir dir;
     // OpenJPEG allocates the parameters of every tile while it reads the header: a small
     // image cut into one-pixel tiles (XTsiz, YTsiz) must be refused before that.
@@ -623,29 +587,48 @@ TEST(MemoryBudget, HeadersThatHideTheirCostAreCountedBeforeTheLibraryAllocates) 
                                         0xbb, 0,   1,    8,    1,    2,   0x44, 1, 0,    0x3b};
     struct Case {
         const char* name;
-        QByteArray bytes;     // empty: an image of that size is made
+        EnImageType type;     // of a 64 x 48 image saved there when no bytes are given
+        QByteArray bytes;     // the file, which loads within the machine's budget when saved here
         std::uint64_t budget; // 0: the machine's
-        const char* message;
+        const char* refusal;  // what the message says before the memory it needs
     };
+    // Saved images get a budget below a single layer of the smallest type, above the file's header.
+    const std::uint64_t layer = 2048, mib = 1 << 20;
+    const char *own = "An image of", *qt = "Decoding an image", *jpeg2000 = "Decoding a JPEG 2000 image";
+    const QByteArray gifBytes(reinterpret_cast<const char*>(gif), sizeof gif);
+    const char *tileMessage = "JPEG 2000 image of 64x48 pixels in 3072 tiles needs",
+               *icoMessage = "needs 68.7 MiB of memory, more than the 8.0 MiB",
+               *gifMessage = "needs 576.3 MiB of memory";
     const Case cases[] = {
-        // 16 TiB: the size arithmetic fits, the memory of no desktop does.
-        {"image", {}, 0, "An image of 4194304x4194304x1 voxels needs 16.0 TiB of memory"},
-        {"tiles.j2k", tiles, std::uint64_t(4) << 20,
-         "Decoding a JPEG 2000 image of 64x48 pixels in 3072 tiles needs"},
-        {"a.ico", ico, std::uint64_t(8) << 20, "needs 68.7 MiB of memory, more than the 8.0 MiB"},
-        {"a.gif", QByteArray(reinterpret_cast<const char*>(gif), sizeof gif), std::uint64_t(64) << 20,
-         "needs 576.3 MiB of memory"},
-    };
+        {"a.pbm", IMAGE_BOOL, {}, layer, own},          {"a.pgm", IMAGE_GREY_16, {}, layer, own},
+        {"a.ppm", IMAGE_RGB_8I, {}, layer, own},        {"a.pfm", IMAGE_GREY_F, {}, layer, own},
+        {"a.pam", IMAGE_GREY_8, {}, layer, own},        {"a.tif", IMAGE_RGB_8I, {}, layer, own},
+        {"a.okav", IMAGE_GREY_8, {}, layer, own},       {"a.okav.gz", IMAGE_GREY_16, {}, layer, own},
+        {"a.png", IMAGE_GREY_8, {}, layer, qt},         {"b.png", IMAGE_RGB_8I, {}, layer, qt},
+        {"a.jpg", IMAGE_RGB_8I, {}, layer, qt},         {"a.bmp", IMAGE_GREY_8, {}, layer, qt},
+        {"a.ico", IMAGE_RGB_8I, {}, layer, qt},         {"a.jp2", IMAGE_GREY_8, {}, layer, jpeg2000},
+        {"a.j2k", IMAGE_RGB_8I, {}, layer, jpeg2000},   {"a.gif", {}, gifBytes, 64 * mib, gifMessage},
+        {"tiles.j2k", {}, tiles, 4 * mib, tileMessage}, {"b.ico", {}, ico, 8 * mib, icoMessage}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const BudgetScope scope(c.budget);
+        const std::string path = dir.localPath(c.name);
+        if (c.bytes.isEmpty())
+            CImageIo2::Save(path, CImage(c.type, CSize(64, 48, 1)));
         ASSERT_TRUE(c.bytes.isEmpty() || pxmtest::writeFile(dir.path(c.name), c.bytes));
-        const std::string error =
-            c.bytes.isEmpty()
-                ? pxmtest::thrownMessage([] { CImage(IMAGE_GREY_8, CSize(1u << 22, 1u << 22, 1)); })
-                : loadError(dir.localPath(c.name));
-        EXPECT_NE(error.find(c.message), std::string::npos) << error;
+        {
+            const BudgetScope scope(c.budget);
+            const std::string error = loadError(path);
+            EXPECT_NE(error.find(c.refusal), std::string::npos) << error;
+            EXPECT_NE(error.find("one image may use on this machine"), std::string::npos) << error;
+        }
+        EXPECT_TRUE(!c.bytes.isEmpty() || loadError(path).empty())
+            << "the same file loads within the machine's budget";
     }
+    // 16 TiB: the size arithmetic fits, the memory of no desktop does.
+    const std::string error =
+        pxmtest::thrownMessage([] { CImage(IMAGE_GREY_8, CSize(1u << 22, 1u << 22, 1)); });
+    EXPECT_NE(error.find("An image of 4194304x4194304x1 voxels needs 16.0 TiB of memory"), std::string::npos)
+        << error;
 }
 
 // The header gives the size (pages the depth); the voxel size (µm) comes from resolution tags or ImageJ.
@@ -657,11 +640,10 @@ TEST(ImageIoTiff, SizeAndVoxelSizeFromTheHeader) {
     const std::string png = dir.localPath("flat.png");
     CImageIo2::Save(png, CImage(IMAGE_RGB_8I, CSize(9, 4, 1)));
     EXPECT_EQ(CImageIo2::ReadSize(png), CSize(9, 4, 1));
-    for (const std::string& bad : {dir.localPath("missing.tif"), dir.localPath("flat.png") + ".tif"}) {
-        if (bad.find("flat") != std::string::npos)
-            QFile::copy(QString::fromStdString(png), QString::fromStdString(bad));
+    // A missing file, and a PNG named as a TIFF.
+    ASSERT_TRUE(QFile::copy(QString::fromStdString(png), dir.path("flat.png.tif")));
+    for (const std::string& bad : {dir.localPath("missing.tif"), dir.localPath("flat.png.tif")})
         EXPECT_THROW(CImageIo2::ReadSize(bad), CException) << bad;
-    }
     double size[3] = {};
     EXPECT_FALSE(io::TiffCodec::voxelSize(volume, size)) << "no resolution tags";
     struct Case {

@@ -357,15 +357,10 @@ TEST(CValueJson, RoundTripKeepsTypesAndValues) {
     std::string error;
     const std::unique_ptr<CValue> back = CValueJson::Read(text, &error);
     ASSERT_NE(back, nullptr) << error << "\n" << text;
-    EXPECT_TRUE(back->Equals(map)) << text;
+    EXPECT_TRUE(back->Equals(map)) << text; // types (2.0 stays a double), every bit and the sign of -0.0
     const auto* m = dynamic_cast<const CValueMap*>(back.get());
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->Keys(), map.Keys()) << "key order survives";
-    EXPECT_EQ(m->GetLong("longs/min"), L::min());
-    CValue::EnErrType err;
-    m->GetLong("doubles/0", 0, &err);
-    EXPECT_EQ(err, CValue::ERR_WRONG_TYPE) << "2.0 stays a double";
-    EXPECT_TRUE(std::signbit(m->GetDouble("doubles/1")));
     EXPECT_NE(text.find("\"max\": 9223372036854775807"), std::string::npos) << "longs are readable numbers";
     // Values without a text form are left out and reported.
     CValueMap withImage;
