@@ -20,8 +20,6 @@ protected:
         // An image, a mask with the value 4 in its last pixel, a float mask and a zone image of one row.
         KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6)),
             mask(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 6));
-        for (std::size_t i = 0; i < image.byteCount(); ++i)
-            image.data()[i] = uint8_t(i * 5);
         *mask.voxel(7, 5, 0) = 4;
         KYVO::CImage zones(KYVO::IMAGE_GREY_F, KYVO::CSize(5, 1));
         for (std::size_t x = 0; x < 5; ++x)

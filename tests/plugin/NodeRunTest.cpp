@@ -11,6 +11,7 @@
 #include "plugin/PPixmarker.h"
 #include "scene/LabeledImage.h"
 #include "scene/Scene.h"
+#include "support/TestSupport.h"
 #include "ui/MainWindow.h"
 
 #include <QAction>
@@ -82,12 +83,10 @@ QStringList zonesOf(const pxm::PPixmarker& node) {
     for (const auto& [item, label] : node.project()->images().at(0)->scene(0)->labelledItems()) {
         auto* rect = qgraphicsitem_cast<QGraphicsRectItem*>(item);
         const QRectF r = rect ? rect->rect() : QRectF();
-        zones << QString("%1 %2 %3 %4 %5")
-                     .arg(label->id())
-                     .arg(r.x())
-                     .arg(r.y())
-                     .arg(r.width())
-                     .arg(r.height());
+        QStringList parts{QString::number(label->id())};
+        for (const qreal v : {r.x(), r.y(), r.width(), r.height()})
+            parts << QString::number(v);
+        zones << parts.join(' ');
     }
     zones.sort();
     return zones;
@@ -183,12 +182,8 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
 TEST(PluginInputs, ParentWidgetEntryMustHoldAWidgetPointer) {
     pxm::PPixmarker node;
     node.Parameters().SetString("QWidgetPointer", "0x1234");
-    try {
-        node.Execute();
-        ADD_FAILURE() << "no exception";
-    } catch (const CException& e) {
-        EXPECT_NE(e.Message().find("QWidget"), std::string::npos) << e.Message();
-    }
+    const std::string message = pxmtest::thrownMessage([&] { node.Execute(); });
+    EXPECT_NE(message.find("QWidget"), std::string::npos) << message;
     // With a real widget the window lives inside it; without an image the mask is null.
     QWidget host;
     node.Parameters().Set("QWidgetPointer", new CValuePointer<QWidget>(&host));

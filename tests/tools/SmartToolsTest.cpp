@@ -231,10 +231,7 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     expectUndoRedo(before, snapshot());
 
     // The region, with a hole punched in a second one, traced into polygons.
-    cv::Mat ring = cv::Mat::zeros(200, 200, CV_8UC1);
-    cv::circle(ring, {150, 50}, 30, cv::Scalar(255), cv::FILLED);
-    cv::circle(ring, {150, 50}, 10, cv::Scalar(0), cv::FILLED);
-    addRegion(scene(), ring, label);
+    addRegion(scene(), discs(200, 200, {150, 50}, 30) & ~discs(200, 200, {150, 50}, 10), label);
     const cv::Mat regions = coverage(label);
     const QStringList traced = snapshot();
     stack()->push(pxm::conversions::regionToPolygons(scene(), project,
@@ -256,7 +253,6 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     values(cv::Rect(0, 100, 50, 50)).setTo(label->maskId());
     values(cv::Rect(100, 150, 30, 20)).setTo(other->maskId());
     values(cv::Rect(160, 160, 10, 10)).setTo(7);
-    ASSERT_NE(label->maskId(), other->maskId());
     image->setMask(mask, true, false);
     stack()->setIndex(0);
     stack()->push(pxm::conversions::maskToShapes(scene(), project, pxm::SmartResult::Shape{}));
