@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/CPNode.h"
 #include "platform/CValueVector.h"
-#include "plugin/PPixmarker.h"
-#include "plugin/PluginEntry.h"
 #include "support/TestSupport.h"
 
 #include <QFile>
@@ -58,9 +56,4 @@ TEST(EntryPoints, BuiltLibraryOffersBothByTheirCNames) {
     node->Describe(&description);
     EXPECT_EQ(description.GetString("name"), "Lumarka") << "the node is the annotation node";
     // The library stays loaded: Qt keeps pointers into it (meta-objects, resources).
-
-    // The copy linked into this program is the same node.
-    const std::unique_ptr<KYVO::CPNode> linked(CreatePluginInstanceEx("Pixmarker"));
-    EXPECT_NE(dynamic_cast<pxm::PPixmarker*>(linked.get()), nullptr);
-    EXPECT_FALSE(std::unique_ptr<KYVO::CPNode>(CreatePluginInstanceEx("pixmarker")));
 }
