@@ -259,11 +259,8 @@ TEST(ProjectFile, RoundTripKeepsLabelsImagesAndItemsInQtsIndentedText) {
     for (const QString name : {"p.json", "p.json.gz", "p.JSON.GZ"}) {
         SCOPED_TRACE(name.toStdString());
         ProjectSerializer::write(&sample.project, dir.path(name), false);
-        const QByteArray bytes = pxmtest::readFile(dir.path(name));
-        ASSERT_GE(bytes.size(), 2);
         // Only the lower-case ".gz" ending compresses.
-        const bool gzip = uchar(bytes[0]) == 0x1f && uchar(bytes[1]) == 0x8b;
-        EXPECT_EQ(gzip, name == "p.json.gz");
+        EXPECT_EQ(pxmtest::readFile(dir.path(name)).startsWith("\x1f\x8b"), name == "p.json.gz");
         Project read;
         ProjectReader::read(dir.path(name), &read);
         ASSERT_EQ(read.images().size(), 2);
@@ -348,8 +345,7 @@ TEST(ProjectFile, PathsFollowTheProjectFile) {
     const QString a = root.path("a"), b = root.path("b"), c = root.path("c");
     for (const QString& d : {a, b, c})
         ASSERT_TRUE(QDir().mkpath(d));
-    KYVO::CImage pixels(KYVO::IMAGE_GREY_8, KYVO::CSize(4, 3, 1));
-    std::fill(pixels.data(), pixels.data() + 12, uint8_t(2));
+    const KYVO::CImage pixels = pattern(4, 3, 1, 2);
     for (const char* name : {"/img.pgm", "/mask.pgm"})
         KYVO::CImageIo2::Save((a + name).toStdString(), pixels);
     {
