@@ -46,7 +46,6 @@ public:
         QObject::connect(project, &P::labelAdded, &m_context, label("labelAdded"));
         QObject::connect(project, &P::labelRemoved, &m_context, label("labelRemoved"));
         QObject::connect(project, &P::currentLabelChanged, &m_context, label("currentLabelChanged"));
-        QObject::connect(project, &P::settingsChanged, &m_context, text("settingsChanged"));
     }
     /// The recorded signals since the last take, then forgets them.
     QStringList take() { return std::exchange(m_entries, {}); }
