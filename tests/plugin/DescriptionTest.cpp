@@ -16,7 +16,8 @@ std::string stringAttribute(const KYVO::CValueMap& map, const std::string& path,
 } // namespace
 
 // keep_workspace is set here; the host's test describes the node with its default.
-TEST(Description, ParametersFollowTheNodeAndTheHelpTextRepeatsTheLabels) {
+TEST(Description, KeysValuesAttributesAndHelpText) {
+    using Keys = std::vector<std::string>;
     KYVO::CValueMap parameters;
     parameters.SetBool("keep_workspace", true);
     parameters.SetString("input_image_path", "%KYVODIR%/a.tif");
@@ -25,13 +26,22 @@ TEST(Description, ParametersFollowTheNodeAndTheHelpTextRepeatsTheLabels) {
     node.Init(&parameters);
     KYVO::CValueMap d;
     node.Describe(&d);
+    EXPECT_EQ(d.Keys(), (Keys{"pluginType", "subType", "name", "widget", "parameters", "inputs", "outputs",
+                              "description", "__nodaraDocumentation"}));
+    EXPECT_EQ(d.GetString("pluginType") + d.GetString("subType") + d.GetString("name"),
+              "GenericUtilityLumarka");
+    EXPECT_EQ(d.GetString("__nodaraDocumentation"),
+              "%KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html");
     KYVO::CValue::EnErrType err = KYVO::CValue::ERR_NOT_FOUND;
+    EXPECT_TRUE(d.GetBool("widget", false, &err) && err == KYVO::CValue::ERR_OK);
     // The parameters show the node's current values, in the node's order.
     EXPECT_EQ(d.GetMap("parameters")->Keys(), parameters.Keys());
     EXPECT_TRUE(d.GetBool("parameters/keep_workspace", false, &err) && err == KYVO::CValue::ERR_OK);
     EXPECT_EQ(d.GetString("parameters/input_image_path") + d.GetString("parameters/label_mask_path"),
               "%KYVODIR%/a.tif/m/a.pgm");
     EXPECT_EQ(d.Attributes("parameters/label_mask_path"), nullptr);
+    EXPECT_EQ(d.GetMap("inputs")->Keys(), (Keys{"0", "1", "2", "3"}));
+    EXPECT_EQ(d.GetMap("outputs")->Keys(), (Keys{"0", "1"}));
     // Inputs and outputs: an empty image (or map) each; a label, which the help text repeats under
     // its heading ("INPUT 0"); for inputs "optional" false.
     const QString text = QString::fromStdString(d.GetString("description"));
@@ -51,10 +61,14 @@ TEST(Description, ParametersFollowTheNodeAndTheHelpTextRepeatsTheLabels) {
         const auto* optional = dynamic_cast<const KYVO::CValueBool*>(d.GetAttribute(key, "optional"));
         EXPECT_TRUE(key == "outputs/0" ? !optional : optional && !optional->Get());
     }
+    EXPECT_TRUE(text.startsWith("BRIEF\nA simple GUI which allows manual, real time labeling.\n"));
+    EXPECT_TRUE(text.endsWith("\n\n\n"));
     // The parameters' texts, which the help text repeats.
     for (const char* name : {"keep_workspace", "input_image_path"}) {
         const std::string desc = stringAttribute(d, std::string("parameters/") + name, "desc");
         EXPECT_NE(desc.find("The type of this parameter is of type"), std::string::npos) << desc;
         EXPECT_TRUE(text.contains(QString("PARAMETER %1\n%2").arg(name, QString::fromStdString(desc))));
     }
+    EXPECT_LT(text.indexOf("-- BEGIN ONLY FOR PLUGIN --"), text.indexOf("INPUT 0"));
+    EXPECT_LT(text.indexOf("OUTPUT 0"), text.indexOf("PARAMETER keep_workspace"));
 }
