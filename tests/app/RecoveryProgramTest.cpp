@@ -18,21 +18,7 @@ using namespace pxm;
 
 // A killed window's work comes back in the real program; the window lives in a child run of this program.
 
-namespace {
-
 const char* const kChildFolder = "PXM_AUTOSAVE_CHILD_FOLDER";
-
-/// The child's and the program's shared environment: private data, configuration and display.
-QProcessEnvironment environment(const pxmtest::TempDir& dir) {
-    QProcessEnvironment env = pxmtest::childEnvironment(dir);
-    env.insert("QT_QPA_PLATFORM", "offscreen");
-    env.insert("XDG_DATA_HOME", dir.path("data"));
-    env.insert("XDG_RUNTIME_DIR", dir.path("runtime"));
-    env.remove(kChildFolder);
-    return env;
-}
-
-} // namespace
 
 // The child (disabled in the suite): edits, waits for its snapshot, writes what it expects back, waits.
 TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
@@ -68,57 +54,55 @@ TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
 }
 
 TEST(RecoveryProgramTest, KilledWindowsWorkIsRecoveredByTheProgram) {
-    pxmtest::TempDir dir;
+    pxmtest::ChildProgram child(QCoreApplication::applicationFilePath()), program(PIXMARKER_BINARY);
+    const pxmtest::TempDir& dir = child.dir;
     QDir().mkpath(dir.path("work")), QDir().mkpath(dir.path("runtime"));
     QFile::setPermissions(dir.path("runtime"),
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-
-    QProcess child;
-    QProcessEnvironment childEnv = environment(dir);
-    childEnv.insert(kChildFolder, dir.path("work"));
-    child.setProcessEnvironment(childEnv);
-    child.start(
+    // The child and the program share private data and configuration; only the child is told to edit.
+    QProcessEnvironment env = child.process.processEnvironment();
+    env.insert("XDG_DATA_HOME", dir.path("data"));
+    env.insert("XDG_RUNTIME_DIR", dir.path("runtime"));
+    program.process.setProcessEnvironment(env);
+    env.insert(kChildFolder, dir.path("work"));
+    child.process.setProcessEnvironment(env);
+    child.process.start(
         QCoreApplication::applicationFilePath(),
         {"--gtest_also_run_disabled_tests", "--gtest_filter=DISABLED_AutosaveChild.EditsAndWaitsToBeKilled"});
-    ASSERT_TRUE(child.waitForStarted(30000));
-    const qint64 childPid = child.processId();
+    ASSERT_TRUE(child.process.waitForStarted(30000));
+    const qint64 childPid = child.process.processId();
     QString snapshotFolder;
-    QByteArray childOutput;
-    ASSERT_TRUE(autosavetest::waitUntil(
+    ASSERT_TRUE(QTest::qWaitFor(
         [&] {
-            childOutput += child.readAllStandardOutput();
-            snapshotFolder =
-                QRegularExpression("SNAPSHOT (.+)\n").match(QString::fromLocal8Bit(childOutput)).captured(1);
-            return !snapshotFolder.isEmpty() || child.state() == QProcess::NotRunning;
+            child.out += QString::fromLocal8Bit(child.process.readAllStandardOutput());
+            snapshotFolder = QRegularExpression("SNAPSHOT (.+)\n").match(child.out).captured(1);
+            return !snapshotFolder.isEmpty() || child.process.state() == QProcess::NotRunning;
         },
         120000));
     ASSERT_FALSE(snapshotFolder.isEmpty())
-        << childOutput.toStdString() << child.readAllStandardError().toStdString();
+        << child.out.toStdString() << child.process.readAllStandardError().toStdString();
     EXPECT_TRUE(snapshotFolder.startsWith(dir.path("data/lumarka/recovery/")))
         << snapshotFolder.toStdString();
-    child.kill(); // SIGKILL: nothing is saved, closed or cleaned up
-    ASSERT_TRUE(child.waitForFinished(30000));
+    child.process.kill(); // SIGKILL: nothing is saved, closed or cleaned up
+    ASSERT_TRUE(child.process.waitForFinished(30000));
     RecoveryFolder::Description left;
     ASSERT_TRUE(RecoveryFolder::readDescription(snapshotFolder, &left));
     EXPECT_EQ(left.pid, childPid);
 
     // The program recovers without asking and snapshots the work into the same folder under its own id.
-    QProcess program;
-    program.setProcessEnvironment(environment(dir));
-    program.setWorkingDirectory(dir.path());
-    program.start(PIXMARKER_BINARY, {"--recover-all"});
-    ASSERT_TRUE(program.waitForStarted(30000));
-    const qint64 pid = program.processId();
+    program.process.start(PIXMARKER_BINARY, {"--recover-all"});
+    ASSERT_TRUE(program.process.waitForStarted(30000));
+    const qint64 pid = program.process.processId();
     RecoveryFolder::Description description;
-    const bool rewritten = autosavetest::waitUntil(
+    const bool rewritten = QTest::qWaitFor(
         [&] {
             return RecoveryFolder::readDescription(snapshotFolder, &description) && description.pid == pid;
         },
         120000);
     const QByteArray lock = pxmtest::readFile(snapshotFolder + "/lock").trimmed();
-    program.kill();
-    program.waitForFinished(30000);
-    ASSERT_TRUE(rewritten) << program.readAllStandardError().toStdString();
+    program.process.kill();
+    program.process.waitForFinished(30000);
+    ASSERT_TRUE(rewritten) << program.process.readAllStandardError().toStdString();
     // The lock names the process that holds it.
     EXPECT_EQ(std::pair(lock, description.projectPath),
               std::pair(QByteArray::number(pid), dir.path("work/study.json")));

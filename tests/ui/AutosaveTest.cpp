@@ -105,7 +105,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
     EXPECT_FALSE(autosave->snapshotNow());
 }
 
-TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetried) {
+TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetriedAndDiscardDropsIt) {
     std::unique_ptr<MainWindow> window = editedWindow();
     Autosave* autosave = Autosave::of(window.get());
     Project* project = window->project();
@@ -128,25 +128,10 @@ TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetried) {
     QFile::remove(RecoveryFolder::root());
     ASSERT_TRUE(written.wait(5000));
     EXPECT_TRUE(autosave->lastError().isEmpty());
-    expectRecovers(autosave->folder(), *project);
-}
-
-TEST_F(AutosaveTest, ClosingWithoutSavingDeletesTheSnapshot) {
-    std::unique_ptr<MainWindow> window = editedWindow();
-    Autosave* autosave = Autosave::of(window.get());
-    // An interval of 0 turns autosave off, unsaved work or not.
-    QSignalSpy written(autosave, &Autosave::snapshotWritten);
-    window->project()->setSetting(Autosave::kIntervalKey, 0);
-    EXPECT_FALSE(written.wait(1500));
-    ASSERT_TRUE(autosave->snapshotNow());
-    autosave->waitForWriter();
     const QString folder = autosave->folder();
-    ASSERT_TRUE(QFileInfo::exists(folder));
-
-    uitest::ModalAnswerer answerer({"Cancel", "Discard"});
-    window->close(); // a cancelled close keeps everything; a discarding one drops the work
-    EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(true, true));
-    window->close();
+    expectRecovers(folder, *project);
+    uitest::ModalAnswerer answerer({"Discard"});
+    window->close(); // a close that discards the work drops its snapshot
     EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(false, false));
 }
 
@@ -156,10 +141,17 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
     {
         std::unique_ptr<MainWindow> window = editedWindow();
         Autosave* autosave = Autosave::of(window.get());
+        // An interval of 0 turns autosave off, unsaved work or not.
+        QSignalSpy written(autosave, &Autosave::snapshotWritten);
+        window->project()->setSetting(Autosave::kIntervalKey, 0);
+        EXPECT_FALSE(written.wait(1500));
         ASSERT_TRUE(autosave->snapshotNow());
         autosave->waitForWriter();
         folder = autosave->folder();
         projectPath = window->project()->path();
+        uitest::ModalAnswerer answerer({"Cancel"});
+        window->close(); // a cancelled close keeps everything
+        EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(true, true));
         delete autosave; // ends as if the program had died: the lock goes, the folder stays
     }
     ASSERT_EQ(RecoveryFolder::orphaned().size(), 1);

@@ -20,18 +20,11 @@
 #include "tools/commands/Erase.h"
 #include "ui/MainWindow.h"
 
+#include <QtTest>
 #include <QtWidgets>
 #include <gtest/gtest.h>
 
 namespace autosavetest {
-
-inline bool waitUntil(const std::function<bool()>& done, int milliseconds = 10000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < milliseconds)
-        QApplication::processEvents(QEventLoop::AllEvents, 10);
-    return done();
-}
 
 /// A 2D image and a 3-layer volume, each with a mask, two labels, and the project file (its path returned).
 inline QString writeStudy(const QString& folder) {
@@ -85,7 +78,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     QUndoStack* stack = project->undoStack();
     project->setCurrentImageIndex(0);
     pxm::Scene* flat = project->images()[0]->scene(0);
-    ASSERT_TRUE(waitUntil([flat] { return flat->maskItem() != nullptr; }))
+    ASSERT_TRUE(QTest::qWaitFor([flat] { return flat->maskItem() != nullptr; }, 10000))
         << "the shown scene holds its mask";
     addShape(project, flat, new QGraphicsRectItem(5, 6, 20, 10), first);
     auto* polygon = new QGraphicsPolygonItem(QPolygonF({{30, 2}, {50, 4}, {40, 20}}));
@@ -101,7 +94,7 @@ inline void makeEdits(pxm::MainWindow* window) {
     project->setCurrentImageIndex(1);
     project->setCurrentZLayer(2);
     pxm::Scene* layer = project->images()[1]->scene(2);
-    ASSERT_TRUE(waitUntil([layer] { return layer->maskItem() != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([layer] { return layer->maskItem() != nullptr; }, 10000));
     addShape(project, layer, new QGraphicsEllipseItem(1, 1, 6, 4), second);
     stack->push(new pxm::commands::MaskItemFlood(layer->maskItem(), QPoint(2, 2), 1));
 }

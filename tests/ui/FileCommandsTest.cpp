@@ -54,7 +54,7 @@ protected:
     /// Shows the window and waits for `dialogs` questions about missing files to be answered by `modals`.
     void showAndAnswer(std::size_t dialogs) {
         window.show();
-        EXPECT_TRUE(autosavetest::waitUntil([&] { return modals->seen().size() >= dialogs; }));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return modals->seen().size() >= dialogs; }, 10000));
         QApplication::processEvents(); // whatever follows the last answer runs before the checks
     }
     /// The same, with a new answerer clicking these buttons in turn.

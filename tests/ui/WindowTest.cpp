@@ -78,36 +78,6 @@ TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
     EXPECT_EQ(err.take(), "Configuration saving failed.\n");
 }
 
-TEST_F(WindowTest, ShownSceneIsPinnedWhileOnScreen) {
-    LabeledImage* first = addImage(project, writeImage("a.pgm"));
-    LabeledImage* second = addImage(project, writeImage("b.pgm"));
-    window.setProject(&project);
-    EXPECT_EQ(window.shownScene(), nullptr) << "nothing is loaded before the window is shown";
-    // The pins of both images' scenes and whether the first one's pixels are in memory.
-    const auto pins = [&] {
-        const auto pinsOf = [](LabeledImage* i) { return i->scene(0) ? i->scene(0)->usageCount() : 0u; };
-        return std::tuple(pinsOf(first), pinsOf(second), !!first->image());
-    };
-    window.show();
-    // The image knew only its path; showing it loaded it and made its scene.
-    pxm::Scene* firstScene = window.shownScene();
-    ASSERT_NE(firstScene, nullptr);
-    EXPECT_EQ(firstScene, project.currentScene());
-    EXPECT_EQ(first->width(), 3u);
-    EXPECT_EQ(pins(), std::tuple(1u, 0u, true));
-    EXPECT_TRUE(window.view()->isEnabled());
-    EXPECT_TRUE(window.zoomToolBar()->isEnabled());
-    project.setCurrentImageIndex(1);
-    EXPECT_EQ(window.shownScene(), second->scene(0));
-    EXPECT_EQ(pins(), std::tuple(0u, 1u, false)) << "the replaced image is released";
-    window.close();
-    EXPECT_EQ(window.shownScene(), nullptr);
-    EXPECT_EQ(pins(), std::tuple(0u, 0u, false));
-    window.show(); // shown again, it takes the current scene back
-    EXPECT_EQ(window.shownScene(), second->scene(0));
-    EXPECT_EQ(pins(), std::tuple(0u, 1u, false));
-}
-
 // A fresh window: tools, undo, redo, mask import and reannotation wait for work; the reload is for plug-ins.
 // Setting no project is refused with a warning; a project reaches the view.
 TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndStateAndTakesAProject) {
@@ -190,10 +160,6 @@ TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
     EXPECT_EQ(std::tuple(window.loadingIndicator()->isVisible(), window.progressBar()->isVisible(),
                          window.sizeLabel()->isHidden()),
               std::tuple(false, false, true));
-    window.showLoadingIndicator();
-    EXPECT_TRUE(window.loadingIndicator()->isVisible());
-    window.hideLoadingIndicator();
-    EXPECT_FALSE(window.loadingIndicator()->isVisible());
 
     const auto status = [this] {
         return window.sizeLabel()->isHidden() ? QString("(hidden)") : window.sizeLabel()->text();
@@ -337,18 +303,31 @@ TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
     EXPECT_EQ(std::pair(itemsDuringExport, view->toolType()), std::pair(plain, pxm::ToolType::Ruler));
 }
 
-// Undo reaches an image that is not shown, through its swapped-out files; the window is clean with the stack.
-TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
+// Only the shown image is pinned in memory; undo reaches one that is not shown, through its swapped-out
+// files, and the window is clean with the stack.
+TEST_F(WindowTest, ShownImageIsPinnedAndUndoReachesOneThatIsNot) {
     for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
         writeImage(name, 16, 16, '\x01');
     project.createLabel();
     LabeledImage* first = addImage(project, dir.path("a.pgm"));
-    addImage(project, dir.path("b.pgm"));
+    LabeledImage* second = addImage(project, dir.path("b.pgm"));
     first->setMaskPath(dir.path("a_mask.pgm"));
     project.setPath(dir.path("p.json"));
+    window.setProject(&project);
+    EXPECT_EQ(window.shownScene(), nullptr) << "nothing is loaded before the window is shown";
+    // The pins of both images' scenes and whether the first one's pixels are in memory.
+    const auto pins = [&] {
+        const auto pinsOf = [](LabeledImage* i) { return i->scene(0) ? i->scene(0)->usageCount() : 0u; };
+        return std::tuple(pinsOf(first), pinsOf(second), !!first->image());
+    };
     window.resize(800, 600);
-    open();
+    window.show();
     QApplication::processEvents();
+    // The image knew only its path; showing it loaded it and made its scene.
+    ASSERT_NE(window.shownScene(), nullptr);
+    EXPECT_EQ(std::tuple(window.shownScene(), first->width(), pins()),
+              std::tuple(project.currentScene(), 16u, std::tuple(1u, 0u, true)));
+    EXPECT_TRUE(window.view()->isEnabled() && window.zoomToolBar()->isEnabled());
     pxm::View* view = window.view();
     view->setTool(pxm::ToolType::Eraser);
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(5.5, 5.5)));
@@ -358,10 +337,17 @@ TEST_F(WindowTest, UndoReachesAnImageThatIsNotShown) {
 
     project.setCurrentImageIndex(1);
     QApplication::processEvents();
+    EXPECT_EQ(std::pair(window.shownScene(), pins()), std::pair(second->scene(0), std::tuple(0u, 1u, false)))
+        << "the replaced image is released";
     EXPECT_EQ(first->mask(), nullptr) << "the unchanged mask is let go while not shown";
     project.undoStack()->undo();
     EXPECT_EQ(std::pair(project.undoStack()->isClean(), window.windowTitle().endsWith('*')),
               std::pair(true, false));
+    window.close();
+    EXPECT_EQ(std::pair(window.shownScene(), pins()),
+              std::pair(static_cast<pxm::Scene*>(nullptr), std::tuple(0u, 0u, false)));
+    window.show(); // shown again, it takes the current scene back
+    EXPECT_EQ(std::pair(window.shownScene(), pins()), std::pair(second->scene(0), std::tuple(0u, 1u, false)));
     project.setCurrentImageIndex(0);
     QApplication::processEvents();
     ASSERT_NE(first->scene(0)->maskItem(), nullptr);
@@ -376,8 +362,7 @@ TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
     EXPECT_TRUE(drop(window, {b, notes, a}));
     EXPECT_EQ(std::pair(uitest::imagePaths(project), project.undoStack()->count()),
               std::pair(QStringList({a, b}), 1));
-    project.undoStack()->undo();
-    EXPECT_TRUE(project.images().isEmpty());
+    project.undoStack()->setClean();
     // A dropped project opens as "&Open" opens it: in a new window, since this one has one.
     const QString path = writeProject("dropped.json");
     EXPECT_TRUE(drop(window, {path}));
