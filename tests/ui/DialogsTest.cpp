@@ -47,10 +47,8 @@ protected:
         cat->setName("cat");
         dog = project.createLabel();
         dog->setName("dog");
-        for (int i = 0; i < 2; ++i) {
-            images << pxmtest::addImage(project, 800, 800);
-            images.last()->setImagePath(QString("image%1.png").arg(i));
-        }
+        for (int i = 0; i < 2; ++i)
+            images << uitest::namedImage(project, QString("image%1.png").arg(i), 800, 800);
         // Cats: two on the first image, one on the second; a dog between them.
         cats << addRect(0, QRectF(20, 20, 40, 40), cat) << addRect(0, QRectF(700, 700, 40, 40), cat);
         addRect(0, QRectF(400, 20, 40, 40), dog);

@@ -281,18 +281,6 @@ TEST_F(FileCommandsTest, PluginProjectsSaveWhereTheNodeSays) {
     project.setNodaraPlugin(nullptr);
 }
 
-TEST_F(MissingFileTest, RemoveTakesTheImageOutAsOneUndoStep) {
-    showAndClick({"Remove"});
-    EXPECT_EQ(modals->titles(), QStringList{"Image not found"});
-    EXPECT_EQ(modals->seen().at(0).text, "The image could not be loaded from " + dir.path("gone.pgm") + ".");
-    EXPECT_EQ(uitest::imagePaths(project), QStringList{dir.path("other.pgm")});
-    EXPECT_NE(window.shownScene(), nullptr) << "the next image is shown";
-    ASSERT_EQ(project.undoStack()->count(), 1);
-    project.undoStack()->undo();
-    EXPECT_EQ(project.images().size(), 2);
-    window.close();
-}
-
 TEST_F(MissingFileTest, SelectNewPathRemembersTheFileAsOneUndoStep) {
     const QString moved = writeImage("moved.pgm", 5, 4);
     // The first choice is cancelled in the file chooser, so the question comes again.
@@ -308,7 +296,7 @@ TEST_F(MissingFileTest, SelectNewPathRemembersTheFileAsOneUndoStep) {
     window.close();
 }
 
-TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
+TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackCancelLeavesItAndRemoveTakesItOut) {
     // The file comes back broken: the next question says why it cannot be read.
     modals->then([this](QWidget* box) {
         pxmtest::writeFile(dir.path("gone.pgm"), "P5\n6 2\n255\n");
@@ -331,6 +319,14 @@ TEST_F(MissingFileTest, TryAgainReadsTheFileOnceItIsBackAndCancelLeavesIt) {
     project.setCurrentImageIndex(1);
     showAndClick({"Cancel"});
     EXPECT_EQ(std::pair(project.images().size(), project.undoStack()->count()), std::pair(2, 0));
+    window.close();
+    // Remove takes the image out as one undo step and shows the next one.
+    showAndClick({"Remove"});
+    EXPECT_EQ(modals->seen().at(0).text, "The image could not be loaded from " + dir.path("other.pgm") + ".");
+    EXPECT_EQ(std::pair(uitest::imagePaths(project), window.shownScene()),
+              std::pair(QStringList{dir.path("gone.pgm")}, missing->scene(0)));
+    project.undoStack()->undo();
+    EXPECT_EQ(project.images().size(), 2);
     window.close();
 }
 
