@@ -2,6 +2,7 @@
 #pragma once
 
 #include "model/Project.h"
+#include "persistence/ProjectSerializer.h"
 #include "platform/CRegistry.h"
 #include "scene/LabeledImage.h"
 #include "scene/SceneTestSupport.h"
@@ -194,14 +195,12 @@ protected:
         project.addImage(image);
         return image;
     }
-    /// A small project file on disk, saved by a window, with one label and one image.
+    /// A small project file on disk with one label and one image.
     QString writeProject(const QString& name) {
         pxm::Project written;
         written.createLabel();
         addImage(written, writeImage("in_" + name + ".pgm"));
-        pxm::MainWindow writer(nullptr, false);
-        writer.setProject(&written);
-        writer.doSave(dir.path(name));
+        pxm::ProjectSerializer::write(&written, dir.path(name), false);
         return dir.path(name);
     }
     /// The visible main window other than `except`, as a command opens one, or null.
