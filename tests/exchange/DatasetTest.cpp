@@ -189,10 +189,14 @@ TEST_F(DatasetExportTest, DatasetsAgreeWithTheMaskAndReadBack) {
     EXPECT_EQ(again.undoStack()->count(), 1);
 
     // Without the volume the dataset is PNG: labels (the line gone) and picture agree pixel for pixel.
+    // An image whose file is gone is left out, and not counted.
     const std::unique_ptr<pxm::LabeledImage> taken(project.takeImage(volume));
+    addImageByPath(project, dir.path("gone.png"), 80, 60, 1);
     pxm::DatasetOptions flat;
     flat.nnunet = "Flat";
-    ASSERT_TRUE(pxm::DatasetExport(&project, out.path("png"), flat).run());
+    pxm::DatasetExport flatExport(&project, out.path("png"), flat);
+    ASSERT_TRUE(flatExport.run()) << flatExport.errors().join('\n').toStdString();
+    EXPECT_EQ(flatExport.warnings(), QStringList("gone could not be read: left out of nnU-Net."));
     auto png = [](const std::string& path) {
         const std::unique_ptr<KYVO::CImage> file(KYVO::CImageIo2::Load(path));
         return pxm::segment::layerMat(*file, 0).clone();

@@ -26,7 +26,7 @@ namespace {
 /// Holds one pin of an image and releases it on every way out.
 class ImagePin {
 public:
-    explicit ImagePin(LabeledImage* image) : m_image(image) { m_image->incUsage(); }
+    ImagePin(LabeledImage* image, bool pixels) : m_image(image) { m_image->incUsage(pixels); }
     ~ImagePin() { m_image->decUsage(); }
     ImagePin(const ImagePin&) = delete;
     ImagePin& operator=(const ImagePin&) = delete;
@@ -78,10 +78,12 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
     for (LabeledImage* image : m_project->images()) {
         if (stop && stop())
             return false;
-        const bool pixels = m_options.copyImages || !m_options.nnunet.isEmpty();
+        // nnU-Net reads the pixels of an image nobody holds on another core, as it writes them.
+        const bool pixels =
+            m_options.copyImages || (!m_options.nnunet.isEmpty() && !NnunetWriter::readsItself(*image));
         std::unique_ptr<ImagePin> pin;
         if (pixels || !image->maskPath().isEmpty() || image->mask())
-            pin = std::make_unique<ImagePin>(image);
+            pin = std::make_unique<ImagePin>(image, pixels);
         const QFileInfo source(image->imagePath());
         const int width = int(image->width());
         const int height = int(image->height());
@@ -123,6 +125,9 @@ bool DatasetExport::run(const std::function<bool()>& stop) {
             } else if (!volume) {
                 fileName = out.relativeFilePath(source.absoluteFilePath());
             }
+            // nnU-Net takes the label mask as a whole; instances serve COCO and YOLO only.
+            if (!m_options.coco && !m_options.yolo && !m_options.yoloSegments)
+                continue;
             const QVector<DatasetInstance> instances = collector.collect(*m_project, *scenes[z], stem);
             ++imageId;
             if (m_options.coco)

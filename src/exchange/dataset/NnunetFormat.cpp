@@ -4,6 +4,7 @@
 #include "exchange/dataset/CocoFormat.h"
 #include "platform/CException.h"
 #include "platform/CImage.h"
+#include "platform/CImageIo2.h"
 #include "platform/io/PngWriter.h"
 #include "scene/LabeledImage.h"
 
@@ -188,37 +189,53 @@ NnunetWriter::NnunetWriter(const QDir& out, const QString& name, const std::map<
     }
 }
 
+bool NnunetWriter::readsItself(const LabeledImage& image) {
+    // Sizes must be known to paint the labels first; images large enough to be read on demand
+    // are left to the image, which knows how to read them.
+    return !image.image() && !image.pyramid() && !image.imagePath().isEmpty() && image.colorChannels() > 0 &&
+           image.width() > 0 && image.height() > 0 && image.depth() > 0 && !image.scenes().isEmpty() &&
+           uint64_t(image.width()) * image.height() <= LabeledImage::kOnDemandPixels;
+}
+
 void NnunetWriter::addImage(const LabeledImage& image, const Project& project, QStringList* warnings) {
     (void)project;
     const QString name = QFileInfo(image.imagePath()).completeBaseName();
     const KYVO::CImage* pixels = image.image();
-    if (!pixels) {
-        *warnings << QStringLiteral("%1 could not be read: left out of nnU-Net.").arg(name);
+    const bool readLater = !pixels && readsItself(image);
+    const QString unreadable = QStringLiteral("%1 could not be read: left out of nnU-Net.").arg(name);
+    if (!pixels && !readLater) {
+        *warnings << unreadable;
         return;
     }
-    if (!m_nifti && pixels->type() == KYVO::IMAGE_GREY_F) {
-        *warnings
-            << QStringLiteral("%1 is floating point, which PNG cannot hold: left out of nnU-Net.").arg(name);
+    const QString floating =
+        QStringLiteral("%1 is floating point, which PNG cannot hold: left out of nnU-Net.").arg(name);
+    if (pixels && !m_nifti && pixels->type() == KYVO::IMAGE_GREY_F) {
+        *warnings << floating;
         return;
     }
-    const int channels = pixels->channels();
+    const int channels = pixels ? pixels->channels() : int(image.colorChannels());
     if (m_channels == 0)
         m_channels = channels;
+    auto otherChannels = [name, dataset = m_channels](int found) {
+        return QStringLiteral("%1 has %2 channel(s), the dataset %3: left out of nnU-Net.")
+            .arg(name)
+            .arg(found)
+            .arg(dataset);
+    };
     if (channels != m_channels) {
-        *warnings << QStringLiteral("%1 has %2 channel(s), the dataset %3: left out of nnU-Net.")
-                         .arg(name)
-                         .arg(channels)
-                         .arg(m_channels);
+        *warnings << otherChannels(channels);
         return;
     }
     QDir().mkpath(QDir(m_folder).filePath("imagesTr"));
     QDir().mkpath(QDir(m_folder).filePath("labelsTr"));
-    const std::size_t voxels = pixels->size().Elements();
+    const KYVO::CSize size =
+        pixels ? pixels->size() : KYVO::CSize(image.width(), image.height(), image.depth());
+    const std::size_t voxels = size.Elements();
     // The labels first: our full label mask with mask ids renumbered consecutively, checked
     // before anything of the case is written (values beyond the declared labels are a bug).
     std::vector<uint8_t> labels(voxels);
-    if (pixels->size().z == 1) {
-        image.paintLabelMaskRows(0, image.maskShapes(0), 0, uint32_t(pixels->size().y), labels.data());
+    if (size.z == 1) {
+        image.paintLabelMaskRows(0, image.maskShapes(0), 0, uint32_t(size.y), labels.data());
     } else {
         const std::unique_ptr<KYVO::CImage> mask(image.createLabelMask());
         std::memcpy(labels.data(), mask->data(), std::min(voxels, mask->byteCount()));
@@ -230,7 +247,7 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
         same &= id == value;
     }
     // In slices of whole rows, so that a matrix header holds any volume.
-    const std::size_t row = std::max<std::size_t>(1, pixels->size().x);
+    const std::size_t row = std::max<std::size_t>(1, size.x);
     const std::size_t slice = std::max<std::size_t>(1, (std::size_t(1) << 30) / row) * row;
     double highest = 0;
     for (std::size_t start = 0; start < voxels; start += slice) {
@@ -254,26 +271,50 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
                          .arg(int(highest));
         return;
     }
-    // The files are encoded on other cores while the next case is prepared, from copies, since
-    // the image may be let go as soon as this returns. NIfTI's library keeps global state: its
-    // cases are written here, one after the other.
+    // The files are encoded on other cores while the next case is prepared, from a copy of
+    // pixels someone holds (the image may be let go as soon as this returns), or from the file,
+    // read there too. NIfTI's library keeps global state: its cases are written here, one after
+    // the other.
     std::array<double, 3> voxel = {1, 1, 1};
     if (!image.voxelSize(voxel.data()))
         voxel = {1, 1, 1};
-    auto task = [folder = m_folder, name, nifti = m_nifti,
-                 copy = std::make_shared<const KYVO::CImage>(*pixels), labels = std::move(labels),
-                 voxel]() { return writeCase(folder, name, nifti, *copy, labels, voxel); };
-    ++m_cases;
+    std::shared_ptr<const KYVO::CImage> copy;
+    if (pixels)
+        copy = std::make_shared<const KYVO::CImage>(*pixels);
+    auto task = [folder = m_folder, name, nifti = m_nifti, copy = std::move(copy), path = image.imagePath(),
+                 size, channels, labels = std::move(labels), voxel, unreadable, floating,
+                 otherChannels]() -> Case {
+        std::shared_ptr<const KYVO::CImage> source = copy;
+        if (!source) {
+            try {
+                source.reset(KYVO::CImageIo2::Load(QFile::encodeName(path).toStdString()));
+            } catch (const KYVO::CException&) {
+                return {{unreadable}, false};
+            }
+            if (source->size() != size)
+                return {{unreadable}, false};
+            if (source->channels() != channels)
+                return {{otherChannels(source->channels())}, false};
+            if (!nifti && source->type() == KYVO::IMAGE_GREY_F)
+                return {{floating}, false};
+        }
+        return {writeCase(folder, name, nifti, *source, labels, voxel), true};
+    };
     if (m_nifti) {
-        *warnings << task();
+        collect(task(), warnings);
         return;
     }
     m_pending.push_back(std::async(std::launch::async, std::move(task)));
     // Two cases in flight keep both cores busy and the memory bounded.
     while (m_pending.size() > 2) {
-        *warnings << m_pending.front().get();
+        collect(m_pending.front().get(), warnings);
         m_pending.pop_front();
     }
+}
+
+void NnunetWriter::collect(const Case& done, QStringList* warnings) {
+    *warnings << done.warnings;
+    m_cases += done.counted ? 1 : 0;
 }
 
 NnunetWriter::~NnunetWriter() {
@@ -283,7 +324,7 @@ NnunetWriter::~NnunetWriter() {
 
 bool NnunetWriter::finish(QStringList* errors, QStringList* warnings) {
     for (auto& pending : m_pending)
-        *warnings << pending.get();
+        collect(pending.get(), warnings);
     m_pending.clear();
     QJsonObject channels;
     if (m_channels == 3)

@@ -43,14 +43,27 @@ public:
 
     QString folder() const { return m_folder; }
 
+    /// Whether a case reads the image's file itself, on another core, so that the image need not
+    /// be loaded for it: an image not loaded, of known size, small enough to be read whole.
+    static bool readsItself(const LabeledImage& image);
+
 private:
+    /// What writing one case gave: its problems, and whether it counts as written (a case whose
+    /// pixels turn out unusable does not; one whose files failed does, so the check finds it).
+    struct Case {
+        QStringList warnings;
+        bool counted = false;
+    };
+
+    void collect(const Case& done, QStringList* warnings);
+
     QString m_folder;
     std::map<int, int> m_valueOf; // mask id -> label value
     QStringList m_names;
     int m_channels = 0; // of the first case; the others must match
     int m_cases = 0;
     bool m_nifti = false;
-    std::deque<std::future<QStringList>> m_pending; // cases being written, oldest first
+    std::deque<std::future<Case>> m_pending; // cases being written, oldest first
 };
 
 /// What is wrong with an nnU-Net v2 dataset: dataset.json with channel_names, labels with

@@ -2,10 +2,14 @@
 #include "platform/io/PngWriter.h"
 
 #include "platform/CException.h"
+#include "platform/io/RunDeflater.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
+#include <cstring>
 #include <libdeflate.h>
+#include <memory>
 #include <png.h>
 #include <vector>
 #include <zlib.h>
@@ -29,18 +33,26 @@ void onWarning(png_structp, png_const_charp) {}
 
 /// Deflates the rows into a zlib stream and hands it to libpng as IDAT chunks. The stream is
 /// raw deflate with our own zlib header and checksum: zlib's checksum runs byte by byte and cost
-/// as much as the compression of a label image, libdeflate's is many times faster.
+/// as much as the compression of a label image, libdeflate's is many times faster. Data made of
+/// runs goes through RunDeflater, anything else through zlib's fastest level.
 class IdatWriter {
 public:
-    explicit IdatWriter(png_structp png) : m_png(png) {
-        // windowBits -15: no zlib wrapper, whose checksum we compute ourselves.
-        m_ready = deflateInit2(&m_stream, 1, Z_DEFLATED, -15, 8, Z_RLE) == Z_OK;
+    IdatWriter(png_structp png, bool runs) : m_png(png) {
         m_buffer[0] = 0x78; // deflate, 32K window
         m_buffer[1] = 0x01; // fastest level, header check bits
         m_used = 2;
+        if (runs) {
+            m_runs = std::make_unique<RunDeflater>(
+                [this](const uint8_t* data, std::size_t size) { append(data, size); });
+            m_ready = true;
+            return;
+        }
+        // windowBits -15: no zlib wrapper, whose checksum we compute ourselves.
+        m_zlib = deflateInit2(&m_stream, 1, Z_DEFLATED, -15, 8, Z_RLE) == Z_OK;
+        m_ready = m_zlib;
     }
     ~IdatWriter() {
-        if (m_ready)
+        if (m_zlib)
             deflateEnd(&m_stream);
     }
     IdatWriter(const IdatWriter&) = delete;
@@ -51,6 +63,10 @@ public:
     /// Adds bytes of the filtered image data; false when zlib fails.
     bool add(const uint8_t* data, std::size_t size) {
         m_adler = uint32_t(libdeflate_adler32(m_adler, data, size));
+        if (m_runs) {
+            m_runs->add(data, size);
+            return true;
+        }
         m_stream.next_in = const_cast<uint8_t*>(data);
         m_stream.avail_in = uInt(size);
         while (m_stream.avail_in > 0)
@@ -61,20 +77,26 @@ public:
 
     /// Ends the stream and writes what is left; false when zlib fails.
     bool finish() {
-        m_stream.avail_in = 0;
-        int status = Z_OK;
-        while (status != Z_STREAM_END) {
-            m_stream.next_out = m_buffer + m_used;
-            m_stream.avail_out = uInt(sizeof m_buffer - m_used);
-            status = deflate(&m_stream, Z_FINISH);
-            if (status != Z_OK && status != Z_STREAM_END)
-                return false;
-            m_used = sizeof m_buffer - m_stream.avail_out;
-            if (status != Z_STREAM_END || m_used + 4 > sizeof m_buffer)
-                flush();
+        if (m_runs) {
+            m_runs->finish();
+        } else {
+            m_stream.avail_in = 0;
+            int status = Z_OK;
+            while (status != Z_STREAM_END) {
+                m_stream.next_out = m_buffer + m_used;
+                m_stream.avail_out = uInt(sizeof m_buffer - m_used);
+                status = deflate(&m_stream, Z_FINISH);
+                if (status != Z_OK && status != Z_STREAM_END)
+                    return false;
+                m_used = sizeof m_buffer - m_stream.avail_out;
+                if (status != Z_STREAM_END)
+                    flush();
+            }
         }
-        for (int shift = 24; shift >= 0; shift -= 8)
-            m_buffer[m_used++] = uint8_t(m_adler >> shift);
+        uint8_t adler[4];
+        for (int i = 0; i < 4; ++i)
+            adler[i] = uint8_t(m_adler >> (24 - 8 * i));
+        append(adler, 4);
         flush();
         return true;
     }
@@ -91,6 +113,18 @@ private:
         return true;
     }
 
+    void append(const uint8_t* data, std::size_t size) {
+        while (size > 0) {
+            const std::size_t part = std::min(size, sizeof m_buffer - m_used);
+            std::memcpy(m_buffer + m_used, data, part);
+            m_used += part;
+            data += part;
+            size -= part;
+            if (m_used == sizeof m_buffer)
+                flush();
+        }
+    }
+
     void flush() {
         if (m_used > 0)
             png_write_chunk(m_png, reinterpret_cast<png_const_bytep>("IDAT"), m_buffer, m_used);
@@ -99,16 +133,32 @@ private:
 
     png_structp m_png;
     z_stream m_stream{};
+    bool m_zlib = false;
     bool m_ready = false;
+    std::unique_ptr<RunDeflater> m_runs;
     uint32_t m_adler = 1;
     uint8_t m_buffer[1 << 16];
     std::size_t m_used = 0;
 };
 
+/// Whether rows hold long runs of one byte value, judged from every eighth row: a run encoder
+/// then beats zlib by far at about its size.
+bool mostlyRuns(const uint8_t* data, std::size_t rowStep, std::size_t rowBytes, uint32_t height) {
+    std::size_t bytes = 0;
+    std::size_t changes = 0;
+    for (uint32_t y = 0; y < height; y += 8) {
+        const uint8_t* row = data + y * rowStep;
+        for (std::size_t i = 1; i < rowBytes; ++i)
+            changes += row[i] != row[i - 1];
+        bytes += rowBytes;
+    }
+    return bytes >= 32 * (changes + 1);
+}
+
 /// The libpng part, free of C++ objects that a longjmp would skip: the IDAT writer lives in the
 /// caller.
 bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int channels, int bitDepth,
-               const std::function<const uint8_t*(uint32_t)>& rowAt, std::vector<uint8_t>& swapped,
+               const std::function<const uint8_t*(uint32_t)>& rowAt, std::vector<uint8_t>& swapped, bool runs,
                IdatWriter*& idat, Failure* failure) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, failure, onError, onWarning);
     if (!png)
@@ -122,7 +172,7 @@ bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int channels, i
     png_set_IHDR(png, info, width, height, bitDepth, channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
-    idat = new IdatWriter(png);
+    idat = new IdatWriter(png, runs);
     bool ok = idat->ready();
     const std::size_t rowBytes = std::size_t(width) * std::size_t(channels) * std::size_t(bitDepth / 8);
     const uint16_t probe = 1;
@@ -149,33 +199,40 @@ bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int channels, i
     return ok;
 }
 
-} // namespace
-
-void PngWriter::write(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
-                      const uint8_t* data, std::size_t rowBytes, Content content) {
-    write(
-        path, width, height, channels, bitDepth, [data, rowBytes](uint32_t y) { return data + y * rowBytes; },
-        content);
-}
-
-void PngWriter::write(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
-                      const std::function<const uint8_t*(uint32_t)>& rowAt, Content content) {
+void writeFile(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
+               const std::function<const uint8_t*(uint32_t)>& rowAt, bool runs) {
     if (width == 0 || height == 0 || (channels != 1 && channels != 3) || (bitDepth != 8 && bitDepth != 16))
         KYVO_THROW("cannot write " + path + ": not an image PNG can hold");
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file)
         KYVO_THROW("cannot create " + path);
-    (void)content; // see the class comment
     Failure failure;
     std::vector<uint8_t> swapped(bitDepth == 16 ? std::size_t(width) * std::size_t(channels) * 2 : 0);
     IdatWriter* idat = nullptr;
-    const bool written = writeRows(file, width, height, channels, bitDepth, rowAt, swapped, idat, &failure);
+    const bool written =
+        writeRows(file, width, height, channels, bitDepth, rowAt, swapped, runs, idat, &failure);
     delete idat;
     const bool closed = std::fclose(file) == 0;
     if (!written || !closed) {
         std::remove(path.c_str());
         KYVO_THROW("cannot write " + path + ": " + (written ? "the disk refused the data" : failure.text));
     }
+}
+
+} // namespace
+
+void PngWriter::write(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
+                      const uint8_t* data, std::size_t rowBytes, Content content) {
+    const std::size_t used = std::size_t(width) * std::size_t(channels) * std::size_t(bitDepth / 8);
+    const bool runs = content == Content::Labels || mostlyRuns(data, rowBytes, used, height);
+    writeFile(
+        path, width, height, channels, bitDepth, [data, rowBytes](uint32_t y) { return data + y * rowBytes; },
+        runs);
+}
+
+void PngWriter::write(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
+                      const std::function<const uint8_t*(uint32_t)>& rowAt, Content content) {
+    writeFile(path, width, height, channels, bitDepth, rowAt, content == Content::Labels);
 }
 
 } // namespace io

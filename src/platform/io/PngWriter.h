@@ -10,9 +10,9 @@ namespace KYVO {
 namespace io {
 
 /// Writes PNG files through libpng for data that is written once and read many times, as
-/// training sets are: no row filters and the fastest zlib level with run-length matching, which
-/// keeps label images (long runs of one value) small at almost no cost. Both kinds of content
-/// are written alike for now; the kind is the caller's to say.
+/// training sets are: no row filters and the fastest compression that keeps them small. Labels,
+/// and pictures found to be made of long runs of one value, go through RunDeflater; other
+/// pictures through zlib's fastest level with run-length matching.
 class PngWriter {
 public:
     enum class Content { Picture, Labels };
@@ -23,7 +23,7 @@ public:
     static void write(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
                       const uint8_t* data, std::size_t rowBytes, Content content);
     /// The same with the rows asked for one after another (y = 0, 1, ...), so that they need
-    /// never be held all at once. `rowAt` must not throw.
+    /// never be held all at once; pictures then always go through zlib. `rowAt` must not throw.
     static void write(const std::string& path, uint32_t width, uint32_t height, int channels, int bitDepth,
                       const std::function<const uint8_t*(uint32_t y)>& rowAt, Content content);
 };
