@@ -19,6 +19,7 @@
 #include <array>
 #include <cstring>
 #include <deque>
+#include <exception>
 #include <future>
 #include <memory>
 #include <nifti1_io.h>
@@ -288,7 +289,8 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
         if (!source) {
             try {
                 source.reset(KYVO::CImageIo2::Load(QFile::encodeName(path).toStdString()));
-            } catch (const KYVO::CException&) {
+            } catch (const std::exception&) {
+                // Also running out of memory: this case is left out, the others go on.
                 return {{unreadable}, false};
             }
             if (source->size() != size)
