@@ -219,6 +219,13 @@ TEST(ImageIo, EveryCodecRoundTripsEveryTypeItHoldsAndRefusesDamagedFilesNamingTh
     }
     EXPECT_TRUE(damages.empty());
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), n) << "no temporary file is left behind";
+    // Grey written as PPM reads back as colour with the grey in every channel.
+    const CImage grey = makePattern(IMAGE_GREY_8, s2);
+    CImageIo2::Save(dir.localPath("grey.ppm"), grey);
+    const std::unique_ptr<CImage> rgb(CImageIo2::Load(dir.localPath("grey.ppm")));
+    ASSERT_TRUE(rgb->type() == IMAGE_RGB_8I && rgb->size() == s2);
+    for (std::size_t i = 0; i < grey.byteCount(); ++i)
+        ASSERT_TRUE(rgb->data()[3 * i] == grey.data()[i] && rgb->data()[3 * i + 2] == grey.data()[i]) << i;
     // GIF is read only: a hand-made one with a colour palette.
     ASSERT_TRUE(pxmtest::writeFile(dir.path("p.gif"), kPaletteGif));
     const std::string colours[] = {"0 0 0", "10 120 250", "200 30 40", "255 255 255"}; // colours 0, 3, 2, 1
