@@ -7,9 +7,12 @@
 #include "scene/Scene.h"
 #include "tools/View.h"
 #include "ui/LabelImportDialog.h"
+#include "ui/LabelStatisticsDialog.h"
 #include "ui/MaskImportDialog.h"
 #include "ui/ReannotationDialog.h"
 #include "ui/UiTestSupport.h"
+
+#include <QTableWidget>
 
 using namespace pxm;
 using uitest::ModalAnswerer;
@@ -210,4 +213,31 @@ TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
     project.clear(); // clearing the project empties the list before the shapes are gone
     EXPECT_EQ(std::pair(at(), dialog.moveButton()->isEnabled()),
               std::pair(std::make_pair(0, static_cast<QGraphicsItem*>(nullptr)), false));
+}
+
+// Each label's row gives its voxels, box, parts and layers; "Go to" steps through the selected
+// label's layers from the current one and wraps round to the first.
+TEST(LabelStatisticsDialog, CountsEachLabelAndStepsThroughItsLayers) {
+    Project project;
+    LabeledImage* image = pxmtest::addImage(project, 10, 8, 5);
+    project.setCurrentImageIndex(0);
+    Label* cell = project.createLabel();
+    cell->setName("cell");
+    cell->setMaskId(1);
+    for (const int z : {1, 3})
+        image->scene(z)->addLabelItem(new QGraphicsRectItem(2, 1, 3, 2), cell);
+    project.createLabel()->setName("empty");
+    LabelStatisticsDialog dialog(&project, nullptr);
+    QStringList rows;
+    for (int row = 0; row < dialog.table()->rowCount(); ++row)
+        for (int column = 0; column < 6; ++column)
+            rows << (dialog.table()->item(row, column) ? dialog.table()->item(row, column)->text() : "-");
+    EXPECT_EQ(rows.join('|'), "cell|12||2-4, 1-2, 1-3|2|1, 3|empty|0|||0|");
+    dialog.table()->selectRow(0);
+    QList<int> visited;
+    for (int step = 0; step < 3; ++step) {
+        dialog.goToNextLayer();
+        visited << project.currentZLayer();
+    }
+    EXPECT_EQ(visited, QList<int>({1, 3, 1}));
 }
