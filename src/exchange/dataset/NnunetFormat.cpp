@@ -202,7 +202,7 @@ void NnunetWriter::addImage(const LabeledImage& image, const Project& project, Q
     (void)project;
     const QString name = QFileInfo(image.imagePath()).completeBaseName();
     const KYVO::CImage* pixels = image.image();
-    const bool readLater = !pixels && readsItself(image);
+    const bool readLater = readsItself(image); // only when pixels is null
     const QString unreadable = QStringLiteral("%1 could not be read: left out of nnU-Net.").arg(name);
     if (!pixels && !readLater) {
         *warnings << unreadable;

@@ -11,7 +11,7 @@ namespace io {
 /// A raw deflate stream (RFC 1951) for data made of runs of one byte value, as label images
 /// are: every run is one literal followed by back-references of distance 1, all in one block of
 /// the fixed Huffman codes. It looks at each byte once, eight at a time, where even zlib's
-/// run-length strategy handles them one by one; on data without runs it costs at most a ninth
+/// run-length strategy handles them one by one; on data without runs it costs at most an eighth
 /// over the raw size.
 class RunDeflater {
 public:
