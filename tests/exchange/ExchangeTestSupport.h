@@ -13,11 +13,13 @@
 #include "support/TestSupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QGraphicsItem>
 #include <QGraphicsRectItem>
 #include <QStringList>
 #include <QUndoStack>
 #include <QtGlobal>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -88,10 +90,14 @@ inline QStringList messageTexts(const pxm::BaseReader& reader) {
     return result;
 }
 
-/// The messages of a new reader of the type that reads `text`, written to the file `name` in the directory.
+/// The messages of a new reader of the type that reads `text`, written to the file `name` in the directory
+/// (a null text: no such file).
 template <class Reader>
 QStringList readText(pxm::Project& project, const TempDir& dir, const QString& name, const QByteArray& text) {
-    writeFile(dir.path(name), text);
+    if (text.isNull())
+        QFile::remove(dir.path(name));
+    else
+        writeFile(dir.path(name), text);
     Reader reader;
     runReader(reader, project, {dir.path(name)});
     return messageTexts(reader);
@@ -140,7 +146,7 @@ inline QStringList describeLabels(const pxm::Project& project) {
     return lines;
 }
 
-/// Collects the debug log while it lives.
+/// Collects the debug log (no warnings) while it lives.
 class LogCapture {
 public:
     LogCapture() { s_lines.clear(); }
@@ -149,8 +155,37 @@ public:
 
 private:
     static inline QStringList s_lines;
-    QtMessageHandler m_previous = qInstallMessageHandler(
-        [](QtMsgType, const QMessageLogContext&, const QString& text) { s_lines << text; });
+    QtMessageHandler m_previous =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+            if (type == QtDebugMsg)
+                s_lines << text;
+        });
 };
+
+/// A file a reader is given and what comes of it (see expectReads).
+struct ReadCase {
+    const char* name;
+    QByteArray text; // null: there is no such file
+    QString expected;
+};
+
+/// Reads each case's text as the file `name` into a project of its own, and expects the reader's messages,
+/// describeImages(), the lines `more` gives for the project and "log " with each debug log line, joined by
+/// '|'. Each file is one undo step, whatever happens in it.
+template <class Reader>
+void expectReads(const TempDir& dir, const QString& name, const QList<ReadCase>& cases,
+                 const std::function<QStringList(const pxm::Project&)>& more) {
+    for (const ReadCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        pxm::Project project;
+        LogCapture log;
+        QStringList seen = readText<Reader>(project, dir, name, c.text);
+        seen << describeImages(project) << more(project);
+        for (const QString& line : log.lines())
+            seen << "log " + line;
+        EXPECT_EQ(seen.join('|'), c.expected);
+        EXPECT_EQ(project.undoStack()->count(), 1);
+    }
+}
 
 } // namespace pxmtest

@@ -16,7 +16,7 @@ QString writeScene(pxm::Scene* scene) {
     return text;
 }
 
-TEST(KAROMarkTest, WriterGoldenOutputAndItsReadBack) {
+TEST(KAROMarkTest, WrittenAndHandWrittenFilesReadBack) {
     pxm::Project project;
     pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 200, 100, 1, "/data/img.png");
     pxm::Label* a = pxmtest::addLabel(project, "A", 11, 3);
@@ -53,100 +53,75 @@ TEST(KAROMarkTest, WriterGoldenOutputAndItsReadBack) {
     pxm::LabeledImage* empty = pxmtest::addMemoryImage(project, 8, 8, 1, "/data/empty.png");
     EXPECT_EQ(writeScene(empty->scene(0)), "# Image\n/data/empty.png\n");
 
-    // Read back, boxes shrink by one; the mask id comes back as a label id, each shared by its marks.
-    pxmtest::TempDir dir;
-    pxm::Project target;
-    EXPECT_TRUE(pxmtest::readText<pxm::KAROMarkReader>(target, dir, "img.mark", writeScene(scene).toUtf8())
-                    .isEmpty());
-    EXPECT_EQ(pxmtest::describeLabels(target),
-              QStringList({"KARO Color 3 3 #000003", "KARO Color 7 7 #000007"}));
-    EXPECT_EQ(
-        pxmtest::describeImages(target),
-        QStringList({"/data/img.png 0x0x1", "  KARO Color 3: rect 0 0 7 3", "  KARO Color 7: rect 100 50 9 7",
-                     "  KARO Color 7: rect 5 6 9 9", "  KARO Color 3: rect 10 20 29 39"}));
-}
-
-TEST(KAROMarkTest, HandWrittenFiles) {
-    // The expected messages, then the images with their items, then "label " and each label.
-    struct Case {
-        const char* name;
-        QByteArray text;
-        QString expected;
-    };
-    const QList<Case> cases = {
-        {"image only", "# Image\na.png\n", "a.png 0x0x1"},
-        {"#Image starts a block, #  Image does not end one",
-         "#Image\na.png\n# Mark\n#Color: 5\n1 2 3 4\n#  Image\nb.png\n",
-         "a.png 0x0x1|  KARO Color 5: rect 1 3 1 1|label KARO Color 5 5 #000005"},
-        {"#  Image starts a block", "#  Image\nb.png\n", "b.png 0x0x1"},
-        {"red label", "# Image\na.png\n# Mark\n# Color: 16711680\n0 10 0 20\n",
-         "a.png 0x0x1|  KARO Color 16711680: rect 0 0 10 20|label KARO Color 16711680 16711680 #ff0000"},
-        {"minus passed over, trailing text accepted",
-         "# Image\na.png\n# Mark\n# User: me\n# Color: 1\n-1 2 3 4\n1 5 2 9 trailing words\n",
-         "a.png 0x0x1|  KARO Color 1: rect 1 2 4 7|label KARO Color 1 1 #000001"},
-        {"later colour wins, same colour reuses the label",
-         "# Image\na.png\n# Mark\n# Color: 1\n# Color: 4\n0 1 0 1\n# Mark\n# Color: 4\n2 3 2 3\n",
-         "a.png 0x0x1|  KARO Color 4: rect 0 0 1 1|  KARO Color 4: rect 2 2 1 1|label KARO Color 4 4 "
-         "#000004"},
-        {"no colour", "# Image\na.png\n# Mark\n# User: me\n1 2 3 4\n",
-         "W 4 No color found in 'Mark' block.|a.png 0x0x1"},
-        {"file ends inside a mark", "# Image\na.png\n# Mark\n# Color: 1\n",
-         "W 3 No bounding box found in 'Mark' block.|a.png 0x0x1"},
-        {"path missing at the end", "# Image\n", "E 0 Expected image path after #Image."},
-        {"empty path line", "junk\n# Image\n\n# Mark\n", "E 2 Expected image path after #Image."},
-        {"the line ending a block is consumed", "# Image\na.png\n# Image\nb.png\n# Image\nc.png\n",
-         "a.png 0x0x1|c.png 0x0x1"},
-        {"a later failure keeps earlier blocks",
-         "# Image\na.png\n# Mark\n# Color: 2\n0 1 0 1\n# Image\nx\n# Image\n",
-         "E 7 Expected image path after #Image.|a.png 0x0x1|  KARO Color 2: rect 0 0 1 1|label KARO Color 2 "
-         "2 #000002"},
-        {"numbers too large",
-         "# Image\na.png\n# Mark\n# Color: 99999999999\n1 2 3 4\n# Mark\n# Color: 1\n99999999999 1 2 3\n",
-         "W 4 No color found in 'Mark' block.|W 7 No bounding box found in 'Mark' block.|a.png 0x0x1"},
-        {"colour 0 reuses its label",
-         "# Image\na.png\n# Mark\n# Color: 0\n0 1 0 1\n# Mark\n# Color: 0\n0 2 0 2\n",
-         "a.png 0x0x1|  KARO Color 0: rect 0 0 1 1|  KARO Color 0: rect 0 0 2 2|label KARO Color 0 * "
-         "#000000"},
-        {"CRLF line ends", "# Image\r\na.png\r\n# Mark\r\n# Color: 1\r\n0 1 0 1\r\n",
-         "a.png 0x0x1|  KARO Color 1: rect 0 0 1 1|label KARO Color 1 1 #000001"},
-        {"binary junk", QByteArray("\xff\xfe\x00\x01# Mark\n\x80\x81\n", 14), ""},
-    };
-    pxmtest::TempDir dir;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        pxm::Project project;
-        QStringList seen = pxmtest::readText<pxm::KAROMarkReader>(project, dir, "case.mark", c.text);
-        seen += pxmtest::describeImages(project);
-        // Id 0 is no label id: the project gives such a label an id of its own.
-        for (QString line : pxmtest::describeLabels(project))
-            seen << "label " +
-                        (line.startsWith("KARO Color 0 ") ? "KARO Color 0 * " + line.section(' ', -1) : line);
-        EXPECT_EQ(seen.join('|'), c.expected);
-        EXPECT_EQ(project.undoStack()->count(), 1);
-    }
-}
-
-TEST(KAROMarkTest, UnopenableFilesAndThreeDimensionalImagesEndTheirFileAndKeepEarlierLabels) {
     pxmtest::TempDir dir;
     KYVO::CImageIo2::Save(dir.localPath("flat.pgm"), KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)));
     KYVO::CImageIo2::Save(dir.localPath("volume.pgm"),
                           KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 3)));
-    const QString text = QString("# Image\n%1\n# Mark\n# Color: 9\n0 4 0 4\n# Image\nskip\n# Image\n%2\n"
-                                 "# Mark\n# Color: 10\n0 1 0 1\n")
-                             .arg(dir.path("flat.pgm"), dir.path("volume.pgm"));
-    ASSERT_TRUE(pxmtest::writeFile(dir.path("two.mark"), text.toUtf8()));
-    // A file that cannot be opened is one error, and the next file is read all the same.
-    pxm::Project project;
-    pxm::KAROMarkReader reader;
-    pxmtest::runReader(reader, project, {dir.path("missing.mark"), dir.path("two.mark")});
-    EXPECT_EQ(pxmtest::messageTexts(reader),
-              QStringList({"E -1 Could not open the file.", "E 8 KARO mark references a 3D image."}));
-    EXPECT_EQ(pxmtest::describeImages(project),
-              QStringList({dir.path("flat.pgm") + " 8x8x1", "  KARO Color 9: rect 0 0 4 4"}));
-    EXPECT_EQ(pxmtest::describeLabels(project), QStringList({"KARO Color 9 9 #000009"}));
-    EXPECT_EQ(project.undoStack()->count(), 2);
-    project.undoStack()->undo();
-    EXPECT_TRUE(project.images().isEmpty() && project.labels().isEmpty());
+    // After the images with their items, "label " and each label; id 0 is no label id: the project gives
+    // such a label an id of its own.
+    const auto labels = [](const pxm::Project& project) {
+        QStringList lines;
+        for (const QString& line : pxmtest::describeLabels(project))
+            lines << "label " + (line.startsWith("KARO Color 0 ") ? "KARO Color 0 * " + line.section(' ', -1)
+                                                                  : line);
+        return lines;
+    };
+    pxmtest::expectReads<pxm::KAROMarkReader>(
+        dir, "case.mark",
+        {
+            // Boxes shrink by one; the mask id comes back as a label id, each shared by its marks.
+            {"the file written above", writeScene(scene).toUtf8(),
+             "/data/img.png 0x0x1|  KARO Color 3: rect 0 0 7 3|  KARO Color 7: rect 100 50 9 7|"
+             "  KARO Color 7: rect 5 6 9 9|  KARO Color 3: rect 10 20 29 39|label KARO Color 3 3 #000003|"
+             "label KARO Color 7 7 #000007"},
+            {"image only", "# Image\na.png\n", "a.png 0x0x1"},
+            {"#Image starts a block, #  Image does not end one",
+             "#Image\na.png\n# Mark\n#Color: 5\n1 2 3 4\n#  Image\nb.png\n",
+             "a.png 0x0x1|  KARO Color 5: rect 1 3 1 1|label KARO Color 5 5 #000005"},
+            {"#  Image starts a block", "#  Image\nb.png\n", "b.png 0x0x1"},
+            {"red label", "# Image\na.png\n# Mark\n# Color: 16711680\n0 10 0 20\n",
+             "a.png 0x0x1|  KARO Color 16711680: rect 0 0 10 20|label KARO Color 16711680 16711680 #ff0000"},
+            {"minus passed over, trailing text accepted",
+             "# Image\na.png\n# Mark\n# User: me\n# Color: 1\n-1 2 3 4\n1 5 2 9 trailing words\n",
+             "a.png 0x0x1|  KARO Color 1: rect 1 2 4 7|label KARO Color 1 1 #000001"},
+            {"later colour wins, same colour reuses the label",
+             "# Image\na.png\n# Mark\n# Color: 1\n# Color: 4\n0 1 0 1\n# Mark\n# Color: 4\n2 3 2 3\n",
+             "a.png 0x0x1|  KARO Color 4: rect 0 0 1 1|  KARO Color 4: rect 2 2 1 1|label KARO Color 4 4 "
+             "#000004"},
+            {"no colour", "# Image\na.png\n# Mark\n# User: me\n1 2 3 4\n",
+             "W 4 No color found in 'Mark' block.|a.png 0x0x1"},
+            {"file ends inside a mark", "# Image\na.png\n# Mark\n# Color: 1\n",
+             "W 3 No bounding box found in 'Mark' block.|a.png 0x0x1"},
+            {"path missing at the end", "# Image\n", "E 0 Expected image path after #Image."},
+            {"empty path line", "junk\n# Image\n\n# Mark\n", "E 2 Expected image path after #Image."},
+            {"the line ending a block is consumed", "# Image\na.png\n# Image\nb.png\n# Image\nc.png\n",
+             "a.png 0x0x1|c.png 0x0x1"},
+            {"a later failure keeps earlier blocks",
+             "# Image\na.png\n# Mark\n# Color: 2\n0 1 0 1\n# Image\nx\n# Image\n",
+             "E 7 Expected image path after #Image.|a.png 0x0x1|  KARO Color 2: rect 0 0 1 1|label KARO "
+             "Color 2 "
+             "2 #000002"},
+            // An image that opens is read with its size; a volume ends the file, the labels before it stay.
+            {"a 3D image ends the file",
+             QString("# Image\n%1\n# Mark\n# Color: 9\n0 4 0 4\n# Image\nskip\n# Image\n%2\n# Mark\n# Color: "
+                     "10\n0 1 0 1\n")
+                 .arg(dir.path("flat.pgm"), dir.path("volume.pgm"))
+                 .toUtf8(),
+             "E 8 KARO mark references a 3D image.|" + dir.path("flat.pgm") +
+                 " 8x8x1|  KARO Color 9: rect 0 0 4 4|label KARO Color 9 9 #000009"},
+            {"numbers too large",
+             "# Image\na.png\n# Mark\n# Color: 99999999999\n1 2 3 4\n# Mark\n# Color: 1\n99999999999 1 2 3\n",
+             "W 4 No color found in 'Mark' block.|W 7 No bounding box found in 'Mark' block.|a.png 0x0x1"},
+            {"colour 0 reuses its label",
+             "# Image\na.png\n# Mark\n# Color: 0\n0 1 0 1\n# Mark\n# Color: 0\n0 2 0 2\n",
+             "a.png 0x0x1|  KARO Color 0: rect 0 0 1 1|  KARO Color 0: rect 0 0 2 2|label KARO Color 0 * "
+             "#000000"},
+            {"CRLF line ends", "# Image\r\na.png\r\n# Mark\r\n# Color: 1\r\n0 1 0 1\r\n",
+             "a.png 0x0x1|  KARO Color 1: rect 0 0 1 1|label KARO Color 1 1 #000001"},
+            {"binary junk", QByteArray("\xff\xfe\x00\x01# Mark\n\x80\x81\n", 14), ""},
+            {"no file", {}, "E -1 Could not open the file."},
+        },
+        labels);
 }
 
 } // namespace

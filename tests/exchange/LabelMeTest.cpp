@@ -30,7 +30,7 @@ QStringList labelColors(const pxm::Project& project) {
 /// Writes a file and reads it into the project without the pause; returns the reader's messages.
 constexpr auto import = &pxmtest::readText<pxm::LabelMeReader>;
 
-TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
+TEST(LabelMeTest, WrittenAndHandWrittenFilesReadBack) {
     pxm::Project project;
     pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 40, 30, 1, "/data/a.png");
     pxm::Label* cat = pxmtest::addLabel(project, "cat", 11, 1, Qt::red);
@@ -72,96 +72,104 @@ TEST(LabelMeTest, WriterGoldenOutputAndItsReadBack) {
     pxm::LabeledImage unsized(&bare);
     EXPECT_EQ(QJsonDocument::fromJson(writeImage(&unsized)).object().value("shapes").toArray().size(), 0);
 
-    // The written file imports the labels, but no items.
     pxmtest::TempDir dir;
-    pxm::Project target;
-    pxmtest::LogCapture log;
-    EXPECT_TRUE(import(target, dir, "a.json", writeImage(image)).isEmpty());
-    EXPECT_EQ(pxmtest::describeImages(target) + labelColors(target),
-              QStringList({"/data/a.png 40x30x1", "dog #00ff00 1.000", "cat #ff0000 1.000"}));
-    EXPECT_EQ(log.lines().count("'shape' item does not have a 'shape_type' attribute."), 5);
-}
-
-TEST(LabelMeTest, HandWrittenFiles) {
-    pxmtest::TempDir dir;
-    // The reader's messages, the images with their items and the labels' colours; a log line if expected.
-    struct Case {
-        const char* name;
-        QByteArray shapes; // the "shapes" array's items in a file of the image "a.png"
-        QString expected;
-        QString log;
-        QByteArray header = {}; // keys before the image path
+    // A file of the image "a.png" with the given items of its "shapes" array.
+    const auto file = [](const QByteArray& shapes, const QByteArray& header = {}) {
+        return "{" + header + R"("imagePath": "a.png", "shapes": [)" + shapes + "]}";
     };
-    const QString a = dir.path("a.png") + " 0x0x1";
-    const QList<Case> cases = {
-        {"every shape and colour form",
-         R"({"label": "box", "points": [[30, 20], [10, 10]], "shape_type": "rectangle",
-             "line_color": [0, 0, 255], "fill_color": null, "group_id": null, "flags": {}},
-            {"label": "ball", "points": [[10, 10], [30, 20]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]},
-            {"label": "area", "points": [[0, 0], [4, 0], [4, 4]], "shape_type": "polygon",
-             "line_color": [0, 255, 0, 128], "fill_color": [0, 300, 0]},
-            {"label": "edge", "points": [[1, 1], [5, 6], [9, 9]], "shape_type": "line"},
-            {"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle", "line_color": [0, 0, 255]},
-            {"label": "dot", "points": [[3, 3]], "shape_type": "point"})",
-         // Out-of-range components are clamped; the fill colour wins over the line colour.
-         a + "|  box: rect 10 10 20 10|  ball: ellipse 10 10 20 10|  area: polygon 0,0 4,0 4,4|"
-             "  edge: line 1,1 5,6|  box: rect 0 0 1 1|box #0000ff 1.000|ball #ff0000 0.502|"
-             "area #00ff00 1.000|edge #000000 1.000|dot #000000 1.000",
-         "Unsupported 'shape_type': point"},
-        {"hostile numbers are bounded",
-         R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},
-            {"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]})",
-         a + "|  h: polygon 1e+09,-1e+09 2.5,3|  h: line 0,0 1e+09,1|h #000000 1.000", "",
-         R"("imageWidth": 1e300, "imageHeight": -5, )"},
-        // Other tools write such files; the last value counts, and a replaced array must not leak.
-        {"repeated keys keep their last value",
-         R"({"label": "x", "label": "cat", "shape_type": "rectangle", "points": [[0, 0]], "points": [[1, 2], [4, 6]]})",
-         a + "|  cat: rect 1 2 3 4|cat #000000 1.000", "", R"("imagePath": [1], "shapes": [[2, 3], 4], )"},
-        // Faults in single shapes go to the log; the image is added, without items.
-        {"no label", "{}", a, "Missing 'label' attribute in 'shapes' object."},
-        {"label no string", R"({"label": 3})", a, "Expected 'label' to be a JSON string."},
-        {"no shape type", R"({"label": "a"})", a + "|a #000000 1.000",
-         "'shape' item does not have a 'shape_type' attribute."},
-        {"shape type no string", R"({"label": "a", "shape_type": 1})", a + "|a #000000 1.000",
-         "Expected 'shape_type' to be a string."},
-        {"line strip", R"({"label": "a", "shape_type": "linestrip", "points": []})", a + "|a #000000 1.000",
-         "Unsupported 'shape_type': linestrip"},
-        {"no points", R"({"label": "a", "shape_type": "polygon"})", a + "|a #000000 1.000",
-         "Expected 'points' to be a JSON array."},
-        {"points no array", R"({"label": "a", "shape_type": "circle", "points": {}})", a + "|a #000000 1.000",
-         "Expected 'points' to be a JSON array."},
-        {"one corner", R"({"label": "a", "shape_type": "rectangle", "points": [[1, 1]]})",
-         a + "|a #000000 1.000", "Expected at least two points for a 'rectangle' shape."},
-        {"short colour", R"({"label": "a", "fill_color": [1, 2]})", a + "|a #000000 1.000",
-         "Expected at least 3 values for an RGB(A) color."},
-        {"colour of text", R"({"label": "a", "line_color": [1, "x", 2]})", a + "|a #000000 1.000",
-         "Expected only numbers for RGB(A) values."},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        pxm::Project project;
-        pxmtest::LogCapture log;
-        QStringList seen = import(project, dir, "s.json",
-                                  "{" + c.header + R"("imagePath": "a.png", "shapes": [)" + c.shapes + "]}");
-        seen << pxmtest::describeImages(project) << labelColors(project);
-        EXPECT_EQ(seen.join('|'), c.expected);
-        EXPECT_TRUE(c.log.isEmpty() || log.lines().contains(c.log)) << log.lines().join(" | ").toStdString();
-    }
-
-    // Image data and the image's own path are taken from the file; the file's one undo step holds
-    // the new labels and the image, no recolouring.
-    pxm::Project project;
-    pxmtest::LogCapture log;
-    import(
-        project, dir, "x.json",
-        R"({"imagePath": "pics/../pics/x.jpg", "imageData": "iVBORw0KGgo=", "imageHeight": 30, "imageWidth": 40,
+    const QString a = dir.path("a.png") + " 0x0x1", json = dir.path("f.json");
+    const QString notJson = "E %1 Expected a JSON document at '" + json + "'.";
+    const QString point = R"({"imagePath": "a.png", "shapes": [{"label": "early", "fill_color": [1, 2, 3]}, )"
+                          R"({"label": "x", "shape_type": "polygon", "points": %1}]})";
+    const QString noType = "|log 'shape' item does not have a 'shape_type' attribute.";
+    const QString pointFault =
+        "E -1 Expected a 'point' to be a JSON array%1.|early #010203 1.000|x #000000 1.000" + noType;
+    // After the images with their items, each label's colour, then the debug log: faults in single shapes go
+    // there, and the image is added without the shape.
+    pxmtest::expectReads<pxm::LabelMeReader>(
+        dir, "f.json",
+        {
+            // The written file imports the labels, but no items.
+            {"the file written above", writeImage(image),
+             "/data/a.png 40x30x1|dog #00ff00 1.000|cat #ff0000 1.000" + noType.repeated(5)},
+            // Out-of-range components are clamped; the fill colour wins over the line colour.
+            {"every shape and colour form",
+             file(R"({"label": "box", "points": [[30, 20], [10, 10]], "shape_type": "rectangle",
+                 "line_color": [0, 0, 255], "fill_color": null, "group_id": null, "flags": {}},
+                {"label": "ball", "points": [[10, 10], [30, 20]], "shape_type": "circle", "fill_color": [128, 255, 0, 0]},
+                {"label": "area", "points": [[0, 0], [4, 0], [4, 4]], "shape_type": "polygon",
+                 "line_color": [0, 255, 0, 128], "fill_color": [0, 300, 0]},
+                {"label": "edge", "points": [[1, 1], [5, 6], [9, 9]], "shape_type": "line"},
+                {"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle", "line_color": [0, 0, 255]},
+                {"label": "dot", "points": [[3, 3]], "shape_type": "point"})"),
+             a + "|  box: rect 10 10 20 10|  ball: ellipse 10 10 20 10|  area: polygon 0,0 4,0 4,4|"
+                 "  edge: line 1,1 5,6|  box: rect 0 0 1 1|box #0000ff 1.000|ball #ff0000 0.502|"
+                 "area #00ff00 1.000|edge #000000 1.000|dot #000000 1.000|log Unsupported "
+                 "'shape_type': point"},
+            {"hostile numbers are bounded",
+             file(R"({"label": "h", "shape_type": "polygon", "points": [[1e300, -1e300], [2.5, 3]]},
+                {"label": "h", "shape_type": "line", "points": [[0, 0], [1e20, 1]]})",
+                  R"("imageWidth": 1e300, "imageHeight": -5, )"),
+             a + "|  h: polygon 1e+09,-1e+09 2.5,3|  h: line 0,0 1e+09,1|h #000000 1.000"},
+            // Other tools write such files; the last value counts, and a replaced array must not leak.
+            {"repeated keys keep their last value",
+             file(
+                 R"({"label": "x", "label": "cat", "shape_type": "rectangle", "points": [[0, 0]], "points": [[1, 2], [4, 6]]})",
+                 R"("imagePath": [1], "shapes": [[2, 3], 4], )"),
+             a + "|  cat: rect 1 2 3 4|cat #000000 1.000"},
+            {"no label", file("{}"), a + "|log Missing 'label' attribute in 'shapes' object."},
+            {"label no string", file(R"({"label": 3})"), a + "|log Expected 'label' to be a JSON string."},
+            {"no shape type", file(R"({"label": "a"})"), a + "|a #000000 1.000" + noType},
+            {"shape type no string", file(R"({"label": "a", "shape_type": 1})"),
+             a + "|a #000000 1.000|log Expected 'shape_type' to be a string."},
+            {"line strip", file(R"({"label": "a", "shape_type": "linestrip", "points": []})"),
+             a + "|a #000000 1.000|log Unsupported 'shape_type': linestrip"},
+            {"no points", file(R"({"label": "a", "shape_type": "polygon"})"),
+             a + "|a #000000 1.000|log Expected 'points' to be a JSON array."},
+            {"points no array", file(R"({"label": "a", "shape_type": "circle", "points": {}})"),
+             a + "|a #000000 1.000|log Expected 'points' to be a JSON array."},
+            {"one corner", file(R"({"label": "a", "shape_type": "rectangle", "points": [[1, 1]]})"),
+             a + "|a #000000 1.000|log Expected at least two points for a 'rectangle' shape."},
+            {"short colour", file(R"({"label": "a", "fill_color": [1, 2]})"),
+             a + "|a #000000 1.000|log Expected at least 3 values for an RGB(A) color." + noType},
+            {"colour of text", file(R"({"label": "a", "line_color": [1, "x", 2]})"),
+             a + "|a #000000 1.000|log Expected only numbers for RGB(A) values." + noType},
+            // Image data and the image's own path are taken from the file; a colour is set once per label.
+            {"image data and path",
+             R"({"imagePath": "pics/../pics/x.jpg", "imageData": "iVBORw0KGgo=", "imageHeight": 30, "imageWidth": 40,
                "shapes": [{"label": "box", "points": [[0, 0], [1, 1]], "shape_type": "rectangle"},
-                          {"label": "dot", "fill_color": [1, 2, 3]}, {"label": "dot", "fill_color": [1, 2, 3]}]})");
-    EXPECT_TRUE(log.lines().contains("The 'imageData' attribute is currently not supported."));
-    EXPECT_EQ(pxmtest::describeImages(project),
-              QStringList({dir.path("pics/x.jpg") + " 40x30x1", "  box: rect 0 0 1 1"}));
-    ASSERT_EQ(project.undoStack()->count(), 1);
-    EXPECT_EQ(project.undoStack()->command(0)->childCount(), 3);
+                          {"label": "dot", "fill_color": [1, 2, 3]}, {"label": "dot", "fill_color": [1, 2, 3]}]})",
+             dir.path("pics/x.jpg") +
+                 " 40x30x1|  box: rect 0 0 1 1|box #000000 1.000|dot #010203 1.000"
+                 "|log The 'imageData' attribute is currently not supported." +
+                 noType.repeated(2)},
+            // Faults that end the file: labels pushed before them stay; the line is where the text stops
+            // being JSON, 0-based.
+            {"open object", "{", notJson.arg(0)},
+            {"broken UTF-8", "{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", notJson.arg(0)},
+            {"deep nesting", QByteArray(5000, '['), notJson.arg(0)},
+            {"double comma",
+             "{\n  \"imagePath\": \"a.png\",\n  \"shapes\": [\n    {\"label\": \"y\",,}\n  ]\n}\n",
+             notJson.arg(3)},
+            {"CRLF and a stray brace", "{\"imagePath\": \"a.png\",\r\n\"shapes\": []}\r\n\r\n}",
+             notJson.arg(3)},
+            {"array", "[]", "E -1 Expected a JSON object in '" + json + "'."},
+            {"no image path", "{}", "E -1 Missing 'imagePath' key."},
+            {"image path no string", R"({"imagePath": 5, "shapes": []})",
+             "E -1 Expected 'imagePath' to be a string."},
+            {"no shapes", R"({"imagePath": "a.png"})", "E -1 Expected 'shapes' to be a JSON array."},
+            {"shapes no array", R"({"imagePath": "a.png", "shapes": {}})",
+             "E -1 Expected 'shapes' to be a JSON array."},
+            {"shape no object", R"({"imagePath": "a.png", "shapes": [{"label": "early"}, 5]})",
+             "E -1 Expected 'shapes' items to be JSON objects.|early #000000 1.000" + noType},
+            {"point no array", point.arg("[5]").toUtf8(), pointFault.arg("")},
+            {"point of one number", point.arg("[[1]]").toUtf8(), pointFault.arg(" with two numbers")},
+            {"point of text", point.arg(R"([[1, "a"]])").toUtf8(), pointFault.arg(" with two numbers")},
+            {"point of three numbers", point.arg("[[1, 2, 3]]").toUtf8(),
+             pointFault.arg(" with two numbers")},
+            {"no file", {}, "E -1 Could not open '" + json + "'."},
+        },
+        labelColors);
 }
 
 TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
@@ -202,53 +210,6 @@ TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
         project.undoStack()->undo();
         EXPECT_EQ(labelColors(project), QStringList({"cat #0000ff 1.000"}));
     }
-}
-
-TEST(LabelMeTest, FaultsThatEndTheFile) {
-    pxmtest::TempDir dir;
-    const QString path = dir.path("f.json");
-    const QString notJson = "Expected a JSON document at '" + path + "'.";
-    struct Case {
-        QByteArray text;
-        QString error;
-        int line = -1; // where the text stops being JSON, 0-based
-    };
-    const QString point = R"({"imagePath": "a.png", "shapes": [{"label": "early", "fill_color": [1, 2, 3]}, )"
-                          R"({"label": "x", "shape_type": "polygon", "points": %1}]})";
-    const QString twoNumbers = "Expected a 'point' to be a JSON array with two numbers.";
-    const QList<Case> cases = {
-        {"{", notJson, 0},
-        {"{\"imagePath\": \"\xc3\x28\", \"shapes\": []}", notJson, 0},
-        {QByteArray(5000, '['), notJson, 0},
-        {"{\n  \"imagePath\": \"a.png\",\n  \"shapes\": [\n    {\"label\": \"y\",,}\n  ]\n}\n", notJson, 3},
-        {"{\"imagePath\": \"a.png\",\r\n\"shapes\": []}\r\n\r\n}", notJson, 3},
-        {"[]", "Expected a JSON object in '" + path + "'."},
-        {"{}", "Missing 'imagePath' key."},
-        {R"({"imagePath": 5, "shapes": []})", "Expected 'imagePath' to be a string."},
-        {R"({"imagePath": "a.png"})", "Expected 'shapes' to be a JSON array."},
-        {R"({"imagePath": "a.png", "shapes": {}})", "Expected 'shapes' to be a JSON array."},
-        {R"({"imagePath": "a.png", "shapes": [{"label": "early"}, 5]})",
-         "Expected 'shapes' items to be JSON objects."},
-        {point.arg("[5]").toUtf8(), "Expected a 'point' to be a JSON array."},
-        {point.arg("[[1]]").toUtf8(), twoNumbers},
-        {point.arg(R"([[1, "a"]])").toUtf8(), twoNumbers},
-        {point.arg("[[1, 2, 3]]").toUtf8(), twoNumbers},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text.left(80).toStdString());
-        pxm::Project project;
-        EXPECT_EQ(import(project, dir, "f.json", c.text),
-                  QStringList({QString("E %1 ").arg(c.line) + c.error}));
-        EXPECT_TRUE(project.images().isEmpty());
-        // Labels pushed before the fault stay.
-        const int pushed = int(c.text.contains("\"early\"")) + int(c.text.contains("\"label\": \"x\""));
-        EXPECT_EQ(project.labels().size(), pushed);
-    }
-    pxm::Project project;
-    pxm::LabelMeReader reader;
-    pxmtest::runReader(reader, project, {dir.path("none.json")});
-    EXPECT_EQ(pxmtest::messageTexts(reader),
-              QStringList({"E -1 Could not open '" + dir.path("none.json") + "'."}));
 }
 
 } // namespace
