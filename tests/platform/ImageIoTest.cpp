@@ -501,12 +501,11 @@ TEST(ImageIoOkav, HeaderIsLittleEndianAndHostileSizesAreRefusedBeforeAllocating)
                                      "0300000000000000 0200000000000000 0100000000000000"
                                      "0c00000000000000 0000000000000000");
     EXPECT_EQ(bytes.left(66).toHex(' '), (header + "\x34\x12").toHex(' '));
-    // 2^20 × 2^20 × 2^10 voxels: a consistent header on a tiny file, plain and compressed.
-    QByteArray hostile = bytes.left(64);
-    const std::uint64_t sizes[] = {1u << 20, 1u << 20, 1u << 10, std::uint64_t(1) << 51};
-    for (int i = 0; i < 4; ++i)
-        for (int b = 0; b < 8; ++b)
-            hostile[24 + 8 * i + b] = char(sizes[i] >> (8 * b));
+    // 2^20 × 2^20 × 2^10 voxels of 2^51 bytes: a consistent header on a tiny file, plain and compressed.
+    const QByteArray hostile = header.left(24) +
+                               QByteArray::fromHex("0000100000000000 0000100000000000 0004000000000000"
+                                                   "0000000000000800") +
+                               header.mid(56);
     EXPECT_EQ(readBytes(dir, "h.okav", hostile + QByteArray(100, '\0')), "refused");
     {
         gzofstream out(dir.localPath("h.okav.gz").c_str());
