@@ -15,6 +15,7 @@
 #include <QDir>
 #include <QFile>
 #include <QGraphicsItem>
+#include <QGraphicsPolygonItem>
 #include <QGraphicsRectItem>
 #include <QStringList>
 #include <QUndoStack>
@@ -73,6 +74,20 @@ inline pxm::Label* addLabel(pxm::Project& project, const QString& name, int id, 
     label->setMaskId(maskId);
     label->setColor(color);
     return label;
+}
+
+/// Labels a (id 10, mask id 3) and b (id 20, mask id 8), and image files in the directory: one.pgm (12 x 10)
+/// with a rectangle of a and a triangle of b above it, two.tiff (4 x 4, two layers) without label items, and
+/// three.tiff (6 x 5, two layers) with a rectangle of b on layer 1.
+inline void addExportImages(pxm::Project& project, const TempDir& dir) {
+    const pxm::Label* a = addLabel(project, "a", 10, 3);
+    const pxm::Label* b = addLabel(project, "b", 20, 8);
+    pxm::Scene* one = addImageFile(project, dir, "one.pgm", 12, 10)->scene(0);
+    addRect(one, QRectF(1, 1, 4, 3), a);
+    one->addLabelItem(new QGraphicsPolygonItem(QPolygonF({{6, 2}, {11, 2}, {11, 9}})), b);
+    // An item without a label reference does not make its image labeled.
+    addImageFile(project, dir, "two.tiff", 4, 4, 2)->scene(1)->addItem(new QGraphicsRectItem(0, 0, 2, 2));
+    addRect(addImageFile(project, dir, "three.tiff", 6, 5, 2)->scene(1), QRectF(2, 1, 3, 3), b);
 }
 
 /// Runs the reader over the paths without the per-file pause.

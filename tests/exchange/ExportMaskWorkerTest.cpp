@@ -3,6 +3,7 @@
 
 #include "exchange/ExchangeTestSupport.h"
 
+#include <QRegularExpression>
 #include <QSignalSpy>
 
 using namespace pxm;
@@ -79,60 +80,67 @@ TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
     }
 }
 
-TEST_F(ExportMaskWorkerTest, WritesEveryTargetFor2DAnd3DImages) {
-    const Label* nucleus = addLabel(project, "nucleus", 3, 5);
-    const Label* cell = addLabel(project, "cell", 7, 9);
-    LabeledImage* flat = addImageFile(project, in, "cells.png", 8, 6);
-    LabeledImage* stack = addImageFile(project, in, "stack.b.tiff", 8, 6, 2);
-    addRect(flat->scene(0), QRectF(1, 1, 3, 2), nucleus);
-    addRect(stack->scene(1), QRectF(4, 3, 3, 2), cell);
+TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShare) {
+    addExportImages(project, in);
+    EXPECT_TRUE(ExportMaskWorker::isLabeled(project.images()[0]) &&
+                !ExportMaskWorker::isLabeled(project.images()[1]));
+    // One mark and VOC file per layer, no LabelMe file for 3D; placeholders without a value stay empty.
+    const QStringList all = sorted(
+        QString("__.vgg.json one___fullmask.pgm one___snapshot.png one__.json one__0.mark one__0.voc "
+                "one_10__mask.pbm one_20__mask.pbm two___fullmask.okav.gz two___snapshot.tiff two__0.mark "
+                "two__0.voc two__1.mark two__1.voc two_10__mask.okav.gz two_20__mask.okav.gz "
+                "three___fullmask.okav.gz three___snapshot.tiff three__0.mark three__0.voc three__1.mark "
+                "three__1.voc three_10__mask.okav.gz three_20__mask.okav.gz")
+            .split(' '));
+    for (const bool skip : {false, true}) {
+        SCOPED_TRACE(skip ? "skipping" : "exporting all");
+        const TempDir target;
+        ExportMaskWorker run(&project);
+        prepare(run, target.path(), "{image_name}_{label_id}_{z_layer}", kEveryTarget);
+        run.setSkipUnlabeled(skip);
+        QSignalSpy progress(&run, &ExportMaskWorker::progressChanged);
+        QSignalSpy failed(&run, &ExportMaskWorker::writeFailed);
+        run.exportProject();
 
-    prepare("{image_name}_{label_id}_{z_layer}", kEveryTarget);
-    QSignalSpy progress(&worker, &ExportMaskWorker::progressChanged);
-    QSignalSpy failed(&worker, &ExportMaskWorker::writeFailed);
-    worker.exportProject();
+        EXPECT_EQ(filesIn(target.path()),
+                  skip ? QStringList(all).filter(QRegularExpression("^(?!two)")) : all);
+        EXPECT_TRUE(failed.isEmpty() && run.failureCount() == 0);
+        // Per 2D image: full 1 + bool 2 + snapshot 1 + mark 1 + VOC 1 + LabelMe 1 = 7; per 3D image
+        // 1 + 2 + 1 + 2 + 2 + 1 = 9. The VGG step comes on top of the total; a skipped image is one
+        // emission of its share and its VGG share.
+        EXPECT_EQ(run.progressTotal(), 7 + 9 + 9);
+        QList<int> steps;
+        for (int i = 1; i <= 26 + skip; ++i)
+            if (!skip || i <= 7 || i >= 17)
+                steps << i;
+        EXPECT_EQ(progressValues(progress), steps);
+        EXPECT_EQ(run.progress(), steps.last());
+        for (const LabeledImage* image : project.images())
+            EXPECT_TRUE(image->usageCount() == 0u && !image->image())
+                << "every image is released after its export";
 
-    const QStringList expected =
-        QString("__.vgg.json cells___fullmask.pgm cells___snapshot.png cells__.json cells__0.mark "
-                "cells__0.voc cells_3__mask.pbm cells_7__mask.pbm stack.b___fullmask.okav.gz "
-                "stack.b___snapshot.tiff stack.b__0.mark stack.b__0.voc stack.b__1.mark stack.b__1.voc "
-                "stack.b_3__mask.okav.gz stack.b_7__mask.okav.gz")
-            .split(' ');
-    EXPECT_EQ(filesIn(out.path()), sorted(expected))
-        << "one mark and VOC file per layer, no LabelMe file for 3D";
-    EXPECT_TRUE(failed.isEmpty() && worker.failureCount() == 0);
-
-    // Full masks: 2 + bool masks: 2·2 + snapshots: 2 + marks and VOC: 3 each + LabelMe: 2.
-    EXPECT_EQ(worker.progressTotal(), 16);
-    QList<int> steps;
-    for (int i = 1; i <= 17; ++i)
-        steps << i;
-    EXPECT_EQ(progressValues(progress), steps) << "the VGG step comes on top of the total";
-
-    // Full masks hold mask ids, not label ids; each label's own mask holds 1.
-    auto at = [&](const char* file, int x, int y, int z) {
-        const auto mask = load(out.path(file));
-        return mask ? mask->value(x, y, z) : -1.0;
-    };
-    EXPECT_EQ(
-        QList<double>({at("cells___fullmask.pgm", 2, 2, 0), at("cells___fullmask.pgm", 6, 4, 0),
-                       at("stack.b___fullmask.okav.gz", 5, 4, 1), at("stack.b___fullmask.okav.gz", 5, 4, 0),
-                       at("cells_3__mask.pbm", 2, 2, 0), at("cells_7__mask.pbm", 2, 2, 0)}),
-        QList<double>({5, 0, 9, 0, 1, 0}));
-    for (const char* file : {"cells___fullmask.pgm", "stack.b___fullmask.okav.gz", "cells_3__mask.pbm"})
-        EXPECT_EQ(load(out.path(file))->size(), KYVO::CSize(8, 6, QString(file).contains("stack") ? 2 : 1))
-            << file;
-    const auto snapshot = load(out.path("stack.b___snapshot.tiff"));
-    ASSERT_TRUE(snapshot);
-    EXPECT_TRUE(snapshot->size() == KYVO::CSize(8, 6, 2) && snapshot->channels() == 3);
-    const auto flatSnapshot = load(out.path("cells___snapshot.png"));
-    ASSERT_TRUE(flatSnapshot);
-    EXPECT_GT(flatSnapshot->value(7, 5, 0), flatSnapshot->value(0, 5, 0))
-        << "the image itself shows under the shapes, though no window shows it";
-
-    for (const LabeledImage* image : project.images())
-        EXPECT_TRUE(image->usageCount() == 0u && !image->image())
-            << "every image is released after its export";
+        // Full masks hold mask ids, not label ids; each label's own mask holds 1.
+        auto at = [&](const char* file, int x, int y, int z) {
+            const auto mask = load(target.path(file));
+            return mask ? mask->value(x, y, z) : -1.0;
+        };
+        EXPECT_EQ(QList<double>({at("one___fullmask.pgm", 2, 2, 0), at("one___fullmask.pgm", 10, 4, 0),
+                                 at("one___fullmask.pgm", 0, 0, 0), at("three___fullmask.okav.gz", 3, 2, 1),
+                                 at("three___fullmask.okav.gz", 3, 2, 0), at("one_10__mask.pbm", 2, 2, 0),
+                                 at("one_20__mask.pbm", 2, 2, 0)}),
+                  QList<double>({3, 8, 0, 8, 0, 1, 0}));
+        for (const char* file : {"one___fullmask.pgm", "three___fullmask.okav.gz", "one_10__mask.pbm"})
+            EXPECT_EQ(load(target.path(file))->size(),
+                      QString(file).contains("three") ? KYVO::CSize(6, 5, 2) : KYVO::CSize(12, 10, 1))
+                << file;
+        const auto snapshot = load(target.path("three___snapshot.tiff"));
+        ASSERT_TRUE(snapshot);
+        EXPECT_TRUE(snapshot->size() == KYVO::CSize(6, 5, 2) && snapshot->channels() == 3);
+        const auto flatSnapshot = load(target.path("one___snapshot.png"));
+        ASSERT_TRUE(flatSnapshot);
+        EXPECT_GT(flatSnapshot->value(8, 9, 0), flatSnapshot->value(0, 9, 0))
+            << "the image itself shows under the shapes, though no window shows it";
+    }
 }
 
 TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {
@@ -167,44 +175,6 @@ TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {
         EXPECT_EQ(QList<double>({full->value(p.x, p.y, 0), lowerMask->value(p.x, p.y, 0),
                                  upperMask->value(p.x, p.y, 0)}),
                   QList<double>({p.full, p.lower, p.upper}));
-    }
-}
-
-TEST_F(ExportMaskWorkerTest, SkippedImagesAdvanceByTheirShare) {
-    const Label* a = addLabel(project, "a", 1, 1);
-    addLabel(project, "b", 2, 2);
-    LabeledImage* first = addImageFile(project, in, "first.pgm", 4, 4);
-    LabeledImage* empty = addImageFile(project, in, "empty.tiff", 4, 4, 2);
-    LabeledImage* last = addImageFile(project, in, "last.pgm", 4, 4);
-    addRect(first->scene(0), QRectF(0, 0, 2, 2), a);
-    addRect(last->scene(0), QRectF(0, 0, 2, 2), a);
-    // An item without a label reference does not make its image labeled.
-    empty->scene(1)->addItem(new QGraphicsRectItem(0, 0, 2, 2));
-    EXPECT_TRUE(ExportMaskWorker::isLabeled(first) && !ExportMaskWorker::isLabeled(empty));
-
-    for (const bool skip : {true, false}) {
-        SCOPED_TRACE(skip ? "skipping" : "exporting all");
-        ExportMaskWorker run(&project);
-        prepare(run, out.path(), skip ? "skip_{image_name}" : "all_{image_name}", kEveryTarget);
-        run.setSkipUnlabeled(skip);
-        QSignalSpy progress(&run, &ExportMaskWorker::progressChanged);
-        run.exportProject();
-
-        const QStringList written = filesIn(out.path()).filter(skip ? "skip_empty" : "all_empty");
-        EXPECT_EQ(written.isEmpty(), skip);
-        // Per 2D image: full 1 + bool 2 + snapshot 1 + mark 1 + VOC 1 + LabelMe 1 = 7.
-        // The 3D image, exported: 1 + 2 + 1 + 2 + 2 + 1 = 9; skipped: the same plus its VGG share.
-        const QList<int> values = progressValues(progress);
-        if (skip) {
-            ASSERT_GE(values.size(), 9);
-            EXPECT_EQ(values[6], 7);
-            EXPECT_EQ(values[7], 17) << "one emission for the whole skipped image";
-            EXPECT_EQ(run.progress(), run.progressTotal() + 2);
-        } else {
-            EXPECT_EQ(values.size(), 7 + 9 + 7 + 1);
-            EXPECT_EQ(run.progress(), run.progressTotal() + 1);
-        }
-        EXPECT_EQ(run.progressTotal(), 7 + 9 + 7);
     }
 }
 
