@@ -30,17 +30,13 @@ TEST(DISABLED_AutosaveChild, EditsAndWaitsToBeKilled) {
     QCoreApplication::setApplicationName("lumarka");
     KYVO::CRegistry::SetStorageDirectory(folder + "/registry");
 
-    MainWindow window(nullptr, false);
-    window.show();
-    ASSERT_TRUE(window.openProjectFile(autosavetest::writeStudy(folder)));
-    autosavetest::makeEdits(&window);
-    Autosave* autosave = Autosave::of(&window);
-    ASSERT_NE(autosave, nullptr);
+    const std::unique_ptr<MainWindow> window = autosavetest::editedStudy(folder);
+    Project* project = window->project();
+    ASSERT_NE(project, nullptr);
+    Autosave* autosave = Autosave::of(window.get());
     QSignalSpy written(autosave, &Autosave::snapshotWritten);
-    window.project()->setSetting(Autosave::kIntervalKey, 1);
+    project->setSetting(Autosave::kIntervalKey, 1);
     ASSERT_TRUE(written.wait(60000));
-
-    Project* project = window.project();
     ASSERT_TRUE(pxmtest::writeFile(folder + "/expected.json",
                                    QJsonDocument(autosavetest::normalisedDocument(*project)).toJson()));
     for (int i = 0; i < project->images().size(); ++i) {

@@ -29,14 +29,6 @@ protected:
         UiTest::TearDown();
     }
     QString m_name;
-    /// A shown window holding the study, its edits made.
-    std::unique_ptr<MainWindow> editedWindow() {
-        auto window = std::make_unique<MainWindow>(nullptr, false);
-        window->show();
-        EXPECT_TRUE(window->openProjectFile(autosavetest::writeStudy(dir.path())));
-        autosavetest::makeEdits(window.get());
-        return window;
-    }
 
     static RecoveryFolder::Entry entryOf(const QString& folder) {
         RecoveryFolder::Entry entry;
@@ -55,20 +47,31 @@ protected:
 
 } // namespace
 
-TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
-    std::unique_ptr<MainWindow> window = editedWindow();
+TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkIsRetriedAfterAFailureAndGoesWithADiscard) {
+    std::unique_ptr<MainWindow> window = autosavetest::editedStudy(dir.path());
     Autosave* autosave = Autosave::of(window.get()); // every window keeps its work safe, each minute at first
     ASSERT_NE(autosave, nullptr);
     EXPECT_EQ(autosave->interval(), 60);
     Project* project = window->project();
+    // The recovery folder cannot be made at first: a file stands where it belongs (as a full disk would
+    // refuse it).
+    QDir().mkpath(QFileInfo(RecoveryFolder::root()).absolutePath());
+    ASSERT_TRUE(pxmtest::writeFile(RecoveryFolder::root(), "in the way"));
     // The interval comes from the project's settings and starts the timer.
+    QSignalSpy failed(autosave, &Autosave::snapshotFailed);
     QSignalSpy written(autosave, &Autosave::snapshotWritten);
     project->setSetting(Autosave::kIntervalKey, 1);
+    ASSERT_TRUE(failed.wait(5000));
+    EXPECT_TRUE(window->statusBar()->currentMessage().startsWith("Autosave failed: "));
+    window->statusBar()->clearMessage();
+    ASSERT_TRUE(failed.wait(5000)) << "tried again at the next interval";
+    EXPECT_EQ(window->statusBar()->currentMessage(), QString()) << "the failure is told once";
+    QFile::remove(RecoveryFolder::root());
     ASSERT_TRUE(written.wait(5000));
     const QString folder = autosave->folder();
     ASSERT_FALSE(folder.isEmpty());
-    EXPECT_LT(autosave->lastPause(), 1000.0);
-    // A snapshot is not a save; this process's snapshot is never offered.
+    EXPECT_EQ(std::pair(autosave->lastError(), autosave->lastPause() < 1000.0), std::pair(QString(), true));
+    // Neither a failed snapshot nor a written one is a save; this process's snapshot is never offered.
     EXPECT_EQ(std::tuple(project->undoStack()->isClean(), window->windowTitle().endsWith("*"),
                          RecoveryFolder::orphaned().size()),
               std::tuple(false, true, 0));
@@ -99,37 +102,6 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkAndGoesWithTheSave) {
         EXPECT_TRUE(volume.file.endsWith("-1.okav.gz") || volume.file.endsWith("-2.okav.gz"))
             << volume.file.toStdString();
 
-    window->saveProject(); // a successful save deletes the snapshot: with nothing unsaved, nothing to keep
-    EXPECT_EQ(std::tuple(project->undoStack()->isClean(), QFileInfo::exists(folder), autosave->folder()),
-              std::tuple(true, false, QString()));
-    EXPECT_FALSE(autosave->snapshotNow());
-}
-
-TEST_F(AutosaveTest, FailedSnapshotMarksNothingSavedIsToldOnceAndRetriedAndDiscardDropsIt) {
-    std::unique_ptr<MainWindow> window = editedWindow();
-    Autosave* autosave = Autosave::of(window.get());
-    Project* project = window->project();
-    // The recovery folder cannot be made: a file stands where it belongs (as a full disk would refuse it).
-    QDir().mkpath(QFileInfo(RecoveryFolder::root()).absolutePath());
-    ASSERT_TRUE(pxmtest::writeFile(RecoveryFolder::root(), "in the way"));
-
-    QSignalSpy failed(autosave, &Autosave::snapshotFailed);
-    QSignalSpy written(autosave, &Autosave::snapshotWritten);
-    project->setSetting(Autosave::kIntervalKey, 1);
-    ASSERT_TRUE(failed.wait(5000));
-    EXPECT_EQ(std::tuple(window->statusBar()->currentMessage().startsWith("Autosave failed: "),
-                         project->undoStack()->isClean(), window->windowTitle().endsWith("*")),
-              std::tuple(true, false, true));
-    window->statusBar()->clearMessage();
-    ASSERT_TRUE(failed.wait(5000)) << "tried again at the next interval";
-    // The failure is told once.
-    EXPECT_EQ(std::pair(window->statusBar()->currentMessage(), project->undoStack()->isClean()),
-              std::pair(QString(), false));
-    QFile::remove(RecoveryFolder::root());
-    ASSERT_TRUE(written.wait(5000));
-    EXPECT_TRUE(autosave->lastError().isEmpty());
-    const QString folder = autosave->folder();
-    expectRecovers(folder, *project);
     uitest::ModalAnswerer answerer({"Discard"});
     window->close(); // a close that discards the work drops its snapshot
     EXPECT_EQ(std::pair(window->isVisible(), QFileInfo::exists(folder)), std::pair(false, false));
@@ -139,7 +111,7 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
     QString folder;
     QString projectPath;
     {
-        std::unique_ptr<MainWindow> window = editedWindow();
+        std::unique_ptr<MainWindow> window = autosavetest::editedStudy(dir.path());
         Autosave* autosave = Autosave::of(window.get());
         // An interval of 0 turns autosave off, unsaved work or not.
         QSignalSpy written(autosave, &Autosave::snapshotWritten);
@@ -171,9 +143,11 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
         EXPECT_GT(project.images()[index]->usageCount(), 0u);
 
     const QByteArray before = pxmtest::readFile(projectPath);
-    window.saveProject();
-    EXPECT_TRUE(pxmtest::readFile(projectPath) != before && !QFileInfo::exists(folder))
-        << "saved over the original";
+    window.saveProject(); // a successful save deletes the snapshot: with nothing unsaved, nothing to keep
+    EXPECT_NE(pxmtest::readFile(projectPath), before) << "saved over the original";
+    EXPECT_EQ(std::tuple(QFileInfo::exists(folder), Autosave::of(&window)->folder(),
+                         Autosave::of(&window)->snapshotNow()),
+              std::tuple(false, QString(), false));
     Project reread;
     ProjectReader::read(projectPath, &reread);
     EXPECT_EQ(reread.labels()[0]->name(), "tumour");

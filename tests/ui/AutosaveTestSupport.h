@@ -99,6 +99,15 @@ inline void makeEdits(pxm::MainWindow* window) {
     stack->push(new pxm::commands::MaskItemFlood(layer->maskItem(), QPoint(2, 2), 1));
 }
 
+/// A shown window holding the study written into `folder`, its edits made.
+inline std::unique_ptr<pxm::MainWindow> editedStudy(const QString& folder) {
+    auto window = std::make_unique<pxm::MainWindow>(nullptr, false);
+    window->show();
+    EXPECT_TRUE(window->openProjectFile(writeStudy(folder)));
+    makeEdits(window.get());
+    return window;
+}
+
 /// The project document with each scene's items in a fixed order (a file read back stacks them reversed).
 inline QJsonObject normalisedDocument(const pxm::Project& project) {
     std::string text;
