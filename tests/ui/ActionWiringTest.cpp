@@ -71,16 +71,12 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         };
     };
     const std::vector<std::pair<A, std::function<void()>>> cases = {
-        {A::Save, dialogAsked("Save project")},
-        {A::SaveAs, dialogAsked("Save project")},
         {A::ImportMask, dialogAsked("Import masks")},
         {A::ImportLabels, dialogAsked("Import labels")},
         {A::ImportVOC, dialogAsked("Import VOC file")},
         {A::ImportKARO, dialogAsked("Import KARO Mark file")},
         {A::ImportLabelMe, dialogAsked("Import LabelMe file")},
         {A::Export, modalShown("pxm::ExportMaskDialog", "Export Masks")},
-        {A::Open, dialogAsked("Open project")},
-        {A::OpenImage, dialogAsked("Open images")},
         {A::Settings, modalShown("pxm::SettingsDialog", "")},
         {A::About, modalShown("pxm::AboutDialog", "")},
         {A::Help, [this] { EXPECT_TRUE(window.helpWidget()->isVisible()); }},
@@ -96,8 +92,6 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::FlipVertical, [view] { EXPECT_LT(view->transform().m22(), 0.0); }},
         {A::RestoreView, [view] { EXPECT_TRUE(view->transform().isIdentity()); }},
         {A::ZoomToFit, [view] { EXPECT_GT(view->transform().m11(), 1.0) << "a 3 x 2 image is enlarged"; }},
-        {A::NextImage, [this] { EXPECT_EQ(project.currentImageIndex(), 1); }},
-        {A::PreviousImage, [this] { EXPECT_EQ(project.currentImageIndex(), 0); }},
         // The script runs on the current image's path.
         {A::RunScript,
          [this] {

@@ -2,7 +2,6 @@
 // The window's file commands: recent list, open, save, adding images, and files gone missing.
 #include "model/Label.h"
 #include "plugin/PPixmarker.h"
-#include "ui/AutosaveTestSupport.h"
 #include "ui/RecentProjects.h"
 #include "ui/UiTestSupport.h"
 
@@ -10,6 +9,7 @@
 #include <cstring>
 
 using namespace pxm;
+using A = MainAction;
 
 namespace {
 
@@ -33,6 +33,23 @@ protected:
         return texts;
     }
 };
+
+/// Drops local files on the window as a file manager does; true when the drop was taken.
+bool drop(MainWindow& window, const QStringList& paths) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString& path : paths)
+        urls << QUrl::fromLocalFile(path);
+    data.setUrls(urls);
+    const QPoint centre = window.rect().center();
+    QDragEnterEvent enter(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    if (!enter.isAccepted())
+        return false;
+    QDropEvent dropped(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &dropped);
+    return dropped.isAccepted();
+}
 
 QStringList numbered(int count) {
     QStringList paths;
@@ -68,7 +85,8 @@ protected:
 
 } // namespace
 
-TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
+TEST_F(FileCommandsTest,
+       RecentListKeepsTwentyOneEntriesWithoutDuplicatesAndOpenUsesANewWindowWhenTheProjectIsTaken) {
     RecentProjects::add(QString()); // a first entry creates the list; an empty path is not stored
     EXPECT_FALSE(KYVO::CRegistry::Obj().Has("main/RecentProjects"));
     RecentProjects::add("/p/first.json");
@@ -85,13 +103,35 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
     EXPECT_EQ(RecentProjects::paths(), expected);
     RecentProjects::add("/P/5.json");
     EXPECT_EQ(RecentProjects::paths().mid(0, 2), (QStringList{"/P/5.json", "/p/5.json"}));
-    // The window's submenu shows the list, and opening a project twice keeps it once, on top.
+    // The window's submenu shows the list.
     MainWindow fresh(nullptr, false);
     EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
-    const QString path = writeProject("twice.json");
-    fresh.openProjectFile(path);
-    ASSERT_NE(fresh.project(), nullptr);
-    fresh.openProjectFile(path);
+
+    // "&Open": cancelled, or on an unreadable file, the window keeps its project and the list stays.
+    files.singleAnswers << QString();
+    find(A::Open)->trigger();
+    EXPECT_EQ(window.project(), &project);
+    pxmtest::writeFile(dir.path("broken.json"), "{ nope");
+    files.singleAnswers << dir.path("broken.json");
+    {
+        uitest::ModalAnswerer modals;
+        find(A::Open)->trigger();
+        EXPECT_EQ(modals.titles(), QStringList{"File not readable."});
+        EXPECT_EQ(modals.seen().at(0).text,
+                  "The file '" + dir.path("broken.json") + "' could not be parsed.");
+    }
+    EXPECT_EQ(window.project(), &project);
+    EXPECT_FALSE(RecentProjects::paths().contains(dir.path("broken.json")));
+    EXPECT_EQ(files.calls.back().title + files.calls.back().filter,
+              "Open projectPixmarker Project (*.json *.json.gz);;All files (*.*)");
+    // A project opened in a window that has one comes in a new window; opened twice, it is listed once, on
+    // top, in every window's submenu.
+    const QString path = writeProject("good.json");
+    files.singleAnswers << path << path;
+    find(A::Open)->trigger();
+    find(A::Open)->trigger();
+    EXPECT_EQ(std::pair(window.project(), uitest::projectPathOf(otherWindow(&window))),
+              std::pair(&project, path));
     EXPECT_EQ(std::pair(RecentProjects::paths().first(), RecentProjects::paths().count(path)),
               std::pair(path, 1));
     EXPECT_EQ(menuTexts(fresh), RecentProjects::paths());
@@ -103,33 +143,7 @@ TEST_F(FileCommandsTest, RecentListKeepsTwentyOneEntriesWithoutDuplicates) {
               std::pair(path, "Pixmarker - " + path));
 }
 
-TEST_F(FileCommandsTest, OpenShowsUnreadableFilesAndUsesANewWindowWhenTheProjectIsTaken) {
-    files.singleAnswers << QString(); // cancelled
-    window.openProject();
-    EXPECT_EQ(window.project(), &project);
-
-    pxmtest::writeFile(dir.path("broken.json"), "{ nope");
-    files.singleAnswers << dir.path("broken.json");
-    {
-        uitest::ModalAnswerer modals;
-        window.openProject();
-        EXPECT_EQ(modals.titles(), QStringList{"File not readable."});
-        EXPECT_EQ(modals.seen().at(0).text,
-                  "The file '" + dir.path("broken.json") + "' could not be parsed.");
-    }
-    EXPECT_EQ(window.project(), &project);
-    EXPECT_FALSE(RecentProjects::paths().contains(dir.path("broken.json")));
-    // The window keeps its project.
-    const QString path = writeProject("good.json");
-    files.singleAnswers << path;
-    window.openProject();
-    EXPECT_EQ(window.project(), &project);
-    EXPECT_EQ(std::pair(uitest::projectPathOf(otherWindow(&window)), RecentProjects::paths().first()),
-              std::pair(path, path));
-    EXPECT_EQ(files.calls.back().filter, "Pixmarker Project (*.json *.json.gz);;All files (*.*)");
-}
-
-TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom) {
+TEST_F(FileCommandsTest, SaveAsAddsTheEndingSaveWritesWhereTheProjectCameFromAndAFailureStillClearsTheMark) {
     project.createLabel();
     const std::pair<QString, QString> cases[] = {{"plain", "plain.json"},
                                                  {"kept.json", "kept.json"},
@@ -139,23 +153,34 @@ TEST_F(FileCommandsTest, SaveAsAddsTheEndingAndSaveWritesWhereTheProjectCameFrom
         SCOPED_TRACE(chosen.toStdString());
         project.undoStack()->push(new QUndoCommand("edit"));
         files.singleAnswers << dir.path(chosen);
-        window.saveProjectAs();
+        find(A::SaveAs)->trigger();
         EXPECT_TRUE(QFile::exists(dir.path(written)));
         EXPECT_EQ(std::tuple(project.path(), window.windowTitle(), RecentProjects::paths().first()),
                   std::tuple(dir.path(written), "Pixmarker - " + dir.path(written), dir.path(written)));
     }
-    // A project with a path is saved there without asking; one without asks first.
+    // A project with a path is saved there without asking.
     const std::size_t asked = files.calls.size();
     QFile::remove(dir.path("name.txt.json"));
-    window.saveProject();
+    find(A::Save)->trigger();
     EXPECT_EQ(std::pair(files.calls.size(), QFile::exists(dir.path("name.txt.json"))),
               std::pair(asked, true));
+    // One without asks first; a save that fails shows the system's reason, and still adopts the path and
+    // clears the mark.
     Project fresh;
+    fresh.undoStack()->push(new QUndoCommand("edit"));
     window.setProject(&fresh);
-    window.saveProject();
+    const QString unwritable = dir.path("missing/dir/p.json");
+    files.singleAnswers << unwritable;
+    uitest::ModalAnswerer modals;
+    find(A::Save)->trigger();
     ASSERT_EQ(files.calls.size(), asked + 1);
     EXPECT_EQ(std::pair(files.calls.back().title, files.calls.back().kind),
               std::pair(QString("Save project"), QString("save")));
+    EXPECT_EQ(modals.titles(), QStringList{"Serialization failed."});
+    EXPECT_EQ(modals.seen().at(0).text, "The project could not be saved in '" + unwritable + "'.\n\n" +
+                                            QString::fromLocal8Bit(std::strerror(ENOENT)));
+    EXPECT_EQ(std::tuple(fresh.path(), window.windowTitle(), QFile::exists(unwritable)),
+              std::tuple(unwritable, "Pixmarker - " + unwritable, false));
 }
 
 TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
@@ -193,27 +218,10 @@ TEST_F(FileCommandsTest, SavingOverAFileChangedElsewhereAsksFirst) {
     EXPECT_EQ(modals.seen().size(), 3u);
 }
 
-TEST_F(FileCommandsTest, FailedSaveShowsTheBoxAndStillClearsTheMark) {
-    project.setPath(dir.path("before.json"));
-    project.undoStack()->push(new QUndoCommand("edit"));
-    EXPECT_EQ(window.windowTitle(), "Pixmarker - " + dir.path("before.json") + "*");
-
-    const QString unwritable = dir.path("missing/dir/p.json");
-    uitest::ModalAnswerer modals;
-    window.doSave(unwritable);
-    EXPECT_EQ(modals.titles(), QStringList{"Serialization failed."});
-    // With the system's reason.
-    EXPECT_EQ(modals.seen().at(0).text, "The project could not be saved in '" + unwritable + "'.\n\n" +
-                                            QString::fromLocal8Bit(std::strerror(ENOENT)));
-    EXPECT_EQ(std::tuple(project.path(), project.undoStack()->isClean(), window.windowTitle(),
-                         QFile::exists(unwritable)),
-              std::tuple(unwritable, true, "Pixmarker - " + unwritable, false));
-}
-
-TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
+TEST_F(FileCommandsTest, ChosenOrDroppedImagesAreAddedSortedAsOneUndoStepAndDroppedProjectsOpen) {
     const QString b = writeImage("b.pgm"), a = writeImage("a.pgm"), upper = writeImage("C.pgm");
     files.manyAnswers.push_back({b, a, upper});
-    window.loadImages();
+    find(A::OpenImage)->trigger();
     // Case-sensitive order: upper case first.
     EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b}));
     EXPECT_EQ(std::pair(project.undoStack()->count(), window.windowTitle()),
@@ -225,7 +233,7 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
     EXPECT_TRUE(project.images().isEmpty());
     project.undoStack()->redo();
     EXPECT_EQ(project.images().size(), 3);
-    window.loadImages(); // cancelling adds nothing
+    find(A::OpenImage)->trigger(); // cancelling adds nothing
     EXPECT_EQ(project.undoStack()->count(), 1);
     // Undecodable files are refused with the reader's reason; a missing one is added, to be asked about
     // later.
@@ -239,11 +247,28 @@ TEST_F(FileCommandsTest, LoadImagesAddsSortedImagesAsOneUndoStep) {
         bad, pxmtest::readFile(bad).replace(pxmtest::readFile(bad).size() - 20, 4, "\xff\xff\xff\xff")));
     files.manyAnswers.push_back({noise, cut, bad, gone});
     uitest::ModalAnswerer modals;
-    window.loadImages();
+    find(A::OpenImage)->trigger();
     EXPECT_EQ(modals.titles(), QStringList{"Image cannot be read"});
     for (const QString& refused : {noise, cut, bad})
         EXPECT_TRUE(modals.seen().at(0).text.contains(refused + ": ")) << refused.toStdString();
     EXPECT_EQ(uitest::imagePaths(project), QStringList({upper, a, b, gone}));
+    // Files dropped on the window: images are added the same way, anything else is left alone.
+    const QString dropped = writeImage("dropped.pgm"), notes = dir.path("notes.txt");
+    pxmtest::writeFile(notes, "not an image");
+    EXPECT_FALSE(drop(window, {notes})) << "nothing to take";
+    EXPECT_TRUE(drop(window, {notes, dropped}));
+    EXPECT_EQ(std::pair(uitest::imagePaths(project), project.undoStack()->count()),
+              std::pair(QStringList({upper, a, b, gone, dropped}), 3));
+    // A dropped project opens as "&Open" opens it: in a new window, since this one has one.
+    const QString path = writeProject("dropped.json");
+    EXPECT_TRUE(drop(window, {path}));
+    EXPECT_EQ(std::pair(window.project(), uitest::projectPathOf(otherWindow(&window))),
+              std::pair(&project, path));
+    // Dropped on a window without a project, images start one with its first label.
+    MainWindow empty(nullptr, false);
+    EXPECT_TRUE(drop(empty, {dropped}));
+    ASSERT_NE(empty.project(), nullptr);
+    EXPECT_EQ(std::pair(empty.project()->images().size(), empty.project()->labels().size()), std::pair(1, 1));
 }
 
 // A plug-in's project is saved beside the node's image with its mask path; without those paths it refuses.

@@ -13,7 +13,6 @@
 #include <set>
 
 using namespace pxm;
-using uitest::projectPathOf;
 using uitest::StreamCapture;
 
 namespace {
@@ -26,46 +25,42 @@ void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& t
         g_warnings << text;
 }
 
-/// Drops local files on the window as a file manager does; true when the drop was taken.
-bool drop(MainWindow& window, const QStringList& paths) {
-    QMimeData data;
-    QList<QUrl> urls;
-    for (const QString& path : paths)
-        urls << QUrl::fromLocalFile(path);
-    data.setUrls(urls);
-    const QPoint centre = window.rect().center();
-    QDragEnterEvent enter(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&window, &enter);
-    if (!enter.isAccepted())
-        return false;
-    QDropEvent dropped(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&window, &dropped);
-    return dropped.isAccepted();
-}
-
 } // namespace
 
-TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
+// Only the standalone window loads the registry; every closing window saves it, with where the window was
+// left, for the next start.
+TEST_F(WindowTest, StandaloneWindowLoadsTheRegistryAndTheNextOpensWhereTheLastOneWasLeft) {
     ASSERT_TRUE(QDir().mkpath(dir.path("config")));
     ASSERT_TRUE(pxmtest::writeFile(dir.path("config/Lumarka.json"), R"({"main": {"Marker": "kept"}})"));
     out.take();
+    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+    QRect moved;
     {
-        MainWindow plugin(nullptr, false); // only the standalone window loads
+        MainWindow first(nullptr, false);
         EXPECT_EQ(std::pair(out.take(), KYVO::CRegistry::Obj().Has("main/Marker")),
                   std::pair(std::string("Nodara standalone0\n"), false));
+        EXPECT_EQ(first.size(), available.size() * 0.8) << "a first start";
+        EXPECT_LE((first.frameGeometry().center() - available.center()).manhattanLength(), 1);
         MainWindow standalone(nullptr, true);
         EXPECT_EQ(std::pair(out.take(), KYVO::CRegistry::Obj().GetString("main/Marker")),
                   std::pair(std::string("Nodara standalone1\nConfiguration loading successful.\n"),
                             std::string("kept")));
-        // Every closing window saves, project windows too.
-        KYVO::CRegistry::Obj().SetString("main/Marker", "changed");
-        QSignalSpy closed(&plugin, &MainWindow::closed);
-        plugin.show();
-        EXPECT_TRUE(plugin.close());
-        EXPECT_EQ(std::pair(out.take(), closed.count()),
-                  std::pair(std::string("Configuration saving successful.\n"), 1));
-        EXPECT_TRUE(pxmtest::readFile(dir.path("config/Lumarka.json")).contains("changed"));
+        first.show();
+        const QRect started = first.geometry();
+        // The window may not become smaller than its content needs: it says where it went.
+        first.setGeometry(QRect(available.topLeft() + QPoint(30, 20), QSize(500, 400)));
+        moved = first.geometry();
+        ASSERT_NE(moved, started);
+        first.findChild<QToolBar*>("viewToolBar")->hide();
+        ASSERT_TRUE(first.close()); // not the standalone one
     }
+    // The next program start reads it back from the user's stored registry.
+    KYVO::CRegistry::Obj().Clear();
+    MainWindow second(nullptr, true);
+    second.show();
+    EXPECT_EQ(std::tuple(second.geometry(), second.findChild<QToolBar*>("viewToolBar")->isVisible(),
+                         second.findChild<QToolBar*>("editToolBar")->isVisible()),
+              std::tuple(moved, false, true));
     // A corrupt store fails to load, and an unwritable directory fails to save.
     ASSERT_TRUE(pxmtest::writeFile(dir.path("config/Lumarka.json"), "{ broken"));
     StreamCapture err(std::cerr);
@@ -79,8 +74,8 @@ TEST_F(WindowTest, StandaloneWindowLoadsAndEveryWindowSavesTheRegistry) {
 }
 
 // A fresh window: tools, undo, redo, mask import and reannotation wait for work; the reload is for plug-ins.
-// Setting no project is refused with a warning; a project reaches the view.
-TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndStateAndTakesAProject) {
+// Setting no project is refused with a warning; a project reaches the view, and its end leaves the window.
+TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndStateTakesAProjectAndOutlivesIt) {
     using A = MainAction;
     using K = QKeySequence;
     const std::map<A, K::StandardKey> standard = {
@@ -115,10 +110,23 @@ TEST_F(WindowTest, FreshWindowHasEveryActionWithItsShortcutAndStateAndTakesAProj
     qInstallMessageHandler(previous);
     EXPECT_EQ(g_warnings, QStringList{"Setting the project to NULL is currently not supported."});
     EXPECT_EQ(std::pair(changed.count(), window.windowTitle()), std::pair(0, QString("Pixmarker")));
-    window.setProject(&project);
+    // A plug-in may drop its project while the window lives: nothing may touch what is gone.
+    auto* owned = new Project;
+    for (int i = 0; i < 3; ++i)
+        pxmtest::addImage(*owned, 8, 8);
+    owned->createLabel();
+    addImage(*owned, "/nonexistent/x.png");
+    owned->setSetting("ImageChooser.filter", QVariantMap{{"namePattern", "*.png"}});
+    window.setProject(owned);
     ASSERT_EQ(changed.count(), 1);
-    EXPECT_EQ(std::pair(changed[0][0].value<Project*>(), window.view()->project()),
-              std::pair(&project, &project));
+    EXPECT_EQ(std::pair(changed[0][0].value<Project*>(), window.view()->project()), std::pair(owned, owned));
+    window.show();
+    QApplication::processEvents();
+    delete owned;
+    QApplication::processEvents();
+    EXPECT_EQ(std::tuple(window.project(), window.view()->project(), window.view()->currentScene(),
+                         window.view()->isEnabled()),
+              std::tuple(nullptr, nullptr, nullptr, false));
 }
 
 TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
@@ -182,28 +190,6 @@ TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
     window.close();
 }
 
-TEST_F(WindowTest, NextWindowOpensWhereTheLastOneWasLeft) {
-    const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
-    MainWindow first(nullptr, false);
-    EXPECT_EQ(first.size(), available.size() * 0.8) << "a first start";
-    EXPECT_LE((first.frameGeometry().center() - available.center()).manhattanLength(), 1);
-    first.show();
-    const QRect started = first.geometry();
-    // The window may not become smaller than its content needs: it says where it went.
-    first.setGeometry(QRect(available.topLeft() + QPoint(30, 20), QSize(500, 400)));
-    const QRect moved = first.geometry();
-    ASSERT_NE(moved, started);
-    first.findChild<QToolBar*>("viewToolBar")->hide();
-    ASSERT_TRUE(first.close());
-    // The next program start reads it back from the user's stored registry.
-    KYVO::CRegistry::Obj().Clear();
-    MainWindow second(nullptr, true);
-    second.show();
-    EXPECT_EQ(std::tuple(second.geometry(), second.findChild<QToolBar*>("viewToolBar")->isVisible(),
-                         second.findChild<QToolBar*>("editToolBar")->isVisible()),
-              std::tuple(moved, false, true));
-}
-
 TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
     window.setProject(&project);
     const QList<QKeySequence> saveDefaults = window.action(MainAction::Save)->shortcuts();
@@ -253,59 +239,9 @@ TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
     EXPECT_TRUE(!stored || stored->empty()) << "defaults are not stored";
 }
 
-// A plug-in may drop its project while the window lives: nothing may touch what is gone.
-TEST_F(WindowTest, WindowOutlivesItsProject) {
-    auto* owned = new Project;
-    for (int i = 0; i < 3; ++i)
-        pxmtest::addImage(*owned, 8, 8);
-    owned->createLabel();
-    addImage(*owned, "/nonexistent/x.png");
-    owned->setSetting("ImageChooser.filter", QVariantMap{{"namePattern", "*.png"}});
-    window.setProject(owned);
-    window.show();
-    QApplication::processEvents();
-    delete owned;
-    QApplication::processEvents();
-    EXPECT_EQ(std::tuple(window.project(), window.view()->project(), window.view()->currentScene(),
-                         window.view()->isEnabled()),
-              std::tuple(nullptr, nullptr, nullptr, false));
-}
-
-// Reannotation works on a mask, so it is offered exactly while the shown image has one.
-TEST_F(WindowTest, ReannotationFollowsTheMaskAndExportPutsTheToolDown) {
-    LabeledImage* image = pxmtest::addImage(project, 8, 8);
-    project.createLabel();
-    open();
-    QApplication::processEvents();
-    QAction* reannotation = window.action(MainAction::Reannotation);
-    // Off, it says why.
-    EXPECT_EQ(
-        std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs a loaded label mask")),
-        std::pair(false, true));
-    image->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)), true, false);
-    EXPECT_EQ(std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs")),
-              std::pair(true, false));
-    // The keys that step through images work from the start: the view has the focus.
-    EXPECT_EQ(window.focusWidget(), window.view());
-    // The ruler's drawing is gone while the export dialog is open, and the ruler comes back.
-    pxm::View* view = window.view();
-    view->setTool(pxm::ToolType::Ruler);
-    const int plain = view->currentScene()->items().size();
-    QTest::mousePress(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(2, 2)));
-    ASSERT_GT(view->currentScene()->items().size(), plain);
-    int itemsDuringExport = -1;
-    uitest::ModalAnswerer modals;
-    modals.then([&](QWidget* dialog) {
-        itemsDuringExport = view->currentScene()->items().size();
-        dialog->close();
-    });
-    window.action(MainAction::Export)->trigger();
-    EXPECT_EQ(std::pair(itemsDuringExport, view->toolType()), std::pair(plain, pxm::ToolType::Ruler));
-}
-
 // Only the shown image is pinned in memory; undo reaches one that is not shown, through its swapped-out
-// files, and the window is clean with the stack.
-TEST_F(WindowTest, ShownImageIsPinnedAndUndoReachesOneThatIsNot) {
+// files, and the window is clean with the stack. The actions that need a mask or a tool follow the image.
+TEST_F(WindowTest, ShownImageIsPinnedUndoReachesOneThatIsNotAndTheActionsFollowTheShownImage) {
     for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
         writeImage(name, 16, 16, '\x01');
     project.createLabel();
@@ -328,6 +264,8 @@ TEST_F(WindowTest, ShownImageIsPinnedAndUndoReachesOneThatIsNot) {
     EXPECT_EQ(std::tuple(window.shownScene(), first->width(), pins()),
               std::tuple(project.currentScene(), 16u, std::tuple(1u, 0u, true)));
     EXPECT_TRUE(window.view()->isEnabled() && window.zoomToolBar()->isEnabled());
+    // The keys that step through images work from the start: the view has the focus.
+    EXPECT_EQ(window.focusWidget(), window.view());
     pxm::View* view = window.view();
     view->setTool(pxm::ToolType::Eraser);
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(5.5, 5.5)));
@@ -340,6 +278,14 @@ TEST_F(WindowTest, ShownImageIsPinnedAndUndoReachesOneThatIsNot) {
     EXPECT_EQ(std::pair(window.shownScene(), pins()), std::pair(second->scene(0), std::tuple(0u, 1u, false)))
         << "the replaced image is released";
     EXPECT_EQ(first->mask(), nullptr) << "the unchanged mask is let go while not shown";
+    // Reannotation works on a mask, so it is offered exactly while the shown image has one; off, it says why.
+    QAction* reannotation = window.action(MainAction::Reannotation);
+    EXPECT_EQ(
+        std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs a loaded label mask")),
+        std::pair(false, true));
+    second->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(16, 16, 1)), true, false);
+    EXPECT_EQ(std::pair(reannotation->isEnabled(), reannotation->toolTip().contains("Needs")),
+              std::pair(true, false));
     project.undoStack()->undo();
     EXPECT_EQ(std::pair(project.undoStack()->isClean(), window.windowTitle().endsWith('*')),
               std::pair(true, false));
@@ -352,31 +298,19 @@ TEST_F(WindowTest, ShownImageIsPinnedAndUndoReachesOneThatIsNot) {
     QApplication::processEvents();
     ASSERT_NE(first->scene(0)->maskItem(), nullptr);
     EXPECT_EQ(first->scene(0)->maskItem()->value(QPoint(5, 5)), 1) << "the erasure is undone";
-}
-
-TEST_F(WindowTest, DroppedImagesAreAddedSortedAsOneStepAndProjectsOpen) {
-    open();
-    const QString b = writeImage("b.pgm"), a = writeImage("a.pgm"), notes = dir.path("notes.txt");
-    pxmtest::writeFile(notes, "not an image");
-    EXPECT_FALSE(drop(window, {notes})) << "nothing to take";
-    EXPECT_TRUE(drop(window, {b, notes, a}));
-    EXPECT_EQ(std::pair(uitest::imagePaths(project), project.undoStack()->count()),
-              std::pair(QStringList({a, b}), 1));
-    project.undoStack()->setClean();
-    // A dropped project opens as "&Open" opens it: in a new window, since this one has one.
-    const QString path = writeProject("dropped.json");
-    EXPECT_TRUE(drop(window, {path}));
-    EXPECT_EQ(window.project(), &project);
-    EXPECT_EQ(projectPathOf(otherWindow(&window)), path);
-    window.close();
-    // Dropped on a window without a project, images start one with its first label.
-    MainWindow empty(nullptr, false);
-    empty.show();
-    EXPECT_TRUE(drop(empty, {writeImage("only.pgm")}));
-    ASSERT_NE(empty.project(), nullptr);
-    EXPECT_EQ(std::pair(empty.project()->images().size(), empty.project()->labels().size()), std::pair(1, 1));
-    empty.project()->undoStack()->setClean();
-    empty.close();
+    // The ruler's drawing is gone while the export dialog is open, and the ruler comes back.
+    view->setTool(pxm::ToolType::Ruler);
+    const int plain = view->currentScene()->items().size();
+    QTest::mousePress(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(2, 2)));
+    ASSERT_GT(view->currentScene()->items().size(), plain);
+    int itemsDuringExport = -1;
+    uitest::ModalAnswerer modals;
+    modals.then([&](QWidget* dialog) {
+        itemsDuringExport = view->currentScene()->items().size();
+        dialog->close();
+    });
+    window.action(MainAction::Export)->trigger();
+    EXPECT_EQ(std::pair(itemsDuringExport, view->toolType()), std::pair(plain, pxm::ToolType::Ruler));
 }
 
 // Unsaved changes ask (a clean or plug-in project does not); the registry is saved on every close.
