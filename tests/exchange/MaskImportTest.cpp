@@ -19,9 +19,11 @@ QString writeMask(const TempDir& dir, const QString& name, KYVO::CSize size, std
     return dir.path(name);
 }
 
-/// The labels, and each image's path, mask path and first mask values.
+/// Each label's name, mask id and colour, and each image's path, mask path and first mask values.
 QStringList state(const Project& project) {
-    QStringList lines = pxmtest::describeLabels(project);
+    QStringList lines;
+    for (const Label* label : project.labels())
+        lines << QString("%1 mask=%2 %3").arg(label->name()).arg(label->maskId()).arg(label->color().name());
     for (const LabeledImage* image : project.images()) {
         QStringList values;
         for (std::size_t i = 0; image->mask() && i < std::min<std::size_t>(image->mask()->byteCount(), 16);
@@ -53,19 +55,29 @@ TEST_F(MaskImportTest, MasksGoToTheCurrentImageOrInSortedOrderToAllAsOneUndoStep
     const QString one = writeMask(dir, "m.pgm", {4, 4, 1}, {0, 1, 2, 1});
     const QString second = writeMask(dir, "mask_b.pgm", {4, 4, 1}, {2});
     const QString first = writeMask(dir, "mask_a.pgm", {4, 4, 1}, {1});
+    const QString unknown = writeMask(dir, "u.pgm", {4, 4, 1}, {0, 1, 7, 9, 7});
     const QString ones = QString("1 ").repeated(16).trimmed(), twos = QString("2 ").repeated(16).trimmed();
     const struct {
         int current;
         QStringList paths;
-        QStringList images; // each image's path, mask path and first mask values after the import
+        QVector<int> unknownValues;
+        QStringList after; // the new labels and images as state() gives them after the import
     } cases[] = {
         {1,
          {one},
+         {},
          {"a.png mask= []", "b.png mask=" + one + " [" + QString("0 1 2 1 ").repeated(4).trimmed() + "]"}},
         // Chosen in reverse: the sorted paths meet the images in project order.
         {0,
          {second, first},
+         {},
          {"a.png mask=" + first + " [" + ones + "]", "b.png mask=" + second + " [" + twos + "]"}},
+        // Values no label has become labels named after them, with the palette's colours, in the same step.
+        {1,
+         {unknown},
+         {7, 9},
+         {"Label 7 mask=7 #800000", "Label 9 mask=9 #000080", "a.png mask= []",
+          "b.png mask=" + unknown + " [" + QString("0 1 7 9 7 ").repeated(3) + "0]"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.paths.join(' ').toStdString());
@@ -73,11 +85,13 @@ TEST_F(MaskImportTest, MasksGoToTheCurrentImageOrInSortedOrderToAllAsOneUndoStep
         const QStringList before = state(project);
         const MaskImport::Plan plan = MaskImport::plan(&project, c.paths);
         ASSERT_TRUE(plan.ok()) << plan.errors.join('\n').toStdString();
-        EXPECT_TRUE(plan.unknownValues.isEmpty() && state(project) == before) << "planning changes nothing";
+        EXPECT_EQ(plan.unknownValues, c.unknownValues);
+        EXPECT_EQ(state(project), before) << "planning changes nothing";
         ASSERT_TRUE(MaskImport::apply(&project, plan, c.current == 1));
         EXPECT_EQ(project.undoStack()->count(), 1);
         const QStringList after = state(project);
-        EXPECT_EQ(after.mid(2), c.images) << "the labels stay as they were";
+        EXPECT_EQ(after, QStringList({"cell mask=1 #ff0000", "nucleus mask=2 #ff0000"}) + c.after)
+            << "the labels stay as they were";
         EXPECT_EQ(b->maskState(), LabeledImage::MaskState::Ok);
         project.undoStack()->undo();
         EXPECT_EQ(state(project), before);
@@ -124,24 +138,6 @@ TEST_F(MaskImportTest, RefusalsLeaveTheProjectUnchanged) {
     }
     project.setCurrentImageIndex(-1);
     EXPECT_EQ(MaskImport::plan(&project, {good}).status, MaskImport::Status::NoImage);
-}
-
-TEST_F(MaskImportTest, UnknownValuesAreReportedAndBecomeLabelsInTheSameStep) {
-    const QString path = writeMask(dir, "m.pgm", {4, 4, 1}, {0, 1, 7, 9, 7});
-    const MaskImport::Plan plan = MaskImport::plan(&project, {path});
-    ASSERT_TRUE(plan.ok());
-    EXPECT_EQ(plan.unknownValues, QVector<int>({7, 9}));
-    const QStringList before = state(project);
-    ASSERT_TRUE(MaskImport::apply(&project, plan, true));
-    ASSERT_EQ(project.labels().size(), 4);
-    const Label* nine = project.labelsByMaskId(9).value(0);
-    EXPECT_EQ(project.labelsByMaskId(7).value(0)->name() + " " + nine->name(), "Label 7 Label 9");
-    EXPECT_TRUE(nine->id() != 0 && project.undoStack()->count() == 1);
-    const QStringList after = state(project);
-    project.undoStack()->undo();
-    EXPECT_EQ(state(project), before);
-    project.undoStack()->redo();
-    EXPECT_EQ(state(project), after);
 }
 
 TEST_F(MaskImportTest, ReplacingAMaskClearsErasuresAndUndoRestoresMaskAndErasures) {
