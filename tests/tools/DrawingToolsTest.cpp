@@ -2,10 +2,8 @@
 #include "ToolTestSupport.h"
 #include "scene/GrabItem.h"
 #include "tools/AbstractRectTool.h"
-#include "tools/EditLineTool.h"
+#include "tools/CompositeShapeTool.h"
 #include "tools/EditPolygonTool.h"
-#include "tools/LineTool.h"
-#include "tools/NewLineTool.h"
 #include "tools/NewPolygonTool.h"
 #include "tools/Polygon.h"
 #include "tools/Ruler.h"
@@ -122,133 +120,121 @@ INSTANTIATE_TEST_SUITE_P(
                       Kind{ToolType::Ellipse, "EllipseTool", "ellipse", QGraphicsEllipseItem::Type}),
     [](const auto& info) { return std::string(info.param.prefix); });
 
-QString poly(std::initializer_list<QPointF> points, int id) {
+/// A polygon's geometry, or a line's from its first point to its second, as snapshot() writes it.
+QString geometry(ToolType type, const QVector<QPointF>& points) {
     QStringList parts;
     for (const QPointF& p : points)
         parts << numbers({p.x(), p.y()});
-    return plainShape("polygon " + parts.join(' '), id);
+    return type == ToolType::Line ? "line " + parts.join(',') : "polygon " + parts.join(' ');
 }
 
-QString line(QPointF a, QPointF b, int id) {
-    return plainShape("line " + numbers({a.x(), a.y(), b.x(), b.y()}), id);
+/// A polygon drawn by clicks and a double click on its last vertex.
+void drawPolygon(ToolFixture& f, const QVector<QPointF>& points) {
+    f.view->setTool(ToolType::Polygon);
+    for (const QPointF& p : points) {
+        f.move(p);
+        f.click(p);
+    }
+    f.doubleClick(points.last());
+    f.release(points.last());
 }
 
-class PolygonToolTest : public ToolFixture {
-protected:
-    EditPolygonTool* editor() const { return tool<Polygon>()->editPolygonTool(); }
-    // Draws a triangle by clicks and a double click on its last vertex.
-    void drawTriangle() {
-        view->setTool(ToolType::Polygon);
-        click({20, 20});
-        move({80, 20});
-        click({80, 20});
-        move({50, 70});
-        click({50, 70});
-        doubleClick({50, 70});
-        release({50, 70});
-    }
-    QString triangle(QPointF second = {80, 20}) const {
-        return poly({{20, 20}, second, {50, 70}}, label->id());
-    }
+struct Composite {
+    ToolType type;
+    QVector<QPointF> points; // drawn in this order
+    int dragged[2];          // the points dragged, one after the other,
+    QPointF to[2];           // to there
+    QPointF on;              // a point on the moved shape, off its ends
+} const composites[] = {
+    {ToolType::Polygon, {{20, 20}, {80, 20}, {50, 70}}, {1, 0}, {{90, 30}, {10, 30}}, {50, 45}},
+    {ToolType::Line, {{150, 40}, {30, 60}}, {1, 0}, {{40, 100}, {160, 30}}, {100, 65}}, // drawn right to left
 };
 
-TEST_F(PolygonToolTest, ClicksAndADoubleClickCommitOnePolygonThatGoesIntoEditingEscapeDiscardsOne) {
+void PrintTo(const Composite& c, std::ostream* os) {
+    *os << (c.type == ToolType::Line ? "Line" : "Polygon");
+}
+
+class CompositeShapeTest : public ToolFixture, public ::testing::WithParamInterface<Composite> {};
+
+TEST_P(CompositeShapeTest, NewShapesGoIntoEditingEachEndDragIsAStepAndPressesDecideWhatIsEdited) {
+    const Composite& c = GetParam();
+    view->setTool(c.type);
+    auto* shapes = tool<CompositeShapeTool>();
+    const auto grips = [this] {
+        QList<QPointF> at;
+        for (QGraphicsItem* item : scene()->items())
+            if (auto* grip = dynamic_cast<GrabItem*>(item))
+                at << grip->pos();
+        return at;
+    };
+    if (c.type == ToolType::Line)
+        drag(c.points[0], c.points[1]);
+    else
+        drawPolygon(*this, c.points);
+    QVector<QPointF> points = c.points;
+    QList<QStringList> shown{{plainShape(geometry(c.type, points), label->id())}};
+    EXPECT_EQ(std::tuple(made(), tool()->activeChild(), grips().size()),
+              std::tuple(Made(shown[0], 1), shapes->editor(), c.points.size()));
+    expectUndoRedo({}, shown[0]);
+    // Each end dragged is one step, its grip with it.
+    for (int i = 0; i < 2; ++i) {
+        drag(points[c.dragged[i]], c.to[i]);
+        points[c.dragged[i]] = c.to[i];
+        shown << QStringList{plainShape(geometry(c.type, points), label->id())};
+        EXPECT_EQ(std::pair(made(), grips().contains(c.to[i])), std::pair(Made(shown[i + 1], i + 2), true));
+        expectUndoRedo(shown[i], shown[i + 1]);
+    }
+    // The quirk: undo while editing changes the shape, not the grips; ending the editing puts back the last
+    // commit.
+    stack()->undo();
+    EXPECT_EQ(std::pair(snapshot(), grips().contains(c.to[1])), std::pair(shown[1], true));
+    typeKey(Qt::Key_Escape);
+    EXPECT_EQ(std::tuple(snapshot(), stack()->index(), tool()->activeChild(), grips().size()),
+              std::tuple(shown[2], 2, static_cast<Tool*>(nullptr), 0));
+    // Pressing the shape edits it; pressing empty space ends the editing and draws nothing.
+    click(c.on);
+    EXPECT_EQ(tool()->activeChild(), shapes->editor());
+    click({150, 180});
+    EXPECT_EQ(std::pair(tool()->activeChild(), stack()->index()), std::pair(static_cast<Tool*>(nullptr), 2));
+    // Delete removes the edited shape in one step; a right press on a shape starts a new one on top.
+    click(c.on);
+    typeKey(Qt::Key_Delete);
+    EXPECT_EQ(std::pair(made(), tool()->activeChild()), std::pair(Made({}, 3), static_cast<Tool*>(nullptr)));
+    stack()->undo();
+    press(c.on, Qt::RightButton);
+    EXPECT_EQ(tool()->activeChild(), shapes->creator());
+}
+
+INSTANTIATE_TEST_SUITE_P(Tools, CompositeShapeTest, ::testing::ValuesIn(composites),
+                         [](const auto& info) { return testing::PrintToString(info.param); });
+
+using PolygonToolTest = ToolFixture;
+
+TEST_F(PolygonToolTest, ClicksDrawWithAFloatingVertexAndShiftPressInsertsOnAnEdgeOrRemovesAtAGrip) {
+    const auto shape = [this](const QVector<QPointF>& points) {
+        return QStringList{plainShape(geometry(ToolType::Polygon, points), label->id())};
+    };
     view->setTool(ToolType::Polygon);
     click({20, 20});
     move({80, 20});
     ASSERT_NE(tool<Polygon>()->newPolygonTool()->drawnItem(), nullptr);
     EXPECT_EQ(tool<Polygon>()->newPolygonTool()->drawnItem()->polygon().size(), 2)
         << "fixed first and floating vertex";
-    typeKey(
-        Qt::Key_Escape); // the drawn polygon goes (the no-label table checks that) and the creator with it
-    EXPECT_EQ(tool()->activeChild(), nullptr);
-    drawTriangle();
-    EXPECT_EQ(made(), Made({triangle()}, 1));
-    EXPECT_EQ(std::tuple(editor()->state(), editor()->grips().size(), tool()->activeChild()),
-              std::tuple(EditPolygonTool::State::Editing, 3, static_cast<Tool*>(editor())));
-    expectUndoRedo({}, {triangle()});
-}
-
-TEST_F(PolygonToolTest, EachVertexDragIsOneStepAndEndingEditingRestoresTheLastCommit) {
-    drawTriangle();
-    drag({80, 20}, {90, 30});
-    const QStringList moved = snapshot();
-    EXPECT_EQ(made(), Made({triangle({90, 30})}, 2));
-    EXPECT_EQ(editor()->grips()[1]->pos(), QPointF(90, 30));
-    expectUndoRedo({triangle()}, moved);
-    // Undo while editing changes the shape (not the grips); ending the editing puts back the last commit.
-    stack()->undo();
-    EXPECT_EQ(std::pair(snapshot(), editor()->grips()[1]->pos()),
-              std::pair(QStringList{triangle()}, QPointF(90, 30)));
+    // The drawn polygon goes (the no-label table checks that), and the creator with it.
     typeKey(Qt::Key_Escape);
-    EXPECT_EQ(std::pair(snapshot(), stack()->index()), std::pair(moved, 1));
-    EXPECT_EQ(std::pair(editor()->state(), editor()->grips().size()),
-              std::pair(EditPolygonTool::State::Idle, 0));
-}
-
-TEST_F(PolygonToolTest, ShiftPressInsertsOnAnEdgeAndRemovesAtAGripNeverBelowThree) {
-    drawTriangle();
+    EXPECT_EQ(tool()->activeChild(), nullptr);
+    drawPolygon(*this, {{20, 20}, {80, 20}, {50, 70}});
+    const EditPolygonTool* editor = tool<Polygon>()->editPolygonTool();
     click({50, 20}, Qt::LeftButton, Qt::ShiftModifier);
-    EXPECT_EQ(made(), Made({poly({{20, 20}, {50, 20}, {80, 20}, {50, 70}}, label->id())}, 2));
-    EXPECT_EQ(editor()->grips().size(), 4);
-    expectUndoRedo({triangle()}, snapshot());
+    EXPECT_EQ(std::pair(made(), editor->grips().size()),
+              std::pair(Made(shape({{20, 20}, {50, 20}, {80, 20}, {50, 70}}), 2), 4));
+    expectUndoRedo(shape({{20, 20}, {80, 20}, {50, 70}}), snapshot());
     click({80, 20}, Qt::LeftButton, Qt::ShiftModifier);
-    EXPECT_EQ(made(), Made({triangle({50, 20})}, 3));
+    EXPECT_EQ(made(), Made(shape({{20, 20}, {50, 20}, {50, 70}}), 3));
     click({20, 20}, Qt::LeftButton, Qt::ShiftModifier); // a triangle keeps its three vertices
-    EXPECT_EQ(std::pair(editor()->grips().size(), stack()->count()), std::pair(3, 3));
+    EXPECT_EQ(std::pair(editor->grips().size(), stack()->count()), std::pair(3, 3));
     click({20, 20}); // a plain press on a grip only starts a drag; a drag without movement is still one step
-    EXPECT_EQ(std::pair(editor()->grips().size(), stack()->count()), std::pair(3, 4));
-}
-
-TEST_F(PolygonToolTest, DeleteRemovesTheEditedShapeAndAPressElsewhereEndsEditing) {
-    drawTriangle();
-    typeKey(Qt::Key_Delete);
-    EXPECT_EQ(std::pair(made(), tool()->activeChild()), std::pair(Made({}, 2), static_cast<Tool*>(nullptr)));
-    stack()->undo();
-    EXPECT_EQ(snapshot().size(), 1);
-    click({50, 30}); // pressing the shape edits it; pressing empty space ends the editing and draws nothing
-    EXPECT_EQ(editor()->state(), EditPolygonTool::State::Editing);
-    click({150, 150});
-    EXPECT_EQ(std::tuple(editor()->state(), tool()->activeChild(), stack()->index()),
-              std::tuple(EditPolygonTool::State::Idle, static_cast<Tool*>(nullptr), 1));
-}
-
-using LineToolTest = ToolFixture;
-
-TEST_F(LineToolTest, DrawnRightToLeftKeepsItsDirectionAndEachEndDragIsOneStep) {
-    view->setTool(ToolType::Line);
-    drag({150, 40}, {30, 60});
-    const QStringList drawn = snapshot();
-    EXPECT_EQ(made(), Made({line({150, 40}, {30, 60}, label->id())}, 1));
-    expectUndoRedo({}, drawn);
-    auto* editor = tool<LineTool>()->editLineTool();
-    ASSERT_EQ(editor->state(), EditLineTool::State::Editing);
-    drag({30, 60}, {40, 100});
-    EXPECT_EQ(made(), Made({line({150, 40}, {40, 100}, label->id())}, 2));
-    EXPECT_EQ(editor->grip2()->pos(), QPointF(40, 100));
-    expectUndoRedo(drawn, snapshot());
-    drag({150, 40}, {160, 30});
-    const Made last({line({160, 30}, {40, 100}, label->id())}, 3);
-    EXPECT_EQ(made(), last);
-    // The quirk: undo during editing, then ending the editing, brings the last commit back.
-    stack()->undo();
-    typeKey(Qt::Key_Escape);
-    EXPECT_EQ(std::pair(made(), editor->state()), std::pair(last, EditLineTool::State::Idle));
-}
-
-TEST_F(LineToolTest, RightPressOnALineStartsANewOneAndDeleteRemovesTheEdited) {
-    view->setTool(ToolType::Line);
-    drag({20, 100}, {180, 100});
-    typeKey(Qt::Key_Escape);
-    click({100, 100}); // left on the line edits it
-    EXPECT_EQ(tool()->activeChild(), tool<LineTool>()->editLineTool());
-    click({100, 180});
-    EXPECT_EQ(tool()->activeChild(), nullptr);
-    drag({100, 100}, {100, 20}, Qt::RightButton); // right on the line draws a new one on top
-    EXPECT_EQ(std::pair(snapshot().size(), stack()->count()), std::pair(2, 2));
-    typeKey(Qt::Key_Delete);
-    EXPECT_EQ(made(), Made({line({20, 100}, {180, 100}, label->id())}, 3));
-    EXPECT_EQ(tool<LineTool>()->editLineTool()->state(), EditLineTool::State::Idle);
+    EXPECT_EQ(std::pair(editor->grips().size(), stack()->count()), std::pair(3, 4));
 }
 
 class TransformationTest : public ToolFixture {
