@@ -87,18 +87,12 @@ TEST_F(ExportCommand, AnswersBadInputWithItsExitCodesAndExportsWithoutADisplay) 
     }
     EXPECT_FALSE(QFileInfo::exists(target)) << "nothing is created before the project is read";
 
-    // Defaults: full masks only, unlabeled images skipped; the output directory is created.
+    // Defaults: full masks only, unlabeled images skipped; the output directory is created. What the masks
+    // hold is the worker's business, and its test checks it on the same project.
     const QString masks = dir.path("out/masks");
     ASSERT_EQ(run({project, "-o", masks}), 0) << err.toStdString();
     EXPECT_FALSE(err.contains("Exporting [")) << "no progress bar when stderr is not a terminal";
     EXPECT_EQ(filesIn(masks), sorted({"one___fullmask.pgm", "three___fullmask.okav.gz"}));
-    const auto flat = load(masks + "/one___fullmask.pgm"), stack = load(masks + "/three___fullmask.okav.gz");
-    ASSERT_TRUE(flat && stack);
-    // a's rectangle, b's triangle, nothing outside; b's rectangle on the second layer only.
-    EXPECT_EQ(QList<double>({flat->value(2, 2, 0), flat->value(10, 4, 0), flat->value(7, 8, 0),
-                             flat->value(0, 0, 0), stack->value(3, 2, 1), stack->value(3, 2, 0),
-                             stack->value(0, 4, 1)}),
-              QList<double>({3, 8, 0, 0, 8, 0, 0}));
 
     // Chosen targets, every image, a pattern of our own.
     const QString all = dir.path("all");

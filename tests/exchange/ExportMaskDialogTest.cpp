@@ -57,16 +57,14 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     pxmtest::TempDir in;
     pxmtest::TempDir out;
     Project project;
-    const Label* a = addLabel(project, "a", 4, 2);
-    for (const char* name : {"p.pgm", "q.pgm"})
-        addRect(addImageFile(project, in, name, 32, 32)->scene(0), QRectF(4, 4, 8, 8), a);
+    addExportImages(project, in);
 
     // A folder that does not exist yet is made.
     const QString target = out.path() + "/new/sub";
     ExportMaskDialog dialog(&project);
     dialog.show();
     dialog.findChild<QLineEdit*>("directoryEdit")->setText(target);
-    dialog.findChild<QLineEdit*>("filenameEdit")->setText("{image_name}");
+    dialog.findChild<QLineEdit*>("filenameEdit")->setText("{image_name}{label_name}");
     box(dialog, "boolMaskCheckBox")->setChecked(true);
     auto* buttons = dialog.findChild<QDialogButtonBox*>("buttonBox");
     buttons->button(QDialogButtonBox::Save)->click();
@@ -74,7 +72,7 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     ASSERT_NE(dialog.worker(), nullptr);
     auto* bar = dialog.findChild<QProgressBar*>("progressBar");
     // The progress shows and the choices wait; they are stored as the export starts.
-    EXPECT_TRUE(!bar->isHidden() && bar->maximum() == 4 && !buttons->isEnabled() &&
+    EXPECT_TRUE(!bar->isHidden() && bar->maximum() == 9 && !buttons->isEnabled() &&
                 !box(dialog, "fullMaskCheckBox")->isEnabled());
     EXPECT_TRUE(project.setting("ExportMaskDialog.directory").toString() == target &&
                 project.setting("ExportMaskDialog.boolMask").toBool() &&
@@ -85,6 +83,9 @@ TEST(ExportMaskDialog, ExportsOnItsThreadStoresTheChoicesAndCloses) {
     while (dialog.isVisible() && timer.elapsed() < 60000)
         QTest::qWait(20);
     EXPECT_FALSE(dialog.isVisible()) << "the dialog closes when the export ends";
-    EXPECT_TRUE(!dialog.worker() && dialog.failures().isEmpty() && bar->value() == 4);
-    EXPECT_EQ(filesIn(target), sorted({"p_fullmask.pgm", "p_mask.pbm", "q_fullmask.pgm", "q_mask.pbm"}));
+    EXPECT_TRUE(!dialog.worker() && dialog.failures().isEmpty() && bar->value() == 9);
+    EXPECT_EQ(filesIn(target),
+              sorted({"one_fullmask.pgm", "onea_mask.pbm", "oneb_mask.pbm", "three_fullmask.okav.gz",
+                      "threea_mask.okav.gz", "threeb_mask.okav.gz"}))
+        << "the unlabeled image is skipped";
 }

@@ -119,16 +119,19 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShar
             EXPECT_TRUE(image->usageCount() == 0u && !image->image())
                 << "every image is released after its export";
 
-        // Full masks hold mask ids, not label ids; each label's own mask holds 1.
+        // Full masks hold mask ids, not label ids, inside the shapes only (not in the triangle's bounding
+        // box) and on their own layers; each label's own mask holds 1.
         auto at = [&](const char* file, int x, int y, int z) {
             const auto mask = load(target.path(file));
             return mask ? mask->value(x, y, z) : -1.0;
         };
-        EXPECT_EQ(QList<double>({at("one___fullmask.pgm", 2, 2, 0), at("one___fullmask.pgm", 10, 4, 0),
-                                 at("one___fullmask.pgm", 0, 0, 0), at("three___fullmask.okav.gz", 3, 2, 1),
-                                 at("three___fullmask.okav.gz", 3, 2, 0), at("one_10__mask.pbm", 2, 2, 0),
-                                 at("one_20__mask.pbm", 2, 2, 0)}),
-                  QList<double>({3, 8, 0, 8, 0, 1, 0}));
+        EXPECT_EQ(
+            QList<double>({at("one___fullmask.pgm", 2, 2, 0), at("one___fullmask.pgm", 10, 4, 0),
+                           at("one___fullmask.pgm", 7, 8, 0), at("one___fullmask.pgm", 0, 0, 0),
+                           at("three___fullmask.okav.gz", 3, 2, 1), at("three___fullmask.okav.gz", 3, 2, 0),
+                           at("three___fullmask.okav.gz", 0, 4, 1), at("one_10__mask.pbm", 2, 2, 0),
+                           at("one_20__mask.pbm", 2, 2, 0)}),
+            QList<double>({3, 8, 0, 0, 8, 0, 0, 1, 0}));
         for (const char* file : {"one___fullmask.pgm", "three___fullmask.okav.gz", "one_10__mask.pbm"})
             EXPECT_EQ(load(target.path(file))->size(),
                       QString(file).contains("three") ? KYVO::CSize(6, 5, 2) : KYVO::CSize(12, 10, 1))
