@@ -186,7 +186,7 @@ struct ReadCase {
 
 /// Reads each case's text as the file `name` into a project of its own, and expects the reader's messages,
 /// describeImages(), the lines `more` gives for the project and "log " with each debug log line, joined by
-/// '|'. Each file is one undo step, whatever happens in it.
+/// '|'. Each file is one undo step, whatever happens in it, and its undo takes every image and label away.
 template <class Reader>
 void expectReads(const TempDir& dir, const QString& name, const QList<ReadCase>& cases,
                  const std::function<QStringList(const pxm::Project&)>& more) {
@@ -199,7 +199,9 @@ void expectReads(const TempDir& dir, const QString& name, const QList<ReadCase>&
         for (const QString& line : log.lines())
             seen << "log " + line;
         EXPECT_EQ(seen.join('|'), c.expected);
-        EXPECT_EQ(project.undoStack()->count(), 1);
+        ASSERT_EQ(project.undoStack()->count(), 1);
+        project.undoStack()->undo();
+        EXPECT_TRUE(project.images().isEmpty() && project.labels().isEmpty());
     }
 }
 

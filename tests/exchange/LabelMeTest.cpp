@@ -27,9 +27,6 @@ QStringList labelColors(const pxm::Project& project) {
     return lines;
 }
 
-/// Writes a file and reads it into the project without the pause; returns the reader's messages.
-constexpr auto import = &pxmtest::readText<pxm::LabelMeReader>;
-
 TEST(LabelMeTest, WrittenAndHandWrittenFilesReadBack) {
     pxm::Project project;
     pxm::LabeledImage* image = pxmtest::addMemoryImage(project, 40, 30, 1, "/data/a.png");
@@ -200,8 +197,9 @@ TEST(LabelMeTest, ColoursOfExistingLabelsAndImagePaths) {
         QByteArrayList shapes;
         for (int i = 0; i < c.copies; ++i)
             shapes << (i % 2 ? R"({"label": " cat ", )" : R"({"label": "cat", )") + c.shape + "}";
-        import(project, dir, "c.json",
-               R"({"imagePath": "/abs/../x.png", "shapes": [)" + shapes.join(", ") + "]}");
+        pxmtest::readText<pxm::LabelMeReader>(project, dir, "c.json",
+                                              R"({"imagePath": "/abs/../x.png", "shapes": [)" +
+                                                  shapes.join(", ") + "]}");
         EXPECT_EQ(labelColors(project), QStringList({c.expected}));
         ASSERT_EQ(project.images().size(), 1);
         EXPECT_EQ(project.images()[0]->imagePath(), "/abs/../x.png");
