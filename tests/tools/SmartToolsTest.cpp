@@ -16,6 +16,8 @@
 #include "tools/smart/SmartOptions.h"
 #include "tools/smart/WandTool.h"
 
+#include <QSignalSpy>
+
 using namespace pxmtest;
 
 namespace {
@@ -201,13 +203,17 @@ TEST_F(WandToolTest, ScissorsFollowTheEdgeBetweenAnchors) {
 }
 
 // Every tool, on the discs: with no scene (an image that failed to load, then no project) nothing happens;
-// the right button does nothing where only the left draws; no label, no drawing; a stroke under way shows
-// but is no annotation, and Escape or a tool switch takes it away; the smart tools need the image's pixels.
+// the right button does nothing where only the left draws; no label, no drawing (the shape tools say why); a
+// stroke under way shows but is no annotation, and Escape or a tool switch takes it away; the smart tools
+// need the image's pixels.
 TEST_F(WandToolTest, NoToolDrawsWithoutASceneALabelOrPixelsNorKeepsAnAbortedStroke) {
     using T = pxm::ToolType;
     const QList<T> leftOnly = {T::Freehand, T::Eraser, T::Wand, T::Box, T::Seeds, T::Scissors};
-    const QList<T> strokes = {T::Rectangle, T::Ellipse, T::Polygon, T::Line,    T::Freehand,
-                              T::Wand,      T::Box,     T::Seeds,   T::Scissors};
+    const QList<T> shapes = {T::Rectangle, T::Ellipse, T::Polygon, T::Line, T::Freehand};
+    const QList<T> strokes = shapes + QList<T>{T::Wand, T::Box, T::Seeds, T::Scissors};
+    // Whether the status line says, in front of the pointer readout, why nothing is drawn.
+    QSignalSpy status(view, &pxm::View::statusTipChanged);
+    const auto hinted = [&] { return status.last().at(0).toString().startsWith(pxm::View::noLabelHint()); };
     // The scene's items but the brush cursor, which stays with the pointer, and its parts.
     const auto shown = [this] {
         int n = 0;
@@ -248,21 +254,23 @@ TEST_F(WandToolTest, NoToolDrawsWithoutASceneALabelOrPixelsNorKeepsAnAbortedStro
         view->setProject(&project);
         project.setCurrentImageIndex(0);
         QApplication::processEvents();
-        if (type == T::Ruler) // which draws no annotation
-            continue;
         if (leftOnly.contains(type))
             drag({20, 20}, {60, 60}, Qt::RightButton);
         project.setCurrentLabel(nullptr);
         if (type != T::Eraser) // which needs none
             drag({20, 20}, {60, 60});
         typeKey(Qt::Key_Return);
+        EXPECT_EQ(hinted(), shapes.contains(type));
         project.setCurrentLabel(label);
+        if (type == T::Ruler) // which measures on, but draws no annotation
+            continue;
         EXPECT_EQ(std::pair(made(), shown()), nothing);
         if (!strokes.contains(type))
             continue;
         press({50, 50});
         move({65, 70}, Qt::LeftButton);
-        EXPECT_EQ(std::pair(snapshot(), shown() > nothing.second), std::pair(QStringList(), true));
+        EXPECT_EQ(std::tuple(snapshot(), shown() > nothing.second, hinted()),
+                  std::tuple(QStringList(), true, false));
         typeKey(Qt::Key_Escape);
         release({65, 70});
         typeKey(Qt::Key_Return);

@@ -244,26 +244,10 @@ TEST_F(ViewTest, ASceneChangeEndsEveryEditAndLeavesNothingOnTheShapes) {
     }
 }
 
-TEST_F(ViewTest, StatusLineShowsTheNoLabelHintThePixelAndTheLabelsUnderThePointer) {
-    project.setCurrentLabel(nullptr);
+TEST_F(ViewTest, StatusLineShowsThePixelAndTheLabelsUnderThePointer) {
     QSignalSpy status(view, &View::statusTipChanged);
     const auto last = [&] { return status.last().at(0).toString(); };
-    for (ToolType type : {ToolType::Ruler, ToolType::Rectangle, ToolType::Ellipse, ToolType::Polygon,
-                          ToolType::Line, ToolType::Freehand}) {
-        SCOPED_TRACE(int(type));
-        view->setTool(type);
-        move({50, 50});
-        ASSERT_FALSE(status.isEmpty());
-        EXPECT_EQ(last().startsWith(View::noLabelHint()), type != ToolType::Ruler)
-            << "in front of the pointer readout";
-    }
-    project.setCurrentLabel(label);
-    move({70, 70});
-    EXPECT_FALSE(last().startsWith(View::noLabelHint()));
-
-    view->setTool(ToolType::None);
     image->image()->data()[5 + 200 * 7] = 42;
-    status.clear();
     move({5.2, 6.8});
     EXPECT_EQ(std::pair(status.count(), last()), std::pair(1, QString("[5, 7, 0] = 42")));
     addRect({0, 0, 20, 20}, label);
