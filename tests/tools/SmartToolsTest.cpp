@@ -58,18 +58,15 @@ public:
 } // namespace
 
 TEST_F(WandToolTest, AClickMakesTheObjectARegionInOneStep) {
-    const QStringList before = snapshot();
-    press({60, 60});
-    ASSERT_NE(wand()->preview(), nullptr);
-    // The preview is no label item: nothing temporary reaches the annotation.
-    EXPECT_EQ(std::pair(wand()->state(), snapshot()), std::pair(pxm::WandTool::State::Growing, before));
-    release({60, 60});
-    ASSERT_EQ(std::tuple(!!wand()->preview(), stack()->count(), scene()->itemsOfLabel(label).size()),
-              std::tuple(false, 1, 1));
-    EXPECT_EQ(std::pair(stack()->text(0), scene()->itemsOfLabel(label).first()->type()),
-              std::pair(QString("Wand"), int(QGraphicsPathItem::Type)));
+    expectStep("Wand", [&] {
+        press({60, 60});
+        EXPECT_EQ(std::pair(!!wand()->preview(), wand()->state()),
+                  std::pair(true, pxm::WandTool::State::Growing));
+        release({60, 60});
+    });
+    ASSERT_EQ(std::pair(!!wand()->preview(), scene()->itemsOfLabel(label).size()), std::pair(false, 1));
+    EXPECT_EQ(scene()->itemsOfLabel(label).first()->type(), int(QGraphicsPathItem::Type));
     EXPECT_GT(iou(covered(label), bright), 0.97);
-    expectUndoRedo(before, snapshot());
 
     // With "Polygon" the same click gives a polygon that covers the disc as well.
     stack()->undo();
@@ -106,18 +103,14 @@ TEST_F(WandToolTest, ShiftAddsAltSubtractsAndOtherLabelsAreKept) {
     QGraphicsItem* region = scene()->itemsOfLabel(label).first();
     // Shift adds to the label's region: with a tolerance that takes everything, the region becomes all.
     wand()->setTolerance(130);
-    const QStringList one = snapshot();
-    click({60, 60}, Qt::LeftButton, Qt::ShiftModifier);
+    expectStep("Wand", [&] { click({60, 60}, Qt::LeftButton, Qt::ShiftModifier); });
     EXPECT_EQ(std::pair(scene()->itemsOfLabel(label), cv::countNonZero(covered(label))),
               std::pair(QList<QGraphicsItem*>{region}, 200 * 200));
-    expectUndoRedo(one, snapshot());
     // Alt takes the bright disc back out of it, in one step.
     wand()->setTolerance(30);
-    const QStringList all = snapshot();
-    click({60, 60}, Qt::LeftButton, Qt::AltModifier);
+    expectStep("Wand", [&] { click({60, 60}, Qt::LeftButton, Qt::AltModifier); });
     ASSERT_EQ(scene()->itemsOfLabel(label).size(), 1);
     EXPECT_GT(iou(covered(label), ~bright), 0.97);
-    expectUndoRedo(all, snapshot());
     // Alt where the label has no region does nothing, not even to another label's region there.
     stack()->setIndex(0);
     QPainterPath square;
@@ -156,11 +149,8 @@ TEST_F(WandToolTest, BoxSegmentsObjectsAndStrokesRefineIt) {
     EXPECT_GT(iou(shown(), bright | dim), 0.9);
     drag({125, 140}, {155, 140}, Qt::LeftButton, 6, Qt::AltModifier);
     EXPECT_GT(iou(shown(), bright), 0.9);
-    const QStringList before = snapshot();
-    typeKey(Qt::Key_Return);
-    EXPECT_EQ(std::pair(stack()->count(), stack()->text(0)), std::pair(1, QString("Box")));
+    expectStep("Box", [&] { typeKey(Qt::Key_Return); });
     EXPECT_GT(iou(covered(label), bright), 0.9);
-    expectUndoRedo(before, snapshot());
 }
 
 // Seeds of three labels grow into three regions, committed as one step.
@@ -174,13 +164,10 @@ TEST_F(WandToolTest, SeedsOfThreeLabelsGrowIntoTheirRegions) {
     project.setCurrentLabel(third);
     drag({100, 10}, {100, 30});
     EXPECT_EQ(tool<pxm::SeedsTool>()->seededLabels().size(), 3);
-    const QStringList before = snapshot();
-    typeKey(Qt::Key_Enter);
-    EXPECT_EQ(std::pair(stack()->count(), stack()->text(0)), std::pair(1, QString("Seeds")));
+    expectStep("Seeds", [&] { typeKey(Qt::Key_Enter); });
     EXPECT_GT(iou(covered(label), bright), 0.85);
     EXPECT_GT(iou(covered(other), dim), 0.85);
     EXPECT_EQ(cv::countNonZero(covered(third) & (bright | dim)), 0);
-    expectUndoRedo(before, snapshot());
 }
 
 // Anchors around the disc, one taken back with Backspace; a click on the first closes.
@@ -196,8 +183,7 @@ TEST_F(WandToolTest, ScissorsFollowTheEdgeBetweenAnchors) {
     // The live path from the last anchor hugs the disc's edge rather than cutting across.
     for (const cv::Point& p : scissors->livePathTo({60, 30}))
         EXPECT_NEAR(std::hypot(p.x - 60, p.y - 60), 30, 3);
-    click({60.2, 30.7});
-    ASSERT_EQ(std::pair(stack()->count(), stack()->text(0)), std::pair(1, QString("Scissors")));
+    expectStep("Scissors", [&] { click({60.2, 30.7}); });
     EXPECT_EQ(scene()->itemsOfLabel(label).first()->type(), int(QGraphicsPolygonItem::Type));
     EXPECT_GT(iou(covered(label), bright), 0.9);
 }
@@ -298,22 +284,23 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     auto* line = addShape<QGraphicsLineItem>(label, QLineF(0, 150, 100, 150));
     addRect(QRectF(120, 120, 20, 20), other);
     const cv::Mat shapes = coverage(label);
-    const QStringList before = snapshot();
-    stack()->push(
-        pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
+    expectStep("Shapes to region", [&] {
+        stack()->push(
+            pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
+    });
     // The region and the line, which has no area to merge.
     const QList<QGraphicsItem*> mine = scene()->itemsOfLabel(label);
     EXPECT_EQ(std::pair(mine.size(), mine.contains(line)), std::pair(2, true));
     EXPECT_EQ(std::pair(cv::countNonZero(coverage(label) != shapes), scene()->itemsOfLabel(other).size()),
               std::pair(0, 1));
-    expectUndoRedo(before, snapshot());
 
     // The region, with a hole punched in a second one, traced into polygons.
     addRegion(scene(), discs(200, 200, {150, 50}, 30) & ~discs(200, 200, {150, 50}, 10), label);
     const cv::Mat regions = coverage(label);
-    const QStringList traced = snapshot();
-    stack()->push(pxm::conversions::regionToPolygons(scene(), project,
-                                                     pxm::conversions::targets(*scene(), label), 0.7));
+    expectStep("Region to polygons", [&] {
+        stack()->push(pxm::conversions::regionToPolygons(scene(), project,
+                                                         pxm::conversions::targets(*scene(), label), 0.7));
+    });
     QList<int> types;
     for (QGraphicsItem* item : scene()->itemsOfLabel(label))
         types << item->type();
@@ -321,7 +308,6 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     EXPECT_EQ(types,
               (QList<int>{QGraphicsPathItem::Type, QGraphicsPolygonItem::Type, QGraphicsLineItem::Type}));
     EXPECT_GT(iou(coverage(label), regions), 0.98);
-    expectUndoRedo(traced, snapshot());
     // Nothing of the kind: no command.
     EXPECT_EQ(pxm::conversions::regionToPolygons(scene(), project, {line}, 0.7), nullptr);
 

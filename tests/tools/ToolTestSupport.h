@@ -9,6 +9,7 @@
 #include "tools/View.h"
 
 #include <QtWidgets>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -156,6 +157,15 @@ public:
             EXPECT_EQ(snapshot(), after) << "after redo, round " << round;
         }
         EXPECT_EQ(stack()->index(), index);
+    }
+    /// Runs `action`, which must push one undo step named `name`, and checks that step as expectUndoRedo
+    /// does.
+    void expectStep(const QString& name, const std::function<void()>& action) {
+        const QStringList before = snapshot();
+        const int index = stack()->index();
+        action();
+        ASSERT_EQ(std::pair(stack()->index(), stack()->text(index)), std::pair(index + 1, name));
+        expectUndoRedo(before, snapshot());
     }
 
     pxm::Project project;
