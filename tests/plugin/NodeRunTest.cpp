@@ -179,22 +179,6 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
     }
 }
 
-TEST(PluginInputs, ParentWidgetEntryMustHoldAWidgetPointer) {
-    pxm::PPixmarker node;
-    node.Parameters().SetString("QWidgetPointer", "0x1234");
-    const std::string message = pxmtest::thrownMessage([&] { node.Execute(); });
-    EXPECT_NE(message.find("QWidget"), std::string::npos) << message;
-    // With a real widget the window lives inside it; without an image the mask is null.
-    QWidget host;
-    node.Parameters().Set("QWidgetPointer", new CValuePointer<QWidget>(&host));
-    host.show();
-    node.SetInput(2, twoLabels());
-    runAndClose(node);
-    ASSERT_TRUE(node.mainWindow()->parentWidget() == &host && node.OutputCount() == 2);
-    EXPECT_EQ(maskOutput(node), nullptr);
-    EXPECT_EQ(outputLabels(node), QStringList({"road 0 255", "tree 0 0"}));
-}
-
 TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
     // No other test of this program reads the variable.
     qputenv("KYVODIR", "/opt/k");
@@ -350,8 +334,14 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         CValueMap parameters;
         parameters.SetBool("keep_workspace", keep);
         node.Init(&parameters);
-        node.SetInput(0, imageValue(IMAGE_GREY_8, 4, 4));
         node.SetInput(2, twoLabels());
+        // The parent widget's entry must hold a widget pointer; a real widget takes the window in.
+        node.Parameters().SetString("QWidgetPointer", "0x1234");
+        const std::string message = pxmtest::thrownMessage([&] { node.Execute(); });
+        EXPECT_NE(message.find("QWidget"), std::string::npos) << message;
+        QWidget host;
+        node.Parameters().Set("QWidgetPointer", new CValuePointer<QWidget>(&host));
+        host.show();
 
         runAndClose(node);
         EXPECT_FALSE(node.workspaceStale());
@@ -364,6 +354,9 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         runAndClose(node);
         EXPECT_FALSE(node.workspaceStale());
         EXPECT_EQ(outputLabels(node), QStringList({"road 0 255", "tree 0 0"})) << "labels are not doubled";
+        EXPECT_EQ(std::pair(maskOutput(node), node.mainWindow()->parentWidget()),
+                  std::pair(static_cast<const CImage*>(nullptr), &host))
+            << "without an image, no mask";
         // A forgotten workspace frees the old window and project.
         EXPECT_EQ(node.mainWindow() == firstWindow.data() && node.project() == firstProject.data(), keep);
         EXPECT_EQ(firstWindow.isNull() && firstProject.isNull(), !keep);
