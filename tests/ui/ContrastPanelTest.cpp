@@ -111,7 +111,7 @@ TEST_F(ContrastPanelTest, PixelsAndMasksStayWhileTheSnapshotFollowsTheContrast) 
             << name.toStdString();
 }
 
-TEST_F(ContrastPanelTest, ColourChannelsAndTheViewedRegion) {
+TEST_F(ContrastPanelTest, ColourChannelsTheViewedRegionAndImagesReadAsNeeded) {
     // Zoomed in on the top rows, "Auto from view" sees only their values; "Auto" sees all.
     pxm::View* view = window.view();
     view->resetTransform();
@@ -143,6 +143,26 @@ TEST_F(ContrastPanelTest, ColourChannelsAndTheViewedRegion) {
     channel->setCurrentIndex(0);
     dock->setWindow(5, 15);
     EXPECT_EQ(shown(window), DisplayContrast::of(5, 15));
+
+    // An image read as needed holds no pixels: the histogram and Auto come from its coarsest level.
+    pxmtest::PyramidTiff tiff;
+    tiff.width = tiff.height = 16400;
+    tiff.levels = 7;
+    tiff.tileValue = [](int level, uint32_t column, uint32_t row) {
+        return uint8_t(level == 6 ? 100 + 30 * ((column + row) % 2) : 0);
+    };
+    pxmtest::writePyramidTiff(dir.localPath("huge.tif"), tiff);
+    pxm::LabeledImage* huge = addImage(project, dir.path("huge.tif"));
+    project.setCurrentImageIndex(3);
+    ASSERT_TRUE(huge->tooLargeForPixels() && huge->pyramid());
+    const auto& coarsest = huge->pyramid()->level(6);
+    EXPECT_EQ(dock->histogram().count, uint64_t(coarsest.width) * coarsest.height);
+    // Auto from the view's part, at 1:1 far from the origin: the region is scaled to the level.
+    view->resetTransform();
+    view->centerOn(12000, 9000);
+    dock->autoContrastFromView();
+    const DisplayContrast set = ContrastSettings::of(&project, huge);
+    EXPECT_TRUE(set.isSet() && set.window(0).min >= 100 && set.window(0).max <= 140) << set.window(0).min;
 }
 
 TEST_F(ContrastPanelTest, PresetsAreKeptForTheUser) {
@@ -168,26 +188,4 @@ TEST_F(ContrastPanelTest, PresetsAreKeptForTheUser) {
     EXPECT_EQ(shown(window), DisplayContrast::of(70, 1100));
     control<QPushButton>("contrastDeletePreset")->click();
     EXPECT_EQ(std::pair(presets->findText("cells"), ContrastPresets::load().size()), std::pair(-1, 2));
-}
-
-// An image read from its file as needed holds no pixels: the histogram and Auto come from its coarsest level.
-TEST_F(ContrastPanelTest, ImageReadAsNeededTakesItsHistogramFromItsCoarsestLevel) {
-    pxmtest::PyramidTiff tiff;
-    tiff.width = tiff.height = 16400;
-    tiff.levels = 7;
-    tiff.tileValue = [](int level, uint32_t column, uint32_t row) {
-        return uint8_t(level == 6 ? 100 + 30 * ((column + row) % 2) : 0);
-    };
-    pxmtest::writePyramidTiff(dir.localPath("huge.tif"), tiff);
-    pxm::LabeledImage* huge = addImage(project, dir.path("huge.tif"));
-    project.setCurrentImageIndex(2);
-    ASSERT_TRUE(huge->tooLargeForPixels() && huge->pyramid());
-    const auto& coarsest = huge->pyramid()->level(6);
-    EXPECT_EQ(dock->histogram().count, uint64_t(coarsest.width) * coarsest.height);
-    // Auto from the view's part, at 1:1 far from the origin: the region is scaled to the level.
-    window.view()->resetTransform();
-    window.view()->centerOn(12000, 9000);
-    dock->autoContrastFromView();
-    const DisplayContrast set = ContrastSettings::of(&project, huge);
-    EXPECT_TRUE(set.isSet() && set.window(0).min >= 100 && set.window(0).max <= 140) << set.window(0).min;
 }

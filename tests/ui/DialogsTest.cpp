@@ -2,7 +2,6 @@
 #include "model/Label.h"
 #include "model/ReannotationRules.h"
 #include "platform/CImage.h"
-#include "platform/CImageIo2.h"
 #include "scene/LabelItems.h"
 #include "scene/Scene.h"
 #include "tools/View.h"
@@ -19,80 +18,31 @@ using uitest::ModalAnswerer;
 
 namespace {
 
-class ImportDialogsTest : public ::testing::Test {
+/// Two 3 x 3 images and the label "cell"; masks are written with writeImage.
+class ImportDialogsTest : public uitest::UiTest {
 protected:
     void SetUp() override {
+        UiTest::SetUp();
         for (const char* name : {"a.png", "b.png"})
-            pxmtest::addImage(project, 3, 3)->setImagePath(name);
+            uitest::namedImage(project, name, 3, 3);
         Label* cell = project.createLabel();
         cell->setName("cell");
         cell->setId(11);
-    }
-    QString mask(const QString& name, uint8_t value, std::size_t width = 3) {
-        KYVO::CImage image(KYVO::IMAGE_GREY_8, KYVO::CSize(width, 3, 1));
-        image.data()[0] = value;
-        KYVO::CImageIo2::Save(dir.localPath(name), image);
-        return dir.path(name);
     }
     QString file(const QString& name, const QByteArray& text) {
         pxmtest::writeFile(dir.path(name), text);
         return dir.path(name);
     }
     Project project;
-    pxmtest::TempDir dir;
     QWidget parent;
-};
-
-class ReannotationDialogTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        cat = project.createLabel();
-        cat->setName("cat");
-        dog = project.createLabel();
-        dog->setName("dog");
-        for (int i = 0; i < 2; ++i)
-            images << uitest::namedImage(project, QString("image%1.png").arg(i), 800, 800);
-        // Cats: two on the first image, one on the second; a dog between them.
-        cats << addRect(0, QRectF(20, 20, 40, 40), cat) << addRect(0, QRectF(700, 700, 40, 40), cat);
-        addRect(0, QRectF(400, 20, 40, 40), dog);
-        cats << addRect(1, QRectF(300, 500, 40, 40), cat);
-        project.setCurrentImageIndex(0);
-
-        view = new View(&window);
-        window.setCentralWidget(view);
-        view->setProject(&project);
-        window.resize(300, 300);
-        window.show();
-        QApplication::processEvents();
-    }
-    QGraphicsRectItem* addRect(int image, const QRectF& rect, Label* label) {
-        auto* item = new QGraphicsRectItem(rect);
-        images[image]->scene(0)->addLabelItem(item, label);
-        return item;
-    }
-    void giveMask(int image) {
-        images[image]->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(800, 800, 1)), true, false);
-    }
-    /// True when the View shows the whole item.
-    bool shows(const QGraphicsItem* item) const {
-        return view->mapToScene(view->viewport()->rect()).boundingRect().contains(item->sceneBoundingRect());
-    }
-
-    Project project;
-    Label* cat = nullptr;
-    Label* dog = nullptr;
-    QList<LabeledImage*> images;
-    QList<QGraphicsItem*> cats;
-    QMainWindow window;
-    View* view = nullptr;
 };
 
 } // namespace
 
 // Imports in turn: refusals, the question about values no label has with its answers, a mask all labelled.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
-    const QString m1 = mask("m1.pgm", 1), unknown = mask("m7.pgm", 7);
-    const QString wide = mask("wide.pgm", 1, 4), unknownBox = "Unknown mask values";
+    const QString m1 = writeImage("m1.pgm", 3, 3, 1), unknown = writeImage("m7.pgm", 3, 3, 7);
+    const QString wide = writeImage("wide.pgm", 4, 3, 1), unknownBox = "Unknown mask values";
     const QString tooMany = "does not match the number of laoded images",
                   tooWide = "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3";
     const struct {
@@ -105,7 +55,13 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
         {{wide}, "", "Mask import failed", tooWide, false, 1, 0},
         {{unknown}, "Cancel", unknownBox, "no label uses: 7.", false, 1, 0},
         {{unknown}, "Import without labels", unknownBox, "no label uses: 7.", true, 1, 1},
-        {{mask("m2.pgm", 2), unknown}, "Create labels", unknownBox, "no label uses: 2, 7.", true, 3, 2},
+        {{writeImage("m2.pgm", 3, 3, 2), unknown},
+         "Create labels",
+         unknownBox,
+         "no label uses: 2, 7.",
+         true,
+         3,
+         2},
         {{m1}, "", "", "", true, 3, 3},
     };
     for (const auto& c : cases) {
@@ -153,14 +109,44 @@ TEST_F(ImportDialogsTest, LabelImportRefusesBadFilesAndConfirmsConflicts) {
 }
 
 // Refused without a mask on the canvas; with one, it steps through the shapes of a label and moves them.
-TEST_F(ReannotationDialogTest, StepsThroughTheShapesOfALabelAndMovesThem) {
+TEST(ReannotationDialog, StepsThroughTheShapesOfALabelAndMovesThem) {
+    Project project;
+    Label* cat = project.createLabel();
+    cat->setName("cat");
+    Label* dog = project.createLabel();
+    dog->setName("dog");
+    QList<LabeledImage*> images;
+    for (int i = 0; i < 2; ++i)
+        images << uitest::namedImage(project, QString("image%1.png").arg(i), 800, 800);
+    const auto addRect = [&images](int image, const QRectF& rect, Label* label) {
+        auto* item = new QGraphicsRectItem(rect);
+        images[image]->scene(0)->addLabelItem(item, label);
+        return item;
+    };
+    // Cats: two on the first image, one on the second; a dog between them.
+    QList<QGraphicsItem*> cats;
+    cats << addRect(0, QRectF(20, 20, 40, 40), cat) << addRect(0, QRectF(700, 700, 40, 40), cat);
+    addRect(0, QRectF(400, 20, 40, 40), dog);
+    cats << addRect(1, QRectF(300, 500, 40, 40), cat);
+    project.setCurrentImageIndex(0);
+    QMainWindow window;
+    auto* view = new View(&window);
+    window.setCentralWidget(view);
+    view->setProject(&project);
+    window.resize(300, 300);
+    window.show();
+    QApplication::processEvents();
+    // True when the View shows the whole item.
+    const auto shows = [view](const QGraphicsItem* item) {
+        return view->mapToScene(view->viewport()->rect()).boundingRect().contains(item->sceneBoundingRect());
+    };
+
     ModalAnswerer answers;
     EXPECT_EQ(ReannotationDialog::open(&window, view, &project), nullptr);
     EXPECT_EQ(answers.titles(), QStringList{"Reannotation Dialog"});
-    EXPECT_EQ(answers.seen().at(0).text, "No Mask found on the Canvas.");
-    EXPECT_FALSE(ReannotationDialog::hasMask(nullptr));
-    giveMask(0);
-    EXPECT_TRUE(ReannotationDialog::hasMask(&project));
+    EXPECT_EQ(std::pair(answers.seen().at(0).text, ReannotationDialog::hasMask(nullptr)),
+              std::pair(QString("No Mask found on the Canvas."), false));
+    images[0]->setMask(new KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(800, 800, 1)), true, false);
     QPointer<ReannotationDialog> opened = ReannotationDialog::open(&window, view, &project);
     ASSERT_FALSE(opened.isNull());
     EXPECT_EQ(std::pair(opened->isVisible(), opened->isModal()), std::pair(true, false));

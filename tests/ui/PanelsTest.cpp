@@ -378,7 +378,7 @@ TEST_F(LabelSettingsWidgetTest, ColourButtonPushesTheDialogsAnswerEvenWhenCancel
     EXPECT_EQ(label->color(), QColor(200, 100, 50));
 }
 
-TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
+TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneWhoseLinksResolveThenTheNotice) {
     pxmtest::TempDir dir;
     const QString guideDir = dir.path("kyvo/doc/nodara/html/lumarka/PPixmarker");
     ASSERT_TRUE(QDir().mkpath(guideDir));
@@ -406,9 +406,7 @@ TEST(HelpWidget, ShowsThePlatformGuideThenTheBuiltInOneThenTheNotice) {
     EXPECT_TRUE(none.shownFile().isEmpty());
     EXPECT_EQ(none.textBrowser()->toPlainText(),
               "Sorry, The file %KYVODIR%/doc/nodara/html/lumarka/PPixmarker/index.html is not found!");
-}
-
-TEST(HelpWidget, BuiltInGuideCoversEveryToolAndItsLinksResolve) {
+    // The built-in guide covers every tool, and its links resolve.
     QFile file(":/guide/index.html");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString html = QString::fromUtf8(file.readAll());
@@ -630,7 +628,7 @@ TEST(ImageChooser, ZLayerFollowsAndSetsTheProjectsLayer) {
     }
 }
 
-TEST(ImageFilter, NamePatternsAndSizeBounds) {
+TEST(ImageFilter, NamePatternsSizeBoundsAndLabels) {
     Project project;
     namedImage(project, "/data/day1/Cell_01.png", 10, 20);
     namedImage(project, "/data/day2/cell_02.tif", 100, 20);
@@ -660,35 +658,34 @@ TEST(ImageFilter, NamePatternsAndSizeBounds) {
             {bySize(0, 0, 20, 20), {"Cell_01.png", "cell_02.tif"}},
             {bySize(50, 0, 0, 100), {"cell_02.tif"}},
         });
-}
 
-TEST(ImageFilter, LabelsFromShapesOnEveryLayerAndFromLoadedMasks) {
-    Project project;
-    Label* cell = project.createLabel();    // mask id 1
-    Label* nucleus = project.createLabel(); // mask id 2
-    Label* unused = project.createLabel();  // mask id 3
-    LabeledImage* shapes = namedImage(project, "shapes.png", 4, 4, 3);
+    // Labels count from shapes on every layer and from loaded masks, less what the eraser took.
+    Project labelled;
+    Label* cell = labelled.createLabel();    // mask id 1
+    Label* nucleus = labelled.createLabel(); // mask id 2
+    Label* unused = labelled.createLabel();  // mask id 3
+    LabeledImage* shapes = namedImage(labelled, "shapes.png", 4, 4, 3);
     shapes->scene(2)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), cell); // on the last layer only
     shapes->scene(0)->addLabelItem(new QGraphicsRectItem(0, 0, 2, 2), nucleus);
-    namedImage(project, "masked.png", 2, 2)->setMask(pxmtest::volume(2, 2, 1, {0, 2, 0, 0}), true, false);
-    LabeledImage* erased = namedImage(project, "erased.png", 2, 2);
+    namedImage(labelled, "masked.png", 2, 2)->setMask(pxmtest::volume(2, 2, 1, {0, 2, 0, 0}), true, false);
+    LabeledImage* erased = namedImage(labelled, "erased.png", 2, 2);
     erased->setMask(pxmtest::volume(2, 2, 1, {3, 0, 0, 0}), true, false);
     erased->ensureEraseOverlay();
     erased->eraseOverlay()->data()[0] = 1; // the eraser took the only voxel of mask id 3
-    namedImage(project, "empty.png", 4, 4);
+    namedImage(labelled, "empty.png", 4, 4);
     // Criteria combine: the name must match as well.
     ImageFilter both = byLabels({nucleus});
     both.namePattern = "m*";
-    expectPassing(project, {
-                               {byLabels({cell}), {"shapes.png"}},
-                               {byLabels({nucleus}), {"shapes.png", "masked.png"}},
-                               {byLabels({cell, nucleus}, M::All), {"shapes.png"}},
-                               {byLabels({cell, nucleus}), {"shapes.png", "masked.png"}},
-                               {byLabels({unused}), {}},
-                               {byLabels({cell, nucleus, unused}, M::None), {"erased.png", "empty.png"}},
-                               {byLabels({nucleus}, M::None), {"erased.png", "empty.png"}},
-                               {both, {"masked.png"}},
-                           });
+    expectPassing(labelled, {
+                                {byLabels({cell}), {"shapes.png"}},
+                                {byLabels({nucleus}), {"shapes.png", "masked.png"}},
+                                {byLabels({cell, nucleus}, M::All), {"shapes.png"}},
+                                {byLabels({cell, nucleus}), {"shapes.png", "masked.png"}},
+                                {byLabels({unused}), {}},
+                                {byLabels({cell, nucleus, unused}, M::None), {"erased.png", "empty.png"}},
+                                {byLabels({nucleus}, M::None), {"erased.png", "empty.png"}},
+                                {both, {"masked.png"}},
+                            });
 }
 
 TEST(ImageFilter, KeptInTheProjectSettingsAndItsFile) {
