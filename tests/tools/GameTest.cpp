@@ -21,25 +21,7 @@ FourInARow playAll(const std::string& columns) {
     return game;
 }
 
-class GameToolTest : public ToolFixture {
-protected:
-    void SetUp() override {
-        ToolFixture::SetUp();
-        addRect(QRectF(10, 10, 30, 30), label);
-        stack()->clear();
-        view->setTool(ToolType::Rectangle);
-    }
-    GameTool* gameTool() const { return qobject_cast<GameTool*>(view->tool()); }
-    /// The viewport point at the middle of a board column.
-    QPoint columnPoint(int column) const {
-        const QRect board = gameTool()->board()->boardRect().translated(gameTool()->board()->pos());
-        return QPoint(board.left() + board.width() * (2 * column + 1) / 14, board.center().y());
-    }
-    void clickViewport(const QPoint& p) {
-        mouseAt(QEvent::MouseButtonPress, p, Qt::LeftButton, Qt::LeftButton);
-        mouseAt(QEvent::MouseButtonRelease, p, Qt::LeftButton, Qt::NoButton);
-    }
-};
+using GameToolTest = ToolFixture;
 
 } // namespace
 
@@ -125,31 +107,34 @@ TEST(FourInARowTest, TheComputerTakesAWinBlocksOneAndNeverMovesIllegally) {
 }
 
 TEST_F(GameToolTest, PlaysInItsOwnWidgetAndLeavesTheProjectAlone) {
+    addRect(QRectF(10, 10, 30, 30), label);
+    view->setTool(ToolType::Rectangle);
     const QStringList items = snapshot();
     const int sceneItems = scene()->items().size();
     toggleGame(view);
-    ASSERT_EQ(view->toolType(), ToolType::Reserved);
-    ASSERT_NE(gameTool(), nullptr);
-    gameTool()->setReplyDelay(0);
-    ASSERT_NE(gameTool()->board(), nullptr);
-    EXPECT_TRUE(gameTool()->board()->isVisible());
-    EXPECT_EQ(gameTool()->board()->parentWidget(), view->viewport());
+    auto* tool = qobject_cast<GameTool*>(view->tool());
+    ASSERT_TRUE(view->toolType() == ToolType::Reserved && tool && tool->board());
+    tool->setReplyDelay(0);
+    QPointer<GameBoard> board = tool->board();
+    EXPECT_EQ(std::pair(board->isVisible(), board->parentWidget()), std::pair(true, view->viewport()));
     // A click on column 3, or the key 1 for column 0, plays and is answered; beside the board, nothing.
-    const FourInARow& game = gameTool()->game();
-    clickViewport(columnPoint(3));
-    EXPECT_EQ(std::pair(game.at(3, 0), game.moveCount()), std::pair(FourInARow::First, 2));
+    const auto clickAt = [this](const QPoint& p) {
+        mouseAt(QEvent::MouseButtonPress, p, Qt::LeftButton, Qt::LeftButton);
+        mouseAt(QEvent::MouseButtonRelease, p, Qt::LeftButton, Qt::NoButton);
+    };
+    const QRect columns = board->boardRect().translated(board->pos());
+    clickAt(
+        QPoint(columns.left() + columns.width() * 7 / 14, columns.center().y())); // the middle of column 3
+    EXPECT_EQ(std::pair(tool->game().at(3, 0), tool->game().moveCount()), std::pair(FourInARow::First, 2));
     typeKey(Qt::Key_1);
-    clickViewport(QPoint(2, 2));
-    EXPECT_EQ(std::pair(gameTool()->game().at(0, 0), gameTool()->game().moveCount()),
-              std::pair(FourInARow::First, 4));
+    clickAt(QPoint(2, 2));
+    EXPECT_EQ(std::pair(tool->game().at(0, 0), tool->game().moveCount()), std::pair(FourInARow::First, 4));
     // Nothing is drawn into the scene.
     EXPECT_EQ(std::tuple(stack()->count(), snapshot(), scene()->items().size()),
               std::tuple(0, items, sceneItems));
     typeKey(Qt::Key_N); // a new game lets the computer start
-    EXPECT_EQ(std::pair(gameTool()->humanPiece(), gameTool()->game().moveCount()),
-              std::pair(FourInARow::Second, 1));
+    EXPECT_EQ(std::pair(tool->humanPiece(), tool->game().moveCount()), std::pair(FourInARow::Second, 1));
     // Escape gives back the tool used before, and the board goes with the game.
-    QPointer<GameBoard> board = gameTool()->board();
     typeKey(Qt::Key_Escape);
     QApplication::processEvents();
     EXPECT_EQ(std::tuple(view->toolType(), board.isNull(), stack()->count()),
