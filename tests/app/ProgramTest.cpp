@@ -18,7 +18,7 @@ protected:
 
 } // namespace
 
-TEST_F(ProgramTest, VersionAndUnreadableProjectsEndTheProgramBeforeAnyWindow) {
+TEST_F(ProgramTest, VersionAndUnreadableProjectsEndTheProgramBeforeAnyWindowAndImagesOpenOne) {
     EXPECT_EQ(run({"--version"}), 0);
     EXPECT_TRUE(out.endsWith("lumarka 1\n")) << out.toStdString();
     ASSERT_TRUE(pxmtest::writeFile(dir.path("bad.json"), "{\"labels\": [1, 2,"));
@@ -33,10 +33,8 @@ TEST_F(ProgramTest, VersionAndUnreadableProjectsEndTheProgramBeforeAnyWindow) {
             << out.toStdString();
         EXPECT_FALSE(out.contains("Configuration saving")) << "no window was shown or closed";
     }
-}
-
-TEST_F(ProgramTest, ImageArgumentsOpenAWindowAndDuplicatesAreRefused) {
-    // A 2 x 2 grey image, and a name matching two endings that is refused the second time.
+    // Images open a window: a 2 x 2 grey image, and a name matching two endings refused the second time.
+    out.clear();
     ASSERT_TRUE(pxmtest::writeFile(dir.path("a.pgm"), QByteArray("P5\n2 2\n255\n") + QByteArray(4, '\x40')));
     process.start(PIXMARKER_BINARY, {"a.pgm", "scan.tiff", "notes.txt"});
     ASSERT_TRUE(process.waitForStarted(30000));

@@ -41,9 +41,9 @@ protected:
 
 // Imports in turn: refusals, the question about values no label has with its answers, a mask all labelled.
 TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
-    const QString m1 = writeImage("m1.pgm", 3, 3, 1), unknown = writeImage("m7.pgm", 3, 3, 7);
-    const QString wide = writeImage("wide.pgm", 4, 3, 1), unknownBox = "Unknown mask values";
-    const QString tooMany = "does not match the number of laoded images",
+    const QString m1 = writeImage("m1.pgm", 3, 3, 1), m2 = writeImage("m2.pgm", 3, 3, 2);
+    const QString unknown = writeImage("m7.pgm", 3, 3, 7), wide = writeImage("wide.pgm", 4, 3, 1);
+    const QString unknownBox = "Unknown mask values", tooMany = "does not match the number of laoded images",
                   tooWide = "'wide.pgm' is 4 x 3 pixels, but the image 'a.png' is 3 x 3";
     const struct {
         QStringList masks;
@@ -55,13 +55,7 @@ TEST_F(ImportDialogsTest, MaskImportAsksAndWarnsWithItsBoxes) {
         {{wide}, "", "Mask import failed", tooWide, false, 1, 0},
         {{unknown}, "Cancel", unknownBox, "no label uses: 7.", false, 1, 0},
         {{unknown}, "Import without labels", unknownBox, "no label uses: 7.", true, 1, 1},
-        {{writeImage("m2.pgm", 3, 3, 2), unknown},
-         "Create labels",
-         unknownBox,
-         "no label uses: 2, 7.",
-         true,
-         3,
-         2},
+        {{m2, unknown}, "Create labels", unknownBox, "no label uses: 2, 7.", true, 3, 2},
         {{m1}, "", "", "", true, 3, 3},
     };
     for (const auto& c : cases) {

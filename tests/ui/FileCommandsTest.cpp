@@ -20,12 +20,6 @@ protected:
         WindowFixture::SetUp();
         window.setProject(&project);
     }
-    static void storeRecent(const QStringList& paths) {
-        std::vector<std::string> values;
-        for (const QString& path : paths)
-            values.push_back(path.toStdString());
-        KYVO::CRegistry::Obj().SetStringVector("main/RecentProjects", values);
-    }
     static QStringList menuTexts(const MainWindow& window) {
         QStringList texts;
         for (QAction* action : window.recentProjectsMenu()->actions())
@@ -91,8 +85,10 @@ TEST_F(FileCommandsTest,
     EXPECT_FALSE(KYVO::CRegistry::Obj().Has("main/RecentProjects"));
     RecentProjects::add("/p/first.json");
     EXPECT_EQ(RecentProjects::paths(), QStringList{"/p/first.json"});
-    // With 21 stored, a 22nd keeps itself and the first 20 of the old list.
-    storeRecent(numbered(21));
+    // With 21 listed, a 22nd keeps itself and the first 20 of the old list.
+    for (int i = 20; i >= 0; --i)
+        RecentProjects::add(numbered(21)[i]);
+    ASSERT_EQ(RecentProjects::paths(), numbered(21));
     RecentProjects::add("/p/new.json");
     QStringList expected = QStringList{"/p/new.json"} + numbered(20);
     EXPECT_EQ(RecentProjects::paths(), expected);

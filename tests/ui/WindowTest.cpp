@@ -162,34 +162,6 @@ TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
     EXPECT_EQ(pxm::expandStatusFormat("%s", nullptr, 0), "no info");
 }
 
-TEST_F(WindowTest, StatusBarFollowsTheSceneAndTheFormatSetting) {
-    open();
-    // No scene, no size.
-    EXPECT_EQ(std::tuple(window.loadingIndicator()->isVisible(), window.progressBar()->isVisible(),
-                         window.sizeLabel()->isHidden()),
-              std::tuple(false, false, true));
-
-    const auto status = [this] {
-        return window.sizeLabel()->isHidden() ? QString("(hidden)") : window.sizeLabel()->text();
-    };
-    addImage(project, writeImage("grey.pgm", 3, 2, '\x20'));
-    EXPECT_EQ(status(), "(min=32 max=32 mean=32 sd=0) GREY_8  (3x2)");
-    project.setSetting("StatusLine.format", "%w by %h, slice %pmean");
-    EXPECT_EQ(status(), "3 by 2, slice 32");
-    // Another slice of a volume shows its own figures.
-    LabeledImage* volume = pxmtest::addImage(project, 2, 2, 3);
-    for (int i = 0; i < 12; ++i)
-        volume->image()->data()[i] = uint8_t(i / 4 * 10);
-    project.setCurrentImageIndex(1);
-    project.setSetting("StatusLine.format", "%s|: %pmean");
-    EXPECT_EQ(status(), "2x2x3: 0");
-    project.setCurrentZLayer(2);
-    EXPECT_EQ(status(), "2x2x3: 20");
-    project.setCurrentImageIndex(-1);
-    EXPECT_EQ(status(), "(hidden)");
-    window.close();
-}
-
 TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
     window.setProject(&project);
     const QList<QKeySequence> saveDefaults = window.action(MainAction::Save)->shortcuts();
@@ -240,8 +212,9 @@ TEST_F(WindowTest, ShortcutsChangedInTheSettingsReachEveryWindowUntilReset) {
 }
 
 // Only the shown image is pinned in memory; undo reaches one that is not shown, through its swapped-out
-// files, and the window is clean with the stack. The actions that need a mask or a tool follow the image.
-TEST_F(WindowTest, ShownImageIsPinnedUndoReachesOneThatIsNotAndTheActionsFollowTheShownImage) {
+// files, and the window is clean with the stack. The actions that need a mask or a tool and the status line
+// follow the shown image.
+TEST_F(WindowTest, ShownImageIsPinnedUndoReachesOneThatIsNotAndTheActionsAndStatusFollowIt) {
     for (const char* name : {"a.pgm", "a_mask.pgm", "b.pgm"})
         writeImage(name, 16, 16, '\x01');
     project.createLabel();
@@ -264,6 +237,12 @@ TEST_F(WindowTest, ShownImageIsPinnedUndoReachesOneThatIsNotAndTheActionsFollowT
     EXPECT_EQ(std::tuple(window.shownScene(), first->width(), pins()),
               std::tuple(project.currentScene(), 16u, std::tuple(1u, 0u, true)));
     EXPECT_TRUE(window.view()->isEnabled() && window.zoomToolBar()->isEnabled());
+    // The status line gives the shown image's figures; the loading indicator and progress bar are gone.
+    const auto status = [this] {
+        return window.sizeLabel()->isHidden() ? QString("(hidden)") : window.sizeLabel()->text();
+    };
+    EXPECT_EQ(std::tuple(window.loadingIndicator()->isVisible(), window.progressBar()->isVisible(), status()),
+              std::tuple(false, false, QString("(min=1 max=1 mean=1 sd=0) GREY_8  (16x16)")));
     // The keys that step through images work from the start: the view has the focus.
     EXPECT_EQ(window.focusWidget(), window.view());
     pxm::View* view = window.view();
@@ -311,6 +290,19 @@ TEST_F(WindowTest, ShownImageIsPinnedUndoReachesOneThatIsNotAndTheActionsFollowT
     });
     window.action(MainAction::Export)->trigger();
     EXPECT_EQ(std::pair(itemsDuringExport, view->toolType()), std::pair(plain, pxm::ToolType::Ruler));
+    // The status line follows the format setting, and another slice of a volume shows its own figures.
+    project.setSetting("StatusLine.format", "%w by %h, slice %pmean");
+    EXPECT_EQ(status(), "16 by 16, slice 1");
+    LabeledImage* volume = pxmtest::addImage(project, 2, 2, 3);
+    for (int i = 0; i < 12; ++i)
+        volume->image()->data()[i] = uint8_t(i / 4 * 10);
+    project.setCurrentImageIndex(2);
+    project.setSetting("StatusLine.format", "%s|: %pmean");
+    EXPECT_EQ(status(), "2x2x3: 0");
+    project.setCurrentZLayer(2);
+    EXPECT_EQ(status(), "2x2x3: 20");
+    project.setCurrentImageIndex(-1); // no scene, no size
+    EXPECT_EQ(status(), "(hidden)");
 }
 
 // Unsaved changes ask (a clean or plug-in project does not); the registry is saved on every close.
