@@ -10,7 +10,6 @@
 #include "persistence/ProjectSerializer.h"
 #include "platform/CImage.h"
 #include "platform/CImageIo2.h"
-#include "scene/LabelItems.h"
 #include "scene/LabeledImage.h"
 #include "scene/MaskItem.h"
 #include "scene/Scene.h"

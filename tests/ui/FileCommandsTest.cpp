@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // The window's file commands: recent list, open, save, adding images, and files gone missing.
-#include "model/Label.h"
 #include "plugin/PPixmarker.h"
 #include "ui/RecentProjects.h"
 #include "ui/UiTestSupport.h"
