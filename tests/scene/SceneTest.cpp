@@ -139,12 +139,6 @@ TEST_F(SceneTest, StylesEachItemKindFromItsLabel) {
     const QList<Label*> at = scene->labelsAt(QRectF(1, 1, 0.5, 0.5));
     EXPECT_EQ(at.first(), other) << "topmost first";
     EXPECT_TRUE(at.contains(label));
-    // An item carrying an unknown id gets a label of its own.
-    auto* orphan = new QGraphicsRectItem(0, 0, 1, 1);
-    orphan->setData(LabelIdDataKey, 777);
-    scene->addLabelItem(orphan);
-    ASSERT_NE(project.labelById(777), nullptr);
-    EXPECT_EQ(orphan->toolTip(), project.labelById(777)->name());
 }
 
 TEST_F(SceneTest, RemovingALabelAndUndoingRestoresTheSameItemsEverywhere) {
