@@ -21,14 +21,6 @@ using namespace pxmtest;
 
 namespace {
 
-/// The pixels of a 200 x 200 scene that the label's items cover.
-cv::Mat covered(const pxm::Scene* scene, const pxm::Label* l) {
-    cv::Mat all = cv::Mat::zeros(200, 200, CV_8UC1);
-    for (QGraphicsItem* item : scene->itemsOfLabel(l))
-        all |= pxm::segment::itemCoverage(item, 200, 200);
-    return all;
-}
-
 /// A free-hand region of the label over the pixels.
 void addRegion(pxm::Scene* scene, const cv::Mat& pixels, const pxm::Label* label) {
     auto* region = new pxm::FreehandRegion;
@@ -36,7 +28,8 @@ void addRegion(pxm::Scene* scene, const cv::Mat& pixels, const pxm::Label* label
     scene->addLabelItem(region, label);
 }
 
-/// The wand on a 200 x 200 picture of two textured discs (160 and 100) on a noisy background of 40.
+/// The wand on a 200 x 200 picture of two textured discs (160 and 100) on a noisy background of 40, where
+/// the other smart tools and the conversions work too.
 class WandToolTest : public ToolFixture {
 public:
     void SetUp() override {
@@ -50,7 +43,13 @@ public:
         wand()->setTolerance(30);
     }
     pxm::WandTool* wand() const { return tool<pxm::WandTool>(); }
-    cv::Mat covered(const pxm::Label* l) const { return ::covered(scene(), l); }
+    /// The pixels of the scene that the label's items cover.
+    cv::Mat covered(const pxm::Label* l) const {
+        cv::Mat all = cv::Mat::zeros(200, 200, CV_8UC1);
+        for (QGraphicsItem* item : scene()->itemsOfLabel(l))
+            all |= pxm::segment::itemCoverage(item, 200, 200);
+        return all;
+    }
     cv::Mat bright, dim;
 };
 
@@ -273,13 +272,12 @@ TEST_F(WandToolTest, NoToolDrawsWithoutASceneALabelOrPixelsNorKeepsAnAbortedStro
 
 // Shapes merge into a region, regions trace into polygons (holed parts stay), a mask becomes items: a step
 // each.
-TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
-    const auto coverage = [this](const pxm::Label* l) { return covered(scene(), l); };
+TEST_F(WandToolTest, ConversionsBetweenShapesRegionsAndMasks) {
     addRect(QRectF(10, 10, 40, 30), label);
     addShape<QGraphicsEllipseItem>(label, QRectF(30, 20, 50, 50));
     auto* line = addShape<QGraphicsLineItem>(label, QLineF(0, 150, 100, 150));
     addRect(QRectF(120, 120, 20, 20), other);
-    const cv::Mat shapes = coverage(label);
+    const cv::Mat shapes = covered(label);
     expectStep("Shapes to region", [&] {
         stack()->push(
             pxm::conversions::shapesToRegion(scene(), project, pxm::conversions::targets(*scene(), label)));
@@ -287,12 +285,12 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     // The region and the line, which has no area to merge.
     const QList<QGraphicsItem*> mine = scene()->itemsOfLabel(label);
     EXPECT_EQ(std::pair(mine.size(), mine.contains(line)), std::pair(2, true));
-    EXPECT_EQ(std::pair(cv::countNonZero(coverage(label) != shapes), scene()->itemsOfLabel(other).size()),
+    EXPECT_EQ(std::pair(cv::countNonZero(covered(label) != shapes), scene()->itemsOfLabel(other).size()),
               std::pair(0, 1));
 
     // The region, with a hole punched in a second one, traced into polygons.
     addRegion(scene(), discs(200, 200, {150, 50}, 30) & ~discs(200, 200, {150, 50}, 10), label);
-    const cv::Mat regions = coverage(label);
+    const cv::Mat regions = covered(label);
     expectStep("Region to polygons", [&] {
         stack()->push(pxm::conversions::regionToPolygons(scene(), project,
                                                          pxm::conversions::targets(*scene(), label), 0.7));
@@ -303,7 +301,7 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     std::sort(types.begin(), types.end());
     EXPECT_EQ(types,
               (QList<int>{QGraphicsPathItem::Type, QGraphicsPolygonItem::Type, QGraphicsLineItem::Type}));
-    EXPECT_GT(iou(coverage(label), regions), 0.98);
+    EXPECT_GT(iou(covered(label), regions), 0.98);
     // Nothing of the kind: no command.
     EXPECT_EQ(pxm::conversions::regionToPolygons(scene(), project, {line}, 0.7), nullptr);
 
@@ -316,9 +314,9 @@ TEST_F(ToolFixture, ConversionsBetweenShapesRegionsAndMasks) {
     image->setMask(mask, true, false);
     stack()->setIndex(0);
     stack()->push(pxm::conversions::maskToShapes(scene(), project, pxm::SmartResult::Shape{}));
-    EXPECT_EQ(cv::countNonZero((values == label->maskId()) & ~coverage(label)), 0);
-    EXPECT_EQ(cv::countNonZero((values == other->maskId()) & ~coverage(other)), 0);
-    EXPECT_EQ(cv::countNonZero(coverage(other)), 20 * 20 + 30 * 20);
+    EXPECT_EQ(cv::countNonZero((values == label->maskId()) & ~covered(label)), 0);
+    EXPECT_EQ(cv::countNonZero((values == other->maskId()) & ~covered(other)), 0);
+    EXPECT_EQ(cv::countNonZero(covered(other)), 20 * 20 + 30 * 20);
 }
 
 // A disc moving through 9 layers, drawn on 0, 4 and 8: filled between around another label, then copied.
