@@ -29,12 +29,12 @@ TEST_P(WandTypes, GrowsTheClickedObjectOnly) {
     const WandCase& c = GetParam();
     const cv::Mat first = discs(120, 100, {45, 50}, 30);
     const cv::Mat both = discs(120, 100, {45, 50}, 30, {95, 50}, 20);
-    Picture picture = texturedPicture(c.type, first, 160, 40, c.scale);
+    KYVO::CImage picture = texturedPicture(c.type, first, 160, 40, c.scale);
     // The second object, 60 brighter, touches the first along its right edge.
-    Picture withSecond = texturedPicture(c.type, both, 160, 40, c.scale);
-    pxm::segment::layerMat(withSecond.image, 0).setTo(cv::Scalar(230, 250, 255) * c.scale, both & ~first);
-    for (const Picture* p : {&picture, &withSecond}) {
-        WandSession session(p->image, 0, 45, 50, WandSettings{});
+    KYVO::CImage withSecond = texturedPicture(c.type, both, 160, 40, c.scale);
+    pxm::segment::layerMat(withSecond, 0).setTo(cv::Scalar(230, 250, 255) * c.scale, both & ~first);
+    for (const KYVO::CImage* p : {&picture, &withSecond}) {
+        WandSession session(*p, 0, 45, 50, WandSettings{});
         ASSERT_TRUE(session.valid());
         const std::vector<cv::Mat> region = session.grow(c.tolerance);
         ASSERT_EQ(region.size(), 1u);

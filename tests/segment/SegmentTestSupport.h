@@ -20,16 +20,10 @@ inline double iou(const cv::Mat& a, const cv::Mat& b) {
 
 /// Objects (`truth`) textured around `inside` on noise around `outside`, times `scale` (16 bits 200, float
 /// 1/255).
-struct Picture {
-    KYVO::CImage image;
-    cv::Mat truth;
-};
-
-inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside = 160,
-                               double outside = 40, double scale = 1, unsigned seed = 7) {
-    Picture picture{KYVO::CImage(type, KYVO::CSize(std::size_t(truth.cols), std::size_t(truth.rows), 1)),
-                    truth};
-    std::mt19937 random(seed);
+inline KYVO::CImage texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, double inside,
+                                    double outside, double scale = 1) {
+    KYVO::CImage picture(type, KYVO::CSize(std::size_t(truth.cols), std::size_t(truth.rows), 1));
+    std::mt19937 random(7);
     std::uniform_real_distribution<double> noise(-8, 8);
     const int channels = KYVO::ImageTypeChannels(type);
     cv::Mat values(truth.rows, truth.cols, CV_64FC(channels));
@@ -41,7 +35,7 @@ inline Picture texturedPicture(KYVO::EnImageType type, const cv::Mat& truth, dou
                                         : outside + noise(random);
                 values.ptr<double>(y)[x * channels + c] = (base + 20 * c) * scale;
             }
-    cv::Mat layer = pxm::segment::layerMat(picture.image, 0);
+    cv::Mat layer = pxm::segment::layerMat(picture, 0);
     values.convertTo(layer, layer.type());
     return picture;
 }

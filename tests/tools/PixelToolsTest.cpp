@@ -78,7 +78,6 @@ TEST_F(PixelToolTest, FreehandStrokeIsOneUndoStepOfPixelRectanglesInsideTheScene
     EXPECT_EQ(tool->region()->path(), single);
     for (const QPointF p : {QPointF(192, 196), QPointF(198.2, 199.5), QPointF(230, 240), QPointF(199.9, 150)})
         move(p, Qt::LeftButton);
-    EXPECT_EQ(stack()->count(), 0);
     release({199.9, 150});
     EXPECT_EQ(std::pair(!!tool->region(), stack()->count()), std::pair(false, 1));
     ASSERT_EQ(regions().size(), 1);

@@ -36,8 +36,8 @@ public:
         ToolFixture::SetUp();
         bright = discs(200, 200, {60, 60}, 30);
         dim = discs(200, 200, {140, 140}, 25);
-        const Picture picture = texturedPicture(KYVO::IMAGE_GREY_8, bright | dim, 160, 40);
-        std::memcpy(image->image()->data(), picture.image.data(), picture.image.byteCount());
+        const KYVO::CImage picture = texturedPicture(KYVO::IMAGE_GREY_8, bright | dim, 160, 40);
+        std::memcpy(image->image()->data(), picture.data(), picture.byteCount());
         pxm::segment::layerMat(*image->image(), 0).setTo(100, dim);
         view->setTool(pxm::ToolType::Wand);
         wand()->setTolerance(30);
