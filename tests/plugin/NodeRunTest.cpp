@@ -180,14 +180,13 @@ TEST(PluginInputs, EachBadInputStopsTheRunBeforeTheWindowWithItsMessageAndPlace)
 }
 
 TEST(PluginInputs, ImagePathResolvesKyvoDirAndNamesTheProject) {
-    // No other test of this program reads the variable.
+    // The closed-window test resolves a plain "%KYVODIR%/..." path; these are the odd ones.
     qputenv("KYVODIR", "/opt/k");
     const struct {
         const char* input;
         const char* image;
         const char* project;
     } cases[] = {
-        {"%KYVODIR%/data/a.b/img.tif", "/opt/k/data/a.b/img.tif", "/opt/k/data/a.json"},
         {"/x/%KYVODIR%//%KYVODIR%/i.png", "/x//opt/k///opt/k/i.png", "/x//opt/k///opt/k/i.json"},
         {"/x/%KYVODIR%x/%kyvodir%/i.png", "/x/%KYVODIR%x/%kyvodir%/i.png", "/x/%KYVODIR%x/%kyvodir%/i.json"},
         {"/images/scan", "/images/scan", "/images/scan.json"},
@@ -354,9 +353,7 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         runAndClose(node);
         EXPECT_FALSE(node.workspaceStale());
         EXPECT_EQ(outputLabels(node), QStringList({"road 0 255", "tree 0 0"})) << "labels are not doubled";
-        EXPECT_EQ(std::pair(maskOutput(node), node.mainWindow()->parentWidget()),
-                  std::pair(static_cast<const CImage*>(nullptr), &host))
-            << "without an image, no mask";
+        EXPECT_EQ(node.mainWindow()->parentWidget(), &host);
         // A forgotten workspace frees the old window and project.
         EXPECT_EQ(node.mainWindow() == firstWindow.data() && node.project() == firstProject.data(), keep);
         EXPECT_EQ(firstWindow.isNull() && firstProject.isNull(), !keep);

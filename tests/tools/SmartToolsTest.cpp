@@ -12,7 +12,6 @@
 #include "tools/smart/ScissorsTool.h"
 #include "tools/smart/SeedsTool.h"
 #include "tools/smart/SliceFillPreview.h"
-#include "tools/smart/SmartOptions.h"
 #include "tools/smart/WandTool.h"
 
 #include <QSignalSpy>

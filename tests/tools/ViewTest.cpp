@@ -108,13 +108,11 @@ TEST_F(ViewTest, EventRulesDecideWhatTheToolAndTheZoomSeeAndSceneChangesReachThe
               std::pair(h + 30, v + 20));
     expectLog(tool, {"press 0", "move", "release"});
 
-    // Scene changes reach the tool and move the view's pin on the scene.
-    Scene* first = scene();
-    EXPECT_EQ(first->usageCount(), 1u);
+    // Scene changes reach the tool; without a project the view lets its scene go (the window's test follows
+    // the view's pin from image to image).
     LabeledImage* second = pxmtest::addImage(project, 300, 100, 2);
     project.setCurrentImageIndex(1);
     EXPECT_EQ(tool->log, (QStringList{"no scene", "scene"}));
-    EXPECT_EQ(std::pair(first->usageCount(), second->scene(0)->usageCount()), std::pair(0u, 1u));
     view->setProject(nullptr);
     EXPECT_EQ(std::tuple(view->isEnabled(), !!view->currentScene(), second->scene(0)->usageCount()),
               std::tuple(false, false, 0u));
