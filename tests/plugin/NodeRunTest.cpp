@@ -293,46 +293,14 @@ TEST(PluginRun, ClosedWindowHandsBackLabelMaskAndLabels) {
     qunsetenv("KYVODIR");
 }
 
-TEST(PluginRun, ReloadFromTheWindowReadsTheInputsAgain) {
-    pxm::PPixmarker node;
-    node.SetInput(0, imageValue(IMAGE_GREY_8, 4, 4));
-    node.SetInput(2, twoLabels());
-    int dismissed = 0;
-    int imagesAfterReload = 0, labelsAfterReload = 0;
-    runAndClose(
-        node,
-        [&] {
-            QAction* reload = node.mainWindow()->findChild<QAction*>("actionReloadNodaraInput");
-            ASSERT_NE(reload, nullptr);
-            node.project()->createLabel();
-            node.SetInput(0, imageValue(IMAGE_GREY_8, 7, 3));
-            reload->trigger();
-            imagesAfterReload = node.project()->images().size();
-            labelsAfterReload = node.project()->labels().size();
-            // A bad input now is reported in a box rather than thrown through Qt.
-            node.SetInput(1, imageValue(IMAGE_GREY_F, 7, 3));
-            reload->trigger();
-        },
-        &dismissed);
-    EXPECT_EQ(imagesAfterReload, 1);
-    EXPECT_EQ(labelsAfterReload, 2) << "the project was cleared first";
-    EXPECT_EQ(dismissed, 1) << "one warning box for the bad mask";
-    EXPECT_EQ(maskOutput(node)->size(), CSize(7, 3, 1));
-    // Without a path the image, its mask and the project have none, and the overwrite setting is left alone.
-    const pxm::LabeledImage* image = node.project()->images()[0];
-    EXPECT_EQ(QStringList({image->imagePath(), image->maskPath(), node.project()->path()}),
-              QStringList({"", "", ""}));
-    EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
-              pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged"));
-}
-
-TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
+TEST(PluginRun, ReloadReadsTheInputsAgainAndKeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
     for (const bool keep : {false, true}) {
         SCOPED_TRACE(keep ? "kept" : "forgotten");
         pxm::PPixmarker node;
         CValueMap parameters;
         parameters.SetBool("keep_workspace", keep);
         node.Init(&parameters);
+        node.SetInput(0, imageValue(IMAGE_GREY_8, 4, 4));
         node.SetInput(2, twoLabels());
         // The parent widget's entry must hold a widget pointer; a real widget takes the window in.
         node.Parameters().SetString("QWidgetPointer", "0x1234");
@@ -342,7 +310,32 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         node.Parameters().Set("QWidgetPointer", new CValuePointer<QWidget>(&host));
         host.show();
 
-        runAndClose(node);
+        // The window's reload clears the project and reads the inputs again; a bad input then is reported in
+        // a box rather than thrown through Qt.
+        int dismissed = 0, imagesAfterReload = 0, labelsAfterReload = 0;
+        runAndClose(
+            node,
+            [&] {
+                QAction* reload = node.mainWindow()->findChild<QAction*>("actionReloadNodaraInput");
+                ASSERT_NE(reload, nullptr);
+                node.project()->createLabel();
+                node.SetInput(0, imageValue(IMAGE_GREY_8, 7, 3));
+                reload->trigger();
+                imagesAfterReload = node.project()->images().size();
+                labelsAfterReload = node.project()->labels().size();
+                node.SetInput(1, imageValue(IMAGE_GREY_F, 7, 3));
+                reload->trigger();
+            },
+            &dismissed);
+        EXPECT_EQ(std::tuple(imagesAfterReload, labelsAfterReload, dismissed), std::tuple(1, 2, 1));
+        EXPECT_EQ(maskOutput(node)->size(), CSize(7, 3, 1));
+        // Without a path the image, its mask and the project have none, and the overwrite setting is left
+        // alone.
+        const pxm::LabeledImage* image = node.project()->images()[0];
+        EXPECT_EQ(QStringList({image->imagePath(), image->maskPath(), node.project()->path()}),
+                  QStringList({"", "", ""}));
+        EXPECT_EQ(node.project()->setting("SerializationSettings.overwriteMask", "unchanged"),
+                  pxm::Project().setting("SerializationSettings.overwriteMask", "unchanged"));
         EXPECT_FALSE(node.workspaceStale());
         const QPointer<pxm::MainWindow> firstWindow = node.mainWindow();
         const QPointer<pxm::Project> firstProject = node.project();
@@ -350,6 +343,7 @@ TEST(PluginRun, KeepWorkspaceDecidesWhetherTheNextRunStartsAfresh) {
         firstProject->setSetting("Script.path", "marker");
         EXPECT_EQ(firstWindow->project(), firstProject.data());
 
+        node.SetInput(1, imageValue(IMAGE_GREY_8, 7, 3));
         runAndClose(node);
         EXPECT_FALSE(node.workspaceStale());
         EXPECT_EQ(outputLabels(node), QStringList({"road 0 255", "tree 0 0"})) << "labels are not doubled";
