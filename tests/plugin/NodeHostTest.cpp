@@ -6,7 +6,6 @@
 #include "platform/CValueVector.h"
 #include "support/TestSupport.h"
 
-#include <QProcess>
 #include <gtest/gtest.h>
 #include <memory>
 

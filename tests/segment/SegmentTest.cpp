@@ -4,7 +4,6 @@
 #include "segment/RegionShapes.h"
 #include "segment/Wand.h"
 
-#include <QPainterPath>
 #include <gtest/gtest.h>
 
 using namespace pxmtest;

@@ -9,7 +9,6 @@
 
 using namespace pxm;
 using namespace pxm::game;
-using pxmtest::ToolFixture;
 
 namespace {
 
@@ -21,7 +20,7 @@ FourInARow playAll(const std::string& columns) {
     return game;
 }
 
-using GameToolTest = ToolFixture;
+using GameToolTest = pxmtest::ToolFixture;
 
 } // namespace
 

@@ -8,7 +8,6 @@
 #include "tools/FreehandRegion.h"
 #include "tools/FreehandTool.h"
 
-#include <cmath>
 #include <deque>
 
 using namespace pxmtest;

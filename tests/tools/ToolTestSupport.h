@@ -64,7 +64,6 @@ public:
         QApplication::processEvents();
         setZoom(1.0);
     }
-    void TearDown() override { window.reset(); }
 
     pxm::Scene* scene() const { return project.currentScene(); }
     QUndoStack* stack() const { return project.undoStack(); }
