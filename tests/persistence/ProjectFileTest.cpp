@@ -17,6 +17,7 @@
 #include "scene/MaskItem.h"
 #include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
+#include "support/RecoveryScope.h"
 #include "support/StoreBudget.h"
 #include "support/TestSupport.h"
 
@@ -203,19 +204,7 @@ KYVO::CImage pattern(std::size_t w, std::size_t h, std::size_t d, int seed) {
 
 class RecoveryTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        // A recovery folder of this process's own: tests run side by side.
-        m_name = QCoreApplication::applicationName();
-        QCoreApplication::setApplicationName(m_name + "-" +
-                                             QString::number(QCoreApplication::applicationPid()));
-        QDir(RecoveryFolder::root()).removeRecursively();
-    }
-    void TearDown() override {
-        QDir(RecoveryFolder::root()).removeRecursively();
-        QDir().rmdir(QFileInfo(RecoveryFolder::root()).absolutePath());
-        QCoreApplication::setApplicationName(m_name);
-    }
-    QString m_name;
+    pxmtest::RecoveryScope recovery;
     pxmtest::TempDir dir;
 };
 
