@@ -25,11 +25,6 @@ protected:
     }
 };
 
-pxm::PPixmarker* g_reloaded = nullptr;
-void recordReload(pxm::PPixmarker* plugin) {
-    g_reloaded = plugin;
-}
-
 /// A reader that records what the window shows while it reads and fails on files named "bad".
 class RecordingReader : public pxm::BaseReader {
 public:
@@ -77,7 +72,6 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
         {A::ImportKARO, dialogAsked("Import KARO Mark file")},
         {A::ImportLabelMe, dialogAsked("Import LabelMe file")},
         {A::Export, modalShown("pxm::ExportMaskDialog", "Export Masks")},
-        {A::Settings, modalShown("pxm::SettingsDialog", "")},
         {A::About, modalShown("pxm::AboutDialog", "")},
         {A::Help, [this] { EXPECT_TRUE(window.helpWidget()->isVisible()); }},
         {A::Normalize,
@@ -100,9 +94,8 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
                        std::string::npos);
              EXPECT_TRUE(QFileInfo::exists(done));
          }},
-        // The reannotation dialog needs a mask on the canvas.
-        {A::Reannotation,
-         [&modals] { EXPECT_EQ(modals.seen().back().text, "No Mask found on the Canvas."); }},
+        // The reannotation dialog needs a mask on the canvas (what it says then is the dialog's test).
+        {A::Reannotation, modalShown("QMessageBox", "Reannotation Dialog")},
     };
     project.setSetting("Script.path", "touch %1.done");
     find(A::Reannotation)->setEnabled(true);
@@ -117,15 +110,6 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     project.setSetting("Script.path", "exit 3");
     find(A::RunScript)->trigger();
     EXPECT_EQ(err.take(), "Running the script was not successful!\n");
-    // The plug-in's reload goes to the project's plug-in.
-    auto* fakePlugin = reinterpret_cast<pxm::PPixmarker*>(&g_reloaded);
-    pxm::setNodaraReloadHandler(&recordReload);
-    project.setNodaraPlugin(fakePlugin);
-    find(A::ReloadNodaraInput)->setEnabled(true);
-    find(A::ReloadNodaraInput)->trigger();
-    EXPECT_EQ(g_reloaded, fakePlugin);
-    project.setNodaraPlugin(nullptr);
-    pxm::setNodaraReloadHandler(nullptr);
     // "&New project" in a window with a project opens a second window with one label.
     find(A::NewProject)->trigger();
     MainWindow* second = otherWindow(&window);

