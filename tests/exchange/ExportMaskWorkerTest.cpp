@@ -82,8 +82,13 @@ TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
 
 TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShare) {
     addExportImages(project, in);
-    EXPECT_TRUE(ExportMaskWorker::isLabeled(project.images()[0]) &&
-                !ExportMaskWorker::isLabeled(project.images()[1]));
+    // Image one also gets a mask file with b's mask id inside a's rectangle, loaded only by the export, and a
+    // rectangle of b over a's.
+    KYVO::CImage oneMask(KYVO::IMAGE_GREY_8, KYVO::CSize(12, 10, 1));
+    *oneMask.voxel(1, 1, 0) = 8;
+    KYVO::CImageIo2::Save(in.localPath("one_mask.pgm"), oneMask);
+    project.images()[0]->setMaskPath(in.path("one_mask.pgm"));
+    addRect(project.images()[0]->scene(0), QRectF(3, 2, 4, 3), project.labels()[1]);
     // One mark and VOC file per layer, no LabelMe file for 3D; placeholders without a value stay empty.
     const QStringList all = sorted(
         QString("__.vgg.json one___fullmask.pgm one___snapshot.png one__.json one__0.mark one__0.voc "
@@ -120,7 +125,8 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShar
                 << "every image is released after its export";
 
         // Full masks hold mask ids, not label ids, inside the shapes only (not in the triangle's bounding
-        // box) and on their own layers; each label's own mask holds 1.
+        // box) and on their own layers; the loaded mask wins over shapes, and where shapes overlap the lower
+        // one. Each label's own mask holds 1 over all of its shapes and nothing of the loaded mask.
         auto at = [&](const char* file, int x, int y, int z) {
             const auto mask = load(target.path(file));
             return mask ? mask->value(x, y, z) : -1.0;
@@ -128,10 +134,12 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShar
         EXPECT_EQ(
             QList<double>({at("one___fullmask.pgm", 2, 2, 0), at("one___fullmask.pgm", 10, 4, 0),
                            at("one___fullmask.pgm", 7, 8, 0), at("one___fullmask.pgm", 0, 0, 0),
+                           at("one___fullmask.pgm", 1, 1, 0), at("one___fullmask.pgm", 4, 3, 0),
                            at("three___fullmask.okav.gz", 3, 2, 1), at("three___fullmask.okav.gz", 3, 2, 0),
                            at("three___fullmask.okav.gz", 0, 4, 1), at("one_10__mask.pbm", 2, 2, 0),
-                           at("one_20__mask.pbm", 2, 2, 0)}),
-            QList<double>({3, 8, 0, 0, 8, 0, 0, 1, 0}));
+                           at("one_20__mask.pbm", 2, 2, 0), at("one_10__mask.pbm", 1, 1, 0),
+                           at("one_20__mask.pbm", 1, 1, 0), at("one_20__mask.pbm", 4, 3, 0)}),
+            QList<double>({3, 8, 0, 0, 8, 3, 8, 0, 0, 1, 0, 1, 0, 1}));
         for (const char* file : {"one___fullmask.pgm", "three___fullmask.okav.gz", "one_10__mask.pbm"})
             EXPECT_EQ(load(target.path(file))->size(),
                       QString(file).contains("three") ? KYVO::CSize(6, 5, 2) : KYVO::CSize(12, 10, 1))
@@ -143,41 +151,6 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShar
         ASSERT_TRUE(flatSnapshot);
         EXPECT_GT(flatSnapshot->value(8, 9, 0), flatSnapshot->value(0, 9, 0))
             << "the image itself shows under the shapes, though no window shows it";
-    }
-}
-
-TEST_F(ExportMaskWorkerTest, FullMaskKeepsLoadedMaskAndLowestShape) {
-    const Label* lower = addLabel(project, "lower", 1, 3);
-    const Label* upper = addLabel(project, "upper", 2, 4);
-    LabeledImage* image = addImageFile(project, in, "img.pgm", 10, 8);
-    image->setMaskPath(in.path("mask.pgm"));
-    KYVO::CImage mask(KYVO::IMAGE_GREY_8, KYVO::CSize(10, 8, 1));
-    *mask.voxel(1, 1, 0) = 7;
-    KYVO::CImageIo2::Save(in.localPath("mask.pgm"), mask);
-    addRect(image->scene(0), QRectF(0, 0, 6, 4), lower);
-    addRect(image->scene(0), QRectF(3, 2, 6, 5), upper);
-
-    prepare("{image_name}{label_name}", "full bool");
-    worker.exportProject();
-
-    const auto full = load(out.path("img_fullmask.pgm"));
-    const auto lowerMask = load(out.path("imglower_mask.pbm"));
-    const auto upperMask = load(out.path("imgupper_mask.pbm"));
-    ASSERT_TRUE(full && lowerMask && upperMask);
-    struct Probe {
-        int x, y;
-        double full, lower, upper;
-    };
-    const QList<Probe> probes = {
-        {1, 1, 7, 1, 0}, // the loaded mask wins over shapes
-        {4, 3, 3, 1, 1}, // the overlap goes to the shape lower in the stack; each label's mask is whole
-        {1, 3, 3, 1, 0}, {7, 5, 4, 0, 1}, {9, 7, 0, 0, 0},
-    };
-    for (const Probe& p : probes) {
-        SCOPED_TRACE(testing::Message() << "at " << p.x << "," << p.y);
-        EXPECT_EQ(QList<double>({full->value(p.x, p.y, 0), lowerMask->value(p.x, p.y, 0),
-                                 upperMask->value(p.x, p.y, 0)}),
-                  QList<double>({p.full, p.lower, p.upper}));
     }
 }
 

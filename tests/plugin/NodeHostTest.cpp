@@ -66,14 +66,12 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
         ASSERT_NE(list, nullptr);
         ASSERT_EQ(list->size(), 3u) << "the given label, one for mask value 4, one for the zone";
         const auto map = [&](std::size_t i) { return static_cast<const KYVO::CValueMap*>(list->at(i)); };
-        // A map's own "opacity" is not taken over; the opaque colour sets it to 1.
-        const QString first = QString::fromStdString(map(0)->GetString("name"));
-        EXPECT_EQ(QString("%1 %2 %3")
-                          .arg(first)
-                          .arg(map(0)->GetLong("color/blue"))
-                          .arg(map(0)->GetDouble("opacity")) +
-                      QString(" %1 %2").arg(map(1)->GetLong("maskId")).arg(map(2)->GetLong("id")),
-                  QString("cell 255 1 4 %1").arg(c.zoneId));
+        EXPECT_EQ(QString("%1 %2 %3 %4")
+                      .arg(QString::fromStdString(map(0)->GetString("name")))
+                      .arg(map(0)->GetLong("color/blue"))
+                      .arg(map(1)->GetLong("maskId"))
+                      .arg(map(2)->GetLong("id")),
+                  QString("cell 255 4 %1").arg(c.zoneId));
     }
 
     // Without an image there is no mask; the labels go to standard output.

@@ -302,10 +302,7 @@ TEST(PluginRun, ReloadReadsTheInputsAgainAndKeepWorkspaceDecidesWhetherTheNextRu
         node.Init(&parameters);
         node.SetInput(0, imageValue(IMAGE_GREY_8, 4, 4));
         node.SetInput(2, twoLabels());
-        // The parent widget's entry must hold a widget pointer; a real widget takes the window in.
-        node.Parameters().SetString("QWidgetPointer", "0x1234");
-        const std::string message = pxmtest::thrownMessage([&] { node.Execute(); });
-        EXPECT_NE(message.find("QWidget"), std::string::npos) << message;
+        // A real widget in the parent widget's entry takes the window in.
         QWidget host;
         node.Parameters().Set("QWidgetPointer", new CValuePointer<QWidget>(&host));
         host.show();
@@ -341,7 +338,6 @@ TEST(PluginRun, ReloadReadsTheInputsAgainAndKeepWorkspaceDecidesWhetherTheNextRu
         const QPointer<pxm::Project> firstProject = node.project();
         ASSERT_TRUE(firstWindow && firstProject);
         firstProject->setSetting("Script.path", "marker");
-        EXPECT_EQ(firstWindow->project(), firstProject.data());
 
         node.SetInput(1, imageValue(IMAGE_GREY_8, 7, 3));
         runAndClose(node);
