@@ -153,14 +153,6 @@ inline QStringList describeImages(const pxm::Project& project) {
     return lines;
 }
 
-/// "name id #rrggbb" per label, in list order.
-inline QStringList describeLabels(const pxm::Project& project) {
-    QStringList lines;
-    for (const pxm::Label* label : project.labels())
-        lines << QString("%1 %2 %3").arg(label->name()).arg(label->id()).arg(label->color().name());
-    return lines;
-}
-
 /// Collects the debug log (no warnings) while it lives.
 class LogCapture {
 public:

@@ -147,7 +147,8 @@ TEST_F(ExportCommand, StopsCleanlyOnCtrlCAndSigterm) {
         const QString said = "pixmarker-export: Interrupted by %1; the files written before stay complete.";
         EXPECT_TRUE(errors.contains(said.arg(name))) << errors.toStdString();
 
-        // Only whole masks: no temporary left behind, each one readable with its rectangle.
+        // Only whole masks: no temporary left behind, each one readable whole (what it holds is the worker
+        // test's).
         const QStringList masks = masksIn(target);
         EXPECT_EQ(filesIn(target), masks) << "nothing but finished masks in the output";
         EXPECT_GE(masks.size(), 3);
@@ -156,8 +157,6 @@ TEST_F(ExportCommand, StopsCleanlyOnCtrlCAndSigterm) {
             const auto mask = load(target + "/" + file);
             ASSERT_TRUE(mask) << file.toStdString();
             EXPECT_EQ(mask->size(), KYVO::CSize(kSide, kSide, 1));
-            EXPECT_EQ(mask->value(50, 40, 0), 9) << file.toStdString();
-            EXPECT_EQ(mask->value(kSide - 1, kSide - 1, 0), 0) << file.toStdString();
         }
     }
 }

@@ -57,13 +57,14 @@ TEST(KAROMarkTest, WrittenAndHandWrittenFilesReadBack) {
     KYVO::CImageIo2::Save(dir.localPath("flat.pgm"), KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 1)));
     KYVO::CImageIo2::Save(dir.localPath("volume.pgm"),
                           KYVO::CImage(KYVO::IMAGE_GREY_8, KYVO::CSize(8, 8, 3)));
-    // After the images with their items, "label " and each label; id 0 is no label id: the project gives
-    // such a label an id of its own.
+    // After the images with their items, "label name id #rrggbb" per label; id 0 is no label id: the project
+    // gives such a label an id of its own.
     const auto labels = [](const pxm::Project& project) {
         QStringList lines;
-        for (const QString& line : pxmtest::describeLabels(project))
-            lines << "label " + (line.startsWith("KARO Color 0 ") ? "KARO Color 0 * " + line.section(' ', -1)
-                                                                  : line);
+        for (const pxm::Label* l : project.labels())
+            lines << QString("label %1 %2 %3")
+                         .arg(l->name(), l->name() == "KARO Color 0" ? "*" : QString::number(l->id()),
+                              l->color().name());
         return lines;
     };
     pxmtest::expectReads<pxm::KAROMarkReader>(

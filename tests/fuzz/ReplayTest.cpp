@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -79,33 +80,26 @@ TEST_F(FuzzReplay, AHeaderFullOfSamplesIsRefusedQuicklyWithoutTheMemoryItPromise
     // 331 bytes declaring 7173 x 3 pixels of 64767 float samples in strips of three rows: once
     // a 5.2 GiB strip buffer. Read in a child, so that its peak resident size is its own.
     const std::string path = PXM_FUZZ_DIR "/crashes/tiff/64767-samples-per-pixel-in-3-row-strips.tif";
-    int channel[2];
-    ASSERT_EQ(pipe(channel), 0);
     const std::uint64_t before = residentBytes();
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        close(channel[0]);
         // The machine's budget, not the fuzzers' small one, which would hide the fault.
         KYVO::MemoryBudget::setLimit(0);
         const std::string message = pxmtest::thrownMessage([&] { KYVO::io::TiffReader::read(path); });
-        const bool sent = write(channel[1], message.data(), message.size()) == ssize_t(message.size());
-        _exit(sent ? 0 : 1);
+        // The child ends well only with the refusal; any other outcome goes to standard error.
+        const bool refused =
+            message.find("unsupported TIFF content: 64767 samples per pixel") != std::string::npos;
+        if (!refused)
+            std::fprintf(stderr, "not the refusal: '%s'\n", message.c_str());
+        _exit(refused ? 0 : 1);
     }
-    close(channel[1]);
-    std::string message;
-    char buffer[512];
-    for (ssize_t n; (n = read(channel[0], buffer, sizeof buffer)) > 0;)
-        message.append(buffer, std::size_t(n));
-    close(channel[0]);
     int status = 0;
     rusage usage{};
     ASSERT_EQ(wait4(child, &status, 0, &usage), child);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_NE(message.find("unsupported TIFF content: 64767 samples per pixel"), std::string::npos)
-        << message;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the child's refusal, status " << status;
     // What the child adds is the reader's, AddressSanitizer's shadow and its allocator's first chunks.
     const std::uint64_t peak = std::uint64_t(usage.ru_maxrss) * 1024;
     const std::uint64_t growth = peak > before ? peak - before : 0;
