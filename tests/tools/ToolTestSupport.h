@@ -3,6 +3,7 @@
 
 #include "model/Label.h"
 #include "scene/LabelItems.h"
+#include "scene/MaskItem.h"
 #include "scene/Scene.h"
 #include "scene/SceneTestSupport.h"
 #include "tools/Tool.h"
@@ -28,6 +29,14 @@ inline QString plainShape(const QString& geometry, int id) {
     return QString("%1 id=%2 pos=0.000,0.000 t=1.000,0.000,0.000,1.000,0.000,0.000").arg(geometry).arg(id);
 }
 
+/// A hash of what `value` writes to a data stream, to compare large values in a snapshot.
+template <typename T> QString digest(const T& value) {
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream << value;
+    return QString::number(qHash(bytes), 16);
+}
+
 inline QString geometryOf(const QGraphicsItem* item) {
     const auto box = [](const QRectF& r) { return numbers({r.x(), r.y(), r.width(), r.height()}); };
     if (auto* rect = qgraphicsitem_cast<const QGraphicsRectItem*>(item))
@@ -35,7 +44,7 @@ inline QString geometryOf(const QGraphicsItem* item) {
     if (auto* ellipse = qgraphicsitem_cast<const QGraphicsEllipseItem*>(item))
         return "ellipse " + box(ellipse->rect());
     if (auto* path = qgraphicsitem_cast<const QGraphicsPathItem*>(item))
-        return "path " + box(path->path().boundingRect());
+        return "path " + box(path->path().boundingRect()) + " " + digest(path->path());
     if (auto* line = qgraphicsitem_cast<const QGraphicsLineItem*>(item))
         return "line " +
                numbers({line->line().x1(), line->line().y1(), line->line().x2(), line->line().y2()});
@@ -125,9 +134,17 @@ public:
     }
     QGraphicsRectItem* addRect(const QRectF& r, const pxm::Label* l) { return addShape(l, r); }
 
-    /// The label items of the scene, each as "type id geometry pos transform", sorted.
+    /// The label items of the scene, each as "type id geometry pos transform", and the mask values it shows
+    /// unless all are 0, sorted.
     QStringList snapshot() const {
         QStringList result;
+        if (const pxm::MaskItem* mask = scene() ? scene()->maskItem() : nullptr) {
+            QByteArray shown;
+            for (int i = 0; i < 200 * 200; ++i) // the fixture's image
+                shown += char(mask->value(QPoint(i % 200, i / 200)));
+            if (shown.count('\0') < shown.size())
+                result << "mask " + digest(shown);
+        }
         for (const QGraphicsItem* item : scene() ? scene()->items() : QList<QGraphicsItem*>()) {
             if (!pxm::isLabelItem(item))
                 continue;
