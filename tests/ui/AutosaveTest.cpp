@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "ui/Autosave.h"
 
-#include "persistence/ProjectReader.h"
 #include "persistence/RecoveryFolder.h"
 #include "support/RecoveryScope.h"
 #include "ui/AutosaveTestSupport.h"
@@ -92,7 +91,7 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkIsRetriedAfterAFailureAndGoesWith
     EXPECT_FALSE(QFileInfo::exists(folder));
 }
 
-TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
+TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndASaveEndsItsSnapshot) {
     QString folder;
     QString projectPath;
     {
@@ -131,13 +130,12 @@ TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndSavesToItsOwnPath) {
     Autosave::of(&window)->waitForWriter();
     expectRecovers(folder, project);
 
-    window.saveProject(); // a successful save deletes the snapshot: with nothing unsaved, nothing to keep
+    // A successful save (to the project's own path, as the file commands' test checks) deletes the snapshot:
+    // with nothing unsaved, nothing to keep.
+    window.saveProject();
     EXPECT_EQ(std::tuple(QFileInfo::exists(folder), Autosave::of(&window)->folder(),
                          Autosave::of(&window)->snapshotNow()),
               std::tuple(false, QString(), false));
-    Project reread;
-    ProjectReader::read(projectPath, &reread);
-    EXPECT_EQ(reread.labels()[0]->name(), "tumour");
 }
 
 TEST_F(AutosaveTest, DialogRecoversDiscardsAndKeeps) {
