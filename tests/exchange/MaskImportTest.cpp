@@ -2,7 +2,6 @@
 #include "exchange/MaskImport.h"
 
 #include "exchange/ExchangeTestSupport.h"
-#include "scene/MaskItem.h"
 
 using namespace pxm;
 using pxmtest::TempDir;

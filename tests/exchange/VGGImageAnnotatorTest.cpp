@@ -3,7 +3,6 @@
 #include "exchange/VGGImageAnnotatorWriter.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 
 namespace {
 

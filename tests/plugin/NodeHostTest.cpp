@@ -28,8 +28,7 @@ protected:
         KYVO::CImageIo2::Save(dir.localPath("float.pfm"),
                               KYVO::CImage(KYVO::IMAGE_GREY_F, KYVO::CSize(8, 6)));
         KYVO::CImageIo2::Save(dir.localPath("zones.pfm"), zones);
-        pxmtest::writeFile(dir.path("labels.json"), R"([{"name": "cell", "color": {"red": 0, "green": 0, )"
-                                                    R"("blue": 255, "alpha": 255}, "opacity": 0.6}])");
+        pxmtest::writeFile(dir.path("labels.json"), R"([{"name": "cell"}])");
         pxmtest::writeFile(dir.path("zones.json"), R"([{"ax": 4, "ay": 4, "bx": 6, "by": 6, "label": 3}])");
     }
 };
@@ -40,9 +39,8 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
     const struct {
         const char* zones;
         const char* maskRows; // the zone's rectangle and the mask's 4 in the corner
-        int zoneId;
-    } cases[] = {{"zones.json", "00000000 00000000 00000000 00000000 00003300 00003304", 3},
-                 {"zones.pfm", "66000000 66000000 66000000 00000000 00000000 00000004", 6}};
+    } cases[] = {{"zones.json", "00000000 00000000 00000000 00000000 00003300 00003304"},
+                 {"zones.pfm", "66000000 66000000 66000000 00000000 00000000 00000004"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.zones);
         ASSERT_EQ(run({"--image", dir.path("image.pgm"), "--mask", dir.path("mask.pgm"), "--labels",
@@ -65,13 +63,8 @@ TEST_F(NodeHostTest, RunsTheNodeOnFilesAndWritesBothOutputs) {
         const auto* list = dynamic_cast<const KYVO::CValueVector*>(labels.get());
         ASSERT_NE(list, nullptr);
         ASSERT_EQ(list->size(), 3u) << "the given label, one for mask value 4, one for the zone";
-        const auto map = [&](std::size_t i) { return static_cast<const KYVO::CValueMap*>(list->at(i)); };
-        EXPECT_EQ(QString("%1 %2 %3 %4")
-                      .arg(QString::fromStdString(map(0)->GetString("name")))
-                      .arg(map(0)->GetLong("color/blue"))
-                      .arg(map(1)->GetLong("maskId"))
-                      .arg(map(2)->GetLong("id")),
-                  QString("cell 255 4 %1").arg(c.zoneId));
+        // What the labels hold is the node's and the label maps' business, checked in their own tests.
+        EXPECT_EQ(static_cast<const KYVO::CValueMap*>(list->at(0))->GetString("name"), "cell");
     }
 
     // Without an image there is no mask; the labels go to standard output.
