@@ -225,7 +225,7 @@ TEST_F(SceneTest, GrabHandleSignalsChangesAndKeepsItsScreenSize) {
 using State = LabeledImage::ImageState;
 using MState = LabeledImage::MaskState;
 
-TEST_F(LabeledImageTest, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
+TEST_F(LabeledImageTest, PinsLoadAndSwapImagesMasksAndEraseOverlaysAndShowItemsOnlyWhilePinned) {
     pxmtest::TempDir dir;
     const QString imagePath = dir.path("img.pgm"), maskPath = dir.path("mask.pgm");
     KYVO::CImageIo2::Save(dir.localPath("img.pgm"), CImage(KYVO::IMAGE_GREY_8, CSize(6, 4, 1)));
@@ -275,40 +275,35 @@ TEST_F(LabeledImageTest, PinsLoadSwapAndShowItemsOnlyWhilePinned) {
     ASSERT_NE(image->mask(), nullptr);
     EXPECT_EQ(std::pair(at(*image->mask(), 1, 0), image->maskModified()), std::pair(5, false));
     image->decUsage();
-    // An image handed in without a path is never swapped out.
-    LabeledImage* framework = pxmtest::addImage(project, 3, 3);
+    // An image handed in without a path is never swapped out, nor its mask without a path; its erase overlay
+    // is, to a file of the project's.
+    LabeledImage* framework = pxmtest::addImage(project, 5, 4, 2);
     CImage* pixels = framework->image();
+    framework->setMask(pxmtest::volume(5, 4, 2, {1, 1, 1, 1, 1}), true, false);
+    ASSERT_NE(framework->eraseOverlay(), nullptr);
+    framework->eraseOverlay()->voxel(1, 0, 0)[0] = 2;
+    framework->eraseOverlay()->voxel(4, 3, 1)[0] = 1;
     framework->incUsage();
     framework->decUsage();
     framework->decUsage();
-    EXPECT_EQ(framework->image(), pixels);
-}
-
-TEST_F(LabeledImageTest, EraseOverlaySurvivesSwapOutAndReload) {
-    LabeledImage* image = pxmtest::addImage(project, 5, 4, 2);
-    image->setMask(pxmtest::volume(5, 4, 2, {1, 1, 1, 1, 1}), true, false);
-    ASSERT_NE(image->eraseOverlay(), nullptr);
-    image->eraseOverlay()->voxel(1, 0, 0)[0] = 2;
-    image->eraseOverlay()->voxel(4, 3, 1)[0] = 1;
-    image->incUsage();
-    image->decUsage();
-    // Swapped out to a file of the project's; a mask without a path stays.
-    EXPECT_EQ(std::pair(!!image->eraseOverlay(), !!image->mask()), std::pair(false, true));
-    EXPECT_TRUE(image->eraseOverlayPath().startsWith(project.temporaryDirectory().absolutePath()) &&
-                image->eraseOverlayPath().contains("erased_mask_"));
-    image->incUsage();
-    ASSERT_NE(image->eraseOverlay(), nullptr);
-    EXPECT_EQ(std::pair(at(*image->eraseOverlay(), 1, 0), at(*image->eraseOverlay(), 4, 3, 1)),
+    EXPECT_EQ(std::tuple(framework->image(), !!framework->mask(), !!framework->eraseOverlay()),
+              std::tuple(pixels, true, false));
+    EXPECT_TRUE(framework->eraseOverlayPath().startsWith(project.temporaryDirectory().absolutePath()) &&
+                framework->eraseOverlayPath().contains("erased_mask_"));
+    framework->incUsage();
+    ASSERT_NE(framework->eraseOverlay(), nullptr);
+    EXPECT_EQ(std::pair(at(*framework->eraseOverlay(), 1, 0), at(*framework->eraseOverlay(), 4, 3, 1)),
               std::pair(2, 1));
-    std::unique_ptr<CImage> erased(image->createErasedMask());
+    std::unique_ptr<CImage> erased(framework->createErasedMask());
     EXPECT_EQ(std::pair(at(*erased, 0, 0), at(*erased, 1, 0)), std::pair(1, 0));
     // An overlay file of the wrong size is replaced by a fresh one.
-    const QString path = image->eraseOverlayPath();
-    image->decUsage();
-    KYVO::CImageIo2::Save(path.toLocal8Bit().toStdString(), CImage(KYVO::IMAGE_GREY_8, CSize(2, 2, 1)));
-    image->incUsage();
-    ASSERT_NE(image->eraseOverlay(), nullptr);
-    EXPECT_EQ(at(*image->eraseOverlay(), 1, 0), 0);
+    const QString overlayPath = framework->eraseOverlayPath();
+    framework->decUsage();
+    KYVO::CImageIo2::Save(overlayPath.toLocal8Bit().toStdString(),
+                          CImage(KYVO::IMAGE_GREY_8, CSize(2, 2, 1)));
+    framework->incUsage();
+    ASSERT_NE(framework->eraseOverlay(), nullptr);
+    EXPECT_EQ(at(*framework->eraseOverlay(), 1, 0), 0);
 }
 
 // A shown scene never keeps pixels its image dropped (refused or failed to reload), nor a refused mask.
