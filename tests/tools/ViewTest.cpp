@@ -281,47 +281,36 @@ TEST(ReannotationRulesTest, TextRoundTripsAndBadEntriesAreDropped) {
     EXPECT_EQ(std::pair(rules.rulesForKey("Shift+Q").size(), rules.rulesForKey("Q").size()), std::pair(1, 0));
 }
 
-class ReannotationShortcutsTest : public ToolFixture {
-protected:
-    void SetUp() override {
-        ToolFixture::SetUp();
-        label->setName("cat");
-        other->setName("dog");
-        bird = project.createLabel();
-        bird->setName("bird");
-        lower = addRect(QRectF(20, 20, 100, 100), label);
-        upper = addRect(QRectF(60, 60, 100, 100), other);
-        stack()->clear();
-    }
-    void setRules(const QList<ReannotationRule>& rules) { ReannotationRules(rules).storeIn(&project); }
+using ReannotationShortcutsTest = ToolFixture;
 
-    Label* bird = nullptr;
-    QGraphicsRectItem* lower = nullptr;
-    QGraphicsRectItem* upper = nullptr;
-};
-
-TEST_F(ReannotationShortcutsTest, AKeyMovesTheShapeUnderThePointerAsOneUndoStep) {
-    setRules({{"1", "cat", "bird"}, {"2", "", "bird"}, {"3", "dog", "nowhere"}});
-    ReannotationShortcuts shortcuts(view);
+TEST_F(ReannotationShortcutsTest, AKeyMovesTheShapeUnderThePointerAsOneUndoStepOnItsReleaseOverTheView) {
+    label->setName("cat");
+    other->setName("dog");
+    Label* bird = project.createLabel();
+    bird->setName("bird");
+    QGraphicsRectItem* lower = addRect(QRectF(20, 20, 100, 100), label);
+    QGraphicsRectItem* upper = addRect(QRectF(60, 60, 100, 100), other);
+    const auto setRules = [this](const QList<ReannotationRule>& r) {
+        ReannotationRules(r).storeIn(&project);
+    };
+    setRules({{"1", "cat", "bird"}, {"2", "", "bird"}, {"3", "dog", "nowhere"}, {"Shift+B", "dog", "bird"}});
+    auto* shortcuts = new ReannotationShortcuts(view);
     const QStringList before = snapshot();
     // Where both overlap, "1" applies to the cat below the dog on top.
-    expectStep("Move a shape to 'bird'", [&] { EXPECT_TRUE(shortcuts.applyKey("1", QPointF(80, 80))); });
+    expectStep("Move a shape to 'bird'", [&] { EXPECT_TRUE(shortcuts->applyKey("1", QPointF(80, 80))); });
     EXPECT_EQ(std::pair(labelIdOf(lower), labelIdOf(upper)), std::pair(bird->id(), other->id()));
     // No cat left there, no such target, nothing there: nothing; "2" takes the topmost shape of any label.
     // Once applied, the last "2" finds its shape already at the target.
-    QList<bool> applied;
+    QList<bool> done;
     for (const auto& [key, x, y] :
          {std::tuple("1", 80, 80), {"3", 150, 150}, {"2", 5, 5}, {"2", 80, 80}, {"2", 80, 80}})
-        applied << shortcuts.applyKey(key, QPointF(x, y));
-    EXPECT_EQ(applied, QList<bool>({false, false, false, true, false}));
+        done << shortcuts->applyKey(key, QPointF(x, y));
+    EXPECT_EQ(done, QList<bool>({false, false, false, true, false}));
     EXPECT_EQ(std::pair(labelIdOf(upper), stack()->count()), std::pair(bird->id(), 2));
     stack()->setIndex(0);
     EXPECT_EQ(snapshot(), before); // restyled as the scene's style test checks
-}
 
-TEST_F(ReannotationShortcutsTest, KeyReleasesOverTheViewApplyRulesAndStopThere) {
-    setRules({{"Shift+B", "dog", "bird"}});
-    auto* shortcuts = new ReannotationShortcuts(view);
+    // Over the view the key's release applies the rule at the pointer, once.
     QSignalSpy applied(shortcuts, &ReannotationShortcuts::applied);
     move(QPointF(150, 150));
     EXPECT_EQ(shortcuts->pointer(), at(QPointF(150, 150)));
