@@ -32,7 +32,9 @@ protected:
 
 } // namespace
 
-TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkIsRetriedAfterAFailureAndGoesWithADiscard) {
+// One window's snapshots: retried after a failure, dropped by a discard, left behind by a program that died
+// and taken over by the window that recovers them, until a save.
+TEST_F(AutosaveTest, SnapshotsHoldTheWorkOutliveTheProgramAndEndWithADiscardOrASave) {
     std::unique_ptr<MainWindow> window = autosavetest::editedStudy(dir.path());
     Autosave* autosave = Autosave::of(window.get()); // every window keeps its work safe, each minute at first
     ASSERT_NE(autosave, nullptr);
@@ -89,52 +91,44 @@ TEST_F(AutosaveTest, SnapshotHoldsTheEditedWorkIsRetriedAfterAFailureAndGoesWith
     uitest::ModalAnswerer answerer({"Discard"});
     window->close(); // a close that discards the work drops its snapshot
     EXPECT_FALSE(QFileInfo::exists(folder));
-}
 
-TEST_F(AutosaveTest, RecoveredWorkOpensUnsavedAndASaveEndsItsSnapshot) {
-    QString folder;
-    QString projectPath;
-    {
-        std::unique_ptr<MainWindow> window = autosavetest::editedStudy(dir.path());
-        Autosave* autosave = Autosave::of(window.get());
-        // An interval of 0 turns autosave off, unsaved work or not.
-        QSignalSpy written(autosave, &Autosave::snapshotWritten);
-        window->project()->setSetting(Autosave::kIntervalKey, 0);
-        EXPECT_FALSE(written.wait(1500));
-        ASSERT_TRUE(autosave->snapshotNow());
-        autosave->waitForWriter();
-        folder = autosave->folder();
-        projectPath = window->project()->path();
-        uitest::ModalAnswerer answerer({"Cancel"});
-        window->close(); // a cancelled close keeps the snapshot
-        EXPECT_TRUE(QFileInfo::exists(folder));
-        delete autosave; // ends as if the program had died: the lock goes, the folder stays
-    }
+    // Shown again with an interval of 0, which turns autosave off, unsaved work or not: a snapshot by hand.
+    window->show();
+    project->setSetting(Autosave::kIntervalKey, 0);
+    written.clear();
+    EXPECT_FALSE(written.wait(1500));
+    ASSERT_TRUE(autosave->snapshotNow());
+    autosave->waitForWriter();
+    const QString kept = autosave->folder();
+    answerer.thenClick("Cancel");
+    window->close(); // a cancelled close keeps the snapshot
+    EXPECT_TRUE(QFileInfo::exists(kept));
+    delete autosave; // ends as if the program had died: the lock goes, the folder stays
     ASSERT_EQ(RecoveryFolder::orphaned().size(), 1);
 
-    Project project;
-    const QList<int> restored = RecoveryFolder::restore(entryOf(folder), &project);
-    MainWindow window(nullptr, false);
-    window.setProject(&project);
-    Autosave::of(&window)->adopt(folder, restored);
-    window.show();
-    // The recovering window holds the snapshot now.
-    EXPECT_EQ(std::pair(window.windowTitle(), RecoveryFolder::orphaned().size()),
-              std::pair("Pixmarker - " + projectPath + "*", 0));
+    Project recovered;
+    const QList<int> restored = RecoveryFolder::restore(entryOf(kept), &recovered);
+    MainWindow recovering(nullptr, false);
+    recovering.setProject(&recovered);
+    Autosave::of(&recovering)->adopt(kept, restored);
+    recovering.show();
+    // The recovering window holds the snapshot now, and its work is unsaved.
+    EXPECT_EQ(std::pair(recovering.windowTitle(), RecoveryFolder::orphaned().size()),
+              std::pair("Pixmarker - " + project->path() + "*", 0));
     // The recovered masks stay in memory: their files do not have the changes.
     ASSERT_FALSE(restored.isEmpty());
     for (const int index : restored)
-        EXPECT_GT(project.images()[index]->usageCount(), 0u);
+        EXPECT_GT(recovered.images()[index]->usageCount(), 0u);
     // Its next snapshot holds the recovered work again, masks and erasures included.
-    ASSERT_TRUE(Autosave::of(&window)->snapshotNow());
-    Autosave::of(&window)->waitForWriter();
-    expectRecovers(folder, project);
+    ASSERT_TRUE(Autosave::of(&recovering)->snapshotNow());
+    Autosave::of(&recovering)->waitForWriter();
+    expectRecovers(kept, recovered);
 
     // A successful save (to the project's own path, as the file commands' test checks) deletes the snapshot:
     // with nothing unsaved, nothing to keep.
-    window.saveProject();
-    EXPECT_EQ(std::tuple(QFileInfo::exists(folder), Autosave::of(&window)->folder(),
-                         Autosave::of(&window)->snapshotNow()),
+    recovering.saveProject();
+    EXPECT_EQ(std::tuple(QFileInfo::exists(kept), Autosave::of(&recovering)->folder(),
+                         Autosave::of(&recovering)->snapshotNow()),
               std::tuple(false, QString(), false));
 }
 
