@@ -11,13 +11,6 @@ using namespace pxmtest;
 
 namespace {
 
-QList<int> progressValues(const QSignalSpy& spy) {
-    QList<int> values;
-    for (const QList<QVariant>& call : spy)
-        values << call.at(0).toInt();
-    return values;
-}
-
 const QString kEveryTarget = "full bool snapshot karo voc vgg labelme";
 
 /// Image files in `in`, a worker that writes into `out`.
@@ -114,11 +107,13 @@ TEST_F(ExportMaskWorkerTest, WritesEveryTargetAndSkipsUnlabeledImagesByTheirShar
         // 1 + 2 + 1 + 2 + 2 + 1 = 9. The VGG step comes on top of the total; a skipped image is one
         // emission of its share and its VGG share.
         EXPECT_EQ(run.progressTotal(), 7 + 9 + 9);
-        QList<int> steps;
+        QList<int> steps, emitted;
         for (int i = 1; i <= 26 + skip; ++i)
             if (!skip || i <= 7 || i >= 17)
                 steps << i;
-        EXPECT_EQ(progressValues(progress), steps);
+        for (const QList<QVariant>& call : progress)
+            emitted << call.at(0).toInt();
+        EXPECT_EQ(emitted, steps);
         EXPECT_EQ(run.progress(), steps.last());
         for (const LabeledImage* image : project.images())
             EXPECT_TRUE(image->usageCount() == 0u && !image->image())
