@@ -319,32 +319,7 @@ TEST(Project, DefaultLabelsAndCurrentLabelBookkeeping) {
               "Cannot take the label from the project, because it is not owned by the project.\n");
 }
 
-TEST(Project, ClearSignalsInOrderAndKeepsPathAndSettings) {
-    Project project;
-    project.setPath("/tmp/p.json");
-    project.setSetting("View.cameraMode", "perImage");
-    project.createLabel();
-    QPointer<LabeledImage> image = pxmtest::addImageByPath(project, "a", 4, 3, 2);
-    project.undoStack()->push(new QUndoCommand("edit"));
-    QFile scratch(project.temporaryDirectory().filePath("scratch.pgm"));
-    ASSERT_TRUE(scratch.open(QIODevice::WriteOnly));
-    scratch.close();
-    SignalLog log(&project);
-    project.clear();
-    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(null)", "currentSceneChanged(null)",
-                                       "currentLabelChanged(null)", "cleared()"}));
-    EXPECT_TRUE(image.isNull() && project.labels().isEmpty() && project.undoStack()->count() == 0)
-        << "clear deletes images, labels and the undo history";
-    EXPECT_EQ(project.path() + " " + project.setting("View.cameraMode").toString(), "/tmp/p.json perImage");
-    EXPECT_EQ(project.temporaryDirectory().entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList())
-        << "the scratch folder stays, emptied";
-    EXPECT_TRUE(project.temporaryDirectory().exists());
-    // setPath signals even when the path does not change.
-    project.setPath("/tmp/p.json");
-    EXPECT_EQ(log.take(), QStringList({"pathChanged(/tmp/p.json)"}));
-}
-
-TEST(Project, SettingsComeFromTheRegistryWithTheirTypesAndLabelsFromValueVectors) {
+TEST(Project, SettingsComeFromTheRegistryWithTheirTypesAndOutliveClearAndLabelsComeFromValueVectors) {
     KYVO::CRegistry& registry = KYVO::CRegistry::Obj();
     registry.SetLong("main/Settings/View/ViewRadius", 300);
     registry.SetDouble("main/Settings/Label/PenWidth", 0.25);
@@ -374,6 +349,25 @@ TEST(Project, SettingsComeFromTheRegistryWithTheirTypesAndLabelsFromValueVectors
         std::tuple(target.labels()[0]->name(), target.labels()[1]->color(), target.labels()[0]->maskId()),
         std::tuple(QString("car"), QColor(Qt::blue), 0));
     EXPECT_NE(target.labels()[0]->id(), project.labels()[0]->id());
+    // Clearing deletes images, labels and the undo history, empties the scratch folder, keeps path and
+    // settings.
+    project.setPath("/tmp/p.json");
+    QPointer<LabeledImage> image = pxmtest::addImageByPath(project, "a", 4, 3, 2);
+    project.undoStack()->push(new QUndoCommand("edit"));
+    QFile scratch(project.temporaryDirectory().filePath("scratch.pgm"));
+    ASSERT_TRUE(scratch.open(QIODevice::WriteOnly));
+    scratch.close();
+    SignalLog log(&project);
+    project.clear();
+    EXPECT_EQ(log.take(), QStringList({"currentImageChanged(null)", "currentSceneChanged(null)",
+                                       "currentLabelChanged(null)", "cleared()"}));
+    EXPECT_TRUE(image.isNull() && project.labels().isEmpty() && project.undoStack()->count() == 0);
+    EXPECT_EQ(project.path() + " " + project.setting("StatusLine.format").toString(), "/tmp/p.json %s");
+    EXPECT_EQ(project.temporaryDirectory().entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+    EXPECT_TRUE(project.temporaryDirectory().exists());
+    // setPath signals even when the path does not change.
+    project.setPath("/tmp/p.json");
+    EXPECT_EQ(log.take(), QStringList({"pathChanged(/tmp/p.json)"}));
 }
 
 TEST(Commands, RedoUndoRedoRestoresTheModel) {
