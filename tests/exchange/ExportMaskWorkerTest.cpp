@@ -62,7 +62,6 @@ TEST_F(ExportMaskWorkerTest, BuildsFileNamesFromThePattern) {
         // Repeated placeholders all expand; the names are case-sensitive; nothing is escaped.
         {"{label_name}-{label_name}/{Label_id}", nullptr, nullptr, nucleus, ".x",
          "/out/nucleus-nucleus/{Label_id}.x"},
-        {"fixed", image, image->scene(0), nucleus, ".voc", "/out/fixed.voc"},
         // Label names are expanded before image names.
         {"{label_name}", image, nullptr, odd, ".json", "/out/xa.b.json"},
     };

@@ -75,7 +75,6 @@ TEST(KAROMarkTest, WrittenAndHandWrittenFilesReadBack) {
              "/data/img.png 0x0x1|  KARO Color 3: rect 0 0 7 3|  KARO Color 7: rect 100 50 9 7|"
              "  KARO Color 7: rect 5 6 9 9|  KARO Color 3: rect 10 20 29 39|label KARO Color 3 3 #000003|"
              "label KARO Color 7 7 #000007"},
-            {"image only", "# Image\na.png\n", "a.png 0x0x1"},
             {"#Image starts a block, #  Image does not end one",
              "#Image\na.png\n# Mark\n#Color: 5\n1 2 3 4\n#  Image\nb.png\n",
              "a.png 0x0x1|  KARO Color 5: rect 1 3 1 1|label KARO Color 5 5 #000005"},

@@ -12,11 +12,10 @@
 TEST(EntryPoints, EachListIsTheCallersOwnAndOnlyTheExactNameCreatesANode) {
     const std::unique_ptr<KYVO::CValueVector> names(ListPlugins()), again(ListPlugins());
     EXPECT_TRUE(names && again && names.get() != again.get()) << "each call hands out a vector of its own";
-    // Names the framework might pass; only the exact one creates a node.
+    // Names the framework might pass that are not exactly the one the host's test creates its node by.
     for (const char* name : {"pixmarker", "PIXMARKER", "Pixmarkers", "Pixmarker ", "Pixmarke", "",
                              static_cast<const char*>(nullptr)}) {
         SCOPED_TRACE(name ? name : "(null)");
         EXPECT_FALSE(std::unique_ptr<KYVO::CPNode>(CreatePluginInstanceEx(name)));
     }
-    EXPECT_TRUE(std::unique_ptr<KYVO::CPNode>(CreatePluginInstanceEx("Pixmarker")));
 }
