@@ -92,7 +92,6 @@ TEST(KAROMarkTest, WrittenAndHandWrittenFilesReadBack) {
              "W 4 No color found in 'Mark' block.|a.png 0x0x1"},
             {"file ends inside a mark", "# Image\na.png\n# Mark\n# Color: 1\n",
              "W 3 No bounding box found in 'Mark' block.|a.png 0x0x1"},
-            {"path missing at the end", "# Image\n", "E 0 Expected image path after #Image."},
             {"empty path line", "junk\n# Image\n\n# Mark\n", "E 2 Expected image path after #Image."},
             {"the line ending a block is consumed", "# Image\na.png\n# Image\nb.png\n# Image\nc.png\n",
              "a.png 0x0x1|c.png 0x0x1"},

@@ -119,8 +119,6 @@ TEST(LabelMeTest, WrittenAndHandWrittenFilesReadBack) {
             {"no shape type", file(R"({"label": "a"})"), a + "|a #000000 1.000" + noType},
             {"shape type no string", file(R"({"label": "a", "shape_type": 1})"),
              a + "|a #000000 1.000|log Expected 'shape_type' to be a string."},
-            {"line strip", file(R"({"label": "a", "shape_type": "linestrip", "points": []})"),
-             a + "|a #000000 1.000|log Unsupported 'shape_type': linestrip"},
             {"points no array", file(R"({"label": "a", "shape_type": "circle", "points": {}})"),
              a + "|a #000000 1.000|log Expected 'points' to be a JSON array."},
             {"one corner", file(R"({"label": "a", "shape_type": "rectangle", "points": [[1, 1]]})"),
