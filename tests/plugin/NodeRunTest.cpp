@@ -340,7 +340,6 @@ TEST(PluginRun, ReloadReadsTheInputsAgainAndKeepWorkspaceDecidesWhetherTheNextRu
 
         node.SetInput(1, imageValue(IMAGE_GREY_8, 7, 3));
         runAndClose(node);
-        EXPECT_FALSE(node.workspaceStale());
         EXPECT_EQ(outputLabels(node), QStringList({"road 0 255", "tree 0 0"})) << "labels are not doubled";
         EXPECT_EQ(node.mainWindow()->parentWidget(), &host);
         // A forgotten workspace frees the old window and project.
