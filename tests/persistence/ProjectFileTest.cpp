@@ -31,7 +31,6 @@
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QUndoStack>
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>

@@ -7,6 +7,8 @@
 #include "ui/RecoveryDialog.h"
 #include "ui/UiTestSupport.h"
 
+#include <cstring>
+
 using namespace pxm;
 
 namespace {
@@ -21,12 +23,21 @@ protected:
         EXPECT_TRUE(RecoveryFolder::readDescription(folder, &entry.description));
         return entry;
     }
-    /// Restores the snapshot in `folder` and compares it with the work it was taken of.
+    /// Restores the snapshot in `folder` and compares it with the work it was taken of: the path, the project
+    /// document, and every image's mask minus erasures (what a save writes) voxel by voxel.
     static void expectRecovers(const QString& folder, Project& work) {
         Project recovered;
         RecoveryFolder::restore(entryOf(folder), &recovered);
         EXPECT_EQ(recovered.path(), work.path());
-        autosavetest::expectSameWork(work, recovered);
+        EXPECT_EQ(autosavetest::normalisedDocument(recovered), autosavetest::normalisedDocument(work));
+        ASSERT_EQ(recovered.images().size(), work.images().size());
+        for (int i = 0; i < work.images().size(); ++i) {
+            const std::unique_ptr<KYVO::CImage> want = autosavetest::erasedMask(work.images()[i]);
+            const std::unique_ptr<KYVO::CImage> got = autosavetest::erasedMask(recovered.images()[i]);
+            ASSERT_TRUE(want && got && got->size() == want->size() && got->byteCount() == want->byteCount())
+                << "mask of image " << i;
+            EXPECT_EQ(std::memcmp(got->data(), want->data(), want->byteCount()), 0) << "mask of image " << i;
+        }
     }
 };
 

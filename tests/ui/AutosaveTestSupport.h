@@ -21,7 +21,6 @@
 
 #include <QtTest>
 #include <QtWidgets>
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace autosavetest {
@@ -123,19 +122,6 @@ inline std::unique_ptr<KYVO::CImage> erasedMask(pxm::LabeledImage* image) {
     std::unique_ptr<KYVO::CImage> mask(image->createErasedMask());
     image->decUsage();
     return mask;
-}
-
-/// The project documents, and every image's mask minus erasures (what a save writes) voxel by voxel.
-inline void expectSameWork(pxm::Project& expected, pxm::Project& actual) {
-    EXPECT_EQ(normalisedDocument(actual), normalisedDocument(expected));
-    ASSERT_EQ(actual.images().size(), expected.images().size());
-    for (int i = 0; i < expected.images().size(); ++i) {
-        const std::unique_ptr<KYVO::CImage> want = erasedMask(expected.images()[i]);
-        const std::unique_ptr<KYVO::CImage> got = erasedMask(actual.images()[i]);
-        ASSERT_TRUE(want && got && got->size() == want->size() && got->byteCount() == want->byteCount())
-            << "mask of image " << i;
-        EXPECT_EQ(std::memcmp(got->data(), want->data(), want->byteCount()), 0) << "mask of image " << i;
-    }
 }
 
 } // namespace autosavetest

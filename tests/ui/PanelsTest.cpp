@@ -310,11 +310,8 @@ TEST_F(LabelSettingsWidgetTest, TypingPushesOneRenameForEveryCharacterButATraili
     QTest::keyClicks(name, "x");
     EXPECT_EQ(state(), "4 car x|car x");
     EXPECT_NE(dynamic_cast<const pxm::commands::SetLabelName*>(stack->command(3)), nullptr);
-    stack->undo();
+    stack->undo(); // the field follows the label's name, though it has the focus
     EXPECT_EQ(state(), "3 car|car");
-    stack->undo();
-    stack->undo();
-    EXPECT_EQ(name->text(), "c");
 }
 
 TEST_F(LabelSettingsWidgetTest, SpinBoxAndSlidersPushOneCommandPerStep) {
