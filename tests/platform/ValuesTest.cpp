@@ -448,8 +448,8 @@ TEST(CPNode, StacksOwnTheirValues) {
         << "taken over, as a copy";
 }
 
-// A first start finds no file; a damaged one is moved aside. Either way the registry starts empty, and what
-// it then stores reads back whole.
+// A first start finds no file; a damaged one (cut short, or no map at the top) is moved aside. Either way the
+// registry starts empty, and what it then stores reads back whole.
 TEST_F(RegistryTest, StoreRoundTripsAndADamagedOneIsMovedAsideAndStartsEmpty) {
     CRegistry& registry = CRegistry::Obj();
     EXPECT_EQ(registry.StoragePath("Lumarka"), dir.path("store/Lumarka.json"));
@@ -457,8 +457,7 @@ TEST_F(RegistryTest, StoreRoundTripsAndADamagedOneIsMovedAsideAndStartsEmpty) {
     const std::unique_ptr<CValue> content = CValueJson::Read(
         R"({"main": {"RecentProjects": ["/a b/ä.json.gz"], "View": {"Radius": 200, "Zoom": 2.0, "On": false}}})");
     ASSERT_TRUE(content);
-    const QByteArray files[] = {QByteArray(), "{\"main\": {\"RecentProjects\": [\"/a.json\"", "[1, 2]",
-                                "\x00\x01garbage"};
+    const QByteArray files[] = {QByteArray(), "{\"main\": {\"RecentProjects\": [\"/a.json\"", "[1, 2]"};
     for (const QByteArray& file : files) {
         SCOPED_TRACE(file.toStdString());
         QDir(dir.path("store")).removeRecursively();
