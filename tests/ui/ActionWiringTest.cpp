@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "exchange/BaseReader.h"
 #include "exchange/CriticalReadError.h"
-#include "model/Label.h"
 #include "scene/Scene.h"
 #include "tools/View.h"
 #include "ui/HelpWidget.h"
@@ -109,12 +108,12 @@ TEST_F(ActionWiringTest, EveryActionReachesItsSlot) {
     project.setSetting("Script.path", "exit 3");
     find(A::RunScript)->trigger();
     EXPECT_EQ(err.take(), "Running the script was not successful!\n");
-    // "&New project" in a window with a project opens a second window with one label.
+    // "&New project" in a window with a project opens a second window with one label (its name is the
+    // model's).
     find(A::NewProject)->trigger();
     MainWindow* second = otherWindow(&window);
     ASSERT_TRUE(second && second->project() && second->project()->labels().size() == 1);
-    EXPECT_EQ(std::pair(second->project()->labels()[0]->name(), second->testAttribute(Qt::WA_DeleteOnClose)),
-              std::pair(QString("Label 1"), true));
+    EXPECT_TRUE(second->testAttribute(Qt::WA_DeleteOnClose));
     // "&Quit" closes the window (with nothing left unsaved, so without asking).
     project.undoStack()->setClean();
     find(A::Quit)->trigger();

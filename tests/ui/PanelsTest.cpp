@@ -204,7 +204,6 @@ TEST(LabelListWidget, FilterWordsMustAllOccurIgnoringCase) {
     const std::pair<const char*, QStringList> cases[] = {
         {"cell nuc", {"Cell nucleus"}},
         {"  NUC  ", {"Cell nucleus", "Nucleus"}},
-        {"cell   mem", {"cell membrane"}},
         {"zzz", {}},
         {"", {"Cell nucleus", "cell membrane", "Nucleus", "Background"}},
     };
@@ -589,8 +588,6 @@ TEST(ImageChooser, FilterFollowsTheProjectAndItsLabels) {
     addImages(other, {"x.png"});
     chooser.setProject(&other);
     EXPECT_FALSE(chooser.filter().isActive());
-    chooser.setProject(&project);
-    EXPECT_EQ(chooser.filter(), named);
 }
 
 TEST(ImageChooser, ZLayerFollowsAndSetsTheProjectsLayer) {
@@ -668,12 +665,10 @@ TEST(ImageFilter, NamePatternsSizeBoundsAndLabels) {
     both.namePattern = "m*";
     expectPassing(labelled, {
                                 {byLabels({cell}), {"shapes.png"}},
-                                {byLabels({nucleus}), {"shapes.png", "masked.png"}},
                                 {byLabels({cell, nucleus}, M::All), {"shapes.png"}},
                                 {byLabels({cell, nucleus}), {"shapes.png", "masked.png"}},
                                 {byLabels({unused}), {}},
                                 {byLabels({cell, nucleus, unused}, M::None), {"erased.png", "empty.png"}},
-                                {byLabels({nucleus}, M::None), {"erased.png", "empty.png"}},
                                 {both, {"masked.png"}},
                             });
 }

@@ -149,7 +149,6 @@ TEST(StatusFormat, ExpandsPlaceholdersInTheirOrderAndDropsTheBars) {
         {"%pmin %pmax %pmean %psigma", info(5, 5, 5, "IMAGE_GREY_8", 0, 0, 0, 0, 0), 5, "n/a n/a n/a n/a"},
         // Without "|" the format is one piece; text around placeholders stays.
         {"size %s!", volume, 0, "size 64x32x20!"},
-        {"||", volume, 0, ""},
     };
     for (const auto& [format, record, z, expected] : cases)
         EXPECT_EQ(pxm::expandStatusFormat(format, &record, z), expected) << format.toStdString();
@@ -317,11 +316,8 @@ TEST_F(WindowTest, ClosingWithUnsavedChangesAsks) {
                              out.take().find("Configuration saving successful.") != std::string::npos),
                   std::tuple(!closes, saved, closes));
     }
-    // Nothing to save, or a plug-in's window: no question.
+    // A plug-in's window does not ask (nor does one with nothing to save: the quit action's test).
     uitest::ModalAnswerer none;
-    window.show();
-    project.undoStack()->setClean();
-    EXPECT_TRUE(window.close());
     project.undoStack()->push(new QUndoCommand("edit"));
     int pluginTag = 0;
     project.setNodaraPlugin(reinterpret_cast<pxm::PPixmarker*>(&pluginTag));
