@@ -97,9 +97,8 @@ TEST(KAROMarkTest, WrittenAndHandWrittenFilesReadBack) {
              "a.png 0x0x1|c.png 0x0x1"},
             {"a later failure keeps earlier blocks",
              "# Image\na.png\n# Mark\n# Color: 2\n0 1 0 1\n# Image\nx\n# Image\n",
-             "E 7 Expected image path after #Image.|a.png 0x0x1|  KARO Color 2: rect 0 0 1 1|label KARO "
-             "Color 2 "
-             "2 #000002"},
+             "E 7 Expected image path after #Image.|a.png 0x0x1|  KARO Color 2: rect 0 0 1 1|"
+             "label KARO Color 2 2 #000002"},
             // An image that opens is read with its size; a volume ends the file, the labels before it stay.
             {"a 3D image ends the file",
              QString("# Image\n%1\n# Mark\n# Color: 9\n0 4 0 4\n# Image\nskip\n# Image\n%2\n# Mark\n# Color: "
