@@ -13,10 +13,10 @@
 #include "scene/Scene.h"
 #include "support/TestSupport.h"
 #include "ui/MainWindow.h"
+#include "ui/UiTestSupport.h"
 
 #include <QAction>
 #include <QApplication>
-#include <QDialog>
 #include <QGraphicsRectItem>
 #include <QTimer>
 #include <algorithm>
@@ -32,18 +32,9 @@ namespace {
 /// dismissed first and counted in `dismissed`, so no run can block the test.
 void runAndClose(pxm::PPixmarker& node, const std::function<void()>& whileShown = {},
                  int* dismissed = nullptr) {
-    // Two timers: `whileShown` may open a box that only the other one can dismiss.
-    QTimer dismisser, closer;
-    QObject::connect(&dismisser, &QTimer::timeout, [&] {
-        if (QWidget* modal = QApplication::activeModalWidget()) {
-            if (dismissed)
-                ++*dismissed;
-            if (auto* dialog = qobject_cast<QDialog*>(modal))
-                dialog->reject();
-            else
-                modal->close();
-        }
-    });
+    // The answerer has its own timer: `whileShown` may open a box that only it can dismiss.
+    const uitest::ModalAnswerer dismisser;
+    QTimer closer;
     QObject::connect(&closer, &QTimer::timeout, [&] {
         pxm::MainWindow* window = node.mainWindow();
         if (QApplication::activeModalWidget() || !window || !window->isVisible())
@@ -53,9 +44,10 @@ void runAndClose(pxm::PPixmarker& node, const std::function<void()>& whileShown 
             whileShown();
         window->close();
     });
-    dismisser.start(10);
     closer.start(10);
     node.Execute();
+    if (dismissed)
+        *dismissed = int(dismisser.seen().size());
 }
 
 /// A zero-filled image of the type and size in a stack value.
