@@ -31,68 +31,107 @@ void onError(png_structp png, png_const_charp message) {
 
 void onWarning(png_structp, png_const_charp) {}
 
+/// Raw deflate (no zlib wrapper) of the bytes added, handed on in pieces.
+class Deflate {
+public:
+    using Sink = RunDeflater::Sink;
+    virtual ~Deflate() = default;
+    /// False when the encoder fails.
+    virtual bool add(const uint8_t* data, std::size_t size) = 0;
+    /// Ends the stream; false when the encoder fails.
+    virtual bool finish() = 0;
+};
+
+/// For data made of runs: far faster than zlib there, and about as small.
+class RunDeflate : public Deflate {
+public:
+    explicit RunDeflate(Sink sink) : m_runs(std::move(sink)) {}
+    bool add(const uint8_t* data, std::size_t size) override {
+        m_runs.add(data, size);
+        return true;
+    }
+    bool finish() override {
+        m_runs.finish();
+        return true;
+    }
+
+private:
+    RunDeflater m_runs;
+};
+
+/// zlib's fastest level with run-length matching, for anything else.
+class ZlibDeflate : public Deflate {
+public:
+    explicit ZlibDeflate(Sink sink) : m_sink(std::move(sink)) {
+        // windowBits -15: no zlib wrapper.
+        m_ready = deflateInit2(&m_stream, 1, Z_DEFLATED, -15, 8, Z_RLE) == Z_OK;
+    }
+    ~ZlibDeflate() override {
+        if (m_ready)
+            deflateEnd(&m_stream);
+    }
+    ZlibDeflate(const ZlibDeflate&) = delete;
+    ZlibDeflate& operator=(const ZlibDeflate&) = delete;
+
+    bool add(const uint8_t* data, std::size_t size) override {
+        m_stream.next_in = const_cast<uint8_t*>(data);
+        m_stream.avail_in = uInt(size);
+        while (m_ready && m_stream.avail_in > 0)
+            if (run(Z_NO_FLUSH) == Z_STREAM_ERROR)
+                return false;
+        return m_ready;
+    }
+    bool finish() override {
+        m_stream.avail_in = 0;
+        for (int status = Z_OK; m_ready && status != Z_STREAM_END;)
+            if ((status = run(Z_FINISH)) != Z_OK && status != Z_STREAM_END)
+                return false;
+        return m_ready;
+    }
+
+private:
+    int run(int mode) {
+        m_stream.next_out = m_out;
+        m_stream.avail_out = uInt(sizeof m_out);
+        const int status = deflate(&m_stream, mode);
+        m_sink(m_out, sizeof m_out - m_stream.avail_out);
+        return status;
+    }
+
+    Sink m_sink;
+    z_stream m_stream{};
+    bool m_ready = false;
+    uint8_t m_out[1 << 14];
+};
+
 /// Deflates the rows into a zlib stream and hands it to libpng as IDAT chunks. The stream is
 /// raw deflate with our own zlib header and checksum: zlib's checksum runs byte by byte and cost
-/// as much as the compression of a label image, libdeflate's is many times faster. Data made of
-/// runs goes through RunDeflater, anything else through zlib's fastest level.
+/// as much as the compression of a label image, libdeflate's is many times faster.
 class IdatWriter {
 public:
     IdatWriter(png_structp png, bool runs) : m_png(png) {
         m_buffer[0] = 0x78; // deflate, 32K window
         m_buffer[1] = 0x01; // fastest level, header check bits
         m_used = 2;
-        if (runs) {
-            m_runs = std::make_unique<RunDeflater>(
-                [this](const uint8_t* data, std::size_t size) { append(data, size); });
-            m_ready = true;
-            return;
-        }
-        // windowBits -15: no zlib wrapper, whose checksum we compute ourselves.
-        m_zlib = deflateInit2(&m_stream, 1, Z_DEFLATED, -15, 8, Z_RLE) == Z_OK;
-        m_ready = m_zlib;
-    }
-    ~IdatWriter() {
-        if (m_zlib)
-            deflateEnd(&m_stream);
+        Deflate::Sink sink = [this](const uint8_t* data, std::size_t size) { append(data, size); };
+        if (runs)
+            m_deflate = std::make_unique<RunDeflate>(std::move(sink));
+        else
+            m_deflate = std::make_unique<ZlibDeflate>(std::move(sink));
     }
     IdatWriter(const IdatWriter&) = delete;
     IdatWriter& operator=(const IdatWriter&) = delete;
 
-    bool ready() const { return m_ready; }
-
-    /// Adds bytes of the filtered image data; false when zlib fails.
+    /// Adds bytes of the filtered image data; false when the encoder fails.
     bool add(const uint8_t* data, std::size_t size) {
         m_adler = uint32_t(libdeflate_adler32(m_adler, data, size));
-        if (m_runs) {
-            m_runs->add(data, size);
-            return true;
-        }
-        m_stream.next_in = const_cast<uint8_t*>(data);
-        m_stream.avail_in = uInt(size);
-        while (m_stream.avail_in > 0)
-            if (!run(Z_NO_FLUSH))
-                return false;
-        return true;
+        return m_deflate->add(data, size);
     }
 
-    /// Ends the stream and writes what is left; false when zlib fails.
+    /// Ends the stream and writes what is left; false when the encoder fails.
     bool finish() {
-        if (m_runs) {
-            m_runs->finish();
-        } else {
-            m_stream.avail_in = 0;
-            int status = Z_OK;
-            while (status != Z_STREAM_END) {
-                m_stream.next_out = m_buffer + m_used;
-                m_stream.avail_out = uInt(sizeof m_buffer - m_used);
-                status = deflate(&m_stream, Z_FINISH);
-                if (status != Z_OK && status != Z_STREAM_END)
-                    return false;
-                m_used = sizeof m_buffer - m_stream.avail_out;
-                if (status != Z_STREAM_END)
-                    flush();
-            }
-        }
+        if (!m_deflate->finish())
+            return false;
         uint8_t adler[4];
         for (int i = 0; i < 4; ++i)
             adler[i] = uint8_t(m_adler >> (24 - 8 * i));
@@ -102,17 +141,6 @@ public:
     }
 
 private:
-    bool run(int mode) {
-        m_stream.next_out = m_buffer + m_used;
-        m_stream.avail_out = uInt(sizeof m_buffer - m_used);
-        if (deflate(&m_stream, mode) == Z_STREAM_ERROR)
-            return false;
-        m_used = sizeof m_buffer - m_stream.avail_out;
-        if (m_used == sizeof m_buffer)
-            flush();
-        return true;
-    }
-
     void append(const uint8_t* data, std::size_t size) {
         while (size > 0) {
             const std::size_t part = std::min(size, sizeof m_buffer - m_used);
@@ -132,10 +160,7 @@ private:
     }
 
     png_structp m_png;
-    z_stream m_stream{};
-    bool m_zlib = false;
-    bool m_ready = false;
-    std::unique_ptr<RunDeflater> m_runs;
+    std::unique_ptr<Deflate> m_deflate;
     uint32_t m_adler = 1;
     uint8_t m_buffer[1 << 16];
     std::size_t m_used = 0;
@@ -173,7 +198,7 @@ bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int channels, i
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
     idat = new IdatWriter(png, runs);
-    bool ok = idat->ready();
+    bool ok = true;
     const std::size_t rowBytes = std::size_t(width) * std::size_t(channels) * std::size_t(bitDepth / 8);
     const uint16_t probe = 1;
     const bool swap = bitDepth == 16 && *reinterpret_cast<const uint8_t*>(&probe) == 1;
